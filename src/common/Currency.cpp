@@ -1,0 +1,190 @@
+#include "common/Currency.h"
+
+#include "common/VbError.h"
+
+#include <cmath>
+#include <limits>
+
+namespace presupuestos {
+
+namespace {
+
+constexpr __int128 kMin = std::numeric_limits<std::int64_t>::min();
+constexpr __int128 kMax = std::numeric_limits<std::int64_t>::max();
+
+std::int64_t checked(__int128 v)
+{
+    if (v < kMin || v > kMax)
+        throw VbError::overflow();
+    return static_cast<std::int64_t>(v);
+}
+
+} // namespace
+
+std::int64_t roundHalfEvenDiv(__int128 numerator, __int128 denominator)
+{
+    __int128 q = numerator / denominator;
+    __int128 r = numerator % denominator;
+    if (r != 0) {
+        __int128 twice = (r < 0 ? -r : r) * 2;
+        bool negative = numerator < 0;
+        if (twice > denominator || (twice == denominator && (q % 2 != 0)))
+            q += negative ? -1 : 1;
+    }
+    return checked(q);
+}
+
+Currency Currency::fromInt(std::int64_t units)
+{
+    return fromRaw(checked(static_cast<__int128>(units) * Scale));
+}
+
+Currency Currency::fromDouble(double value)
+{
+    if (!std::isfinite(value))
+        throw VbError::overflow();
+    const double scaled = value * static_cast<double>(Scale);
+    // 2^63 is exactly representable; anything at or beyond it cannot fit.
+    if (scaled >= 9223372036854775808.0 || scaled < -9223372036854775808.0)
+        throw VbError::overflow();
+    return fromRaw(static_cast<std::int64_t>(std::nearbyint(scaled)));
+}
+
+Currency Currency::fromVariant(const QVariant& value)
+{
+    if (!value.isValid() || value.isNull())
+        return {};
+    switch (value.typeId()) {
+    case QMetaType::Bool:
+        return fromInt(value.toBool() ? -1 : 0);
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Long:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+        return fromInt(value.toLongLong());
+    case QMetaType::Double:
+    case QMetaType::Float:
+        return fromDouble(value.toDouble());
+    default:
+        break;
+    }
+    if (value.canConvert<Currency>() && value.userType() == qMetaTypeId<Currency>())
+        return value.value<Currency>();
+    Currency c;
+    if (parsePlain(value.toString().trimmed(), c))
+        return c;
+    throw VbError::typeMismatch();
+}
+
+bool Currency::parsePlain(const QString& text, Currency& out)
+{
+    if (text.isEmpty())
+        return false;
+    int i = 0;
+    bool negative = false;
+    if (text[0] == QLatin1Char('-') || text[0] == QLatin1Char('+')) {
+        negative = text[0] == QLatin1Char('-');
+        ++i;
+    }
+    __int128 units = 0;
+    int intDigits = 0;
+    for (; i < text.size() && text[i].isDigit(); ++i) {
+        units = units * 10 + text[i].digitValue();
+        if (units > kMax)
+            throw VbError::overflow();
+        ++intDigits;
+    }
+    __int128 frac = 0;
+    int fracDigits = 0;
+    __int128 denominator = 1;
+    if (i < text.size() && (text[i] == QLatin1Char('.') || text[i] == QLatin1Char(','))) {
+        ++i;
+        for (; i < text.size() && text[i].isDigit(); ++i) {
+            if (fracDigits < 30) {
+                frac = frac * 10 + text[i].digitValue();
+                denominator *= 10;
+                ++fracDigits;
+            }
+        }
+    }
+    if (i != text.size() || (intDigits == 0 && fracDigits == 0))
+        return false;
+    __int128 numerator = units * denominator + frac;
+    if (negative)
+        numerator = -numerator;
+    out = fromRaw(roundHalfEvenDiv(numerator * Scale, denominator));
+    return true;
+}
+
+double Currency::toDouble() const
+{
+    // Split to keep the conversion exact for every value a double can hold.
+    const std::int64_t whole = raw_ / Scale;
+    const std::int64_t frac = raw_ % Scale;
+    return static_cast<double>(whole) + static_cast<double>(frac) / static_cast<double>(Scale);
+}
+
+Currency Currency::rounded(int decimals) const
+{
+    if (decimals >= 4)
+        return *this;
+    if (decimals < 0)
+        decimals = 0;
+    std::int64_t step = 1;
+    for (int k = decimals; k < 4; ++k)
+        step *= 10;
+    return fromRaw(checked(static_cast<__int128>(roundHalfEvenDiv(raw_, step)) * step));
+}
+
+std::int32_t Currency::toInt32() const
+{
+    const std::int64_t v = roundHalfEvenDiv(raw_, Scale);
+    if (v < std::numeric_limits<std::int32_t>::min() || v > std::numeric_limits<std::int32_t>::max())
+        throw VbError::overflow();
+    return static_cast<std::int32_t>(v);
+}
+
+std::int16_t Currency::toInt16() const
+{
+    const std::int32_t v = toInt32();
+    if (v < std::numeric_limits<std::int16_t>::min() || v > std::numeric_limits<std::int16_t>::max())
+        throw VbError::overflow();
+    return static_cast<std::int16_t>(v);
+}
+
+Currency Currency::abs() const { return raw_ < 0 ? -*this : *this; }
+
+Currency Currency::operator+(Currency o) const { return fromRaw(checked(static_cast<__int128>(raw_) + o.raw_)); }
+Currency Currency::operator-(Currency o) const { return fromRaw(checked(static_cast<__int128>(raw_) - o.raw_)); }
+Currency Currency::operator-() const { return fromRaw(checked(-static_cast<__int128>(raw_))); }
+
+Currency Currency::operator*(Currency o) const
+{
+    return fromRaw(roundHalfEvenDiv(static_cast<__int128>(raw_) * o.raw_, Scale));
+}
+
+Currency Currency::operator*(std::int64_t n) const
+{
+    return fromRaw(checked(static_cast<__int128>(raw_) * n));
+}
+
+QString Currency::toPlainText(QChar decimalSeparator) const
+{
+    const bool negative = raw_ < 0;
+    const unsigned long long magnitude = negative ? 0ULL - static_cast<unsigned long long>(raw_)
+                                                  : static_cast<unsigned long long>(raw_);
+    QString text = QString::number(magnitude / Scale);
+    unsigned long long frac = magnitude % Scale;
+    if (frac != 0) {
+        QString digits = QString::number(frac).rightJustified(4, QLatin1Char('0'));
+        while (digits.endsWith(QLatin1Char('0')))
+            digits.chop(1);
+        text += decimalSeparator + digits;
+    }
+    return negative ? QLatin1Char('-') + text : text;
+}
+
+} // namespace presupuestos

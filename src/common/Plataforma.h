@@ -1,0 +1,153 @@
+#pragma once
+// What the forms need from the desktop, behind small interfaces so that
+// tests can answer message boxes and observe the pointer and the clipboard.
+
+#include <QString>
+#include <QStringList>
+#include <memory>
+#include <vector>
+
+class QWidget;
+
+namespace presupuestos {
+
+// Message box styles and answers, with the values the forms use.
+namespace vb {
+constexpr int OKOnly = 0;
+constexpr int YesNo = 4;
+constexpr int Critical = 16;
+constexpr int Question = 32;
+constexpr int Exclamation = 48;
+constexpr int Information = 64;
+constexpr int DefaultButton2 = 256;
+
+constexpr int RespuestaOK = 1;
+constexpr int RespuestaCancel = 2;
+constexpr int RespuestaYes = 6;
+constexpr int RespuestaNo = 7;
+} // namespace vb
+
+class ICuadroMensaje {
+public:
+    virtual ~ICuadroMensaje() = default;
+    // Shows a message box; returns the button pressed (vb::Respuesta*).
+    virtual int MsgBox(const QString& prompt, int estilo, const QString& titulo) = 0;
+};
+
+enum class Puntero { Defecto = 0, RelojArena = 11 };
+
+class IPunteroRaton {
+public:
+    virtual ~IPunteroRaton() = default;
+    virtual void establecer(Puntero p) = 0;
+    virtual Puntero actual() const = 0;
+};
+
+class IPortapapeles {
+public:
+    virtual ~IPortapapeles() = default;
+    virtual QString texto() const = 0;
+    virtual void limpiar() = 0;
+    virtual void ponerTexto(const QString& texto) = 0;
+};
+
+class IFoco {
+public:
+    virtual ~IFoco() = default;
+    // objectName of the control that has the keyboard focus, empty if none.
+    virtual QString nombreControlActivo() const = 0;
+};
+
+// The services in force. Qt implementations by default; tests replace them.
+class Plataforma {
+public:
+    static ICuadroMensaje& mensajes();
+    static IPunteroRaton& puntero();
+    static IPortapapeles& portapapeles();
+    static IFoco& foco();
+
+    static void instalar(std::shared_ptr<ICuadroMensaje> m, std::shared_ptr<IPunteroRaton> p,
+                         std::shared_ptr<IPortapapeles> c, std::shared_ptr<IFoco> f);
+    static void restaurarQt();
+};
+
+// ---- Qt implementations ----------------------------------------------------
+
+class CuadroMensajeQt : public ICuadroMensaje {
+public:
+    int MsgBox(const QString& prompt, int estilo, const QString& titulo) override;
+};
+
+class PunteroRatonQt : public IPunteroRaton {
+public:
+    void establecer(Puntero p) override;
+    Puntero actual() const override { return actual_; }
+
+private:
+    Puntero actual_ = Puntero::Defecto;
+};
+
+class PortapapelesQt : public IPortapapeles {
+public:
+    QString texto() const override;
+    void limpiar() override;
+    void ponerTexto(const QString& texto) override;
+};
+
+class FocoQt : public IFoco {
+public:
+    QString nombreControlActivo() const override;
+};
+
+// ---- Recording implementations for tests ----------------------------------
+
+struct MensajeMostrado {
+    QString prompt;
+    int estilo = 0;
+    QString titulo;
+};
+
+class CuadroMensajeGrabado : public ICuadroMensaje {
+public:
+    int MsgBox(const QString& prompt, int estilo, const QString& titulo) override;
+    // Answers given in order; when they run out, OK (or Yes for Yes/No boxes).
+    std::vector<int> respuestas;
+    std::vector<MensajeMostrado> mostrados;
+};
+
+class PunteroRatonGrabado : public IPunteroRaton {
+public:
+    void establecer(Puntero p) override { actual_ = p; historial.push_back(p); }
+    Puntero actual() const override { return actual_; }
+    std::vector<Puntero> historial;
+
+private:
+    Puntero actual_ = Puntero::Defecto;
+};
+
+class PortapapelesGrabado : public IPortapapeles {
+public:
+    QString texto() const override { return contenido; }
+    void limpiar() override { contenido.clear(); }
+    void ponerTexto(const QString& t) override { contenido = t; }
+    QString contenido;
+};
+
+class FocoGrabado : public IFoco {
+public:
+    QString nombreControlActivo() const override { return nombre; }
+    QString nombre;
+};
+
+// Installs recording services for the lifetime of the object.
+class PlataformaDePrueba {
+public:
+    PlataformaDePrueba();
+    ~PlataformaDePrueba();
+    std::shared_ptr<CuadroMensajeGrabado> mensajes;
+    std::shared_ptr<PunteroRatonGrabado> puntero;
+    std::shared_ptr<PortapapelesGrabado> portapapeles;
+    std::shared_ptr<FocoGrabado> foco;
+};
+
+} // namespace presupuestos

@@ -1,0 +1,39 @@
+#pragma once
+// Errors as the worksheet reports them: a number and a description, as the
+// original run time raised them. Every layer throws this type; the forms catch
+// it in their handlers and show it (see ErrorReport.h).
+
+#include <QString>
+#include <stdexcept>
+
+namespace presupuestos {
+
+class VbError : public std::runtime_error {
+public:
+    // Run-time error numbers the system raises itself.
+    static constexpr int Overflow = 6;
+    static constexpr int SubscriptOutOfRange = 9;
+    static constexpr int TypeMismatch = 13;
+    static constexpr int InvalidProcedureCall = 5;
+    // Errors reported by the database engine.
+    static constexpr int DatabaseError = -2147217900; // 0x80040E14, as ADO reports a provider error
+    static constexpr int ParameterTooLong = -2147217833; // 0x80040E57: data would be truncated
+
+    VbError(int number, const QString& description, int line = 0);
+
+    int number() const noexcept { return number_; }
+    const QString& description() const noexcept { return description_; }
+    // Line of the failing statement; 0 when unknown.
+    int line() const noexcept { return line_; }
+
+    static VbError overflow();
+    static VbError subscriptOutOfRange();
+    static VbError typeMismatch();
+
+private:
+    int number_;
+    QString description_;
+    int line_;
+};
+
+} // namespace presupuestos

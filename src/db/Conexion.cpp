@@ -1,0 +1,504 @@
+#include "db/Conexion.h"
+
+#include "common/VbError.h"
+#include "db/DialectoSqlite.h"
+
+#include <QDate>
+#include <QFileInfo>
+#include <QDir>
+#include <QSqlDriver>
+#include <QSqlError>
+#include <QSqlRecord>
+#include <QTimer>
+#include <QCoreApplication>
+#include <QPointer>
+#include <atomic>
+#include <limits>
+#include <sqlite3.h>
+
+namespace presupuestos {
+
+namespace {
+
+constexpr std::size_t kMaxRegistro = 20000;
+
+QString nuevoNombreConexion()
+{
+    static std::atomic<int> contador{0};
+    return QStringLiteral("presupuestos_%1").arg(++contador);
+}
+
+// SQL Server's LEN: characters without the trailing blanks.
+void funcionLen(sqlite3_context* ctx, int, sqlite3_value** argv)
+{
+    if (sqlite3_value_type(argv[0]) == SQLITE_NULL) {
+        sqlite3_result_null(ctx);
+        return;
+    }
+    const auto* texto = reinterpret_cast<const char*>(sqlite3_value_text(argv[0]));
+    QString s = QString::fromUtf8(texto ? texto : "");
+    int n = static_cast<int>(s.size());
+    while (n > 0 && s[n - 1] == QLatin1Char(' '))
+        --n;
+    sqlite3_result_int(ctx, n);
+}
+
+QDate leerFecha(sqlite3_value* v)
+{
+    const auto* texto = reinterpret_cast<const char*>(sqlite3_value_text(v));
+    if (!texto)
+        return {};
+    const QString s = QString::fromUtf8(texto).left(10);
+    return QDate::fromString(s, Qt::ISODate);
+}
+
+void funcionMonth(sqlite3_context* ctx, int, sqlite3_value** argv)
+{
+    const QDate d = leerFecha(argv[0]);
+    if (!d.isValid()) sqlite3_result_null(ctx);
+    else sqlite3_result_int(ctx, d.month());
+}
+
+void funcionYear(sqlite3_context* ctx, int, sqlite3_value** argv)
+{
+    const QDate d = leerFecha(argv[0]);
+    if (!d.isValid()) sqlite3_result_null(ctx);
+    else sqlite3_result_int(ctx, d.year());
+}
+
+QString textoError(const QSqlError& e)
+{
+    QString t = e.databaseText().trimmed();
+    if (t.isEmpty())
+        t = e.text().trimmed();
+    if (t.isEmpty())
+        t = QStringLiteral("Error desconocido de la base de datos.");
+    return t;
+}
+
+} // namespace
+
+Conexion::Conexion(Motor motor, QString nombreConexion) : motor_(motor), nombre_(std::move(nombreConexion)) {}
+
+Conexion::~Conexion()
+{
+    if (db_.isValid()) {
+        if (db_.isOpen())
+            db_.close();
+    }
+    db_ = QSqlDatabase();
+    QSqlDatabase::removeDatabase(nombre_);
+}
+
+std::shared_ptr<Conexion> Conexion::abrirSqlite(const QString& fichero)
+{
+    if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QSQLITE")))
+        throw VbError(VbError::DatabaseError,
+                      QStringLiteral("El controlador de SQLite para Qt no está instalado (paquete libqt6sql6-sqlite)."));
+    if (fichero != QLatin1String(":memory:")) {
+        const QFileInfo info(fichero);
+        if (!info.absoluteDir().exists())
+            throw VbError(VbError::DatabaseError,
+                          QStringLiteral("No se puede abrir la base de datos \"%1\": la carpeta no existe.").arg(fichero));
+        if (info.exists() && info.isDir())
+            throw VbError(VbError::DatabaseError,
+                          QStringLiteral("No se puede abrir la base de datos \"%1\": es una carpeta.").arg(fichero));
+    }
+    std::shared_ptr<Conexion> c(new Conexion(Motor::SQLite, nuevoNombreConexion()));
+    c->fichero_ = fichero;
+    c->db_ = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), c->nombre_);
+    c->db_.setDatabaseName(fichero);
+    if (!c->db_.open())
+        throw VbError(VbError::DatabaseError,
+                      QStringLiteral("No se puede abrir la base de datos \"%1\": %2").arg(fichero, textoError(c->db_.lastError())));
+    c->registrarFunciones();
+    QSqlQuery q(c->db_);
+    // Reading the header tells a file that is not a database apart at once.
+    if (!q.exec(QStringLiteral("PRAGMA schema_version")))
+        throw VbError(VbError::DatabaseError,
+                      QStringLiteral("No se puede abrir la base de datos \"%1\": %2").arg(fichero, textoError(q.lastError())));
+    q.exec(QStringLiteral("PRAGMA foreign_keys = ON"));
+    if (fichero != QLatin1String(":memory:")) {
+        q.exec(QStringLiteral("PRAGMA journal_mode = WAL"));
+        q.exec(QStringLiteral("PRAGMA synchronous = NORMAL"));
+    }
+    return c;
+}
+
+std::shared_ptr<Conexion> Conexion::abrirOdbc(const QString& cadenaConexion)
+{
+    if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QODBC")))
+        throw VbError(VbError::DatabaseError,
+                      QStringLiteral("El controlador ODBC para Qt no está instalado (paquete libqt6sql6-odbc)."));
+    std::shared_ptr<Conexion> c(new Conexion(Motor::SqlServer, nuevoNombreConexion()));
+    c->db_ = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), c->nombre_);
+    c->db_.setDatabaseName(cadenaConexion);
+    if (!c->db_.open())
+        throw VbError(VbError::DatabaseError,
+                      QStringLiteral("No se puede conectar con el servidor SQL Server: %1").arg(textoError(c->db_.lastError())));
+    return c;
+}
+
+void Conexion::registrarFunciones()
+{
+    const QVariant h = db_.driver()->handle();
+    if (!h.isValid() || qstrcmp(h.typeName(), "sqlite3*") != 0)
+        return;
+    sqlite3* handle = *static_cast<sqlite3* const*>(h.data());
+    if (!handle)
+        return;
+    const int flags = SQLITE_UTF8 | SQLITE_DETERMINISTIC;
+    sqlite3_create_function_v2(handle, "LEN", 1, flags, nullptr, funcionLen, nullptr, nullptr, nullptr);
+    sqlite3_create_function_v2(handle, "MONTH", 1, flags, nullptr, funcionMonth, nullptr, nullptr, nullptr);
+    sqlite3_create_function_v2(handle, "YEAR", 1, flags, nullptr, funcionYear, nullptr, nullptr, nullptr);
+}
+
+void Conexion::asociarBaseDatos(const QString& nombre, const QString& fichero)
+{
+    ficherosBases_.insert(nombre.toLower(), fichero);
+}
+
+void Conexion::adjuntar(const QStringList& bases)
+{
+    for (const QString& bd : bases) {
+        if (adjuntadas_.contains(bd, Qt::CaseInsensitive))
+            continue;
+        QString fichero = ficherosBases_.value(bd.toLower());
+        if (fichero.isEmpty()) {
+            if (fichero_ == QLatin1String(":memory:") || fichero_.isEmpty())
+                throw VbError(VbError::DatabaseError, QStringLiteral("No se encuentra la base de datos \"%1\".").arg(bd));
+            fichero = QFileInfo(fichero_).absoluteDir().filePath(bd + QStringLiteral(".db"));
+            if (!QFileInfo::exists(fichero))
+                throw VbError(VbError::DatabaseError,
+                              QStringLiteral("No se encuentra la base de datos \"%1\" (%2).").arg(bd, fichero));
+        }
+        QSqlQuery q(db_);
+        QString nombreSql = bd;
+        nombreSql.replace(QLatin1Char('"'), QStringLiteral("\"\""));
+        QString ficheroSql = fichero;
+        ficheroSql.replace(QLatin1Char('\''), QStringLiteral("''"));
+        if (!q.exec(QStringLiteral("ATTACH DATABASE '%1' AS \"%2\"").arg(ficheroSql, nombreSql)))
+            throw VbError(VbError::DatabaseError,
+                          QStringLiteral("No se puede abrir la base de datos \"%1\": %2").arg(bd, textoError(q.lastError())));
+        adjuntadas_ << bd;
+    }
+}
+
+QString Conexion::adaptar(const QString& sql)
+{
+    if (motor_ != Motor::SQLite)
+        return sql;
+    SqlAdaptado a = DialectoSqlite::adaptar(sql);
+    adjuntar(a.basesDatos);
+    return a.texto;
+}
+
+void Conexion::anotar(const QString& sql)
+{
+    if (!registroActivo_)
+        return;
+    registro_.push_back(sql);
+    if (registro_.size() > kMaxRegistro)
+        registro_.pop_front();
+}
+
+QSqlQuery Conexion::prepararConsulta(const QString& sql, bool soloAvance)
+{
+    completarPendientes();
+    QSqlQuery q(db_);
+    q.setForwardOnly(soloAvance);
+    return q;
+}
+
+void Conexion::lanzarErrorMotor(const QSqlQuery& q, const QString&) const
+{
+    throw VbError(VbError::DatabaseError, textoError(q.lastError()));
+}
+
+long Conexion::ejecutarAhora(const QString& sql)
+{
+    const QString texto = adaptar(sql);
+    QSqlQuery q(db_);
+    q.setForwardOnly(true);
+    if (!q.exec(texto))
+        lanzarErrorMotor(q, sql);
+    return q.numRowsAffected();
+}
+
+long Conexion::Execute(const QString& sql, int opciones)
+{
+    anotar(sql);
+    if (opciones != -1 && (opciones & adAsyncExecute)) {
+        pendientes_.push_back(sql);
+        std::weak_ptr<Conexion> self = weak_from_this();
+        if (QCoreApplication::instance()) {
+            QTimer::singleShot(0, QCoreApplication::instance(), [self]() {
+                if (auto c = self.lock())
+                    c->completarPendientes();
+            });
+        }
+        return -1;
+    }
+    completarPendientes();
+    return ejecutarAhora(sql);
+}
+
+void Conexion::completarPendientes()
+{
+    if (completando_ || pendientes_.empty())
+        return;
+    completando_ = true;
+    std::vector<QString> lista;
+    lista.swap(pendientes_);
+    for (const QString& sql : lista) {
+        try {
+            ejecutarAhora(sql);
+            errorAsincrono_.clear();
+        } catch (const VbError& e) {
+            // Nobody waits for an asynchronous statement: its failure is
+            // kept for whoever asks, as the engine would report it later.
+            errorAsincrono_ = e.description();
+        }
+    }
+    completando_ = false;
+}
+
+Recordset Conexion::Abrir(const QString& sql)
+{
+    anotar(sql);
+    completarPendientes();
+    auto q = std::make_unique<QSqlQuery>(db_);
+    q->setForwardOnly(true);
+    if (!q->exec(adaptar(sql)))
+        lanzarErrorMotor(*q, sql);
+    return Recordset(std::move(q));
+}
+
+void Conexion::BeginTrans()
+{
+    completarPendientes();
+    anotar(QStringLiteral("BEGIN TRANSACTION"));
+    if (!db_.transaction())
+        throw VbError(VbError::DatabaseError, textoError(db_.lastError()));
+    ++transacciones_;
+}
+
+void Conexion::CommitTrans()
+{
+    anotar(QStringLiteral("COMMIT TRANSACTION"));
+    if (!db_.commit())
+        throw VbError(VbError::DatabaseError, textoError(db_.lastError()));
+    if (transacciones_ > 0)
+        --transacciones_;
+}
+
+void Conexion::RollbackTrans()
+{
+    anotar(QStringLiteral("ROLLBACK TRANSACTION"));
+    if (transacciones_ > 0)
+        --transacciones_;
+    if (!db_.rollback())
+        throw VbError(VbError::DatabaseError, textoError(db_.lastError()));
+}
+
+// ---- Recordset ---------------------------------------------------------------
+
+Recordset::Recordset(std::unique_ptr<QSqlQuery> q) : q_(std::move(q))
+{
+    eof_ = !(q_ && q_->isSelect() && q_->next());
+}
+
+void Recordset::MoveNext()
+{
+    if (eof_ || !q_)
+        throw VbError(3021, QStringLiteral("Either BOF or EOF is True, or the current record has been deleted."));
+    eof_ = !q_->next();
+}
+
+void Recordset::Close()
+{
+    if (q_) {
+        q_->finish();
+        q_.reset();
+    }
+    eof_ = true;
+}
+
+int Recordset::numeroCampos() const { return q_ ? q_->record().count() : 0; }
+
+QVariant Recordset::campo(int indice) const
+{
+    if (!q_ || eof_)
+        throw VbError(3021, QStringLiteral("Either BOF or EOF is True, or the current record has been deleted."));
+    if (indice < 0 || indice >= q_->record().count())
+        throw VbError(3265, QStringLiteral("Item cannot be found in the collection corresponding to the requested name or ordinal."));
+    return q_->value(indice);
+}
+
+QVariant Recordset::campo(const QString& nombre) const
+{
+    if (!q_ || eof_)
+        throw VbError(3021, QStringLiteral("Either BOF or EOF is True, or the current record has been deleted."));
+    const int i = q_->record().indexOf(nombre);
+    if (i < 0)
+        throw VbError(3265, QStringLiteral("Item cannot be found in the collection corresponding to the requested name or ordinal."));
+    return q_->value(i);
+}
+
+namespace {
+int aEntero(const QVariant& v)
+{
+    if (v.isNull())
+        throw VbError(94, QStringLiteral("Invalid use of Null"));
+    return Currency::fromVariant(v).toInt32();
+}
+} // namespace
+
+int Recordset::entero(const QString& nombre) const { return aEntero(campo(nombre)); }
+int Recordset::entero(int indice) const { return aEntero(campo(indice)); }
+
+// ---- Comando -----------------------------------------------------------------
+
+Comando::Comando(std::shared_ptr<Conexion> conexion) : conexion_(std::move(conexion)) {}
+
+void Comando::setCommandText(const QString& texto)
+{
+    texto_ = texto;
+    anotado_ = false;
+    consulta_.reset();
+}
+
+void Comando::agregarParametro(const QString& nombre, TipoParametro tipo, int tamano)
+{
+    parametros_.push_back({nombre, tipo, tamano, QVariant()});
+    consulta_.reset();
+}
+
+const QString& Comando::nombreParametro(int i) const
+{
+    if (i < 0 || i >= numeroParametros())
+        throw VbError::subscriptOutOfRange();
+    return parametros_[i].nombre;
+}
+
+TipoParametro Comando::tipoParametro(int i) const
+{
+    if (i < 0 || i >= numeroParametros())
+        throw VbError::subscriptOutOfRange();
+    return parametros_[i].tipo;
+}
+
+int Comando::tamanoParametro(int i) const
+{
+    if (i < 0 || i >= numeroParametros())
+        throw VbError::subscriptOutOfRange();
+    return parametros_[i].tamano;
+}
+
+void Comando::setValor(int indice, Currency valor) { setValor(indice, QVariant::fromValue(valor)); }
+
+void Comando::setValor(int indice, const QVariant& valor)
+{
+    if (indice < 0 || indice >= numeroParametros())
+        throw VbError(3265, QStringLiteral("Item cannot be found in the collection corresponding to the requested name or ordinal."));
+    Parametro& p = parametros_[indice];
+    if (valor.isNull() || !valor.isValid()) {
+        p.valor = QVariant();
+        return;
+    }
+    switch (p.tipo) {
+    case TipoParametro::Entero:
+        if (valor.userType() == qMetaTypeId<Currency>())
+            p.valor = valor.value<Currency>().toInt32();
+        else if (valor.typeId() == QMetaType::QString)
+            p.valor = Currency::fromVariant(valor).toInt32();
+        else if (valor.typeId() == QMetaType::Double || valor.typeId() == QMetaType::Float)
+            p.valor = Currency::fromDouble(valor.toDouble()).toInt32();
+        else if (valor.typeId() == QMetaType::Bool)
+            p.valor = valor.toBool() ? -1 : 0;
+        else {
+            const qlonglong n = valor.toLongLong();
+            if (n < std::numeric_limits<int>::min() || n > std::numeric_limits<int>::max())
+                throw VbError::overflow();
+            p.valor = static_cast<int>(n);
+        }
+        break;
+    case TipoParametro::Moneda:
+        if (valor.userType() == qMetaTypeId<Currency>())
+            p.valor = QVariant::fromValue(valor.value<Currency>());
+        else
+            p.valor = QVariant::fromValue(Currency::fromVariant(valor));
+        break;
+    case TipoParametro::Texto: {
+        QString t;
+        if (valor.userType() == qMetaTypeId<Currency>())
+            t = valor.value<Currency>().toPlainText();
+        else
+            t = valor.toString();
+        if (p.tamano > 0 && t.size() > p.tamano)
+            throw VbError(VbError::ParameterTooLong,
+                          QStringLiteral("El valor \"%1\" del parámetro %2 tiene %3 caracteres y admite como máximo %4.")
+                              .arg(t, p.nombre)
+                              .arg(t.size())
+                              .arg(p.tamano));
+        p.valor = t;
+        break;
+    }
+    case TipoParametro::Booleano:
+        if (valor.userType() == qMetaTypeId<Currency>())
+            p.valor = !valor.value<Currency>().isZero();
+        else
+            p.valor = valor.toBool();
+        break;
+    }
+}
+
+QVariant Comando::valor(int indice) const
+{
+    if (indice < 0 || indice >= numeroParametros())
+        throw VbError::subscriptOutOfRange();
+    return parametros_[indice].valor;
+}
+
+long Comando::Execute()
+{
+    if (!conexion_)
+        throw VbError(3709, QStringLiteral("The connection cannot be used to perform this operation."));
+    if (!anotado_ || !preparado_) {
+        conexion_->anotar(texto_);
+        anotado_ = true;
+    }
+    conexion_->completarPendientes();
+    if (!consulta_ || !preparado_) {
+        consulta_ = std::make_unique<QSqlQuery>(conexion_->baseDatos());
+        consulta_->setForwardOnly(true);
+        if (!consulta_->prepare(conexion_->adaptar(texto_))) {
+            QSqlQuery fallida = *consulta_;
+            consulta_.reset();
+            conexion_->lanzarErrorMotor(fallida, texto_);
+        }
+    }
+    for (int i = 0; i < numeroParametros(); ++i) {
+        const Parametro& p = parametros_[i];
+        QVariant v = p.valor;
+        if (v.userType() == qMetaTypeId<Currency>())
+            v = v.value<Currency>().toDouble();
+        else if (!v.isValid()) {
+            switch (p.tipo) {
+            case TipoParametro::Entero: v = QVariant(QMetaType::fromType<int>()); break;
+            case TipoParametro::Moneda: v = QVariant(QMetaType::fromType<double>()); break;
+            case TipoParametro::Texto: v = QVariant(QMetaType::fromType<QString>()); break;
+            case TipoParametro::Booleano: v = QVariant(QMetaType::fromType<bool>()); break;
+            }
+        }
+        consulta_->bindValue(i, v);
+    }
+    if (!consulta_->exec())
+        conexion_->lanzarErrorMotor(*consulta_, texto_);
+    const long n = consulta_->numRowsAffected();
+    if (!preparado_)
+        consulta_.reset();
+    return n;
+}
+
+} // namespace presupuestos

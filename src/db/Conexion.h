@@ -1,0 +1,181 @@
+#pragma once
+// The one connection every statement runs on, shaped after what the
+// worksheet needs of an ADO connection: plain execution with records
+// affected, forward-only recordsets, prepared commands with positional
+// parameters, and transactions. SQL Server receives the composed text as it
+// is; SQLite receives it adapted by DialectoSqlite.
+
+#include "common/Currency.h"
+
+#include <QHash>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+#include <deque>
+#include <memory>
+#include <vector>
+
+namespace presupuestos {
+
+enum class Motor { SQLite, SqlServer };
+
+class Recordset;
+
+class Conexion : public std::enable_shared_from_this<Conexion> {
+public:
+    // ADO's execute option for a statement that runs without waiting.
+    static constexpr int adAsyncExecute = 16;
+
+    // Opens (creating it if needed) an SQLite database file, or ":memory:".
+    static std::shared_ptr<Conexion> abrirSqlite(const QString& fichero);
+    // Opens an ODBC connection string (SQL Server through FreeTDS or the
+    // SQL Server ODBC driver).
+    static std::shared_ptr<Conexion> abrirOdbc(const QString& cadenaConexion);
+
+    ~Conexion();
+    Conexion(const Conexion&) = delete;
+    Conexion& operator=(const Conexion&) = delete;
+
+    Motor motor() const { return motor_; }
+    QString nombre() const { return nombre_; }
+
+    // Runs a statement that returns no records. Returns the records
+    // affected (-1 when the engine does not say). With adAsyncExecute the
+    // statement is queued and runs once control returns to the event loop,
+    // or before the next statement on this connection, whichever is first.
+    long Execute(const QString& sql, int opciones = -1);
+
+    // Opens a forward-only, read-only recordset.
+    Recordset Abrir(const QString& sql);
+
+    void BeginTrans();
+    void CommitTrans();
+    void RollbackTrans();
+    bool enTransaccion() const { return transacciones_ > 0; }
+
+    // Composed texts, in the order they were sent (before any adaptation).
+    const std::deque<QString>& registro() const { return registro_; }
+    QString ultimoTexto() const { return registro_.empty() ? QString() : registro_.back(); }
+    void limpiarRegistro() { registro_.clear(); }
+    void setRegistroActivo(bool activo) { registroActivo_ = activo; }
+
+    // The text the engine receives for a composed text.
+    QString adaptar(const QString& sql);
+
+    // For SQLite: the file that holds the database a three-part name
+    // refers to. Unmapped names are looked for beside the main file as
+    // "<name>.db".
+    void asociarBaseDatos(const QString& nombre, const QString& fichero);
+    QString ficheroPrincipal() const { return fichero_; }
+    // Attaches the named databases now (SQLite); names already attached are skipped.
+    void adjuntar(const QStringList& bases);
+
+    // Runs queued asynchronous statements now.
+    void completarPendientes();
+    // The error of the last asynchronous statement, empty when it worked.
+    QString ultimoErrorAsincrono() const { return errorAsincrono_; }
+
+    QSqlDatabase& baseDatos() { return db_; }
+
+    // Internal use by Recordset and Comando.
+    void anotar(const QString& sql);
+    QSqlQuery prepararConsulta(const QString& sql, bool soloAvance);
+    [[noreturn]] void lanzarErrorMotor(const QSqlQuery& q, const QString& sql) const;
+
+private:
+    Conexion(Motor motor, QString nombreConexion);
+    void registrarFunciones();
+    long ejecutarAhora(const QString& sql);
+
+    Motor motor_;
+    QString nombre_;
+    QString fichero_;
+    QSqlDatabase db_;
+    std::deque<QString> registro_;
+    bool registroActivo_ = true;
+    int transacciones_ = 0;
+    QHash<QString, QString> ficherosBases_;
+    QStringList adjuntadas_;
+    std::vector<QString> pendientes_;
+    QString errorAsincrono_;
+    bool completando_ = false;
+};
+
+// Forward-only recordset: positioned on the first record after opening.
+class Recordset {
+public:
+    Recordset() = default;
+    Recordset(std::unique_ptr<QSqlQuery> q);
+    Recordset(Recordset&&) noexcept = default;
+    Recordset& operator=(Recordset&&) noexcept = default;
+
+    bool eof() const { return eof_; }
+    void MoveNext();
+    void Close();
+    int numeroCampos() const;
+
+    // Field by position or by name (case-insensitive). Raises an error at
+    // end of file or for an unknown field.
+    QVariant campo(int indice) const;
+    QVariant campo(const QString& nombre) const;
+    Currency moneda(const QString& nombre) const { return Currency::fromVariant(campo(nombre)); }
+    Currency moneda(int indice) const { return Currency::fromVariant(campo(indice)); }
+    QString texto(const QString& nombre) const { return campo(nombre).toString(); }
+    QString texto(int indice) const { return campo(indice).toString(); }
+    // Whole-number field; a real rounds halves to even; null raises "Invalid use of Null".
+    int entero(const QString& nombre) const;
+    int entero(int indice) const;
+
+private:
+    std::unique_ptr<QSqlQuery> q_;
+    bool eof_ = true;
+};
+
+enum class TipoParametro { Entero, Moneda, Texto, Booleano };
+
+// A command with positional parameters of declared types, prepared once and
+// executed many times.
+class Comando {
+public:
+    explicit Comando(std::shared_ptr<Conexion> conexion);
+
+    void setCommandText(const QString& texto);
+    const QString& commandText() const { return texto_; }
+    void setPrepared(bool p) { preparado_ = p; }
+
+    void agregarParametro(const QString& nombre, TipoParametro tipo, int tamano = 0);
+    int numeroParametros() const { return static_cast<int>(parametros_.size()); }
+    const QString& nombreParametro(int i) const;
+    TipoParametro tipoParametro(int i) const;
+    int tamanoParametro(int i) const;
+
+    // Converts the value to the parameter's declared type: a 32-bit integer
+    // rounds a currency halves to even, a text longer than its size is
+    // rejected, and so on. Raises the system's error on a bad value.
+    void setValor(int indice, const QVariant& valor);
+    void setValor(int indice, Currency valor);
+    QVariant valor(int indice) const;
+
+    // Executes; returns the records affected.
+    long Execute();
+
+    std::shared_ptr<Conexion> conexion() const { return conexion_; }
+
+private:
+    struct Parametro {
+        QString nombre;
+        TipoParametro tipo;
+        int tamano;
+        QVariant valor;
+    };
+    std::shared_ptr<Conexion> conexion_;
+    QString texto_;
+    bool preparado_ = false;
+    bool anotado_ = false;
+    std::vector<Parametro> parametros_;
+    std::unique_ptr<QSqlQuery> consulta_;
+};
+
+} // namespace presupuestos

@@ -1,0 +1,35 @@
+#pragma once
+// Deterministic demo data: a Spanish retail company with a few stores as
+// departments, a chart of accounts in the style of the Spanish general
+// accounting plan, a type-11 balance configuration, two years of monthly
+// balances, daily retail figures per store and a started budget.
+
+#include <QString>
+
+namespace presupuestos {
+
+class Conexion;
+
+struct OpcionesDemo {
+    int codEmpresa = 1;
+    int ejercicioActual = 2026;
+    // Detail accounts in total (spread over the prefixes) and departments.
+    // 0 keeps the hand-written demo chart and its five departments.
+    int cuentas = 0;
+    int departamentos = 0;
+    // Name of the retail database in three-part names.
+    QString baseRetail = QStringLiteral("Pelvor");
+    bool presupuestoIniciado = true;
+    quint32 semilla = 20261122;
+};
+
+class DatosDemo {
+public:
+    // Creates the schema if needed and fills both databases; the retail
+    // database must be attachable under opciones.baseRetail.
+    static void generar(Conexion& c, const OpcionesDemo& opciones = {});
+    // True when the connection already holds the company.
+    static bool existeEmpresa(Conexion& c, int codEmpresa);
+};
+
+} // namespace presupuestos

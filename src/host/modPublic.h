@@ -1,0 +1,22 @@
+#pragma once
+// What the host hands over, shared by every form and class of the worksheet:
+// the company, the one connection every statement runs on, and the fiscal
+// year being budgeted.
+
+#include "db/Conexion.h"
+#include "host/Empresa.h"
+
+#include <memory>
+
+class QWidget;
+
+namespace presupuestos::modPublic {
+
+extern std::shared_ptr<IEmpresa> EmpresaActiva;
+extern std::shared_ptr<Conexion> ConexionActiva;
+extern qint16 EjercicioActivo;
+
+// Keeps a window above all others.
+void MantenerEncima(QWidget* form);
+
+} // namespace presupuestos::modPublic

@@ -1,0 +1,25 @@
+#pragma once
+// A real SQLite database in memory with the real schema, the retail
+// database attached, and the shared state of the host set on it.
+
+#include "db/Conexion.h"
+#include "host/Empresa.h"
+
+#include <memory>
+
+namespace presupuestos::prueba {
+
+struct BaseDatosPrueba {
+    // codEmpresa 1, current fiscal year 2026, chart digits 1,2,3,4,8.
+    explicit BaseDatosPrueba(bool conDatosDemo = false);
+    ~BaseDatosPrueba();
+
+    std::shared_ptr<Conexion> conexion;
+    std::shared_ptr<EmpresaFija> empresa;
+
+    // Runs raw SQL on the database (set-up of a test, not the system's statements).
+    void sql(const QString& sentencia);
+    QVariant valor(const QString& consulta);
+};
+
+} // namespace presupuestos::prueba

@@ -1,0 +1,162 @@
+#include "BaseDatosPrueba.h"
+#include "common/VbError.h"
+#include "db/Conexion.h"
+
+#include <QCoreApplication>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+using presupuestos::prueba::BaseDatosPrueba;
+
+TEST(Conexion, ExecuteReportsRecordsAffectedAndLogsComposedText)
+{
+    BaseDatosPrueba bd;
+    auto& c = *bd.conexion;
+    c.limpiarRegistro();
+    EXPECT_EQ(c.Execute(QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno')")), 1);
+    EXPECT_EQ(c.Execute(QStringLiteral("INSERT INTO Departamentos VALUES (1, 2, 'Dos')")), 1);
+    EXPECT_EQ(c.Execute(QStringLiteral("UPDATE Departamentos SET Nombre = 'x' WHERE Cod_Empresa = 1")), 2);
+    EXPECT_EQ(c.Execute(QStringLiteral("UPDATE Departamentos SET Nombre = 'x' WHERE Cod_Empresa = 9")), 0);
+    ASSERT_EQ(c.registro().size(), 4u);
+    EXPECT_EQ(c.registro()[0], QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno')"));
+}
+
+TEST(Conexion, ForwardOnlyRecordsetByNameAndIndex)
+{
+    BaseDatosPrueba bd;
+    bd.sql(QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno'), (1, 2, 'Dos')"));
+    Recordset rs = bd.conexion->Abrir(QStringLiteral("SELECT Codigo, Nombre FROM Departamentos ORDER BY Codigo"));
+    ASSERT_FALSE(rs.eof());
+    EXPECT_EQ(rs.entero(0), 1);
+    EXPECT_EQ(rs.texto(QStringLiteral("nombre")), QStringLiteral("Uno"));
+    rs.MoveNext();
+    EXPECT_EQ(rs.entero(QStringLiteral("Codigo")), 2);
+    rs.MoveNext();
+    EXPECT_TRUE(rs.eof());
+    EXPECT_THROW(rs.campo(0), VbError);
+    EXPECT_THROW(rs.MoveNext(), VbError);
+    rs.Close();
+
+    Recordset vacio = bd.conexion->Abrir(QStringLiteral("SELECT * FROM Departamentos WHERE Codigo = 99"));
+    EXPECT_TRUE(vacio.eof());
+}
+
+TEST(Conexion, EngineErrorsSurfaceAsSystemErrorsWithTheEngineMessage)
+{
+    BaseDatosPrueba bd;
+    try {
+        bd.conexion->Execute(QStringLiteral("SELECT * FROM NoExiste"));
+        FAIL();
+    } catch (const VbError& e) {
+        EXPECT_EQ(e.number(), VbError::DatabaseError);
+        EXPECT_TRUE(e.description().contains(QStringLiteral("NoExiste"))) << e.description().toStdString();
+    }
+    EXPECT_THROW(bd.conexion->Abrir(QStringLiteral("SELEC 1")), VbError);
+}
+
+TEST(Conexion, PreparedCommandConvertsParametersToDeclaredTypes)
+{
+    BaseDatosPrueba bd;
+    Comando cmd(bd.conexion);
+    cmd.setCommandText(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, M2, Ver) VALUES (1, ?, ?, ?, ?, ?, ?)"));
+    cmd.agregarParametro(QStringLiteral("Cod_Ejercicio"), TipoParametro::Entero);
+    cmd.agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 12);
+    cmd.agregarParametro(QStringLiteral("Dpto"), TipoParametro::Entero);
+    cmd.agregarParametro(QStringLiteral("M1"), TipoParametro::Entero);
+    cmd.agregarParametro(QStringLiteral("M2"), TipoParametro::Moneda);
+    cmd.agregarParametro(QStringLiteral("Ver"), TipoParametro::Booleano);
+    cmd.setPrepared(true);
+
+    Currency v;
+    Currency::parsePlain(QStringLiteral("10.75"), v);
+    for (int dpto = 1; dpto <= 3; ++dpto) {
+        cmd.setValor(0, 2027);
+        cmd.setValor(1, QStringLiteral("70000001"));
+        cmd.setValor(2, dpto);
+        cmd.setValor(3, v);     // a currency into a 32-bit integer: halves to even
+        cmd.setValor(4, v);
+        cmd.setValor(5, dpto != 2);
+        EXPECT_EQ(cmd.Execute(), 1);
+    }
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT M1 FROM Presupuestos WHERE Dpto = 1")).toDouble(), 11.0);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT M2 FROM Presupuestos WHERE Dpto = 1")).toDouble(), 10.75);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT Ver FROM Presupuestos WHERE Dpto = 2")).toInt(), 0);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(), 3);
+    // The text is logged once, when it is prepared.
+    int veces = 0;
+    for (const auto& t : bd.conexion->registro())
+        veces += t == cmd.commandText();
+    EXPECT_EQ(veces, 1);
+
+    Currency medio;
+    Currency::parsePlain(QStringLiteral("10.5"), medio);
+    cmd.setValor(3, medio);
+    EXPECT_EQ(cmd.valor(3).toInt(), 10);
+}
+
+TEST(Conexion, TextLongerThanItsSizeIsRejectedWhenBound)
+{
+    BaseDatosPrueba bd;
+    Comando cmd(bd.conexion);
+    cmd.setCommandText(QStringLiteral("UPDATE Presupuestos SET Ver = 0 WHERE Cuenta = ?"));
+    cmd.agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 12);
+    try {
+        cmd.setValor(0, QStringLiteral("7000000000001"));
+        FAIL();
+    } catch (const VbError& e) {
+        EXPECT_TRUE(e.description().contains(QStringLiteral("Cuenta")));
+        EXPECT_TRUE(e.description().contains(QStringLiteral("12")));
+    }
+    EXPECT_THROW(cmd.setValor(1, 1), VbError);
+}
+
+TEST(Conexion, TransactionsRollBackAndCommit)
+{
+    BaseDatosPrueba bd;
+    auto& c = *bd.conexion;
+    c.BeginTrans();
+    c.Execute(QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno')"));
+    c.RollbackTrans();
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Departamentos")).toInt(), 0);
+    c.BeginTrans();
+    c.Execute(QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno')"));
+    c.CommitTrans();
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Departamentos")).toInt(), 1);
+}
+
+TEST(Conexion, AsynchronousStatementRunsBeforeTheNextOneOrOnTheEventLoop)
+{
+    BaseDatosPrueba bd;
+    auto& c = *bd.conexion;
+    c.Execute(QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno')"), Conexion::adAsyncExecute);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Departamentos")).toInt(), 0);
+    Recordset rs = c.Abrir(QStringLiteral("SELECT COUNT(*) FROM Departamentos"));
+    EXPECT_EQ(rs.entero(0), 1);
+    rs.Close();
+
+    c.Execute(QStringLiteral("INSERT INTO Departamentos VALUES (1, 2, 'Dos')"), Conexion::adAsyncExecute);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Departamentos")).toInt(), 2);
+
+    c.Execute(QStringLiteral("INSERT INTO NoExiste VALUES (1)"), Conexion::adAsyncExecute);
+    c.completarPendientes();
+    EXPECT_FALSE(c.ultimoErrorAsincrono().isEmpty());
+}
+
+TEST(Conexion, BadPathsGiveClearMessages)
+{
+    try {
+        Conexion::abrirSqlite(QStringLiteral("/no/existe/presupuestos.db"));
+        FAIL();
+    } catch (const VbError& e) {
+        EXPECT_TRUE(e.description().contains(QStringLiteral("/no/existe/presupuestos.db")));
+    }
+    QTemporaryDir dir;
+    const QString basura = dir.filePath(QStringLiteral("basura.db"));
+    QFile f(basura);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(QByteArray(4096, 'x'));
+    f.close();
+    EXPECT_THROW(Conexion::abrirSqlite(basura), VbError);
+}

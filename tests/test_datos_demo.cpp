@@ -1,0 +1,53 @@
+#include "BaseDatosPrueba.h"
+#include "db/schema/DatosDemo.h"
+#include "db/schema/Esquema.h"
+
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+using presupuestos::prueba::BaseDatosPrueba;
+
+TEST(DatosDemo, PlausibleCompanyLinkedToItsRetailDatabase)
+{
+    BaseDatosPrueba bd(true);
+    EXPECT_TRUE(DatosDemo::existeEmpresa(*bd.conexion, 1));
+    EXPECT_GE(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Departamentos WHERE Cod_Empresa = 1")).toInt(), 4);
+    // Detail accounts have the full length of the chart's last level.
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Cuentas WHERE length(Cuenta) NOT IN (4, 8)")).toInt(), 0);
+    EXPECT_GT(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Cuentas WHERE Cuenta LIKE '70%' AND length(Cuenta) = 8")).toInt(), 0);
+    EXPECT_GT(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Cuentas WHERE Cuenta LIKE '6%' AND length(Cuenta) = 8")).toInt(), 10);
+    // Concepts sit under a category of code 245 or above.
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Config_Balances WHERE Tipo = 1 AND Texto LIKE 'CTO%' AND Padre >= 245 AND Codigo >= 245")).toInt(), 3);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Config_Balances WHERE Tipo = 1 AND Texto NOT LIKE 'CTO%' AND (Codigo >= 245 OR length(Texto) <> 4)")).toInt(), 0);
+    // Sales are credit balances; expenses debit ones.
+    EXPECT_GT(bd.valor(QStringLiteral("SELECT SUM(H1 - D1) FROM Acumulados_Dpto WHERE Cuenta LIKE '7000%' AND Cod_Ejercicio = 2026")).toDouble(), 0);
+    EXPECT_LT(bd.valor(QStringLiteral("SELECT SUM(H1 - D1) FROM Acumulados WHERE Cuenta LIKE '62%' AND Cod_Ejercicio = 2025")).toDouble(), 0);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT BDPelvor FROM Configuracion")).toString(), QStringLiteral("Pelvor"));
+    EXPECT_GT(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Pelvor.Almacen_Acumulados_2")).toInt(), 1000);
+    EXPECT_GT(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Pelvor.Almacen_Acumulados WHERE Ventas_Unidades = 0")).toInt(), 0);
+    EXPECT_GT(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE Cod_Ejercicio = 2027 AND Metodo_Calculo = 6")).toInt(), 0);
+}
+
+TEST(DatosDemo, SameSeedSameCompany)
+{
+    BaseDatosPrueba a(true);
+    BaseDatosPrueba b(true);
+    const QString suma = QStringLiteral("SELECT SUM(H1 + D7 + H12) FROM Acumulados_Dpto");
+    EXPECT_EQ(a.valor(suma).toDouble(), b.valor(suma).toDouble());
+}
+
+TEST(Esquema, SqlServerScriptsDeclareTheSameTables)
+{
+    for (const auto& [lite, server] : {std::pair{"sqlite.sql", "sqlserver.sql"}, std::pair{"sqlite_retail.sql", "sqlserver_retail.sql"}}) {
+        const QStringList a = Esquema::sentencias(Esquema::script(QString::fromLatin1(lite)));
+        const QStringList b = Esquema::sentencias(Esquema::script(QString::fromLatin1(server)));
+        ASSERT_EQ(a.size(), b.size());
+        for (int i = 0; i < a.size(); ++i) {
+            QString x = a[i];
+            x.replace(QStringLiteral("IF NOT EXISTS "), QString());
+            QString y = b[i];
+            y.replace(QStringLiteral("dbo."), QString());
+            EXPECT_EQ(x, y);
+        }
+    }
+}

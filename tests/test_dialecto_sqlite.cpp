@@ -1,0 +1,104 @@
+#include "BaseDatosPrueba.h"
+#include "common/VbError.h"
+#include "db/DialectoSqlite.h"
+
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+using presupuestos::prueba::BaseDatosPrueba;
+
+TEST(DialectoSqlite, RewritesEachConstruct)
+{
+    EXPECT_EQ(DialectoSqlite::isNull(QStringLiteral("SELECT ISNULL(p.M1,0), isnull(x,1)")),
+              QStringLiteral("SELECT IFNULL(p.M1,0), IFNULL(x,1)"));
+    EXPECT_EQ(DialectoSqlite::top(QStringLiteral("SELECT Top 1 Cod_Ejercicio FROM t WHERE a = 1")),
+              QStringLiteral("SELECT Cod_Ejercicio FROM t WHERE a = 1 LIMIT 1"));
+    EXPECT_EQ(DialectoSqlite::truncate(QStringLiteral("TRUNCATE TABLE ##PresupFiltroCuentas_1")),
+              QStringLiteral("DELETE FROM ##PresupFiltroCuentas_1"));
+    EXPECT_EQ(DialectoSqlite::tablasTemporales(QStringLiteral("CREATE TABLE ##Drumav_Estadisticas_512.5 (a INT)")),
+              QStringLiteral("CREATE TEMP TABLE \"##Drumav_Estadisticas_512.5\" (a INT)"));
+    QStringList bases;
+    EXPECT_EQ(DialectoSqlite::nombresTresPartes(QStringLiteral("FROM [Pelvor].dbo.A x JOIN Otra.dbo.B"), &bases),
+              QStringLiteral("FROM \"Pelvor\".A x JOIN \"Otra\".B"));
+    EXPECT_EQ(bases, (QStringList{QStringLiteral("Pelvor"), QStringLiteral("Otra")}));
+    EXPECT_EQ(DialectoSqlite::asignacionOr(QStringLiteral("SET M2 = 5, Modificacion_Manual |= 2 WHERE")),
+              QStringLiteral("SET M2 = 5, Modificacion_Manual = Modificacion_Manual | 2 WHERE"));
+    const QString sinCambios = QStringLiteral("SELECT a FROM b WHERE c = 'ISNULL'");
+    EXPECT_EQ(DialectoSqlite::pivot(sinCambios), sinCambios);
+}
+
+TEST(DialectoSqlite, TemporaryTablesWithAStampCarryingAPointRunForReal)
+{
+    BaseDatosPrueba bd;
+    auto& c = *bd.conexion;
+    const QString t = QStringLiteral("##PresupFiltroCuentas_4523.5");
+    c.Execute(QStringLiteral("CREATE TABLE ") + t
+              + QStringLiteral("([Codigo] INT, Cuenta [VARCHAR](12), Nombre VARCHAR(200), Dpto INT, Dpto_Nombre VARCHAR(200))"));
+    c.Execute(QStringLiteral("INSERT INTO ") + t + QStringLiteral(" SELECT 20, '70000001','Ventas', 1, 'Valencia'"));
+    Recordset rs = c.Abrir(QStringLiteral("SELECT Top 1 c.Cuenta FROM ") + t + QStringLiteral(" c WHERE ISNULL(c.Dpto,0) = 1"));
+    ASSERT_FALSE(rs.eof());
+    EXPECT_EQ(rs.texto(0), QStringLiteral("70000001"));
+    rs.Close();
+    c.Execute(QStringLiteral("TRUNCATE TABLE ") + t);
+    EXPECT_TRUE(c.Abrir(QStringLiteral("SELECT * FROM ") + t).eof());
+    c.Execute(QStringLiteral("DROP TABLE ") + t);
+    EXPECT_THROW(c.Abrir(QStringLiteral("SELECT * FROM ") + t), VbError);
+}
+
+TEST(DialectoSqlite, OrAssignmentAndRegisteredFunctionsRunForReal)
+{
+    BaseDatosPrueba bd;
+    auto& c = *bd.conexion;
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Modificacion_Manual) VALUES (1, 2027, '70000001', 1, 2)"));
+    EXPECT_EQ(c.Execute(QStringLiteral("UPDATE Presupuestos  SET M5 = 12.5, Modificacion_Manual |= 16 WHERE Cod_Empresa = 1")), 1);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT Modificacion_Manual FROM Presupuestos")).toInt(), 18);
+
+    Recordset rs = c.Abrir(QStringLiteral("SELECT Len('7000  '), MONTH('2026-03-15'), YEAR('2026-03-15'), Len(NULL)"));
+    EXPECT_EQ(rs.entero(0), 4);
+    EXPECT_EQ(rs.entero(1), 3);
+    EXPECT_EQ(rs.entero(2), 2026);
+    EXPECT_TRUE(rs.campo(3).isNull());
+}
+
+TEST(DialectoSqlite, ThreePartNamesReachTheAttachedRetailDatabase)
+{
+    BaseDatosPrueba bd;
+    bd.sql(QStringLiteral("INSERT INTO Pelvor.Empresas_Contabilidad VALUES (3, 1, 'Tiendas')"));
+    Recordset rs = bd.conexion->Abrir(
+        QStringLiteral("SELECT Cod_Empresa FROM [Pelvor].dbo.Empresas_Contabilidad  WHERE Cod_EmpresaC = 1"));
+    ASSERT_FALSE(rs.eof());
+    EXPECT_EQ(rs.entero(0), 3);
+    EXPECT_THROW(bd.conexion->Abrir(QStringLiteral("SELECT * FROM [NoHay].dbo.Tabla")), VbError);
+}
+
+TEST(DialectoSqlite, PivotBecomesGroupedConditionalSums)
+{
+    BaseDatosPrueba bd;
+    // Two tills on the same day count as one day; store 2 has no sales in February.
+    bd.sql(QStringLiteral("INSERT INTO Pelvor.Almacen_Acumulados_2 (Cod_Empresa, Cod_Almacen, Fecha, Caja, Tickets) VALUES "
+                          "(3, 1, '2026-01-02', 1, 10), (3, 1, '2026-01-02', 2, 5), (3, 1, '2026-01-03', 1, 7),"
+                          "(3, 1, '2026-02-02', 1, 4), (3, 2, '2026-01-02', 1, 8), (3, 1, '2025-01-02', 1, 99)"));
+    const QString sql = QStringLiteral(
+        "SELECT 'CTO002' AS Cpto,2026 AS Cod_Ejercicio,  Cod_Almacen, ISNULL([1], 0) AS [1], ISNULL([2], 0) AS [2], ISNULL([3], 0) AS [3]"
+        " FROM (SELECT Cod_Almacen, MONTH(fecha) as Mes, ISNULL(Count(DISTINCT Fecha),0) AS Dias"
+        " FROM [Pelvor].dbo.Almacen_Acumulados_2 WHERE Cod_Empresa = 3 AND YEAR(Fecha) = 2026"
+        " GROUP BY Cod_Almacen, MONTH(fecha)) AS SourceTable PIVOT (SUM(Dias) FOR Mes IN ([1],[2],[3])) AS PivotTable"
+        " UNION SELECT 'CTO003' AS Cpto,2026 AS Cod_Ejercicio,  Cod_Almacen, ISNULL([1], 0) AS [1], ISNULL([2], 0) AS [2], ISNULL([3], 0) AS [3]"
+        " FROM (SELECT Cod_Almacen, MONTH(fecha) as Mes,  ISNULL(SUM(Tickets),0) AS Total_Tickets"
+        " FROM [Pelvor].dbo.Almacen_Acumulados_2 WHERE Cod_Empresa = 3 AND YEAR(Fecha) = 2026"
+        " GROUP BY Cod_Almacen, MONTH(Fecha)) AS SourceTable PIVOT( SUM(Total_Tickets) FOR Mes IN ([1],[2],[3])) AS PivotTable"
+        " ORDER BY 1, 3");
+    Recordset rs = bd.conexion->Abrir(sql);
+    struct Fila { const char* cpto; int almacen; int m1, m2, m3; };
+    const Fila esperado[] = {{"CTO002", 1, 2, 1, 0}, {"CTO002", 2, 1, 0, 0}, {"CTO003", 1, 22, 4, 0}, {"CTO003", 2, 8, 0, 0}};
+    for (const auto& f : esperado) {
+        ASSERT_FALSE(rs.eof());
+        EXPECT_EQ(rs.texto(0), QString::fromLatin1(f.cpto));
+        EXPECT_EQ(rs.entero(2), f.almacen);
+        EXPECT_EQ(rs.entero(3), f.m1) << f.cpto << f.almacen;
+        EXPECT_EQ(rs.entero(4), f.m2);
+        EXPECT_EQ(rs.entero(5), f.m3);
+        rs.MoveNext();
+    }
+    EXPECT_TRUE(rs.eof());
+}

@@ -1,0 +1,44 @@
+#include "common/ErrorReport.h"
+#include "common/Plataforma.h"
+
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+
+TEST(ErrorReport, ShowsDescriptionCriticalAndQualifiedTitle)
+{
+    PlataformaDePrueba p;
+    p.puntero->establecer(Puntero::RelojArena);
+    const bool ok = conManejador(QStringLiteral("frmActPresupusto:CargarPresupuesto"),
+                                 [] { throw VbError(3021, QStringLiteral("Sin registros")); }, true);
+    EXPECT_FALSE(ok);
+    ASSERT_EQ(p.mensajes->mostrados.size(), 1u);
+    EXPECT_EQ(p.mensajes->mostrados[0].prompt, QStringLiteral("Sin registros"));
+    EXPECT_EQ(p.mensajes->mostrados[0].estilo, 16);
+    EXPECT_EQ(p.mensajes->mostrados[0].titulo, QStringLiteral("frmActPresupusto:CargarPresupuesto"));
+    EXPECT_EQ(p.puntero->actual(), Puntero::Defecto);
+}
+
+TEST(ErrorReport, LineNumberPrefixAndPointerLeftAloneWhenNotAsked)
+{
+    PlataformaDePrueba p;
+    p.puntero->establecer(Puntero::RelojArena);
+    mostrarError(VbError(5, QStringLiteral("x"), 12), QStringLiteral("frmActPresupusto:cmdVer_Click"));
+    EXPECT_EQ(p.mensajes->mostrados.back().titulo, QStringLiteral("[12] frmActPresupusto:cmdVer_Click"));
+    EXPECT_EQ(p.puntero->actual(), Puntero::RelojArena);
+    EXPECT_TRUE(conManejador(QStringLiteral("a:b"), [] {}));
+    EXPECT_EQ(p.mensajes->mostrados.size(), 1u);
+    // Anything thrown, not only the system's own errors, ends in the box.
+    conManejador(QStringLiteral("a:b"), [] { throw std::runtime_error("boom"); });
+    EXPECT_EQ(p.mensajes->mostrados.back().prompt, QStringLiteral("boom"));
+}
+
+TEST(ErrorReport, RecordedMessageBoxAnswersInOrder)
+{
+    PlataformaDePrueba p;
+    p.mensajes->respuestas = {vb::RespuestaNo};
+    EXPECT_EQ(Plataforma::mensajes().MsgBox(QStringLiteral("?"), vb::YesNo + vb::Exclamation, QStringLiteral("t")), vb::RespuestaNo);
+    EXPECT_EQ(Plataforma::mensajes().MsgBox(QStringLiteral("?"), vb::YesNo, QStringLiteral("t")), vb::RespuestaYes);
+    Plataforma::portapapeles().ponerTexto(QStringLiteral("1\t2"));
+    EXPECT_EQ(p.portapapeles->contenido, QStringLiteral("1\t2"));
+}

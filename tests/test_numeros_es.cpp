@@ -1,0 +1,98 @@
+#include "common/NumerosEs.h"
+#include "common/VbError.h"
+
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+
+namespace {
+Currency c(const char* t)
+{
+    Currency v;
+    EXPECT_TRUE(Currency::parsePlain(QString::fromLatin1(t), v));
+    return v;
+}
+} // namespace
+
+TEST(NumerosEs, FormatsWithSpanishSeparators)
+{
+    struct Caso { const char* valor; const char* formato; const char* esperado; };
+    const Caso casos[] = {
+        {"0", "#,0", "0"},
+        {"1234", "#,0", "1.234"},
+        {"999", "#,0", "999"},
+        {"1234567.891", "#,0", "1.234.568"},
+        {"-1234.5", "#,0", "-1.235"},       // display rounds halves away from zero
+        {"2.5", "#,0", "3"},
+        {"-0.4", "#,0", "0"},
+        {"1234.5", "#,0.00", "1.234,50"},
+        {"1234.5678", "#,0.000", "1.234,568"},
+        {"0.05", "#,0.0", "0,1"},
+        {"8.3333", "#,0.000000", "8,333300"},
+        {"1234.5", "0.00", "1234,50"},
+        {"-7", "0.00", "-7,00"},
+        {"0.25", "0%", "25%"},
+        {"1", "0%", "100%"},
+    };
+    for (const auto& caso : casos)
+        EXPECT_EQ(es::formatear(c(caso.valor), QString::fromLatin1(caso.formato)), QString::fromUtf8(caso.esperado))
+            << caso.valor << " " << caso.formato;
+    EXPECT_EQ(es::formatear(1.0 / 3.0, QStringLiteral("0%")), QStringLiteral("33%"));
+    EXPECT_EQ(es::formatear(2.0 / 3.0, QStringLiteral("0%")), QStringLiteral("67%"));
+    EXPECT_EQ(es::formatoNumero(0), QStringLiteral("#,0"));
+    EXPECT_EQ(es::formatoNumero(3), QStringLiteral("#,0.000"));
+}
+
+TEST(NumerosEs, ReadsWhatASpanishWindowsAccepts)
+{
+    struct Caso { const char* texto; bool numerico; const char* valor; };
+    const Caso casos[] = {
+        {"1234", true, "1234"},
+        {"1.234", true, "1234"},
+        {"1.234,50", true, "1234.5"},
+        {"  -12,5  ", true, "-12.5"},
+        {"+7", true, "7"},
+        {"7-", true, "-7"},
+        {",5", true, "0.5"},
+        {"1,23456", true, "1.2346"},
+        {"1,23445", true, "1.2344"},
+        {"1.500", true, "1500"},
+        {"1,5", true, "1.5"},
+        {"1E3", true, "1000"},
+        {"2,5e-1", true, "0.25"},
+        {"12 \u20ac", true, "12"},
+        {"0", true, "0"},
+        {"", false, nullptr},
+        {"   ", false, nullptr},
+        {"abc", false, nullptr},
+        {"n/a", false, nullptr},
+        {"1,2,3", false, nullptr},
+        {"12a", false, nullptr},
+        {".5", false, nullptr},
+        {"1.", false, nullptr},
+        {"-", false, nullptr},
+        {",", false, nullptr},
+        {"1E", false, nullptr},
+    };
+    for (const auto& caso : casos) {
+        const QString t = QString::fromUtf8(caso.texto);
+        EXPECT_EQ(es::esNumerico(t), caso.numerico) << caso.texto;
+        Currency v;
+        EXPECT_EQ(es::intentarMoneda(t, v), caso.numerico) << caso.texto;
+        if (caso.numerico)
+            EXPECT_EQ(v, c(caso.valor)) << caso.texto;
+    }
+    EXPECT_THROW(es::aMoneda(QStringLiteral("abc")), VbError);
+    EXPECT_THROW(es::aMoneda(QStringLiteral("99999999999999999999")), VbError);
+}
+
+TEST(NumerosEs, WholeNumbersAndMonthNames)
+{
+    EXPECT_EQ(es::valEntero(QStringLiteral(" 2026 ")), 2026);
+    EXPECT_EQ(es::valEntero(QStringLiteral("3x")), 3);
+    EXPECT_EQ(es::valEntero(QStringLiteral("")), 0);
+    EXPECT_EQ(es::valEntero(QStringLiteral("-2")), -2);
+    EXPECT_EQ(es::nombreMes(1), QStringLiteral("Enero"));
+    EXPECT_EQ(es::nombreMes(7), QStringLiteral("Julio"));
+    EXPECT_EQ(es::nombreMes(12), QStringLiteral("Diciembre"));
+}
