@@ -1,0 +1,158 @@
+#pragma once
+// The worksheet grids' data model: a plain class (no widgets) offering what
+// the forms ask of a grid control - cells and their look, hidden rows and
+// columns, the current cell and selection, redraw batching, range text for
+// the clipboard, and subtotal rows whose sums follow single-cell changes at
+// a cost proportional to the cells changed, not to the rows of the grid.
+//
+// Rows and columns are numbered from 0; the first FixedRows() rows are
+// headers (row 0 of the budget grids holds the column captions).
+
+#include "common/Currency.h"
+
+#include <QColor>
+#include <QObject>
+#include <QString>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace presupuestos {
+
+class ModeloRejilla : public QObject {
+    Q_OBJECT
+public:
+    enum class PosicionSubtotal { Encima, Debajo };
+    enum class Alineacion { General, Izquierda, Centro, Derecha };
+
+    explicit ModeloRejilla(QObject* parent = nullptr);
+    ~ModeloRejilla() override;
+
+    // ---- Shape --------------------------------------------------------------
+    int Rows() const;
+    // Growing adds empty rows at the end; shrinking removes rows from the end
+    // (subtotal rows among them included).
+    void setRows(int n);
+    int Cols() const;
+    void setCols(int n);
+    int FixedRows() const;
+    void setFixedRows(int n);
+    // Appends a row; the text's tab-separated fields fill columns 0, 1, ...
+    void AddItem(const QString& textoConTabuladores);
+    void RemoveItem(int fila);
+
+    // ---- Cells --------------------------------------------------------------
+    QString TextMatrix(int fila, int col) const;
+    // Keeps the subtotal sums of the row's groups current when the cell
+    // belongs to an account row and a column that has subtotals.
+    void setTextMatrix(int fila, int col, const QString& texto);
+
+    // Invalid colour = the grid's default.
+    QColor CellBackColor(int fila, int col) const;
+    void setCellBackColor(int fila, int col, const QColor& color);
+    void setCellBackColor(int fila1, int col1, int fila2, int col2, const QColor& color);
+    QColor CellForeColor(int fila, int col) const;
+    void setCellForeColor(int fila, int col, const QColor& color);
+    bool CellFontBold(int fila, int col) const;
+    void setCellFontBold(int fila, int col, bool negrita);
+    // A thin black border below the cell (and between rows of a range).
+    bool CellBorderBottom(int fila, int col) const;
+    void setCellBorderBottom(int fila1, int col1, int fila2, int col2, bool borde);
+    Alineacion CellAlignment(int fila, int col) const;
+    void setCellAlignment(int fila1, int col1, int fila2, int col2, Alineacion a);
+    void setColAlignment(int col, Alineacion a);
+    // Percentage of a cell's flood bar (0 = none).
+    int CellFloodPercent(int fila, int col) const;
+    void setCellFloodPercent(int fila, int col, int porcentaje);
+
+    // ---- Rows and columns -----------------------------------------------------
+    bool RowHidden(int fila) const;
+    void setRowHidden(int fila, bool oculta);
+    bool ColHidden(int col) const;
+    void setColHidden(int col, bool oculta);
+    // Widths in twips (1/1440 inch); -1 = default.
+    int ColWidth(int col) const;
+    void setColWidth(int col, int twips);
+    int RowHeightMin() const;
+    void setRowHeightMin(int twips);
+
+    // ---- Grid look ----------------------------------------------------------
+    QColor BackColor() const;                 // background of normal cells
+    void setBackColor(const QColor& c);
+    QColor BackColorBkg() const;              // background of the area without cells
+    void setBackColorBkg(const QColor& c);
+    QColor BackColorSel() const;              // background of selected cells
+    void setBackColorSel(const QColor& c);
+    QColor BackColorFixed() const;            // background of the header rows
+    void setBackColorFixed(const QColor& c);
+    int FontSize() const;
+    void setFontSize(int puntos);
+
+    // ---- Current cell and selection ------------------------------------------
+    // Row/Col is the cursor cell; RowSel/ColSel the other end of the selection.
+    int Row() const;
+    int Col() const;
+    int RowSel() const;
+    int ColSel() const;
+    // Setting Row or Col moves the cursor and collapses the selection onto it.
+    void setRow(int fila);
+    void setCol(int col);
+    void setRowSel(int fila);
+    void setColSel(int col);
+    void Select(int fila, int col, int filaSel = -1, int colSel = -1);
+    int TopRow() const;
+    void setTopRow(int fila);
+    int LeftCol() const;
+    void setLeftCol(int col);
+
+    // ---- Redraw ---------------------------------------------------------------
+    // While off, changes are not announced cell by cell; switching it back on
+    // announces one reset, so a load draws once.
+    bool Redraw() const;
+    void setRedraw(bool activo);
+
+    // ---- Range text -----------------------------------------------------------
+    // Cells of a row joined by tabs, rows joined by "\r\n", bounds in any order.
+    QString Clip(int fila1, int col1, int fila2, int col2) const;
+
+    // ---- Subtotals --------------------------------------------------------------
+    PosicionSubtotal SubtotalPosition() const;
+    void setSubtotalPosition(PosicionSubtotal p);
+    // Sums column colTotal per group of consecutive account rows with equal
+    // text in colAgrupar (colAgrupar -1: one group holding every account
+    // row). The first call for a grouping inserts one subtotal row per group
+    // (below or above it, per SubtotalPosition); later calls with the same
+    // grouping reuse those rows. Subtotal rows are never counted. The group's
+    // value, through the caption pattern ("%s" stands for it), goes into
+    // column colAgrupar of the subtotal row (column 1 for colAgrupar -1, with
+    // the grand-total caption). The sum is written with the format (see
+    // es::formatear) and the row gets the back colour when it is valid.
+    // Cells are read as Spanish numbers; a cell that is not a number counts 0.
+    // Refreshing a column whose sums are kept current only rewrites the
+    // subtotal cells that changed since.
+    void Subtotal(int colAgrupar, int colTotal, const QString& formato, const QColor& backColor = QColor(),
+                  const QString& patronTitulo = QStringLiteral("%s"));
+    bool IsSubtotal(int fila) const;
+    // Grouping column of a subtotal row (-1 for the grand total); -2 for an account row.
+    int SubtotalGroupColumn(int fila) const;
+    static QString TituloTotalGeneral();
+
+    // Counters for benchmarks and tests: cells whose text was parsed to sum.
+    long long celdasSumadas() const;
+
+signals:
+    // For the view adapter.
+    void celdasCambiadas(int fila1, int col1, int fila2, int col2);
+    void filasInsertadas(int primera, int ultima);
+    void filasEliminadas(int primera, int ultima);
+    void reiniciado();
+    void formaCambiada();      // hidden rows/columns, widths, look
+    void seleccionCambiada();
+    void filaSuperiorCambiada();
+
+private:
+    struct Datos;
+    std::unique_ptr<Datos> d;
+};
+
+} // namespace presupuestos

@@ -1,0 +1,72 @@
+#pragma once
+// Shows a ModeloRejilla in a QTableView and turns the view's events into
+// the grid events the forms handle (row/column change, scroll, edit start
+// and end, keys, mouse). The model's fixed rows are shown as the header.
+
+#include "worksheet/ModeloRejilla.h"
+
+#include <QTableView>
+
+namespace presupuestos {
+
+class AdaptadorRejilla;
+
+class VistaRejilla : public QTableView {
+    Q_OBJECT
+public:
+    // The object name is the control's name ("vsPresupuesto").
+    VistaRejilla(const QString& nombre, QWidget* parent = nullptr);
+    ~VistaRejilla() override;
+
+    ModeloRejilla& modelo() { return *modelo_; }
+    const ModeloRejilla& modelo() const { return *modelo_; }
+
+    // Allow typing into cells (BeforeEdit may still cancel an edit).
+    void setEditable(bool editable);
+    // Whether the user is extending a selection (more than one cell selected).
+    bool seleccionExtendida() const;
+    // Grid row and column under a point of the viewport; -1 outside.
+    int filaEn(const QPoint& p) const;
+    int colEn(const QPoint& p) const;
+    // Rectangle of a cell in the viewport's coordinates.
+    QRect rectCelda(int fila, int col) const;
+    // Number of rows that fit in the view.
+    int filasVisibles() const;
+
+signals:
+    void RowColChange();
+    void AfterScroll(int oldTopRow, int oldLeftCol, int newTopRow, int newLeftCol);
+    void BeforeEdit(int fila, int col, bool& cancelar);
+    // The cell's text holds the typed text when this is raised.
+    void AfterEdit(int fila, int col);
+    // Every key typed in the cell editor (13 for Enter), before AfterEdit.
+    void KeyPressEdit(int fila, int col, int keyAscii);
+    // Keys on the grid itself: Qt key code mapped to Windows virtual keys
+    // for letters, digits and Delete (46); shift: 1 Shift, 2 Ctrl, 4 Alt.
+    void KeyDown(int keyCode, int shift);
+    // button: 1 left, 2 right, 4 middle; coordinates in the viewport.
+    void MouseDown(int button, int shift, int x, int y);
+    void MouseMove(int button, int shift, int x, int y);
+    void DblClick();
+    void CellChanged(int fila, int col);
+
+protected:
+    // (implementation overrides)
+    void keyPressEvent(QKeyEvent* e) override;
+    void mousePressEvent(QMouseEvent* e) override;
+    void mouseMoveEvent(QMouseEvent* e) override;
+    void mouseDoubleClickEvent(QMouseEvent* e) override;
+    bool edit(const QModelIndex& index, EditTrigger trigger, QEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
+
+private:
+    friend class AdaptadorRejilla;
+    ModeloRejilla* modelo_;
+    AdaptadorRejilla* adaptador_;
+    bool editable_ = false;
+    int topAnterior_ = 0;
+    int leftAnterior_ = 0;
+    bool sincronizando_ = false;
+};
+
+} // namespace presupuestos
