@@ -1,0 +1,164 @@
+#include "store/clsDBPresupuesto.h"
+
+#include "common/VbError.h"
+#include "db/Conexion.h"
+#include "host/modPublic.h"
+
+#include <cmath>
+#include <limits>
+
+namespace presupuestos {
+
+namespace {
+
+QString literal(const QString& texto)
+{
+    QString t = texto;
+    return t.replace(QLatin1Char('\''), QStringLiteral("''"));
+}
+
+// The records-affected count is kept in a 16-bit counter.
+qint16 contador(long afectados)
+{
+    if (afectados > std::numeric_limits<qint16>::max() || afectados < std::numeric_limits<qint16>::min())
+        throw VbError::overflow();
+    return static_cast<qint16>(afectados);
+}
+
+QVariant entero(qint32 n) { return QVariant(n); }
+
+} // namespace
+
+clsDBPresupuesto::clsDBPresupuesto() { PrepararComandos(); }
+
+clsDBPresupuesto::~clsDBPresupuesto() = default;
+
+void clsDBPresupuesto::PrepararComandos()
+{
+    const auto conexion = modPublic::ConexionActiva;
+    const auto empresa = [] { return QString::number(modPublic::EmpresaActiva->CodigoEmpresa()); };
+
+    ComandoUpdate = std::make_unique<Comando>(conexion);
+    ComandoUpdate->setCommandText(
+        QStringLiteral("UPDATE Presupuestos ")
+        + QStringLiteral(" SET M1 = ?, M2 = ?, M3 = ?, M4 = ?, M5 = ?, M6 = ?, M7 = ?, M8 = ?, M9 = ?, M10= ?,M11= ?,M12 = ?")
+        + QStringLiteral(" , Metodo_Calculo = ?, Modificacion_Manual = ?, Valor = ?")
+        + QStringLiteral(" WHERE Cod_Empresa = ") + empresa()
+        + QStringLiteral(" AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
+    // January is declared as a whole number on purpose: rows saved whole
+    // keep January without decimals, while the insert keeps them.
+    ComandoUpdate->agregarParametro(QStringLiteral("M1"), TipoParametro::Entero);
+    for (int m = 2; m <= 12; ++m)
+        ComandoUpdate->agregarParametro(QStringLiteral("M") + QString::number(m), TipoParametro::Moneda);
+    ComandoUpdate->agregarParametro(QStringLiteral("MetCal"), TipoParametro::Entero);
+    ComandoUpdate->agregarParametro(QStringLiteral("ModManual"), TipoParametro::Entero);
+    ComandoUpdate->agregarParametro(QStringLiteral("Valor"), TipoParametro::Moneda);
+    ComandoUpdate->agregarParametro(QStringLiteral("Cod_Ejercicio"), TipoParametro::Entero);
+    ComandoUpdate->agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 12);
+    ComandoUpdate->agregarParametro(QStringLiteral("Dpto"), TipoParametro::Entero);
+    ComandoUpdate->setPrepared(true);
+
+    ComandoInsert = std::make_unique<Comando>(conexion);
+    // Ver is left out: a new row takes the table's default.
+    ComandoInsert->setCommandText(
+        QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12, Metodo_Calculo, Modificacion_Manual, Valor)")
+        + QStringLiteral(" VALUES (") + empresa() + QStringLiteral(", ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
+    ComandoInsert->agregarParametro(QStringLiteral("Cod_Ejercicio"), TipoParametro::Entero);
+    ComandoInsert->agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 12);
+    ComandoInsert->agregarParametro(QStringLiteral("Dpto"), TipoParametro::Entero);
+    for (int m = 1; m <= 12; ++m)
+        ComandoInsert->agregarParametro(QStringLiteral("M") + QString::number(m), TipoParametro::Moneda);
+    ComandoInsert->agregarParametro(QStringLiteral("MetCal"), TipoParametro::Entero);
+    ComandoInsert->agregarParametro(QStringLiteral("ModManual"), TipoParametro::Entero);
+    ComandoInsert->agregarParametro(QStringLiteral("Valor"), TipoParametro::Moneda);
+    ComandoInsert->setPrepared(true);
+
+    ComandoVer = std::make_unique<Comando>(conexion);
+    ComandoVer->setCommandText(QStringLiteral("UPDATE Presupuestos ") + QStringLiteral(" SET Ver = ?")
+                               + QStringLiteral(" WHERE Cod_Empresa = ") + empresa()
+                               + QStringLiteral(" AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
+    ComandoVer->agregarParametro(QStringLiteral("Ver"), TipoParametro::Booleano);
+    ComandoVer->agregarParametro(QStringLiteral("Cod_Ejercicio"), TipoParametro::Entero);
+    ComandoVer->agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 12);
+    ComandoVer->agregarParametro(QStringLiteral("Dpto"), TipoParametro::Entero);
+    ComandoVer->setPrepared(true);
+}
+
+void clsDBPresupuesto::Actualizar(const clsPresupItem& item)
+{
+    for (int i = 0; i < 12; ++i)
+        ComandoUpdate->setValor(i, item.Mes(i));
+    ComandoUpdate->setValor(12, entero(item.MetodoCalc));
+    ComandoUpdate->setValor(13, entero(item.Manual));
+    ComandoUpdate->setValor(14, item.Valor);
+    ComandoUpdate->setValor(15, entero(modPublic::EjercicioActivo));
+    ComandoUpdate->setValor(16, item.Cuenta);
+    ComandoUpdate->setValor(17, entero(item.Dpto));
+    if (contador(ComandoUpdate->Execute()) != 0)
+        return;
+
+    ComandoInsert->setValor(0, entero(modPublic::EjercicioActivo));
+    ComandoInsert->setValor(1, item.Cuenta);
+    ComandoInsert->setValor(2, entero(item.Dpto));
+    for (int i = 0; i < 12; ++i)
+        ComandoInsert->setValor(3 + i, item.Mes(i));
+    ComandoInsert->setValor(15, entero(item.MetodoCalc));
+    ComandoInsert->setValor(16, entero(item.Manual));
+    ComandoInsert->setValor(17, item.Valor);
+    ComandoInsert->Execute();
+}
+
+void clsDBPresupuesto::ActualizacionManual(QString Cuenta, qint16 Dpto, qint16 Mes, Currency Valor)
+{
+    // Beyond month 15 the bit no longer fits the 16-bit set: Overflow.
+    const qint16 bit = Currency::fromDouble(std::pow(2.0, Mes - 1)).toInt16();
+    const QString importe = modPublic::EmpresaActiva->NumeroSQL(Valor.toDouble());
+
+    // The OR keeps the bits of months typed earlier; the other months, the
+    // method and the value are left alone.
+    const QString sql = QStringLiteral("UPDATE Presupuestos ") + QStringLiteral(" SET M") + QString::number(Mes)
+                        + QStringLiteral(" = ") + importe + QStringLiteral(", Modificacion_Manual |= ") + QString::number(bit)
+                        + QStringLiteral(" WHERE Cod_Empresa = ")
+                        + QString::number(modPublic::EmpresaActiva->CodigoEmpresa())
+                        + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(modPublic::EjercicioActivo)
+                        + QStringLiteral(" AND Cuenta = '") + literal(Cuenta) + QStringLiteral("' AND Dpto = ")
+                        + QString::number(Dpto);
+    if (contador(modPublic::ConexionActiva->Execute(sql)) != 0)
+        return;
+
+    insertVacio(Cuenta, Dpto);
+    ComandoInsert->setValor(Mes + 2, Valor);
+    ComandoInsert->setValor(15, entero(0));
+    ComandoInsert->setValor(16, entero(bit));
+    ComandoInsert->setValor(17, Currency());
+    ComandoInsert->Execute();
+}
+
+void clsDBPresupuesto::SetVisible(QString Cuenta, qint16 Dpto, bool Visible)
+{
+    ComandoVer->setValor(0, Visible);
+    ComandoVer->setValor(1, entero(modPublic::EjercicioActivo));
+    ComandoVer->setValor(2, Cuenta);
+    ComandoVer->setValor(3, entero(Dpto));
+    if (contador(ComandoVer->Execute()) != 0)
+        return;
+
+    insertVacio(Cuenta, Dpto);
+    ComandoInsert->setValor(15, entero(0));
+    ComandoInsert->setValor(16, entero(0));
+    ComandoInsert->setValor(17, Currency());
+    ComandoInsert->Execute();
+    // The new row has the table's default flag; give it the one asked for.
+    ComandoVer->Execute();
+}
+
+void clsDBPresupuesto::insertVacio(const QString& Cuenta, qint16 Dpto)
+{
+    ComandoInsert->setValor(0, entero(modPublic::EjercicioActivo));
+    ComandoInsert->setValor(1, Cuenta);
+    ComandoInsert->setValor(2, entero(Dpto));
+    for (int i = 0; i < 12; ++i)
+        ComandoInsert->setValor(3 + i, Currency());
+}
+
+} // namespace presupuestos

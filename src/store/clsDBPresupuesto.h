@@ -1,0 +1,49 @@
+#pragma once
+// The one writer of budget rows besides the Excel import. Every operation
+// is update-else-insert on the key (company, year, account, department):
+// the row is updated, and inserted only when the update touched nothing.
+// The full-row statements are prepared once and re-executed, since pastes
+// and method applications save many rows in a row.
+//
+// The company code and the connection are captured when the commands are
+// built; the fiscal year is read on every call. The statement for a month
+// typed by hand is composed anew each time, on the current connection. No error handling and no
+// transaction: an update that worked and an insert that failed leave the
+// table as the update left it.
+
+#include "calculation/clsPresupItem.h"
+#include "common/Currency.h"
+
+#include <QString>
+#include <memory>
+
+namespace presupuestos {
+
+class Comando;
+
+class clsDBPresupuesto {
+public:
+    clsDBPresupuesto();
+    ~clsDBPresupuesto();
+    clsDBPresupuesto(const clsDBPresupuesto&) = delete;
+    clsDBPresupuesto& operator=(const clsDBPresupuesto&) = delete;
+
+    // Saves the whole row: months, method, manual bits and value.
+    void Actualizar(const clsPresupItem& item);
+    // Saves one month (1..12) typed by hand and marks it as such, leaving
+    // the other months, the method and the value as they are.
+    void ActualizacionManual(QString Cuenta, qint16 Dpto, qint16 Mes, Currency Valor);
+    // Shows or hides the row in the worksheet, creating an empty row if needed.
+    void SetVisible(QString Cuenta, qint16 Dpto, bool Visible);
+
+private:
+    void PrepararComandos();
+    // Fills the insert with an empty row of the current year for the key.
+    void insertVacio(const QString& Cuenta, qint16 Dpto);
+
+    std::unique_ptr<Comando> ComandoUpdate;
+    std::unique_ptr<Comando> ComandoInsert;
+    std::unique_ptr<Comando> ComandoVer;
+};
+
+} // namespace presupuestos
