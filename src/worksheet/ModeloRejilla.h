@@ -149,6 +149,14 @@ signals:
     void formaCambiada();      // hidden rows/columns, widths, look
     void seleccionCambiada();
     void filaSuperiorCambiada();
+    // Also raised, besides formaCambiada, for hiding or showing one row, so
+    // the view need not revisit every row.
+    void filaOcultaCambiada(int fila);
+    // Redraw switched off or on; the view stops painting meanwhile.
+    void redrawCambiado(bool activo);
+    // A cell's text changed; raised even while redraw is off, since the
+    // forms colour cells from it as they are loaded.
+    void textoCambiado(int fila, int col);
 
 private:
     struct Datos;

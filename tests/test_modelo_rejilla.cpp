@@ -1,0 +1,520 @@
+#include "worksheet/ModeloRejilla.h"
+
+#include "common/NumerosEs.h"
+#include "common/VbError.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <utility>
+
+using namespace presupuestos;
+using Pos = ModeloRejilla::PosicionSubtotal;
+
+namespace {
+
+const QString kFormato = QStringLiteral("#,0.00");
+const QColor kAzul(190, 228, 245);
+
+// A worksheet-shaped grid: header row, department name in column 1, months
+// in 4..15, row total in 16.
+void prepararHoja(ModeloRejilla& m)
+{
+    m.setCols(20);
+    m.setRows(1);
+    m.setFixedRows(1);
+    m.setTextMatrix(0, 2, QStringLiteral("Cuenta"));
+}
+
+// Adds an account row with the given January (column 4) text.
+int cuenta(ModeloRejilla& m, const QString& dpto, const QString& codigo, const QString& enero)
+{
+    m.AddItem(QStringLiteral("1\t%1\t%2\tNombre").arg(dpto, codigo));
+    const int r = m.Rows() - 1;
+    m.setTextMatrix(r, 4, enero);
+    return r;
+}
+
+// What the worksheet does after a load: department subtotals below each
+// department, and a grand total above everything for several departments.
+void crearTotales(ModeloRejilla& m, bool granTotal)
+{
+    for (int c = 4; c <= 16; ++c) {
+        m.setSubtotalPosition(Pos::Debajo);
+        m.Subtotal(1, c, kFormato, kAzul);
+        if (granTotal) {
+            m.setSubtotalPosition(Pos::Encima);
+            m.Subtotal(-1, c, kFormato);
+        }
+    }
+}
+
+void refrescarColumna(ModeloRejilla& m, int c, bool granTotal)
+{
+    m.setSubtotalPosition(Pos::Debajo);
+    m.Subtotal(1, c, kFormato, kAzul);
+    if (granTotal) {
+        m.setSubtotalPosition(Pos::Encima);
+        m.Subtotal(-1, c, kFormato);
+    }
+}
+
+std::vector<int> filasSubtotal(const ModeloRejilla& m)
+{
+    std::vector<int> filas;
+    for (int r = 0; r < m.Rows(); ++r)
+        if (m.IsSubtotal(r))
+            filas.push_back(r);
+    return filas;
+}
+
+// Three departments: Ventas (2 rows), Almacén (1 row), Oficina (2 rows).
+void tresDepartamentos(ModeloRejilla& m)
+{
+    prepararHoja(m);
+    cuenta(m, QStringLiteral("Ventas"), QStringLiteral("700000"), QStringLiteral("1.234,50"));
+    cuenta(m, QStringLiteral("Ventas"), QStringLiteral("700001"), QStringLiteral("100"));
+    cuenta(m, QStringLiteral("Almacén"), QStringLiteral("600000"), QStringLiteral("-200,25"));
+    cuenta(m, QStringLiteral("Oficina"), QStringLiteral("620000"), QStringLiteral("abc"));
+    cuenta(m, QStringLiteral("Oficina"), QStringLiteral("621000"), QStringLiteral("10"));
+}
+
+struct Espia {
+    int celdas = 0;
+    int insertadas = 0;
+    int eliminadas = 0;
+    int reinicios = 0;
+    int forma = 0;
+    int seleccion = 0;
+    int textos = 0;
+    std::set<std::pair<int, int>> celdasTocadas;
+
+    explicit Espia(ModeloRejilla& m)
+    {
+        QObject::connect(&m, &ModeloRejilla::celdasCambiadas, [this](int f1, int c1, int f2, int c2) {
+            ++celdas;
+            for (int f = f1; f <= f2; ++f)
+                for (int c = c1; c <= c2; ++c)
+                    celdasTocadas.insert({f, c});
+        });
+        QObject::connect(&m, &ModeloRejilla::filasInsertadas, [this] { ++insertadas; });
+        QObject::connect(&m, &ModeloRejilla::filasEliminadas, [this] { ++eliminadas; });
+        QObject::connect(&m, &ModeloRejilla::reiniciado, [this] { ++reinicios; });
+        QObject::connect(&m, &ModeloRejilla::formaCambiada, [this] { ++forma; });
+        QObject::connect(&m, &ModeloRejilla::seleccionCambiada, [this] { ++seleccion; });
+        QObject::connect(&m, &ModeloRejilla::textoCambiado, [this] { ++textos; });
+    }
+};
+
+} // namespace
+
+// ---- Cells, shape and range text -------------------------------------------------
+
+TEST(ModeloRejillaCeldas, AddItemFillsColumnsFromTabsAndIgnoresExtraFields)
+{
+    ModeloRejilla m;
+    m.setCols(3);
+    m.AddItem(QStringLiteral("a\t\tc\td"));
+    ASSERT_EQ(m.Rows(), 1);
+    EXPECT_EQ(m.TextMatrix(0, 0), QStringLiteral("a"));
+    EXPECT_EQ(m.TextMatrix(0, 1), QString());
+    EXPECT_EQ(m.TextMatrix(0, 2), QStringLiteral("c"));
+}
+
+TEST(ModeloRejillaCeldas, CellsOutsideTheGridRaiseSubscriptErrors)
+{
+    // A paste that runs past the last row must fail there, not write elsewhere.
+    ModeloRejilla m;
+    m.setCols(2);
+    m.setRows(2);
+    try {
+        m.setTextMatrix(2, 0, QStringLiteral("x"));
+        FAIL() << "no error";
+    } catch (const VbError& e) {
+        EXPECT_EQ(e.number(), VbError::SubscriptOutOfRange);
+    }
+    EXPECT_THROW(m.TextMatrix(0, 2), VbError);
+    EXPECT_THROW(m.TextMatrix(-1, 0), VbError);
+    EXPECT_THROW(m.setCellBackColor(0, 0, 5, 0, Qt::red), VbError);
+}
+
+TEST(ModeloRejillaCeldas, RemoveItemShiftsLaterRowsUpAndShrinkingKeepsTheFirstRows)
+{
+    ModeloRejilla m;
+    m.setCols(1);
+    for (const char* t : {"a", "b", "c", "d"})
+        m.AddItem(QString::fromLatin1(t));
+    m.RemoveItem(1);
+    ASSERT_EQ(m.Rows(), 3);
+    EXPECT_EQ(m.TextMatrix(1, 0), QStringLiteral("c"));
+    m.setRows(2);
+    EXPECT_EQ(m.TextMatrix(1, 0), QStringLiteral("c"));
+    m.setRows(3);
+    EXPECT_EQ(m.TextMatrix(2, 0), QString()) << "grown rows start empty";
+}
+
+TEST(ModeloRejillaCeldas, ClipJoinsCellsWithTabsAndRowsWithCrLfWhateverTheBoundsOrder)
+{
+    ModeloRejilla m;
+    m.setCols(3);
+    m.AddItem(QStringLiteral("a\tb\tc"));
+    m.AddItem(QStringLiteral("d\t\tf"));
+    m.setRowHidden(1, true);
+    EXPECT_EQ(m.Clip(0, 0, 1, 2), QStringLiteral("a\tb\tc\r\nd\t\tf"));
+    EXPECT_EQ(m.Clip(1, 2, 0, 1), QStringLiteral("b\tc\r\n\tf"));
+    EXPECT_EQ(m.Clip(0, 1, 0, 1), QStringLiteral("b"));
+}
+
+TEST(ModeloRejillaCeldas, LookDefaultsToTheGridAndRangesSetEveryCell)
+{
+    ModeloRejilla m;
+    m.setCols(3);
+    m.setRows(3);
+    EXPECT_FALSE(m.CellBackColor(1, 1).isValid());
+    m.setCellBackColor(2, 2, 0, 1, QColor(172, 250, 185));   // corners in any order
+    EXPECT_EQ(m.CellBackColor(0, 1), QColor(172, 250, 185));
+    EXPECT_EQ(m.CellBackColor(2, 2), QColor(172, 250, 185));
+    EXPECT_FALSE(m.CellBackColor(1, 0).isValid());
+    m.setCellBackColor(1, 1, QColor());
+    EXPECT_FALSE(m.CellBackColor(1, 1).isValid()) << "an invalid colour restores the default";
+
+    m.setColAlignment(1, ModeloRejilla::Alineacion::Derecha);
+    m.setCellAlignment(0, 1, 0, 1, ModeloRejilla::Alineacion::Izquierda);
+    EXPECT_EQ(m.CellAlignment(0, 1), ModeloRejilla::Alineacion::Izquierda);
+    EXPECT_EQ(m.CellAlignment(2, 1), ModeloRejilla::Alineacion::Derecha) << "cells follow their column";
+
+    m.setCellBorderBottom(0, 0, 1, 2, true);
+    EXPECT_TRUE(m.CellBorderBottom(1, 2));
+    EXPECT_FALSE(m.CellBorderBottom(2, 2));
+}
+
+// ---- Cursor and selection -----------------------------------------------------------
+
+TEST(ModeloRejillaSeleccion, SettingRowOrColCollapsesTheSelection)
+{
+    ModeloRejilla m;
+    m.setCols(5);
+    m.setRows(6);
+    m.Select(1, 1, 4, 3);
+    EXPECT_EQ(m.RowSel(), 4);
+    EXPECT_EQ(m.ColSel(), 3);
+    m.setCol(2);
+    EXPECT_EQ(m.Row(), 1);
+    EXPECT_EQ(m.RowSel(), 1);
+    EXPECT_EQ(m.ColSel(), 2);
+    m.Select(5, 4);
+    m.setRowSel(2);
+    EXPECT_EQ(m.Row(), 5);
+    EXPECT_EQ(m.RowSel(), 2);
+    EXPECT_EQ(m.ColSel(), 4);
+}
+
+TEST(ModeloRejillaSeleccion, ALoadFromTheHeaderPutsTheCursorOnTheFirstDataRowAndShrinkingKeepsItInside)
+{
+    ModeloRejilla m;
+    prepararHoja(m);
+    EXPECT_EQ(m.Row(), -1) << "no data row yet";
+    Espia espia(m);
+    m.AddItem(QStringLiteral("a"));
+    m.AddItem(QStringLiteral("b"));
+    EXPECT_EQ(m.Row(), 1);
+    EXPECT_EQ(espia.seleccion, 1) << "announced once, when it moved";
+    m.setRow(2);
+    m.setRows(2);
+    EXPECT_EQ(m.Row(), 1);
+    m.setRows(1);
+    EXPECT_EQ(m.Row(), -1);
+}
+
+TEST(ModeloRejillaSeleccion, SelectAnnouncesOnlyRealChanges)
+{
+    ModeloRejilla m;
+    m.setCols(3);
+    m.setRows(3);
+    Espia espia(m);
+    m.Select(1, 1);
+    m.Select(1, 1);
+    m.setRow(1);
+    EXPECT_EQ(espia.seleccion, 1);
+}
+
+// ---- Redraw ------------------------------------------------------------------------
+
+TEST(ModeloRejillaRedibujo, ALoadWithRedrawOffAnnouncesOneResetOnly)
+{
+    ModeloRejilla m;
+    prepararHoja(m);
+    Espia espia(m);
+    m.setRedraw(false);
+    m.setRows(1);
+    for (int i = 0; i < 50; ++i) {
+        const int r = cuenta(m, QStringLiteral("D"), QString::number(i), QStringLiteral("5"));
+        m.setCellBackColor(r, 5, Qt::green);
+        m.setRowHidden(r, i % 2 == 0);
+    }
+    crearTotales(m, true);
+    EXPECT_EQ(espia.reinicios, 0);
+    m.setRedraw(true);
+    EXPECT_EQ(espia.reinicios, 1);
+    EXPECT_EQ(espia.celdas + espia.insertadas + espia.eliminadas + espia.forma, 0);
+    EXPECT_GT(espia.textos, 50) << "text changes are still reported for colouring";
+}
+
+TEST(ModeloRejillaRedibujo, WithRedrawOnChangesAreAnnouncedCellByCell)
+{
+    ModeloRejilla m;
+    m.setCols(2);
+    m.setRows(2);
+    Espia espia(m);
+    m.setTextMatrix(1, 1, QStringLiteral("x"));
+    m.setTextMatrix(1, 1, QStringLiteral("x"));   // same text: nothing to announce
+    m.AddItem(QStringLiteral("y"));
+    m.setRedraw(false);
+    m.setRedraw(true);                             // nothing happened meanwhile
+    EXPECT_EQ(espia.celdas, 1);
+    EXPECT_EQ(espia.textos, 2);
+    EXPECT_EQ(espia.insertadas, 1);
+    EXPECT_EQ(espia.reinicios, 0);
+}
+
+// ---- Subtotal placement ----------------------------------------------------------
+
+TEST(ModeloRejillaSubtotales, OneDepartmentGetsOneSubtotalBelowAndAGrandTotalAboveWhenAsked)
+{
+    ModeloRejilla m;
+    prepararHoja(m);
+    cuenta(m, QStringLiteral("Ventas"), QStringLiteral("700000"), QStringLiteral("10"));
+    cuenta(m, QStringLiteral("Ventas"), QStringLiteral("700001"), QStringLiteral("5"));
+
+    crearTotales(m, false);
+    ASSERT_EQ(m.Rows(), 4);
+    EXPECT_EQ(filasSubtotal(m), std::vector<int>{3});
+    EXPECT_EQ(m.SubtotalGroupColumn(3), 1);
+    EXPECT_EQ(m.SubtotalGroupColumn(2), -2);
+    EXPECT_EQ(m.TextMatrix(3, 1), QStringLiteral("Ventas"));
+    EXPECT_EQ(m.TextMatrix(3, 4), QStringLiteral("15,00"));
+    EXPECT_EQ(m.TextMatrix(3, 5), QStringLiteral("0,00"));
+    EXPECT_EQ(m.CellBackColor(3, 0), kAzul) << "the whole row takes the colour";
+    EXPECT_EQ(m.CellBackColor(3, 19), kAzul);
+
+    m.setSubtotalPosition(Pos::Encima);
+    m.Subtotal(-1, 4, kFormato);
+    ASSERT_EQ(m.Rows(), 5);
+    EXPECT_EQ(m.SubtotalGroupColumn(1), -1);
+    EXPECT_EQ(m.TextMatrix(1, 1), ModeloRejilla::TituloTotalGeneral());
+    EXPECT_EQ(ModeloRejilla::TituloTotalGeneral(), QStringLiteral("Total general"));
+    EXPECT_EQ(m.TextMatrix(1, 4), QStringLiteral("15,00")) << "the department subtotal is not counted again";
+    EXPECT_FALSE(m.CellBackColor(1, 4).isValid()) << "no colour given, default colours";
+    EXPECT_EQ(m.TextMatrix(4, 4), QStringLiteral("15,00"));
+    EXPECT_EQ(m.TextMatrix(0, 2), QStringLiteral("Cuenta")) << "the header stays on top";
+}
+
+TEST(ModeloRejillaSubtotales, ThreeDepartmentsGetThreeSubtotalsAndOneGrandTotalAtTheTop)
+{
+    ModeloRejilla m;
+    tresDepartamentos(m);
+    crearTotales(m, true);
+
+    // 0 header, 1 grand total, 2-3 Ventas, 4 subtotal, 5 Almacén, 6 subtotal,
+    // 7-8 Oficina, 9 subtotal.
+    ASSERT_EQ(m.Rows(), 10);
+    EXPECT_EQ(filasSubtotal(m), (std::vector<int>{1, 4, 6, 9}));
+    EXPECT_EQ(m.TextMatrix(1, 1), QStringLiteral("Total general"));
+    EXPECT_EQ(m.TextMatrix(4, 1), QStringLiteral("Ventas"));
+    EXPECT_EQ(m.TextMatrix(6, 1), QStringLiteral("Almacén"));
+    EXPECT_EQ(m.TextMatrix(9, 1), QStringLiteral("Oficina"));
+    EXPECT_EQ(m.TextMatrix(2, 2), QStringLiteral("700000"));
+
+    EXPECT_EQ(m.TextMatrix(4, 4), QStringLiteral("1.334,50"));
+    EXPECT_EQ(m.TextMatrix(6, 4), QStringLiteral("-200,25"));
+    EXPECT_EQ(m.TextMatrix(9, 4), QStringLiteral("10,00")) << "a text that is not a number counts 0";
+    EXPECT_EQ(m.TextMatrix(1, 4), QStringLiteral("1.144,25"));
+    EXPECT_EQ(m.TextMatrix(1, 16), QStringLiteral("0,00"));
+}
+
+TEST(ModeloRejillaSubtotales, RepeatedCallsReuseTheRowsAndRecountNothingTwice)
+{
+    ModeloRejilla m;
+    tresDepartamentos(m);
+    crearTotales(m, true);
+    const QString antes = m.Clip(0, 0, m.Rows() - 1, 19);
+    crearTotales(m, true);
+    crearTotales(m, true);
+    EXPECT_EQ(m.Rows(), 10);
+    EXPECT_EQ(m.Clip(0, 0, m.Rows() - 1, 19), antes);
+}
+
+TEST(ModeloRejillaSubtotales, CaptionPatternAndGroupsAboveTheirRows)
+{
+    ModeloRejilla m;
+    tresDepartamentos(m);
+    m.setSubtotalPosition(Pos::Encima);
+    m.Subtotal(1, 4, kFormato, QColor(), QStringLiteral("Total %s"));
+    EXPECT_EQ(filasSubtotal(m), (std::vector<int>{1, 4, 6}));
+    EXPECT_EQ(m.TextMatrix(1, 1), QStringLiteral("Total Ventas"));
+    EXPECT_EQ(m.TextMatrix(6, 4), QStringLiteral("10,00"));
+    EXPECT_EQ(m.TextMatrix(7, 2), QStringLiteral("620000"));
+}
+
+TEST(ModeloRejillaSubtotales, AGridWithoutAccountRowsGetsNoSubtotalRows)
+{
+    ModeloRejilla m;
+    prepararHoja(m);
+    crearTotales(m, true);
+    EXPECT_EQ(m.Rows(), 1);
+}
+
+TEST(ModeloRejillaSubtotales, InsertingSubtotalRowsKeepsTheCursorOnItsAccount)
+{
+    ModeloRejilla m;
+    tresDepartamentos(m);
+    m.Select(4, 4);   // Oficina 620000
+    crearTotales(m, true);
+    EXPECT_EQ(m.TextMatrix(m.Row(), 2), QStringLiteral("620000"));
+}
+
+// ---- Sums that follow single-cell changes -------------------------------------------
+
+TEST(ModeloRejillaSumas, AChangedCellMovesItsSubtotalsByTheDifferenceWithoutRereadingTheGrid)
+{
+    ModeloRejilla m;
+    tresDepartamentos(m);
+    crearTotales(m, true);
+    const long long trasCrear = m.celdasSumadas();
+    EXPECT_GE(trasCrear, 2 * 13 * 5) << "creation reads every account cell per grouping";
+
+    // Ventas 700001, January: 100 -> 1.000,75
+    m.setTextMatrix(3, 4, QStringLiteral("1.000,75"));
+    EXPECT_EQ(m.celdasSumadas() - trasCrear, 2) << "old and new text, once for both groupings";
+    EXPECT_EQ(m.TextMatrix(4, 4), QStringLiteral("1.334,50")) << "written only on refresh";
+
+    Espia espia(m);
+    refrescarColumna(m, 4, true);
+    EXPECT_EQ(m.celdasSumadas() - trasCrear, 2) << "the refresh reads no cell";
+    EXPECT_EQ(m.TextMatrix(4, 4), QStringLiteral("2.235,25"));
+    EXPECT_EQ(m.TextMatrix(1, 4), QStringLiteral("2.045,00"));
+    EXPECT_EQ(espia.celdasTocadas, (std::set<std::pair<int, int>>{{4, 4}, {1, 4}}))
+        << "only the department subtotal and the grand total are rewritten";
+    EXPECT_EQ(m.TextMatrix(6, 4), QStringLiteral("-200,25"));
+}
+
+TEST(ModeloRejillaSumas, ChangesToNegativesAndNonNumbersFollowTheSameRules)
+{
+    ModeloRejilla m;
+    tresDepartamentos(m);
+    crearTotales(m, true);
+    m.setTextMatrix(7, 4, QStringLiteral("-1.000"));   // Oficina "abc" -> -1.000
+    m.setTextMatrix(5, 4, QStringLiteral("n/a"));      // Almacén -200,25 -> n/a
+    m.setTextMatrix(2, 16, QStringLiteral("7,5"));     // a total cell, another column
+    refrescarColumna(m, 4, true);
+    refrescarColumna(m, 16, true);
+    EXPECT_EQ(m.TextMatrix(9, 4), QStringLiteral("-990,00"));
+    EXPECT_EQ(m.TextMatrix(6, 4), QStringLiteral("0,00"));
+    EXPECT_EQ(m.TextMatrix(1, 4), QStringLiteral("344,50"));
+    EXPECT_EQ(m.TextMatrix(4, 16), QStringLiteral("7,50"));
+    EXPECT_EQ(m.TextMatrix(1, 16), QStringLiteral("7,50"));
+
+    // The kept sums agree with summing from scratch on a fresh grid.
+    ModeloRejilla fresca;
+    prepararHoja(fresca);
+    for (int r = 1; r < m.Rows(); ++r) {
+        if (m.IsSubtotal(r))
+            continue;
+        fresca.AddItem(m.Clip(r, 0, r, 19));
+    }
+    crearTotales(fresca, true);
+    EXPECT_EQ(fresca.Clip(0, 0, fresca.Rows() - 1, 19), m.Clip(0, 0, m.Rows() - 1, 19));
+}
+
+TEST(ModeloRejillaSumas, WritingIntoSubtotalRowsOrUnsummedColumnsLeavesTheSumsAlone)
+{
+    ModeloRejilla m;
+    tresDepartamentos(m);
+    crearTotales(m, true);
+    const long long antes = m.celdasSumadas();
+    m.setTextMatrix(4, 3, m.TextMatrix(4, 1));   // caption copied into the name column
+    m.setTextMatrix(2, 17, QStringLiteral("6"));
+    EXPECT_EQ(m.celdasSumadas(), antes);
+    m.setTextMatrix(4, 4, QStringLiteral("0"));   // a subtotal cell: not counted anywhere
+    refrescarColumna(m, 4, true);
+    EXPECT_EQ(m.TextMatrix(1, 4), QStringLiteral("1.144,25"));
+    EXPECT_EQ(m.celdasSumadas(), antes);
+}
+
+TEST(ModeloRejillaSumas, AChangedFormatRewritesEverySubtotalWithoutRereading)
+{
+    ModeloRejilla m;
+    tresDepartamentos(m);
+    crearTotales(m, true);
+    const long long antes = m.celdasSumadas();
+    m.setSubtotalPosition(Pos::Debajo);
+    m.Subtotal(1, 4, QStringLiteral("#,0"), kAzul);
+    EXPECT_EQ(m.TextMatrix(4, 4), QStringLiteral("1.335"));
+    EXPECT_EQ(m.TextMatrix(6, 4), QStringLiteral("-200"));
+    EXPECT_EQ(m.celdasSumadas(), antes);
+}
+
+// ---- Bookkeeping across structural changes ------------------------------------------------
+
+TEST(ModeloRejillaSumas, ResettingToTheHeaderDiscardsTheSubtotalsOfThePreviousLoad)
+{
+    ModeloRejilla m;
+    tresDepartamentos(m);
+    crearTotales(m, true);
+    m.setRows(1);
+    cuenta(m, QStringLiteral("Oficina"), QStringLiteral("620000"), QStringLiteral("3"));
+    cuenta(m, QStringLiteral("Oficina"), QStringLiteral("621000"), QStringLiteral("4"));
+    crearTotales(m, false);
+    ASSERT_EQ(m.Rows(), 4);
+    EXPECT_EQ(filasSubtotal(m), std::vector<int>{3});
+    EXPECT_EQ(m.TextMatrix(3, 4), QStringLiteral("7,00"));
+    m.setTextMatrix(1, 4, QStringLiteral("13"));
+    refrescarColumna(m, 4, false);
+    EXPECT_EQ(m.TextMatrix(3, 4), QStringLiteral("17,00"));
+}
+
+TEST(ModeloRejillaSumas, RemovingAnAccountOrAWholeDepartmentIsRightAfterTheNextSubtotal)
+{
+    ModeloRejilla m;
+    tresDepartamentos(m);
+    crearTotales(m, true);
+    m.RemoveItem(2);               // Ventas 700000 (1.234,50)
+    refrescarColumna(m, 4, true);
+    EXPECT_EQ(filasSubtotal(m), (std::vector<int>{1, 3, 5, 8}));
+    EXPECT_EQ(m.TextMatrix(3, 4), QStringLiteral("100,00"));
+    EXPECT_EQ(m.TextMatrix(1, 4), QStringLiteral("-90,25"));
+    EXPECT_EQ(m.TextMatrix(3, 5), QStringLiteral("0,00")) << "other summed columns stay filled";
+
+    m.RemoveItem(4);               // Almacén's only account: its subtotal row must go
+    refrescarColumna(m, 4, true);
+    EXPECT_EQ(filasSubtotal(m), (std::vector<int>{1, 3, 6}));
+    EXPECT_EQ(m.TextMatrix(6, 1), QStringLiteral("Oficina"));
+    EXPECT_EQ(m.TextMatrix(1, 4), QStringLiteral("110,00"));
+}
+
+TEST(ModeloRejillaSumas, AnAppendedAccountJoinsTheLastGroupAndItsSubtotalMovesBelowIt)
+{
+    ModeloRejilla m;
+    tresDepartamentos(m);
+    crearTotales(m, true);
+    cuenta(m, QStringLiteral("Oficina"), QStringLiteral("629000"), QStringLiteral("5"));
+    refrescarColumna(m, 4, true);
+    EXPECT_EQ(filasSubtotal(m), (std::vector<int>{1, 4, 6, 10}));
+    EXPECT_EQ(m.TextMatrix(10, 4), QStringLiteral("15,00"));
+    EXPECT_EQ(m.TextMatrix(10, 1), QStringLiteral("Oficina"));
+    EXPECT_EQ(m.TextMatrix(1, 4), QStringLiteral("1.149,25"));
+    EXPECT_EQ(m.TextMatrix(10, 7), QStringLiteral("0,00")) << "the moved row shows every summed column";
+}
+
+TEST(ModeloRejillaSumas, MovingAnAccountToAnotherDepartmentRegroups)
+{
+    ModeloRejilla m;
+    tresDepartamentos(m);
+    crearTotales(m, true);
+    m.setTextMatrix(5, 1, QStringLiteral("Ventas"));   // Almacén's row joins Ventas
+    refrescarColumna(m, 4, true);
+    EXPECT_EQ(filasSubtotal(m), (std::vector<int>{1, 5, 8}));
+    EXPECT_EQ(m.TextMatrix(5, 1), QStringLiteral("Ventas"));
+    EXPECT_EQ(m.TextMatrix(5, 4), QStringLiteral("1.134,25"));
+    EXPECT_EQ(m.TextMatrix(1, 4), QStringLiteral("1.144,25"));
+}
