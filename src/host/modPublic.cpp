@@ -8,6 +8,12 @@ std::shared_ptr<IEmpresa> EmpresaActiva;
 std::shared_ptr<Conexion> ConexionActiva;
 qint16 EjercicioActivo = 0;
 
+void Liberar()
+{
+    ConexionActiva.reset();
+    EmpresaActiva.reset();
+}
+
 void MantenerEncima(QWidget* form)
 {
     if (!form)

@@ -16,6 +16,10 @@ extern std::shared_ptr<IEmpresa> EmpresaActiva;
 extern std::shared_ptr<Conexion> ConexionActiva;
 extern qint16 EjercicioActivo;
 
+// Releases the shared state; the host does this before it ends, since the
+// connection must close while the database layer still exists.
+void Liberar();
+
 // Keeps a window above all others.
 void MantenerEncima(QWidget* form);
 

@@ -1,0 +1,161 @@
+// The standalone host: opens a database, creates the host class, hands it
+// the company and the connection, and shows the worksheet.
+
+#include "common/VbError.h"
+#include "db/Conexion.h"
+#include "db/schema/DatosDemo.h"
+#include "host/Empresa.h"
+#include "host/frmclsfrmActPresupusto.h"
+#include "host/modPublic.h"
+#include "worksheet/frmActPresupusto.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <QStandardPaths>
+#include <QTextStream>
+#include <QTimer>
+#include <cstdio>
+
+using namespace presupuestos;
+
+namespace {
+
+enum Salida { Ok = 0, ErrorUso = 1, ErrorBaseDatos = 2, ErrorEmpresa = 3, ErrorCaptura = 4 };
+
+bool hayPantalla()
+{
+    const QString plataforma = QGuiApplication::platformName();
+    return plataforma != QLatin1String("offscreen") && plataforma != QLatin1String("minimal");
+}
+
+int fallo(int codigo, const QString& mensaje)
+{
+    QTextStream(stderr) << "presupuestos: " << mensaje << Qt::endl;
+    if (hayPantalla())
+        QMessageBox::critical(nullptr, QStringLiteral("Presupuestos"), mensaje);
+    return codigo;
+}
+
+QString baseDemoPorDefecto()
+{
+    const QString dir = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+    QDir().mkpath(dir);
+    return QDir(dir).filePath(QStringLiteral("presupuestos-demo.db"));
+}
+
+// Creates the demo company in a new SQLite file, with its retail database beside it.
+void crearDemo(const QString& fichero, const OpcionesDemo& opciones)
+{
+    auto c = Conexion::abrirSqlite(fichero);
+    c->asociarBaseDatos(opciones.baseRetail, QFileInfo(fichero).absoluteDir().filePath(opciones.baseRetail + QStringLiteral(".db")));
+    DatosDemo::generar(*c, opciones);
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    // Without a display, render offscreen instead of failing to start.
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("presupuestos"));
+    QApplication::setOrganizationName(QStringLiteral("presupuestos"));
+
+    QCommandLineParser p;
+    p.setApplicationDescription(QStringLiteral("Hoja de presupuestos: importe por cuenta, departamento y mes."));
+    p.addHelpOption();
+    p.addPositionalArgument(QStringLiteral("orden"), QStringLiteral("generar-demo: crea una base de datos de demostración y termina."),
+                            QStringLiteral("[generar-demo]"));
+    QCommandLineOption optBd(QStringLiteral("bd"), QStringLiteral("Base de datos SQLite (por defecto, la de demostración, que se crea la primera vez)."),
+                             QStringLiteral("fichero"));
+    QCommandLineOption optOdbc(QStringLiteral("odbc"), QStringLiteral("Cadena de conexión ODBC a SQL Server, en lugar de SQLite."),
+                               QStringLiteral("cadena"));
+    QCommandLineOption optEmpresa(QStringLiteral("empresa"), QStringLiteral("Código de la empresa (por defecto 1)."),
+                                  QStringLiteral("codigo"), QStringLiteral("1"));
+    QCommandLineOption optCaptura(QStringLiteral("captura"), QStringLiteral("Dibuja la hoja cargada en un PNG y termina."),
+                                  QStringLiteral("fichero.png"));
+    QCommandLineOption optCuentas(QStringLiteral("cuentas"), QStringLiteral("generar-demo: número de cuentas de detalle (empresa grande)."),
+                                  QStringLiteral("n"), QStringLiteral("0"));
+    QCommandLineOption optDptos(QStringLiteral("departamentos"), QStringLiteral("generar-demo: número de departamentos (empresa grande)."),
+                                QStringLiteral("n"), QStringLiteral("0"));
+    p.addOptions({optBd, optOdbc, optEmpresa, optCaptura, optCuentas, optDptos});
+    p.process(app);
+
+    const int codEmpresa = p.value(optEmpresa).toInt();
+    const QStringList ordenes = p.positionalArguments();
+
+    if (!ordenes.isEmpty()) {
+        if (ordenes.first() != QLatin1String("generar-demo") || !p.isSet(optBd))
+            return fallo(ErrorUso, QStringLiteral("Uso: presupuestos generar-demo --bd FICHERO [--cuentas N --departamentos N]"));
+        try {
+            OpcionesDemo o;
+            o.codEmpresa = codEmpresa;
+            o.cuentas = p.value(optCuentas).toInt();
+            o.departamentos = p.value(optDptos).toInt();
+            crearDemo(p.value(optBd), o);
+        } catch (const VbError& e) {
+            return fallo(ErrorBaseDatos, e.description());
+        }
+        QTextStream(stdout) << p.value(optBd) << Qt::endl;
+        return Ok;
+    }
+
+    std::shared_ptr<Conexion> conexion;
+    try {
+        if (p.isSet(optOdbc)) {
+            conexion = Conexion::abrirOdbc(p.value(optOdbc));
+        } else {
+            const bool porDefecto = !p.isSet(optBd);
+            const QString fichero = porDefecto ? baseDemoPorDefecto() : p.value(optBd);
+            if (!QFileInfo::exists(fichero)) {
+                if (!porDefecto)
+                    return fallo(ErrorBaseDatos, QStringLiteral("No se encuentra la base de datos \"%1\".").arg(fichero));
+                crearDemo(fichero, OpcionesDemo{});
+            }
+            conexion = Conexion::abrirSqlite(fichero);
+        }
+    } catch (const VbError& e) {
+        return fallo(ErrorBaseDatos, e.description());
+    }
+
+    std::shared_ptr<IEmpresa> empresa;
+    try {
+        empresa = cargarEmpresa(*conexion, codEmpresa);
+    } catch (const VbError& e) {
+        return fallo(ErrorEmpresa, e.description());
+    }
+
+    auto clase = std::make_unique<frmclsfrmActPresupusto>();
+    clase->setEmpresaLarvex(empresa);
+    clase->setConexionLarvex(conexion);
+    try {
+        clase->Show();
+    } catch (const VbError& e) {
+        return fallo(ErrorBaseDatos, e.description());
+    }
+    frmActPresupusto* hoja = clase->formulario();
+
+    if (p.isSet(optCaptura)) {
+        QApplication::processEvents();
+        hoja->Form_Activate();
+        QApplication::processEvents();
+        const QString png = QFileInfo(p.value(optCaptura)).absoluteFilePath();
+        if (!hoja->grab().save(png))
+            return fallo(ErrorCaptura, QStringLiteral("No se puede guardar la captura en \"%1\".").arg(png));
+        QTextStream(stdout) << png << Qt::endl;
+        clase.reset();
+        modPublic::Liberar();
+        return Ok;
+    }
+
+    QObject::connect(hoja, &QObject::destroyed, &app, &QApplication::quit);
+    const int r = QApplication::exec();
+    clase.reset();
+    modPublic::Liberar();
+    return r;
+}

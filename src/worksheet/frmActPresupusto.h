@@ -1,0 +1,204 @@
+#pragma once
+// The budget worksheet: for one company and one fiscal year, an amount per
+// account x department x month, with last year's actuals beside it. Every
+// change is written to the database at once.
+
+#include "common/Currency.h"
+#include "db/Conexion.h"
+
+#include <QColor>
+#include <QPointer>
+#include <QString>
+#include <QWidget>
+#include <memory>
+#include <vector>
+
+class QCheckBox;
+class QComboBox;
+class QFrame;
+class QLabel;
+class QLineEdit;
+class QListWidget;
+class QMenu;
+class QAction;
+class QProgressBar;
+class QPushButton;
+class QSplitter;
+class QTimer;
+
+namespace presupuestos {
+
+class VistaRejilla;
+class UpDown;
+class frmOperaciones;
+class clsDBPresupuesto;
+
+class frmActPresupusto : public QWidget {
+    Q_OBJECT
+public:
+    explicit frmActPresupusto(QWidget* owner = nullptr);
+    ~frmActPresupusto() override;
+
+    // Shows the window modeless, loading it first when needed.
+    void Mostrar();
+    // Runs the unload logic and closes the window.
+    void Unload();
+    bool cargado() const { return cargado_; }
+
+    // ---- Form-level state read across the worksheet ---------------------------
+    QString TablaFiltroCuentas;
+    QString TablaEstadisticas;
+    qint16 Decimales = 0;
+    QString FormatoNumero = QStringLiteral("#,0");
+    bool VerPresupuestables = true;
+    bool Cargando = false;
+    bool PrimeraActivacion = true;
+    bool TablasEnlazadas = true;
+    qint32 UltimoCambioDecimales = 0;
+    QColor Color1, Color2, Color3, Color4;
+    qint16 NumDptosFiltro = 0;
+
+    // The retail database and company, resolved at load.
+    QString BDPelvor = QStringLiteral("[Pelvor]");
+    qint16 EmpresaPelvor = 0;
+
+    // ---- Controls, named as the forms name them ------------------------------
+    VistaRejilla* vsPresupuesto = nullptr;
+    VistaRejilla* vsHistorico = nullptr;
+    VistaRejilla* vsFiltrosCategoria = nullptr;
+    VistaRejilla* vsFiltroCuentas = nullptr;
+    QComboBox* cboEjercicio = nullptr;
+    QCheckBox* chkMostrarHistorico = nullptr;
+    QLineEdit* txtEjercicioHist = nullptr;
+    QPushButton* cmdVer = nullptr;
+    QLineEdit* FlatEdit1 = nullptr;
+    UpDown* UpDown1 = nullptr;
+    QTimer* Timer1 = nullptr;
+    QCheckBox* chkTipoCuentaIngresos = nullptr;
+    QCheckBox* chkTipoCuentaGastos = nullptr;
+    QPushButton* cmdDepartamentos = nullptr;
+    QFrame* fraFiltroDpto = nullptr;
+    QListWidget* lstDepartamentos = nullptr;
+    QCheckBox* chkSelAllDpto = nullptr;
+    QPushButton* cmdFiltroDptoAceptar = nullptr;
+    QPushButton* cmdFiltroDptoCancelar = nullptr;
+    QPushButton* cmdNoEnlanzarTablas = nullptr;
+    QPushButton* cmdShowCal = nullptr;
+    QPushButton* cmdImportar = nullptr;
+    QProgressBar* pbrSeleccion = nullptr;
+    QProgressBar* pbrTotal = nullptr;
+    QLabel* lblSeleccion = nullptr;
+    QMenu* mnuPopup = nullptr;
+    QAction* mnuPopupCopiar = nullptr;
+    QAction* mnuPopupPegar = nullptr;
+    QAction* mnuPopupBorrar = nullptr;
+    QAction* mnuPopupSelDpto = nullptr;
+    QAction* mnuPopupSelTodo = nullptr;
+    QAction* mnuPopupOcultar = nullptr;
+    QAction* mnuPopupOperaciones = nullptr;
+    QAction* mnuPopupCancelar = nullptr;
+
+    frmOperaciones* operaciones() const { return frmCal_; }
+    // The worksheet's one budget store.
+    clsDBPresupuesto* DBPresupuesto() const { return dbPresupuesto_.get(); }
+
+    // ---- Life cycle -------------------------------------------------------------
+    void Form_Load();
+    void Form_Activate();
+    void Form_Unload();
+    void EstablecerEjercicioInicial();
+    void CrearTablasTemporales();
+
+    // Stamp of a temporary table's name for a time of day: hundredths of a
+    // second as a single-precision number, written with up to seven
+    // significant digits ("4501.563", "3600025").
+    static QString SelloTabla(double segundosDesdeMedianoche);
+
+    // ---- Worksheet-level controls ------------------------------------------------
+    void cboEjercicio_Click();
+    void chkMostrarHistorico_Click();
+    void txtEjercicioHist_KeyPress(int keyAscii);
+    void txtEjercicioHist_Validate(bool& cancelar);
+    void cmdVer_Click();
+    void UpDown1_Click();
+    void Timer1_Timer();
+    void AplicarDecimales();
+
+    // ---- Loaders ----------------------------------------------------------------
+    void CargarDepartamentos();
+    void CargarFiltroCategorias();
+    void CargarFiltroCuentas();
+    void OcultarCategoriasSinCuentas();
+    void DisenarRejilla(VistaRejilla* rejilla);
+    void DisenarFiltros();
+    void CargarPresupuesto();
+    void CargarHistorico();
+    void ResolverEnlaceDrumav();
+    void GetDrumavData(bool asincrono);
+    // Shows or hides the history grid beside the budget grid.
+    void DistribuirRejillas();
+
+    // ---- Subtotals and completion ----------------------------------------------
+    void CrearTotales(VistaRejilla* rejilla);
+    void RecalcularFilas(int FilaDesde, int FilaHasta, int ColDesde, int ColHasta);
+    void SetProgreesFila(Currency TotalAnterior, Currency TotalNuevo);
+
+    // ---- Category and account filters ------------------------------------------
+    struct CategoriaFiltro {
+        qint16 Codigo = 0;
+        qint16 NoHijos = 0;
+        qint16 Fila = 0;
+        qint16 Padre = 0;
+    };
+    std::vector<CategoriaFiltro> TablaCategorias;
+    void ActNoHijos(qint16 categoria);
+    qint16 GetUltimoEjercicioCuentas();
+    void FiltrarCuentas();
+    bool EsDeCategoria(qint16 categoria, qint16 codigo);
+    void vsFiltrosCategoria_RowColChange();
+    void vsFiltroCuentas_RowColChange();
+    void chkTipoCuentaIngresos_Click();
+    void chkTipoCuentaGastos_Click();
+
+    // ---- Department filter ------------------------------------------------------
+    std::vector<bool> SeleccionDptosGuardada;
+    QString GetFiltroDptos();
+    void chkSelAllDpto_Click();
+    void lstDepartamentos_Click();
+    void cmdDepartamentos_Click();
+    void cmdFiltroDptoAceptar_Click();
+    void cmdFiltroDptoCancelar_Click();
+    void CancelarFiltroDptos();
+    void ComprobarFocoFiltroDptos();
+
+    // Times each loader ran, for tests of the load sequence.
+    int cargasPresupuesto = 0;
+    int cargasHistorico = 0;
+
+protected:
+    void showEvent(QShowEvent* e) override;
+    void closeEvent(QCloseEvent* e) override;
+    bool event(QEvent* e) override;
+    bool eventFilter(QObject* objeto, QEvent* e) override;
+
+private:
+    void crearControles();
+    void conectarFiltros();
+    void llenarRejilla(VistaRejilla* rejilla, Recordset& rs, bool conDatosCalculo, int* filas, int* filasConValores);
+    void fijarBarra(QProgressBar* barra, int valor, int maximo);
+    bool seleccionandoDptos_ = false;
+    bool seleccionandoCuenta_ = false;
+    void crearMenu();
+    void aplicarColorBoton(QPushButton* boton, const QColor& color);
+    qint16 ejercicioHistorico() const;
+
+    bool cargado_ = false;
+    bool descargado_ = false;
+    bool activando_ = false;
+    QPointer<QWidget> owner_;
+    frmOperaciones* frmCal_ = nullptr;
+    std::unique_ptr<clsDBPresupuesto> dbPresupuesto_;
+    QSplitter* divisor_ = nullptr;
+};
+
+} // namespace presupuestos

@@ -1,0 +1,38 @@
+#include "HojaPrueba.h"
+
+namespace presupuestos::prueba {
+
+void crearEmpresaPequena(BaseDatosPrueba& bd)
+{
+    bd.sql(QStringLiteral("INSERT INTO Empresas VALUES (1, 'Pequeña', 2026, '1,2,3,4,8')"));
+    bd.sql(QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Norte'), (1, 2, 'Sur')"));
+    bd.sql(QStringLiteral("INSERT INTO Config_Balances (Cod_Empresa, TipoBalance, Codigo, Tipo, Texto, Padre, Ver) VALUES "
+                          "(1, 11, 1, 0, 'INGRESOS', 0, 1), (1, 11, 2, 0, 'Ventas', 1, 1), (1, 11, 3, 0, 'GASTOS', 0, 1),"
+                          "(1, 11, 4, 0, 'Servicios', 3, 1), (1, 11, 5, 0, 'Suministros', 4, 1), (1, 11, 6, 0, 'Vacía', 3, 1),"
+                          "(1, 11, 245, 0, 'ESTADÍSTICAS', 0, 1),"
+                          "(1, 11, 20, 1, '7000', 2, 1), (1, 11, 21, 1, '6280', 5, 1), (1, 11, 22, 1, '6210', 4, 1),"
+                          "(1, 11, 23, 1, '6230', 4, 0), (1, 11, 246, 1, 'CTO002', 245, 1),"
+                          "(1, 12, 30, 1, '6280', 5, 1)"));
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos_Conceptos VALUES ('CTO002', 'Días con actividad')"));
+    bd.sql(QStringLiteral("INSERT INTO Cuentas VALUES (1, 2026, '70000001', 'Ventas textil'), (1, 2026, '70000002', 'Ventas calzado'),"
+                          "(1, 2026, '62800001', 'Electricidad'), (1, 2026, '62100001', 'Alquiler'), (1, 2026, '62300001', 'Asesoría'),"
+                          "(1, 2026, '7000', 'Ventas de mercaderías'), (1, 2025, '70009999', 'Cuenta cerrada')"));
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12, "
+                          "Metodo_Calculo, Modificacion_Manual, Valor) VALUES "
+                          "(1, 2027, '70000001', 1, 100, 100, 100, 100, 100, 100, 100, 100, 100, 100, 100, 100, 3, 4, 100),"
+                          "(1, 2027, '62800001', 2, -50.5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0)"));
+    bd.sql(QStringLiteral("INSERT INTO Acumulados_Dpto (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, H1, D1) VALUES (1, 2026, '70000001', 1, 1000, 100)"));
+}
+
+HojaAbierta::HojaAbierta(bool demo) : bd(demo)
+{
+    if (!demo)
+        crearEmpresaPequena(bd);
+    clase.setEmpresaLarvex(bd.empresa);
+    clase.setConexionLarvex(bd.conexion);
+    clase.Show();
+    hoja = clase.formulario();
+    hoja->Form_Activate();
+}
+
+} // namespace presupuestos::prueba

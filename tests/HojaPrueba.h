@@ -1,0 +1,42 @@
+#pragma once
+// The worksheet opened through the host class on a real SQLite database,
+// with recording platform services, for tests that drive the form.
+
+#include "BaseDatosPrueba.h"
+#include "common/Plataforma.h"
+#include "common/Reloj.h"
+#include "host/frmclsfrmActPresupusto.h"
+#include "worksheet/frmActPresupusto.h"
+
+namespace presupuestos::prueba {
+
+// A clock the test moves by hand.
+struct RelojFijo {
+    double ahora = 36000.0;
+    RelojFijo() { reloj::fijar([this] { return ahora; }); }
+    ~RelojFijo() { reloj::fijar({}); }
+};
+
+// A small company whose every figure the tests know:
+//  departments 1 "Norte" and 2 "Sur";
+//  categories 1 INGRESOS > 2 Ventas; 3 GASTOS > 4 Servicios > 5 Suministros;
+//  3 GASTOS > 6 Vacía (no accounts); 245 ESTADÍSTICAS;
+//  account lines 20 "7000" (Ventas), 21 "6280" (Suministros), 22 "6210"
+//  (Servicios), 23 "6230" (Servicios, not budgeted), 246 "CTO002";
+//  accounts of 2026: 70000001, 70000002, 62800001, 62100001, 62300001 and the
+//  4-digit 7000; 2025 only: 70009999;
+//  budget 2027: 70000001/1 twelve months of 100 with March typed by hand;
+//  62800001/2 January -50,5;
+//  balances 2026: 70000001/1 January credit 1.000, debit 100.
+void crearEmpresaPequena(BaseDatosPrueba& bd);
+
+struct HojaAbierta {
+    BaseDatosPrueba bd;
+    PlataformaDePrueba plataforma;
+    frmclsfrmActPresupusto clase;
+    frmActPresupusto* hoja = nullptr;
+    // demo: the generated demo company; otherwise the small company above.
+    explicit HojaAbierta(bool demo = false);
+};
+
+} // namespace presupuestos::prueba

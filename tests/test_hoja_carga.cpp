@@ -1,0 +1,397 @@
+#include "HojaPrueba.h"
+#include "worksheet/VistaRejilla.h"
+
+#include <QCheckBox>
+#include <QFrame>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QProgressBar>
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+using namespace presupuestos::prueba;
+
+namespace {
+
+QString celda(frmActPresupusto* h, int fila, int col) { return h->vsPresupuesto->modelo().TextMatrix(fila, col); }
+
+int filaDe(const ModeloRejilla& m, const QString& cuenta, const QString& dpto)
+{
+    for (int r = 1; r < m.Rows(); ++r)
+        if (!m.IsSubtotal(r) && m.TextMatrix(r, 2) == cuenta && m.TextMatrix(r, 0) == dpto)
+            return r;
+    return -1;
+}
+
+int filasTablaFiltro(HojaAbierta& h)
+{
+    return h.bd.valor(QStringLiteral("SELECT COUNT(*) FROM \"%1\"").arg(h.hoja->TablaFiltroCuentas)).toInt();
+}
+
+int filasVisibles(const ModeloRejilla& m)
+{
+    int n = 0;
+    for (int r = 0; r < m.Rows(); ++r)
+        n += !m.RowHidden(r);
+    return n;
+}
+
+} // namespace
+
+TEST(HojaCarga, EveryAccountAndDepartmentWithMonthsTotalsSubtotalsAndGrandTotal)
+{
+    HojaAbierta h;
+    frmActPresupusto* f = h.hoja;
+    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty());
+    const ModeloRejilla& m = f->vsPresupuesto->modelo();
+    ASSERT_EQ(m.Rows(), 14);
+    EXPECT_EQ(m.TextMatrix(0, 4), QStringLiteral("Enero"));
+    EXPECT_EQ(m.TextMatrix(0, 15), QStringLiteral("Diciembre"));
+    EXPECT_EQ(m.TextMatrix(0, 16), QStringLiteral("Total"));
+    EXPECT_TRUE(m.ColHidden(0) && m.ColHidden(1) && m.ColHidden(17) && m.ColHidden(18) && m.ColHidden(19));
+    EXPECT_FALSE(m.ColHidden(2) || m.ColHidden(16));
+
+    // Grand total on top, a subtotal below each department.
+    EXPECT_TRUE(m.IsSubtotal(1));
+    EXPECT_TRUE(m.IsSubtotal(7));
+    EXPECT_TRUE(m.IsSubtotal(13));
+    EXPECT_EQ(m.TextMatrix(7, 3), QStringLiteral("Norte"));
+    EXPECT_EQ(m.TextMatrix(13, 3), QStringLiteral("Sur"));
+    const QStringList orden = {QStringLiteral("62100001"), QStringLiteral("62800001"), QStringLiteral("70000001"),
+                               QStringLiteral("70000002"), QStringLiteral("CTO002")};
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(m.TextMatrix(2 + i, 2), orden[i]);
+        EXPECT_EQ(m.TextMatrix(8 + i, 2), orden[i]);
+        EXPECT_EQ(m.TextMatrix(2 + i, 0), QStringLiteral("1"));
+        EXPECT_EQ(m.TextMatrix(8 + i, 1), QStringLiteral("Sur"));
+    }
+
+    const int ventas = filaDe(m, QStringLiteral("70000001"), QStringLiteral("1"));
+    EXPECT_EQ(m.TextMatrix(ventas, 3), QStringLiteral("Ventas textil"));
+    EXPECT_EQ(m.TextMatrix(ventas, 4), QStringLiteral("100"));
+    EXPECT_EQ(m.TextMatrix(ventas, 16), QStringLiteral("1.200"));
+    EXPECT_EQ(m.TextMatrix(ventas, 17), QStringLiteral("3"));
+    EXPECT_EQ(m.TextMatrix(ventas, 18), QStringLiteral("4"));
+    EXPECT_EQ(m.TextMatrix(ventas, 19), QStringLiteral("100"));
+    EXPECT_EQ(m.CellBackColor(ventas, 6), QColor(172, 250, 185));
+    EXPECT_NE(m.CellBackColor(ventas, 5), QColor(172, 250, 185));
+
+    // An account without a budget row shows zeros, method 0, mask 0.
+    const int sinFila = filaDe(m, QStringLiteral("70000002"), QStringLiteral("2"));
+    EXPECT_EQ(m.TextMatrix(sinFila, 4), QStringLiteral("0"));
+    EXPECT_EQ(m.TextMatrix(sinFila, 17), QStringLiteral("0"));
+    EXPECT_EQ(m.TextMatrix(sinFila, 18), QStringLiteral("0"));
+
+    // -50.5 rounds to even for display; the total is the sum of what is shown.
+    const int luz = filaDe(m, QStringLiteral("62800001"), QStringLiteral("2"));
+    EXPECT_EQ(m.TextMatrix(luz, 4), QStringLiteral("-50"));
+    EXPECT_EQ(m.TextMatrix(luz, 16), QStringLiteral("-50"));
+    EXPECT_EQ(m.CellForeColor(luz, 4), QColor(255, 0, 0));
+
+    EXPECT_EQ(m.TextMatrix(7, 4), QStringLiteral("100"));
+    EXPECT_EQ(m.TextMatrix(7, 16), QStringLiteral("1.200"));
+    EXPECT_EQ(m.TextMatrix(13, 4), QStringLiteral("-50"));
+    EXPECT_EQ(m.TextMatrix(1, 4), QStringLiteral("50"));
+    EXPECT_EQ(m.TextMatrix(1, 16), QStringLiteral("1.150"));
+    EXPECT_EQ(m.CellBackColor(7, 4), QColor(190, 228, 245));
+    EXPECT_EQ(m.CellBackColor(3, 16), QColor(190, 228, 245));
+
+    // Ten rows, two of them with values.
+    EXPECT_EQ(f->pbrSeleccion->property("texto").toString(), QStringLiteral("20%"));
+    EXPECT_EQ(f->pbrTotal->property("texto").toString(), QStringLiteral("20%"));
+    EXPECT_EQ(f->pbrSeleccion->property("maximo").toInt(), 10);
+    EXPECT_EQ(f->lblSeleccion->text(), QStringLiteral("Todas - Todas"));
+}
+
+TEST(HojaCarga, DecimalsReformatAndTotalsAddTheRoundedMonths)
+{
+    HojaAbierta h;
+    h.hoja->FlatEdit1->setText(QStringLiteral("2"));
+    h.hoja->AplicarDecimales();
+    const ModeloRejilla& m = h.hoja->vsPresupuesto->modelo();
+    const int luz = filaDe(m, QStringLiteral("62800001"), QStringLiteral("2"));
+    EXPECT_EQ(m.TextMatrix(luz, 4), QStringLiteral("-50,50"));
+    EXPECT_EQ(m.TextMatrix(1, 16), QStringLiteral("1.149,50"));
+    // Later loads leave the overall bar alone.
+    h.bd.sql(QStringLiteral("UPDATE Presupuestos SET M1 = 0 WHERE Cuenta = '62800001'"));
+    h.hoja->CargarPresupuesto();
+    EXPECT_EQ(h.hoja->pbrSeleccion->property("texto").toString(), QStringLiteral("10%"));
+    EXPECT_EQ(h.hoja->pbrTotal->property("texto").toString(), QStringLiteral("20%"));
+}
+
+TEST(HojaCarga, CompletionBarsFollowRowsThatBecomeZeroOrNonZero)
+{
+    HojaAbierta h;
+    frmActPresupusto* f = h.hoja;
+    f->SetProgreesFila(Currency(), Currency::fromInt(5));
+    EXPECT_EQ(f->pbrSeleccion->property("texto").toString(), QStringLiteral("30%"));
+    EXPECT_EQ(f->pbrTotal->property("texto").toString(), QStringLiteral("30%"));
+    f->SetProgreesFila(Currency::fromInt(5), Currency::fromInt(7));
+    EXPECT_EQ(f->pbrSeleccion->property("valor").toInt(), 3);
+    f->SetProgreesFila(Currency::fromInt(7), Currency());
+    EXPECT_EQ(f->pbrSeleccion->property("valor").toInt(), 2);
+    // An empty selection shows no text.
+    f->chkSelAllDpto->setChecked(false);
+    for (int i = 0; i < f->lstDepartamentos->count(); ++i)
+        f->lstDepartamentos->item(i)->setSelected(false);
+    f->CargarPresupuesto();
+    EXPECT_EQ(f->pbrSeleccion->property("texto").toString(), QString());
+}
+
+TEST(HojaCarga, SubtotalsFollowASingleCellChange)
+{
+    HojaAbierta h;
+    frmActPresupusto* f = h.hoja;
+    ModeloRejilla& m = f->vsPresupuesto->modelo();
+    const int ventas = filaDe(m, QStringLiteral("70000001"), QStringLiteral("1"));
+    m.setTextMatrix(ventas, 5, QStringLiteral("1.100"));
+    f->RecalcularFilas(ventas, ventas, 5, 5);
+    EXPECT_EQ(m.TextMatrix(ventas, 16), QStringLiteral("2.200"));
+    EXPECT_EQ(m.TextMatrix(7, 5), QStringLiteral("1.100"));
+    EXPECT_EQ(m.TextMatrix(7, 16), QStringLiteral("2.200"));
+    EXPECT_EQ(m.TextMatrix(1, 5), QStringLiteral("1.100"));
+    EXPECT_EQ(m.TextMatrix(1, 16), QStringLiteral("2.150"));
+    EXPECT_EQ(m.TextMatrix(13, 5), QStringLiteral("0"));
+    EXPECT_EQ(m.Rows(), 14);
+}
+
+TEST(HojaCarga, AccountListReadsDetailAccountsOfTheLatestChartAndConcepts)
+{
+    HojaAbierta h;
+    const ModeloRejilla& cuentas = h.hoja->vsFiltroCuentas->modelo();
+    ASSERT_EQ(cuentas.Rows(), 6);
+    EXPECT_EQ(cuentas.TextMatrix(0, 1), QStringLiteral("Todas"));
+    QStringList codigos;
+    for (int r = 1; r < cuentas.Rows(); ++r)
+        codigos << cuentas.TextMatrix(r, 1);
+    codigos.sort();
+    EXPECT_EQ(codigos, (QStringList{QStringLiteral("62100001"), QStringLiteral("62800001"), QStringLiteral("70000001"),
+                                    QStringLiteral("70000002"), QStringLiteral("CTO002")}));
+    EXPECT_EQ(filasTablaFiltro(h), 10);
+    // One INSERT ... SELECT per visible account, for all departments at once.
+    int inserciones = 0;
+    for (const auto& t : h.bd.conexion->registro())
+        inserciones += t.startsWith(QStringLiteral("INSERT INTO ") + h.hoja->TablaFiltroCuentas);
+    EXPECT_EQ(inserciones, 5);
+}
+
+TEST(HojaCarga, CategoryTreeIndentsBoldsAndHidesEmptyCategories)
+{
+    HojaAbierta h;
+    const ModeloRejilla& cats = h.hoja->vsFiltrosCategoria->modelo();
+    ASSERT_EQ(cats.Rows(), 8);
+    EXPECT_EQ(cats.TextMatrix(0, 1), QStringLiteral("Todas"));
+    EXPECT_EQ(cats.TextMatrix(2, 1), QStringLiteral("    Ventas"));
+    EXPECT_EQ(cats.TextMatrix(5, 1), QStringLiteral("        Suministros"));
+    EXPECT_EQ(cats.TextMatrix(6, 1), QStringLiteral("    Vacía"));
+    EXPECT_TRUE(cats.CellFontBold(1, 1));
+    EXPECT_FALSE(cats.CellFontBold(2, 1));
+    EXPECT_TRUE(cats.RowHidden(6));
+    EXPECT_FALSE(cats.RowHidden(5));
+    EXPECT_FALSE(cats.RowHidden(7));
+    EXPECT_EQ(h.hoja->TablaCategorias[3].NoHijos, 2);
+    EXPECT_EQ(h.hoja->TablaCategorias[5].Fila, 5);
+    EXPECT_TRUE(h.hoja->EsDeCategoria(3, 5));
+    EXPECT_TRUE(h.hoja->EsDeCategoria(0, 5));
+    EXPECT_FALSE(h.hoja->EsDeCategoria(1, 5));
+    // A hidden category still takes part in the tree walk.
+    EXPECT_TRUE(h.hoja->EsDeCategoria(3, 6));
+    EXPECT_EQ(cats.Row(), 0);
+}
+
+TEST(HojaCarga, ChoosingACategoryKeepsItsDescendantsOnly)
+{
+    HojaAbierta h;
+    frmActPresupusto* f = h.hoja;
+    f->vsFiltrosCategoria->modelo().Select(4, 1);   // Servicios
+    f->vsFiltrosCategoria_RowColChange();
+    const ModeloRejilla& cuentas = f->vsFiltroCuentas->modelo();
+    QStringList visibles;
+    for (int r = 1; r < cuentas.Rows(); ++r)
+        if (!cuentas.RowHidden(r))
+            visibles << cuentas.TextMatrix(r, 1);
+    visibles.sort();
+    EXPECT_EQ(visibles, (QStringList{QStringLiteral("62100001"), QStringLiteral("62800001")}));
+    EXPECT_EQ(filasTablaFiltro(h), 4);
+    EXPECT_EQ(f->vsPresupuesto->modelo().Rows(), 1 + 1 + 2 + 1 + 2 + 1);
+    EXPECT_EQ(f->lblSeleccion->text(), QStringLiteral("Servicios - Todas"));
+
+    // One account narrows the worksheet to it.
+    int fila = -1;
+    for (int r = 1; r < cuentas.Rows(); ++r)
+        if (cuentas.TextMatrix(r, 1) == QLatin1String("62800001"))
+            fila = r;
+    f->vsFiltroCuentas->modelo().Select(fila, 1);
+    f->vsFiltroCuentas_RowColChange();
+    const ModeloRejilla& m = f->vsPresupuesto->modelo();
+    for (int r = 1; r < m.Rows(); ++r)
+        if (!m.IsSubtotal(r))
+            EXPECT_EQ(m.TextMatrix(r, 2), QStringLiteral("62800001"));
+    EXPECT_TRUE(h.bd.conexion->ultimoTexto().contains(QStringLiteral(" AND c.Cuenta = '62800001' ORDER BY")));
+}
+
+TEST(HojaCarga, IncomeAndExpenseBoxesNarrowByPrefixAndNeverBothEndUnchecked)
+{
+    HojaAbierta h;
+    frmActPresupusto* f = h.hoja;
+    auto visibles = [f] {
+        QStringList v;
+        const ModeloRejilla& c = f->vsFiltroCuentas->modelo();
+        for (int r = 1; r < c.Rows(); ++r)
+            if (!c.RowHidden(r))
+                v << c.TextMatrix(r, 1);
+        v.sort();
+        return v;
+    };
+    f->chkTipoCuentaIngresos->setChecked(false);
+    f->chkTipoCuentaIngresos_Click();
+    EXPECT_EQ(visibles(), (QStringList{QStringLiteral("62100001"), QStringLiteral("62800001")}));
+
+    f->chkTipoCuentaIngresos->setChecked(true);
+    f->chkTipoCuentaIngresos_Click();
+    f->chkTipoCuentaGastos->setChecked(false);
+    f->chkTipoCuentaGastos_Click();
+    EXPECT_EQ(visibles(), (QStringList{QStringLiteral("70000001"), QStringLiteral("70000002")}));
+
+    f->chkTipoCuentaIngresos->setChecked(false);
+    f->chkTipoCuentaIngresos_Click();
+    EXPECT_TRUE(f->chkTipoCuentaGastos->isChecked());
+    EXPECT_EQ(visibles(), (QStringList{QStringLiteral("62100001"), QStringLiteral("62800001")}));
+}
+
+TEST(HojaCarga, NonBudgetableViewShowsTheAccountLinesTakenOutAndRowsMarkedSo)
+{
+    HojaAbierta h;
+    h.bd.sql(QStringLiteral("UPDATE Presupuestos SET Ver = 0 WHERE Cuenta = '62800001'"));
+    h.hoja->cmdVer_Click();
+    const ModeloRejilla& m = h.hoja->vsPresupuesto->modelo();
+    QStringList filas;
+    for (int r = 1; r < m.Rows(); ++r)
+        if (!m.IsSubtotal(r))
+            filas << m.TextMatrix(r, 2) + QLatin1Char('/') + m.TextMatrix(r, 0);
+    EXPECT_EQ(filas, (QStringList{QStringLiteral("62800001/2")}));
+    EXPECT_EQ(h.hoja->vsFiltroCuentas->modelo().Rows(), 7);
+}
+
+TEST(HojaCarga, DepartmentListTextsAndTheirQuirks)
+{
+    HojaAbierta h;
+    frmActPresupusto* f = h.hoja;
+    ASSERT_EQ(f->lstDepartamentos->count(), 3);
+    EXPECT_EQ(f->lstDepartamentos->item(0)->text(), QString());
+    EXPECT_EQ(f->lstDepartamentos->item(0)->data(Qt::UserRole).toInt(), -1);
+    EXPECT_EQ(f->GetFiltroDptos(), QString());
+    EXPECT_EQ(f->NumDptosFiltro, 2);
+
+    f->cmdDepartamentos_Click();
+    EXPECT_TRUE(f->fraFiltroDpto->isVisible());
+    f->lstDepartamentos->setCurrentRow(2);
+    f->lstDepartamentos->item(2)->setSelected(false);
+    EXPECT_FALSE(f->chkSelAllDpto->isChecked());
+    EXPECT_EQ(f->GetFiltroDptos(), QStringLiteral("-1, 1"));
+    // The count is never reset by the list: it grows from the last "all" count.
+    EXPECT_EQ(f->NumDptosFiltro, 3);
+    f->cmdFiltroDptoAceptar_Click();
+    EXPECT_FALSE(f->fraFiltroDpto->isVisible());
+    EXPECT_TRUE(h.bd.conexion->ultimoTexto().contains(QStringLiteral(" AND c.Dpto IN (-1, 1) ORDER BY")));
+
+    // Only the empty item selected: accepted, and the worksheet is empty.
+    f->cmdDepartamentos_Click();
+    f->chkSelAllDpto->setChecked(true);
+    f->chkSelAllDpto->setChecked(false);
+    EXPECT_EQ(f->NumDptosFiltro, 0);
+    f->cmdFiltroDptoAceptar_Click();
+    EXPECT_TRUE(f->fraFiltroDpto->isVisible());   // nothing selected: refused silently
+    f->lstDepartamentos->item(0)->setSelected(true);
+    f->cmdFiltroDptoAceptar_Click();
+    EXPECT_FALSE(f->fraFiltroDpto->isVisible());
+    EXPECT_EQ(f->GetFiltroDptos(), QStringLiteral("-1"));
+    EXPECT_EQ(f->vsPresupuesto->modelo().Rows(), 1);
+}
+
+TEST(HojaCarga, LeavingTheDepartmentFrameRestoresTheSavedSelection)
+{
+    HojaAbierta h;
+    frmActPresupusto* f = h.hoja;
+    f->cmdDepartamentos_Click();
+    f->chkSelAllDpto->setChecked(false);
+    EXPECT_FALSE(f->lstDepartamentos->item(1)->isSelected());
+    h.plataforma.foco->nombre = QStringLiteral("lstDepartamentos");
+    f->ComprobarFocoFiltroDptos();
+    EXPECT_TRUE(f->fraFiltroDpto->isVisible());
+    h.plataforma.foco->nombre = QStringLiteral("vsPresupuesto");
+    f->ComprobarFocoFiltroDptos();
+    EXPECT_FALSE(f->fraFiltroDpto->isVisible());
+    EXPECT_TRUE(f->chkSelAllDpto->isChecked());
+    EXPECT_TRUE(f->lstDepartamentos->item(1)->isSelected());
+    EXPECT_TRUE(f->lstDepartamentos->item(2)->isSelected());
+}
+
+TEST(HojaCarga, HistoryShowsCreditMinusDebitBesideTheBudget)
+{
+    HojaAbierta h;
+    frmActPresupusto* f = h.hoja;
+    f->chkMostrarHistorico->setChecked(true);
+    f->chkMostrarHistorico_Click();
+    EXPECT_FALSE(f->vsHistorico->isHidden());
+    const ModeloRejilla& m = f->vsHistorico->modelo();
+    const int ventas = filaDe(m, QStringLiteral("70000001"), QStringLiteral("1"));
+    ASSERT_GT(ventas, 0);
+    EXPECT_EQ(m.TextMatrix(ventas, 4), QStringLiteral("900"));
+    EXPECT_EQ(m.TextMatrix(ventas, 16), QStringLiteral("900"));
+    EXPECT_EQ(m.Rows(), f->vsPresupuesto->modelo().Rows());
+    EXPECT_TRUE(m.IsSubtotal(1));
+    f->chkMostrarHistorico->setChecked(false);
+    f->chkMostrarHistorico_Click();
+    EXPECT_TRUE(f->vsHistorico->isHidden());
+}
+
+TEST(HojaCarga, StatisticsAreFetchedOncePerYearFromTheLinkedRetailDatabase)
+{
+    BaseDatosPrueba bd;
+    crearEmpresaPequena(bd);
+    bd.sql(QStringLiteral("INSERT INTO Configuracion VALUES ('Pelvor')"));
+    bd.sql(QStringLiteral("INSERT INTO Pelvor.Empresas_Contabilidad VALUES (3, 1, 'Tiendas')"));
+    bd.sql(QStringLiteral("INSERT INTO Pelvor.Almacen_Acumulados_2 (Cod_Empresa, Cod_Almacen, Fecha, Caja, Tickets) VALUES "
+                          "(3, 1, '2026-01-02', 1, 10), (3, 1, '2026-01-02', 2, 5), (3, 1, '2025-03-02', 1, 4)"));
+    PlataformaDePrueba p;
+    frmclsfrmActPresupusto clase;
+    clase.setEmpresaLarvex(bd.empresa);
+    clase.setConexionLarvex(bd.conexion);
+    clase.Show();
+    frmActPresupusto* f = clase.formulario();
+    f->Form_Activate();
+    EXPECT_EQ(f->EmpresaPelvor, 3);
+    EXPECT_EQ(f->BDPelvor, QStringLiteral("Pelvor"));
+    f->CargarHistorico();
+    f->CargarHistorico();
+    int inserciones = 0;
+    for (const auto& t : bd.conexion->registro())
+        inserciones += t.startsWith(QStringLiteral("INSERT INTO ") + f->TablaEstadisticas);
+    EXPECT_EQ(inserciones, 1);
+    const ModeloRejilla& m = f->vsHistorico->modelo();
+    const int dias = filaDe(m, QStringLiteral("CTO002"), QStringLiteral("1"));
+    ASSERT_GT(dias, 0);
+    EXPECT_EQ(m.TextMatrix(dias, 4), QStringLiteral("1"));
+    EXPECT_EQ(m.TextMatrix(filaDe(m, QStringLiteral("CTO002"), QStringLiteral("2")), 4), QStringLiteral("0"));
+
+    // Another year is fetched before its grid is read.
+    f->txtEjercicioHist->setText(QStringLiteral("2025"));
+    f->txtEjercicioHist_KeyPress(13);
+    EXPECT_EQ(f->vsHistorico->modelo().TextMatrix(dias, 6), QStringLiteral("1"));
+    EXPECT_TRUE(p.mensajes->mostrados.empty());
+}
+
+TEST(HojaCarga, DemoCompanyFillsTheWorksheet)
+{
+    HojaAbierta h(true);
+    const ModeloRejilla& m = h.hoja->vsPresupuesto->modelo();
+    int subtotales = 0;
+    for (int r = 1; r < m.Rows(); ++r)
+        subtotales += m.IsSubtotal(r);
+    EXPECT_EQ(subtotales, 5 + 1);
+    EXPECT_GT(m.Rows(), 100);
+    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty());
+    EXPECT_GT(filasVisibles(h.hoja->vsFiltrosCategoria->modelo()), 5);
+}

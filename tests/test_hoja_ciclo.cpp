@@ -1,0 +1,245 @@
+#include "HojaPrueba.h"
+#include "calculation/frmOperaciones.h"
+#include "common/Plataforma.h"
+#include "common/Reloj.h"
+#include "host/frmclsfrmActPresupusto.h"
+#include "host/modPublic.h"
+#include "worksheet/UpDown.h"
+#include "worksheet/VistaRejilla.h"
+#include "worksheet/frmActPresupusto.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTimer>
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+using namespace presupuestos::prueba;
+
+namespace {
+
+bool existeTabla(BaseDatosPrueba& bd, const QString& nombre)
+{
+    return bd.valor(QStringLiteral("SELECT COUNT(*) FROM sqlite_temp_master WHERE name = '%1'").arg(nombre)).toInt() == 1;
+}
+
+} // namespace
+
+TEST(HojaCiclo, TableStampIsHundredthsAsASingleWithSevenDigits)
+{
+    EXPECT_EQ(frmActPresupusto::SelloTabla(36000.0), QStringLiteral("3600000"));
+    EXPECT_EQ(frmActPresupusto::SelloTabla(45.015625), QStringLiteral("4501.563"));
+    EXPECT_EQ(frmActPresupusto::SelloTabla(0.5), QStringLiteral("50"));
+    EXPECT_EQ(frmActPresupusto::SelloTabla(86399.99), QStringLiteral("8639999"));
+    // Early in the day the stamp is short and may carry a decimal point.
+    EXPECT_EQ(frmActPresupusto::SelloTabla(1.2345), QStringLiteral("123.45"));
+}
+
+TEST(HojaCiclo, LoadCreatesBothTemporaryTablesWithTheirStampsAndDropsThemOnDestruction)
+{
+    RelojFijo r;
+    r.ahora = 12.345;   // shortly after midnight: "1234.5"
+    BaseDatosPrueba bd;
+    PlataformaDePrueba p;
+    QString filtro, estadisticas;
+    {
+        frmclsfrmActPresupusto clase;
+        clase.setEmpresaLarvex(bd.empresa);
+        clase.setConexionLarvex(bd.conexion);
+        bd.conexion->limpiarRegistro();
+        clase.Show();
+        filtro = clase.formulario()->TablaFiltroCuentas;
+        estadisticas = clase.formulario()->TablaEstadisticas;
+        EXPECT_EQ(filtro, QStringLiteral("##PresupFiltroCuentas_1234.5"));
+        EXPECT_EQ(estadisticas, QStringLiteral("##Drumav_Estadisticas_1234.5"));
+        const auto& log = bd.conexion->registro();
+        EXPECT_NE(std::find(log.begin(), log.end(),
+                            QStringLiteral("CREATE TABLE ##PresupFiltroCuentas_1234.5([Codigo] INT, Cuenta [VARCHAR](12), Nombre VARCHAR(200), Dpto INT, Dpto_Nombre VARCHAR(200))")),
+                  log.end());
+        EXPECT_NE(std::find(log.begin(), log.end(),
+                            QStringLiteral("CREATE TABLE ##Drumav_Estadisticas_1234.5 (Cuenta VARCHAR(12), Cod_Ejercicio INT, Dpto INT, M1 MONEY, M2 MONEY, M3 MONEY, "
+                                           "M4 MONEY, M5 MONEY, M6 MONEY, M7 MONEY, M8 MONEY, M9 MONEY, M10 MONEY, M11 MONEY, M12 MONEY)")),
+                  log.end());
+        EXPECT_TRUE(existeTabla(bd, filtro));
+        EXPECT_TRUE(existeTabla(bd, estadisticas));
+    }
+    EXPECT_FALSE(existeTabla(bd, filtro));
+    EXPECT_FALSE(existeTabla(bd, estadisticas));
+    EXPECT_TRUE(p.mensajes->mostrados.empty());
+}
+
+TEST(HojaCiclo, UnloadIgnoresAFailingDrop)
+{
+    HojaAbierta h;
+    h.bd.conexion->Execute(QStringLiteral("DROP TABLE ") + h.hoja->TablaFiltroCuentas);
+    const QString estadisticas = h.hoja->TablaEstadisticas;
+    h.hoja->close();
+    QApplication::processEvents();
+    EXPECT_FALSE(existeTabla(h.bd, estadisticas));
+    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty());
+}
+
+TEST(HojaCiclo, BudgetYearIsAlwaysTheCompanysNextYearAndFillsTheCaptionAndCombo)
+{
+    HojaAbierta h;
+    // Even with budget rows of a later year stored, the year is the company's + 1.
+    h.bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto) VALUES (1, 2030, '70000001', 1)"));
+    h.clase.setEjercicio(2019);
+    frmclsfrmActPresupusto otra;
+    otra.Show();
+    EXPECT_EQ(modPublic::EjercicioActivo, 2027);
+    EXPECT_EQ(otra.Ejercicio(), 2027);
+    EXPECT_EQ(h.hoja->windowTitle(), QStringLiteral("Presupuesto 2027"));
+    ASSERT_EQ(h.hoja->cboEjercicio->count(), 6);
+    EXPECT_EQ(h.hoja->cboEjercicio->itemText(0), QStringLiteral("2023"));
+    EXPECT_EQ(h.hoja->cboEjercicio->itemText(5), QStringLiteral("2028"));
+    EXPECT_EQ(h.hoja->cboEjercicio->currentText(), QStringLiteral("2027"));
+    EXPECT_EQ(h.hoja->txtEjercicioHist->text(), QStringLiteral("2026"));
+    EXPECT_EQ(h.hoja->operaciones()->Ejercicio(), 2026);
+    EXPECT_EQ(h.hoja->operaciones()->TablaTempHistorico(), h.hoja->TablaEstadisticas);
+    const auto& log = h.bd.conexion->registro();
+    EXPECT_NE(std::find(log.begin(), log.end(), QStringLiteral("SELECT Max(Cod_Ejercicio) FROM Presupuestos WHERE Cod_Empresa = 1")), log.end());
+}
+
+TEST(HojaCiclo, FirstActivationLoadsOnceAndTheYearComboReloads)
+{
+    HojaAbierta h;
+    EXPECT_EQ(h.hoja->cargasPresupuesto, 1);
+    EXPECT_FALSE(h.hoja->Cargando);
+    EXPECT_FALSE(h.hoja->PrimeraActivacion);
+    h.hoja->Form_Activate();
+    EXPECT_EQ(h.hoja->cargasPresupuesto, 1);
+
+    h.hoja->cboEjercicio->setCurrentIndex(5);
+    EXPECT_EQ(modPublic::EjercicioActivo, 2028);
+    EXPECT_EQ(h.hoja->cargasPresupuesto, 2);
+    EXPECT_EQ(h.hoja->txtEjercicioHist->text(), QStringLiteral("2027"));
+    EXPECT_EQ(h.hoja->operaciones()->Ejercicio(), 2027);
+    EXPECT_EQ(h.hoja->windowTitle(), QStringLiteral("Presupuesto 2027"));
+    EXPECT_EQ(h.plataforma.puntero->actual(), Puntero::Defecto);
+}
+
+TEST(HojaCiclo, HistoryYearMustLieBetween2000AndTheYearBeforeTheBudget)
+{
+    HojaAbierta h;
+    struct Caso { const char* texto; bool admitido; };
+    for (const Caso& c : {Caso{"2027", false}, Caso{"2026", true}, Caso{"2000", true}, Caso{"1999", false}, Caso{"", false}}) {
+        h.hoja->txtEjercicioHist->setText(QString::fromLatin1(c.texto));
+        bool cancelar = false;
+        const auto antes = h.plataforma.mensajes->mostrados.size();
+        h.hoja->txtEjercicioHist_Validate(cancelar);
+        EXPECT_EQ(cancelar, !c.admitido) << c.texto;
+        EXPECT_EQ(h.plataforma.mensajes->mostrados.size(), antes + (c.admitido ? 0 : 1)) << c.texto;
+    }
+    const auto& m = h.plataforma.mensajes->mostrados.back();
+    EXPECT_EQ(m.prompt, QStringLiteral("El ejercicio histórico seleccionado no es correcto.\r\nRango Permitido: 2000 - 2026"));
+    EXPECT_EQ(m.estilo, 48);
+    EXPECT_EQ(m.titulo, QStringLiteral("Valor no válido"));
+
+    // Enter reloads the history and hands the year to the operations dialog.
+    h.hoja->txtEjercicioHist->setText(QStringLiteral("2025"));
+    h.hoja->txtEjercicioHist_KeyPress(13);
+    EXPECT_EQ(h.hoja->cargasHistorico, 1);
+    EXPECT_EQ(h.hoja->operaciones()->Ejercicio(), 2025);
+}
+
+TEST(HojaCiclo, DecimalsApplyOnceAboutOneSecondAfterTheLastSpinnerClick)
+{
+    RelojFijo r;
+    HojaAbierta h;
+    const int cargas = h.hoja->cargasPresupuesto;
+    r.ahora = 100.2;
+    h.hoja->UpDown1->clickArriba();
+    r.ahora = 100.7;
+    h.hoja->UpDown1->clickArriba();
+    EXPECT_EQ(h.hoja->UltimoCambioDecimales, 101);
+    EXPECT_TRUE(h.hoja->Timer1->isActive());
+    EXPECT_EQ(h.hoja->Timer1->interval(), 500);
+    for (double t : {101.2, 101.7, 102.0}) {
+        r.ahora = t;
+        h.hoja->Timer1_Timer();
+        EXPECT_EQ(h.hoja->cargasPresupuesto, cargas) << t;
+    }
+    r.ahora = 102.2;
+    h.hoja->Timer1_Timer();
+    EXPECT_EQ(h.hoja->cargasPresupuesto, cargas + 1);
+    EXPECT_FALSE(h.hoja->Timer1->isActive());
+    EXPECT_EQ(h.hoja->Decimales, 2);
+    EXPECT_EQ(h.hoja->FormatoNumero, QStringLiteral("#,0.00"));
+    EXPECT_EQ(h.hoja->operaciones()->Decimales(), 2);
+
+    // While the history is shown the budget is loaded twice.
+    h.hoja->chkMostrarHistorico->setChecked(true);
+    h.hoja->chkMostrarHistorico_Click();
+    h.hoja->FlatEdit1->setText(QStringLiteral("3"));
+    h.hoja->AplicarDecimales();
+    EXPECT_EQ(h.hoja->cargasPresupuesto, cargas + 3);
+    EXPECT_EQ(h.hoja->FormatoNumero, QStringLiteral("#,0.000"));
+    h.hoja->FlatEdit1->setText(QStringLiteral("0"));
+    h.hoja->AplicarDecimales();
+    EXPECT_EQ(h.hoja->FormatoNumero, QStringLiteral("#,0"));
+}
+
+TEST(HojaCiclo, ViewToggleNamesTheOtherSetAndColoursTheWorksheet)
+{
+    HojaAbierta h;
+    frmActPresupusto& f = *h.hoja;
+    f.chkMostrarHistorico->setChecked(true);
+    f.chkMostrarHistorico_Click();
+    f.cmdVer_Click();
+    EXPECT_FALSE(f.VerPresupuestables);
+    EXPECT_EQ(f.cmdVer->text(), QStringLiteral("Cuentas Presupuestar"));
+    EXPECT_EQ(f.mnuPopupOcultar->text(), QStringLiteral("Presupuestar"));
+    EXPECT_FALSE(f.mnuPopupCopiar->isEnabled());
+    EXPECT_FALSE(f.mnuPopupPegar->isEnabled());
+    EXPECT_FALSE(f.chkMostrarHistorico->isChecked());
+    EXPECT_FALSE(f.chkMostrarHistorico->isEnabled());
+    EXPECT_EQ(f.vsPresupuesto->modelo().BackColorBkg(), QColor(255, 145, 100));
+    EXPECT_TRUE(f.cmdVer->styleSheet().contains(QColor(255, 145, 100).name()));
+    EXPECT_FALSE(f.Cargando);
+
+    f.cmdVer_Click();
+    EXPECT_TRUE(f.VerPresupuestables);
+    EXPECT_EQ(f.cmdVer->text(), QStringLiteral("Cuentas No Presupuestar"));
+    EXPECT_EQ(f.mnuPopupOcultar->text(), QStringLiteral("No Presupuestar"));
+    EXPECT_TRUE(f.mnuPopupCopiar->isEnabled());
+    EXPECT_TRUE(f.mnuPopupPegar->isEnabled());
+    EXPECT_TRUE(f.chkMostrarHistorico->isEnabled());
+    EXPECT_FALSE(f.chkMostrarHistorico->isChecked());
+    EXPECT_EQ(f.vsPresupuesto->modelo().BackColorBkg(), QApplication::palette().color(QPalette::Button));
+    EXPECT_TRUE(f.cmdVer->styleSheet().isEmpty());
+}
+
+TEST(HojaCiclo, BothConnectionPropertiesFillTheOneSlot)
+{
+    BaseDatosPrueba bd;
+    auto otra = Conexion::abrirSqlite(QStringLiteral(":memory:"));
+    frmclsfrmActPresupusto clase;
+    clase.setConexionLarvex(bd.conexion);
+    clase.setConexionDrumav(otra);
+    EXPECT_EQ(modPublic::ConexionActiva, otra);
+    clase.setConexionDrumav(otra);
+    clase.setConexionLarvex(bd.conexion);
+    EXPECT_EQ(modPublic::ConexionActiva, bd.conexion);
+    clase.setEjercicio(2024);
+    EXPECT_EQ(clase.Ejercicio(), 2024);
+    EXPECT_EQ(modPublic::EjercicioActivo, 2024);
+}
+
+TEST(HojaCiclo, ShowTwiceReusesTheFormAndDestroyingWithoutShowDoesNothing)
+{
+    {
+        frmclsfrmActPresupusto nunca;
+    }
+    HojaAbierta h;
+    frmActPresupusto* primera = h.clase.formulario();
+    h.clase.Show(1, nullptr);
+    EXPECT_EQ(h.clase.formulario(), primera);
+    EXPECT_TRUE(primera->isVisible());
+    EXPECT_FALSE(primera->isModal());
+    EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+}
