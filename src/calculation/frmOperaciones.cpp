@@ -1,15 +1,359 @@
 #include "calculation/frmOperaciones.h"
 
+#include "common/NumerosEs.h"
+#include "common/VbError.h"
+#include "host/modPublic.h"
+#include "worksheet/VistaRejilla.h"
+
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+
 namespace presupuestos {
+
+namespace {
+constexpr int kTwipsPorPixel = 15;
+const int kOrdenMetodos[] = {3, 1, 2, 4, 5, 6, 7};
+} // namespace
 
 frmOperaciones::frmOperaciones(QWidget* parent) : QWidget(parent, Qt::Tool)
 {
     setObjectName(QStringLiteral("frmOperaciones"));
     setWindowTitle(QStringLiteral("Operaciones"));
+
+    lblDpto = new QLabel(this);
+    lblDpto->setObjectName(QStringLiteral("lblDpto"));
+    lblCuenta = new QLabel(this);
+    lblCuenta->setObjectName(QStringLiteral("lblCuenta"));
+    QFont negrita = lblCuenta->font();
+    negrita.setBold(true);
+    lblCuenta->setFont(negrita);
+    cboMetodo = new QComboBox(this);
+    cboMetodo->setObjectName(QStringLiteral("cboMetodo"));
+    txtValor = new QLineEdit(this);
+    txtValor->setObjectName(QStringLiteral("txtValor"));
+    txtValor->setAlignment(Qt::AlignRight);
+    txtValor->setFixedWidth(110);
+    txtValor->installEventFilter(this);
+    cmdActualizar = new QPushButton(QStringLiteral("Actualizar"), this);
+    cmdActualizar->setObjectName(QStringLiteral("cmdActualizar"));
+    cmdAplicar = new QPushButton(QStringLiteral("Aplicar"), this);
+    cmdAplicar->setObjectName(QStringLiteral("cmdAplicar"));
+    vsResultado = new VistaRejilla(QStringLiteral("vsResultado"), this);
+    lblVerCalculo = new QLabel(QStringLiteral("<a href=\"#\">Ver cálculo</a>"), this);
+    lblVerCalculo->setObjectName(QStringLiteral("lblVerCalculo"));
+    lblVerCalculo->setProperty("Tag", QStringLiteral("0"));
+    txtConsole = new QPlainTextEdit(this);
+    txtConsole->setObjectName(QStringLiteral("txtConsole"));
+    txtConsole->setReadOnly(true);
+
+    auto* capa = new QVBoxLayout(this);
+    capa->addWidget(lblDpto);
+    capa->addWidget(lblCuenta);
+    auto* fila = new QHBoxLayout;
+    fila->addWidget(new QLabel(QStringLiteral("Método:"), this));
+    fila->addWidget(cboMetodo, 1);
+    fila->addWidget(new QLabel(QStringLiteral("Valor:"), this));
+    fila->addWidget(txtValor);
+    capa->addLayout(fila);
+    capa->addWidget(vsResultado, 1);
+    auto* botones = new QHBoxLayout;
+    botones->addWidget(lblVerCalculo);
+    botones->addStretch();
+    botones->addWidget(cmdActualizar);
+    botones->addWidget(cmdAplicar);
+    capa->addLayout(botones);
+    capa->addWidget(txtConsole, 1);
+    resize(720, AltoReducido / kTwipsPorPixel);
+
+    // Load: the engine first, then the methods on offer (typed amounts are
+    // not a method one applies).
+    motor_ = std::make_unique<clsCalculo>();
+    motor_->setEjercicio(ejercicio_);
+    motor_->setTablaTempHistorico(tablaTempHistorico_);
+    motor_->setDecimales(decimales_);
+    for (int codigo : kOrdenMetodos)
+        cboMetodo->addItem(motor_->DecripcionMetodo(codigo), codigo);
+    connect(cboMetodo, &QComboBox::currentIndexChanged, this, [this](int) { cboMetodo_Click(); });
+    connect(cmdActualizar, &QPushButton::clicked, this, [this] { CalcularVistaPrevia(); });
+    connect(cmdAplicar, &QPushButton::clicked, this, [this] { cmdAplicar_Click(); });
+    connect(lblVerCalculo, &QLabel::linkActivated, this, [this](const QString&) { lblVerCalculo_Click(); });
+    connect(txtValor, &QLineEdit::editingFinished, this, [this] {
+        if (cmdAplicar->isEnabled())
+            CalcularVistaPrevia();
+    });
+    connect(vsResultado, &VistaRejilla::RowColChange, this, [this] {
+        if (cmdAplicar->isEnabled())
+            CalcularVistaPrevia();
+    });
+    cboMetodo->setCurrentIndex(-1);
+    cboMetodo->setCurrentIndex(0);
+    modPublic::MantenerEncima(this);
+    disenarResultado();
+    actualizarEtiquetas();
+    ActualizarEstadoOperaciones();
 }
 
-void frmOperaciones::setEjercicio(qint16 ejercicio) { ejercicio_ = ejercicio; }
+frmOperaciones::~frmOperaciones() = default;
 
-void frmOperaciones::setDecimales(qint16 decimales) { decimales_ = decimales; }
+void frmOperaciones::disenarResultado()
+{
+    ModeloRejilla& m = vsResultado->modelo();
+    m.setRedraw(false);
+    m.setCols(6);
+    m.setRows(3);
+    m.setFixedRows(1);
+    for (int i = 0; i < 6; ++i) {
+        m.setTextMatrix(0, i, es::nombreMes(i + 1) + QStringLiteral(" / ") + es::nombreMes(i + 7));
+        m.setCellAlignment(0, i, 0, i, ModeloRejilla::Alineacion::Centro);
+        m.setColAlignment(i, ModeloRejilla::Alineacion::Derecha);
+    }
+    m.setRedraw(true);
+    vsResultado->verticalHeader()->hide();
+    vsResultado->setEditable(false);
+}
+
+void frmOperaciones::resizeEvent(QResizeEvent* e)
+{
+    QWidget::resizeEvent(e);
+    // Six equal columns filling the grid.
+    const int ancho = vsResultado->viewport()->width() / 6;
+    for (int i = 0; i < 6; ++i)
+        vsResultado->modelo().setColWidth(i, ancho * kTwipsPorPixel);
+}
+
+QString frmOperaciones::formato() const { return es::formatoNumero(decimales_); }
+
+Currency frmOperaciones::valorCaja() const
+{
+    Currency v;
+    if (!es::intentarMoneda(txtValor->text(), v))
+        return Currency();
+    return v;
+}
+
+void frmOperaciones::Clear()
+{
+    cuenta_.clear();
+    cuentaNombre_.clear();
+    dpto_ = 0;
+    motor_->setDpto(0);
+    dptoNombre_.clear();
+    ModeloRejilla& m = vsResultado->modelo();
+    for (int r = 1; r <= 2; ++r)
+        for (int c = 0; c < 6; ++c)
+            m.setTextMatrix(r, c, QString());
+    actualizarEtiquetas();
+    ActualizarEstadoOperaciones();
+}
+
+void frmOperaciones::actualizarEtiquetas()
+{
+    lblDpto->setText((dpto_ != 0 ? QString::number(dpto_) + QStringLiteral(" - ") : QString()) + dptoNombre_);
+    QPalette p = lblCuenta->palette();
+    if (cuenta_.isEmpty()) {
+        lblCuenta->setText(QStringLiteral("Seleccione una fila de cuenta"));
+        p.setColor(QPalette::WindowText, QColor(255, 0, 0));
+    } else {
+        lblCuenta->setText(cuenta_ + QStringLiteral(" - ") + cuentaNombre_);
+        p.setColor(QPalette::WindowText, QColor(0, 0, 0));
+    }
+    lblCuenta->setPalette(p);
+}
+
+void frmOperaciones::setDpto(qint16 v)
+{
+    dpto_ = v;
+    motor_->setDpto(v);
+    actualizarEtiquetas();
+    ActualizarEstadoOperaciones();
+}
+
+void frmOperaciones::setDpto_Nombre(const QString& v)
+{
+    dptoNombre_ = v;
+    actualizarEtiquetas();
+    ActualizarEstadoOperaciones();
+}
+
+void frmOperaciones::setCuenta(const QString& v)
+{
+    cuenta_ = v;
+    actualizarEtiquetas();
+    ActualizarEstadoOperaciones();
+}
+
+void frmOperaciones::setCuenta_Nombre(const QString& v)
+{
+    cuentaNombre_ = v;
+    actualizarEtiquetas();
+    ActualizarEstadoOperaciones();
+}
+
+void frmOperaciones::setValor(Currency v)
+{
+    valor_ = v;
+    txtValor->setText(es::formatear(v, QStringLiteral("0.00")));
+    actualizarEtiquetas();
+    ActualizarEstadoOperaciones();
+}
+
+void frmOperaciones::setMetodoCalculo(qint32 v)
+{
+    metodo_ = v;
+    const int i = cboMetodo->findData(v);
+    if (i >= 0)
+        cboMetodo->setCurrentIndex(i);
+    actualizarEtiquetas();
+    ActualizarEstadoOperaciones();
+}
+
+Currency frmOperaciones::Mes(int Index) const
+{
+    if (Index < 0 || Index > 11)
+        throw VbError::subscriptOutOfRange();
+    return mes_[static_cast<std::size_t>(Index)];
+}
+
+void frmOperaciones::setMes(int Index, Currency v)
+{
+    if (Index < 0 || Index > 11)
+        throw VbError::subscriptOutOfRange();
+    mes_[static_cast<std::size_t>(Index)] = v;
+}
+
+void frmOperaciones::setEjercicio(qint16 v)
+{
+    ejercicio_ = v;
+    if (motor_) {
+        motor_->setEjercicio(v);
+        // Two of the descriptions name the history year.
+        for (int codigo : {2, 4, 5}) {
+            const int i = cboMetodo->findData(codigo);
+            if (i >= 0)
+                cboMetodo->setItemText(i, motor_->DecripcionMetodo(codigo));
+        }
+    }
+    ActualizarEstadoOperaciones();
+}
+
+void frmOperaciones::setDecimales(qint16 v)
+{
+    decimales_ = v;
+    if (motor_)
+        motor_->setDecimales(v);
+    ActualizarEstadoOperaciones();
+}
+
+void frmOperaciones::setTablaTempHistorico(const QString& v)
+{
+    tablaTempHistorico_ = v;
+    if (motor_)
+        motor_->setTablaTempHistorico(v);
+}
+
+void frmOperaciones::ActualizarEstadoOperaciones()
+{
+    const bool aplicable = !cuenta_.isEmpty() && !txtValor->text().isEmpty();
+    cmdAplicar->setEnabled(aplicable);
+    cmdActualizar->setEnabled(aplicable);
+    cboMetodo->setEnabled(aplicable);
+    txtValor->setEnabled(aplicable);
+    if (aplicable)
+        CalcularVistaPrevia();
+}
+
+void frmOperaciones::CalcularVistaPrevia()
+{
+    // Nothing is computed without an account row.
+    if (cuenta_.isEmpty() || cboMetodo->currentIndex() < 0)
+        return;
+    motor_->setEjercicio(ejercicio_);
+    const qint32 metodo = cboMetodo->currentData().toInt();
+    motor_->Calcular(metodo, cuenta_, valorCaja());
+    ModeloRejilla& m = vsResultado->modelo();
+    for (int k = 0; k < 12; ++k)
+        m.setTextMatrix(k / 6 + 1, k % 6, es::formatear(motor_->Mes(k), formato()));
+    const QString texto = es::formatear(valorCaja(), QStringLiteral("0.00"));
+    if (txtValor->text() != texto)
+        txtValor->setText(texto);
+    txtConsole->setPlainText(motor_->DecripcionMetodo(metodo) + QStringLiteral("\r\n") + motor_->PlantillaFormula(metodo)
+                             + QStringLiteral("\r\n") + motor_->FormulaCalculada() + QStringLiteral("\r\n")
+                             + QStringLiteral("X = ") + es::formatear(motor_->Mes(0), formato()));
+}
+
+void frmOperaciones::cboMetodo_Click()
+{
+    ModeloRejilla& m = vsResultado->modelo();
+    if (m.Rows() >= 3) {
+        for (int r = 1; r <= 2; ++r)
+            for (int c = 0; c < 6; ++c)
+                m.setTextMatrix(r, c, QStringLiteral("0,00"));
+    }
+    if (motor_)
+        CalcularVistaPrevia();
+}
+
+void frmOperaciones::cmdAplicar_Click()
+{
+    if (txtValor->text().isEmpty())
+        txtValor->setText(QStringLiteral("0"));
+    if (cuenta_.isEmpty())
+        return;
+    // What is applied is what the box holds now, even if it changed since
+    // the last preview.
+    CalcularVistaPrevia();
+    valor_ = valorCaja();
+    metodo_ = cboMetodo->currentData().toInt();
+    for (int i = 0; i < 12; ++i)
+        mes_[static_cast<std::size_t>(i)] = motor_->Mes(i);
+    emit Aplicar();
+}
+
+void frmOperaciones::lblVerCalculo_Click()
+{
+    const QString tag = lblVerCalculo->property("Tag").toString();
+    if (tag.isEmpty() || tag == QLatin1String("0")) {
+        resize(width(), AltoAmpliado / kTwipsPorPixel);
+        lblVerCalculo->setProperty("Tag", QStringLiteral("1"));
+    } else {
+        resize(width(), AltoReducido / kTwipsPorPixel);
+        lblVerCalculo->setProperty("Tag", QStringLiteral("0"));
+    }
+}
+
+void frmOperaciones::txtValor_KeyPress(int keyAscii)
+{
+    if (keyAscii == 13 && cmdAplicar->isEnabled())
+        CalcularVistaPrevia();
+}
+
+bool frmOperaciones::eventFilter(QObject* objeto, QEvent* e)
+{
+    if (objeto == txtValor && e->type() == QEvent::KeyPress) {
+        auto* k = static_cast<QKeyEvent*>(e);
+        if (k->key() == Qt::Key_Return || k->key() == Qt::Key_Enter) {
+            txtValor_KeyPress(13);
+            return true;
+        }
+    }
+    return QWidget::eventFilter(objeto, e);
+}
+
+void frmOperaciones::closeEvent(QCloseEvent* e)
+{
+    // The close box only hides the window, so its state survives until the
+    // worksheet shows it again.
+    e->ignore();
+    hide();
+}
 
 } // namespace presupuestos

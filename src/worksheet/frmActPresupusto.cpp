@@ -49,6 +49,7 @@ frmActPresupusto::frmActPresupusto(QWidget* owner) : QWidget(owner, Qt::Window),
     crearControles();
     crearMenu();
     conectarFiltros();
+    conectarEdicion();
 }
 
 frmActPresupusto::~frmActPresupusto()
@@ -320,6 +321,7 @@ void frmActPresupusto::Form_Load()
     frmCal_ = new frmOperaciones(this);
     frmCal_->setTablaTempHistorico(TablaEstadisticas);
     frmCal_->setEjercicio(static_cast<qint16>(EjercicioActivo - 1));
+    connect(frmCal_, &frmOperaciones::Aplicar, this, [this] { frmCal_Aplicar(); });
 }
 
 void frmActPresupusto::EstablecerEjercicioInicial()

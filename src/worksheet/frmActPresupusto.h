@@ -11,6 +11,7 @@
 #include <QString>
 #include <QWidget>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class QCheckBox;
@@ -171,6 +172,59 @@ public:
     void CancelarFiltroDptos();
     void ComprobarFocoFiltroDptos();
 
+    // ---- Editing ----------------------------------------------------------------
+    Currency ValorAnterior;
+    qint32 ColumnaEditada = 0;
+    qint32 FilaEditada = 0;
+    bool EditadoConIntro = false;
+    bool SincronizandoRejillas = false;
+    void vsPresupuesto_BeforeEdit(int Row, int Col, bool& Cancel);
+    void vsPresupuesto_AfterEdit(int Row, int Col);
+    void vsPresupuesto_KeyPressEdit(int Row, int Col, int KeyAscii);
+    void EditCellValue(int Row, int Col, Currency Valor);
+    void SetNextRowEdit();
+    void vsPresupuesto_CellChanged(int Row, int Col);
+    void vsHistorico_CellChanged(int Row, int Col);
+    void vsPresupuesto_AfterScroll(int OldTopRow, int OldLeftCol, int NewTopRow, int NewLeftCol);
+    void vsHistorico_AfterScroll(int OldTopRow, int OldLeftCol, int NewTopRow, int NewLeftCol);
+    void vsPresupuesto_RowColChange();
+    void vsHistorico_RowColChange();
+    void vsPresupuesto_MouseDown(int Button, int Shift, int X, int Y);
+    void vsHistorico_MouseDown(int Button, int Shift, int X, int Y);
+    void vsPresupuesto_KeyDown(int KeyCode, int Shift);
+    void vsHistorico_KeyDown(int KeyCode, int Shift);
+    void vsPresupuesto_DblClick();
+    void MostrarOperaciones();
+
+    // ---- Clipboard ------------------------------------------------------------------
+    using ValoresPortapapeles = std::vector<std::vector<Currency>>;
+    void Copiar_A_Clipboard(VistaRejilla* rejilla);
+    void Copiar_Desde_Clipboard();
+    void BorrarValorCeldas();
+    int GetPrimaFilaSeccion(int fila);
+    int GetUltimaFilaSeccion(int fila);
+    // Empty when any field is not a number.
+    std::optional<ValoresPortapapeles> LeerClipboard();
+    static void OrdenarPar(int& a, int& b);
+
+    // ---- Commands -------------------------------------------------------------------
+    void mnuPopupCopiar_Click();
+    void mnuPopupPegar_Click();
+    void mnuPopupBorrar_Click();
+    void mnuPopupSelDpto_Click();
+    void mnuPopupSelTodo_Click();
+    void mnuPopupOcultar_Click();
+    void mnuPopupOperaciones_Click();
+    void CambiarPresupuestable();
+    void cmdNoEnlanzarTablas_Click();
+    void cmdShowCal_Click();
+    void cmdImportar_Click();
+    void frmImport_ImportacionCompletada();
+
+    // ---- Calculation methods ------------------------------------------------------
+    void frmCal_Aplicar();
+    void RecalcularDependencias();
+
     // Times each loader ran, for tests of the load sequence.
     int cargasPresupuesto = 0;
     int cargasHistorico = 0;
@@ -184,6 +238,13 @@ protected:
 private:
     void crearControles();
     void conectarFiltros();
+    void conectarEdicion();
+    void sincronizarOperaciones();
+    void refrescarSubtotales(int colDesde, int colHasta);
+    // Sales edits inside a paste or a clear recalculate the rows that depend
+    // on them once, at the end.
+    int loteEdicion_ = 0;
+    bool dependenciasPendientes_ = false;
     void llenarRejilla(VistaRejilla* rejilla, Recordset& rs, bool conDatosCalculo, int* filas, int* filasConValores);
     void fijarBarra(QProgressBar* barra, int valor, int maximo);
     bool seleccionandoDptos_ = false;

@@ -1,0 +1,365 @@
+#include "HojaPrueba.h"
+#include "worksheet/VistaRejilla.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QPushButton>
+#include <QCheckBox>
+#include <QMenu>
+#include <QProgressBar>
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+using namespace presupuestos::prueba;
+
+namespace {
+
+// Rows of the small company's worksheet: 1 grand total; 2..6 Norte
+// (62100001, 62800001, 70000001, 70000002, CTO002); 7 subtotal Norte;
+// 8..12 Sur in the same order; 13 subtotal Sur.
+constexpr int kAlquilerNorte = 2;
+constexpr int kVentasNorte = 4;
+constexpr int kCalzadoNorte = 5;
+constexpr int kConceptoNorte = 6;
+constexpr int kLuzSur = 9;
+constexpr int kCalzadoSur = 11;
+
+struct Hoja : HojaAbierta {
+    ModeloRejilla& m() { return hoja->vsPresupuesto->modelo(); }
+    void teclear(int fila, int col, const QString& texto, bool intro = false)
+    {
+        m().Select(fila, col);
+        bool cancelar = false;
+        hoja->vsPresupuesto_BeforeEdit(fila, col, cancelar);
+        ASSERT_FALSE(cancelar);
+        m().setTextMatrix(fila, col, texto);
+        if (intro)
+            hoja->vsPresupuesto_KeyPressEdit(fila, col, 13);
+        hoja->vsPresupuesto_AfterEdit(fila, col);
+    }
+    QVariant bd_(const QString& campo, const QString& cuenta, int dpto)
+    {
+        return bd.valor(QStringLiteral("SELECT %1 FROM Presupuestos WHERE Cod_Ejercicio = 2027 AND Cuenta = '%2' AND Dpto = %3")
+                            .arg(campo, cuenta)
+                            .arg(dpto));
+    }
+};
+
+} // namespace
+
+TEST(HojaEdicion, TypedAmountIsStoredMarkedAndTotalled)
+{
+    Hoja h;
+    h.teclear(kCalzadoNorte, 6, QStringLiteral("1.500"));
+    EXPECT_EQ(h.bd_(QStringLiteral("M3"), QStringLiteral("70000002"), 1).toDouble(), 1500.0);
+    EXPECT_EQ(h.bd_(QStringLiteral("Modificacion_Manual"), QStringLiteral("70000002"), 1).toInt(), 4);
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 6), QStringLiteral("1.500"));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 18), QStringLiteral("4"));
+    EXPECT_EQ(h.m().CellBackColor(kCalzadoNorte, 6), QColor(172, 250, 185));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 16), QStringLiteral("1.500"));
+    EXPECT_EQ(h.m().TextMatrix(7, 6), QStringLiteral("1.600"));
+    EXPECT_EQ(h.m().TextMatrix(1, 16), QStringLiteral("2.650"));
+    // A second month keeps the first one's mark.
+    h.teclear(kCalzadoNorte, 7, QStringLiteral("-20"));
+    EXPECT_EQ(h.bd_(QStringLiteral("Modificacion_Manual"), QStringLiteral("70000002"), 1).toInt(), 12);
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 18), QStringLiteral("12"));
+    EXPECT_EQ(h.m().CellForeColor(kCalzadoNorte, 7), QColor(255, 0, 0));
+    // Three rows with values out of ten now.
+    EXPECT_EQ(h.hoja->pbrSeleccion->property("texto").toString(), QStringLiteral("30%"));
+}
+
+TEST(HojaEdicion, TextThatIsNotANumberShowsZeroAndSavesNothing)
+{
+    Hoja h;
+    h.bd.conexion->limpiarRegistro();
+    h.teclear(kCalzadoNorte, 6, QStringLiteral("abc"));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 6), QStringLiteral("0"));
+    EXPECT_FALSE(h.bd_(QStringLiteral("M3"), QStringLiteral("70000002"), 1).isValid());
+    for (const auto& t : h.bd.conexion->registro())
+        EXPECT_FALSE(t.startsWith(QStringLiteral("UPDATE")) || t.startsWith(QStringLiteral("INSERT"))) << t.toStdString();
+    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty());
+}
+
+TEST(HojaEdicion, RowWhoseYearBecomesZeroIsStoredCleanWithoutMethodOrMarks)
+{
+    Hoja h;
+    h.bd.sql(QStringLiteral("UPDATE Presupuestos SET Metodo_Calculo = 3, Valor = 7 WHERE Cuenta = '62800001'"));
+    h.hoja->CargarPresupuesto();
+    h.m().setCellBackColor(kLuzSur, 5, QColor(172, 250, 185));
+    h.teclear(kLuzSur, 4, QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kLuzSur, 18), QStringLiteral("0"));
+    EXPECT_EQ(h.m().CellBackColor(kLuzSur, 4), QColor(255, 255, 255));
+    EXPECT_EQ(h.m().CellBackColor(kLuzSur, 5), QColor(255, 255, 255));
+    EXPECT_EQ(h.bd_(QStringLiteral("Metodo_Calculo"), QStringLiteral("62800001"), 2).toInt(), 0);
+    EXPECT_EQ(h.bd_(QStringLiteral("Modificacion_Manual"), QStringLiteral("62800001"), 2).toInt(), 0);
+    EXPECT_EQ(h.bd_(QStringLiteral("Valor"), QStringLiteral("62800001"), 2).toDouble(), 0.0);
+    EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62800001"), 2).toDouble(), 0.0);
+    EXPECT_EQ(h.hoja->pbrSeleccion->property("texto").toString(), QStringLiteral("10%"));
+}
+
+TEST(HojaEdicion, OnlyMonthCellsOfAccountRowsAreEditableWhileBudgetingIsShown)
+{
+    Hoja h;
+    struct Caso { int fila, col; bool cancelada; };
+    for (const Caso& c : {Caso{kVentasNorte, 3, true}, Caso{kVentasNorte, 16, true}, Caso{kVentasNorte, 17, true},
+                          Caso{7, 5, true}, Caso{1, 5, true}, Caso{kVentasNorte, 4, false}, Caso{kVentasNorte, 15, false}}) {
+        bool cancelar = false;
+        h.hoja->vsPresupuesto_BeforeEdit(c.fila, c.col, cancelar);
+        EXPECT_EQ(cancelar, c.cancelada) << c.fila << "," << c.col;
+    }
+    h.hoja->vsPresupuesto_BeforeEdit(kVentasNorte, 6, *std::make_unique<bool>(false));
+    EXPECT_EQ(h.hoja->ValorAnterior, Currency::fromInt(100));
+    h.hoja->cmdVer_Click();
+    bool cancelar = false;
+    h.hoja->vsPresupuesto_BeforeEdit(1, 5, cancelar);
+    EXPECT_TRUE(cancelar);
+}
+
+TEST(HojaEdicion, EnterWalksRightAlongARowAndDownAColumnSkippingTotals)
+{
+    Hoja h;
+    h.teclear(kAlquilerNorte, 4, QStringLiteral("1"), true);
+    EXPECT_EQ(h.m().Col(), 5);
+    h.teclear(kAlquilerNorte, 5, QStringLiteral("2"), true);
+    EXPECT_EQ(h.m().Col(), 6);
+    EXPECT_EQ(h.m().Row(), kAlquilerNorte);
+    h.teclear(kCalzadoNorte, 6, QStringLiteral("3"), true);
+    EXPECT_EQ(h.m().Col(), 7);
+    h.teclear(kConceptoNorte, 6, QStringLiteral("3"), true);
+    // Same column as the edit before: down, past the department's total row.
+    EXPECT_EQ(h.m().Row(), 8);
+    EXPECT_EQ(h.m().Col(), 6);
+    // Without Enter the cursor stays.
+    h.teclear(8, 6, QStringLiteral("4"));
+    EXPECT_EQ(h.m().Row(), 8);
+    EXPECT_FALSE(h.hoja->EditadoConIntro);
+}
+
+TEST(HojaEdicion, EditingASalesAccountRecalculatesEveryMonthlySalesPercentageRow)
+{
+    Hoja h;
+    // 62100001 planned at 50 % of each month's sales in both departments, and
+    // 62800001/1 at 10 % of the year's sales.
+    h.bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, Metodo_Calculo, Valor) VALUES "
+                            "(1, 2027, '62100001', 1, 1, 6, 50), (1, 2027, '62100001', 2, 1, 6, 10), (1, 2027, '62800001', 1, 99, 7, 10)"));
+    h.hoja->CargarPresupuesto();
+    h.teclear(kVentasNorte, 5, QStringLiteral("300"));
+    EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62100001"), 1).toDouble(), 50.0);
+    EXPECT_EQ(h.bd_(QStringLiteral("M2"), QStringLiteral("62100001"), 1).toDouble(), 150.0);
+    EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62100001"), 2).toDouble(), 0.0);   // no sales in Sur
+    EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62800001"), 1).toDouble(), 99.0);  // year-based: untouched
+    EXPECT_EQ(h.bd_(QStringLiteral("Metodo_Calculo"), QStringLiteral("62100001"), 1).toInt(), 6);
+}
+
+TEST(HojaEdicion, OneClipboardValueFillsTheSelectionSkippingTotalRows)
+{
+    Hoja h;
+    h.plataforma.portapapeles->contenido = QStringLiteral("1.234,5\r\n");
+    h.m().Select(kCalzadoNorte, 4, 8, 5);
+    h.hoja->Copiar_Desde_Clipboard();
+    for (int fila : {kCalzadoNorte, kConceptoNorte, 8})
+        for (int col : {4, 5})
+            EXPECT_EQ(h.m().TextMatrix(fila, col), QStringLiteral("1.234")) << fila << "," << col;   // rounded to 0 decimals, halves to even
+    EXPECT_TRUE(h.m().IsSubtotal(7));
+    EXPECT_EQ(h.bd_(QStringLiteral("M2"), QStringLiteral("70000002"), 1).toDouble(), 1234.0);
+    EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62100001"), 2).toDouble(), 1234.0);
+    EXPECT_EQ(h.m().Row(), kCalzadoNorte);
+    EXPECT_EQ(h.m().RowSel(), 8);
+    EXPECT_EQ(h.plataforma.puntero->actual(), Puntero::Defecto);
+}
+
+TEST(HojaEdicion, ABlockIsPlacedAtTheCursorTotalRowsConsumeTheirLineAndColumnsStopAtDecember)
+{
+    Hoja h;
+    h.plataforma.portapapeles->contenido = QStringLiteral("1\t2\t30\r\n4\t5\t6\r\n7\t\t9\r\n");
+    h.m().Select(kConceptoNorte, 14);
+    h.hoja->Copiar_Desde_Clipboard();
+    EXPECT_EQ(h.m().TextMatrix(kConceptoNorte, 14), QStringLiteral("1"));
+    EXPECT_EQ(h.m().TextMatrix(kConceptoNorte, 15), QStringLiteral("2"));
+    EXPECT_EQ(h.m().TextMatrix(kConceptoNorte, 16), QStringLiteral("3"));   // the row total, not the third field
+    EXPECT_EQ(h.m().TextMatrix(8, 14), QStringLiteral("7"));
+    EXPECT_EQ(h.m().TextMatrix(8, 15), QStringLiteral("0"));
+    EXPECT_EQ(h.bd_(QStringLiteral("M11"), QStringLiteral("62100001"), 2).toDouble(), 7.0);
+    EXPECT_EQ(h.m().TextMatrix(7, 14), QStringLiteral("101"));
+}
+
+TEST(HojaEdicion, ClipboardTextThatIsNotNumbersChangesNothing)
+{
+    Hoja h;
+    h.bd.conexion->limpiarRegistro();
+    for (const char* texto : {"1\tn/a\r\n", "5\r\nabc", "1,5.3x"}) {
+        h.plataforma.portapapeles->contenido = QString::fromLatin1(texto);
+        h.m().Select(kCalzadoNorte, 4);
+        h.hoja->Copiar_Desde_Clipboard();
+        EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 4), QStringLiteral("0")) << texto;
+    }
+    for (const auto& t : h.bd.conexion->registro())
+        EXPECT_FALSE(t.startsWith(QStringLiteral("UPDATE"))) << t.toStdString();
+    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty());
+    // Nowhere to paste: a total row, a column before the months, or the other view.
+    h.plataforma.portapapeles->contenido = QStringLiteral("9");
+    h.m().Select(7, 5);
+    h.hoja->Copiar_Desde_Clipboard();
+    h.m().Select(kCalzadoNorte, 3);
+    h.hoja->Copiar_Desde_Clipboard();
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 3), QStringLiteral("Ventas calzado"));
+    EXPECT_EQ(h.m().TextMatrix(7, 5), QStringLiteral("100"));
+}
+
+TEST(HojaEdicion, ClipboardNumbersFollowSpanishRules)
+{
+    Hoja h;
+    h.hoja->Decimales = 1;
+    h.plataforma.portapapeles->contenido = QStringLiteral("1.500\t1,25\t  -3 \r\n\t1.234,56\t\r\n");
+    const auto v = h.hoja->LeerClipboard();
+    ASSERT_TRUE(v.has_value());
+    ASSERT_EQ(v->size(), 2u);
+    EXPECT_EQ((*v)[0][0], Currency::fromInt(1500));
+    EXPECT_EQ((*v)[0][1].raw(), 12000);   // 1,25 to one decimal, halves to even
+    EXPECT_EQ((*v)[0][2], Currency::fromInt(-3));
+    EXPECT_EQ((*v)[1][0], Currency());
+    EXPECT_EQ((*v)[1][1].raw(), 12346000);
+}
+
+TEST(HojaEdicion, ClearingStartsAtJanuaryWhateverTheSelection)
+{
+    Hoja h;
+    h.m().Select(kAlquilerNorte, 1, kVentasNorte, 16);
+    h.hoja->BorrarValorCeldas();
+    for (int c = 4; c <= 15; ++c)
+        EXPECT_EQ(h.m().TextMatrix(kVentasNorte, c), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 3), QStringLiteral("Ventas textil"));
+    EXPECT_EQ(h.bd_(QStringLiteral("M12"), QStringLiteral("70000001"), 1).toDouble(), 0.0);
+    EXPECT_EQ(h.bd_(QStringLiteral("Metodo_Calculo"), QStringLiteral("70000001"), 1).toInt(), 0);
+    EXPECT_EQ(h.m().TextMatrix(7, 16), QStringLiteral("0"));
+}
+
+TEST(HojaEdicion, SectionsRunBetweenTotalRows)
+{
+    Hoja h;
+    EXPECT_EQ(h.hoja->GetPrimaFilaSeccion(kVentasNorte), 2);
+    EXPECT_EQ(h.hoja->GetUltimaFilaSeccion(2), 6);
+    EXPECT_EQ(h.hoja->GetPrimaFilaSeccion(10), 8);
+    EXPECT_EQ(h.hoja->GetUltimaFilaSeccion(8), 12);
+    h.m().Select(10, 7);
+    h.hoja->mnuPopupSelDpto_Click();
+    EXPECT_EQ(h.m().Row(), 8);
+    EXPECT_EQ(h.m().Col(), 4);
+    EXPECT_EQ(h.m().RowSel(), 12);
+    EXPECT_EQ(h.m().ColSel(), 15);
+    h.hoja->mnuPopupSelTodo_Click();
+    EXPECT_EQ(h.m().Row(), 2);
+    EXPECT_EQ(h.m().RowSel(), 12);   // the last row is a total row
+}
+
+TEST(HojaEdicion, CopyTakesTheSelectionOfTheFocusedGrid)
+{
+    Hoja h;
+    h.m().Select(kVentasNorte, 2, kCalzadoNorte, 5);
+    h.hoja->Copiar_A_Clipboard(h.hoja->vsPresupuesto);
+    EXPECT_EQ(h.plataforma.portapapeles->contenido,
+              QStringLiteral("70000001\tVentas textil\t100\t100\r\n70000002\tVentas calzado\t0\t0"));
+    h.plataforma.portapapeles->contenido.clear();
+    h.plataforma.foco->nombre = QStringLiteral("vsFiltroCuentas");
+    h.hoja->mnuPopupCopiar_Click();
+    EXPECT_TRUE(h.plataforma.portapapeles->contenido.isEmpty());
+    h.plataforma.foco->nombre = QStringLiteral("vsPresupuesto");
+    h.hoja->mnuPopupCopiar_Click();
+    EXPECT_FALSE(h.plataforma.portapapeles->contenido.isEmpty());
+    // Paste only into the budget grid.
+    h.plataforma.portapapeles->contenido = QStringLiteral("5");
+    h.m().Select(kCalzadoNorte, 4);
+    h.plataforma.foco->nombre = QStringLiteral("vsHistorico");
+    h.hoja->mnuPopupPegar_Click();
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 4), QStringLiteral("0"));
+    h.hoja->vsPresupuesto_KeyDown(86, 2);
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 4), QStringLiteral("5"));
+    h.hoja->vsPresupuesto_KeyDown(46, 0);
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 4), QStringLiteral("0"));
+}
+
+TEST(HojaEdicion, TakingAnAccountOutOfTheBudgetAsksFirstAndPuttingItBackDoesNot)
+{
+    Hoja h;
+    h.m().Select(kVentasNorte, 5);
+    h.plataforma.mensajes->respuestas = {vb::RespuestaNo};
+    h.hoja->mnuPopupOcultar_Click();
+    ASSERT_EQ(h.plataforma.mensajes->mostrados.size(), 1u);
+    const auto& m = h.plataforma.mensajes->mostrados[0];
+    EXPECT_EQ(m.prompt, QStringLiteral("Esta seguro que desea quitar la cuenta seleccionada del presupuesto."));
+    EXPECT_EQ(m.titulo, QStringLiteral("¡ATENCION!"));
+    EXPECT_EQ(m.estilo, 4 + 48 + 256);
+    EXPECT_EQ(h.bd_(QStringLiteral("Ver"), QStringLiteral("70000001"), 1).toInt(), 1);
+
+    h.plataforma.mensajes->respuestas = {vb::RespuestaYes};
+    h.hoja->mnuPopupOcultar_Click();
+    EXPECT_EQ(h.bd_(QStringLiteral("Ver"), QStringLiteral("70000001"), 1).toInt(), 0);
+    EXPECT_EQ(h.m().Rows(), 13);
+
+    h.hoja->cmdVer_Click();
+    ASSERT_EQ(h.m().TextMatrix(2, 2), QStringLiteral("70000001"));
+    h.m().Select(2, 5);
+    const auto preguntas = h.plataforma.mensajes->mostrados.size();
+    h.hoja->mnuPopupOcultar_Click();
+    EXPECT_EQ(h.plataforma.mensajes->mostrados.size(), preguntas);
+    EXPECT_EQ(h.bd_(QStringLiteral("Ver"), QStringLiteral("70000001"), 1).toInt(), 1);
+
+    // On the header row: a question, then nothing.
+    h.hoja->cmdVer_Click();
+    h.m().Select(0, 5);
+    h.bd.conexion->limpiarRegistro();
+    h.hoja->mnuPopupOcultar_Click();
+    for (const auto& t : h.bd.conexion->registro())
+        EXPECT_FALSE(t.startsWith(QStringLiteral("UPDATE"))) << t.toStdString();
+}
+
+TEST(HojaEdicion, GridsMoveTogetherAndScrollTogetherOnlyWhileLinked)
+{
+    Hoja h;
+    frmActPresupusto* f = h.hoja;
+    f->chkMostrarHistorico->setChecked(true);
+    f->chkMostrarHistorico_Click();
+    ModeloRejilla& hist = f->vsHistorico->modelo();
+    h.m().Select(kLuzSur, 7);
+    f->vsPresupuesto_RowColChange();
+    EXPECT_EQ(hist.Row(), kLuzSur);
+    EXPECT_EQ(hist.Col(), 7);
+    hist.Select(3, 9);
+    f->vsHistorico_RowColChange();
+    EXPECT_EQ(h.m().Row(), 3);
+    EXPECT_EQ(h.m().Col(), 9);
+
+    f->vsPresupuesto_AfterScroll(0, 0, 5, 0);
+    EXPECT_EQ(hist.TopRow(), 5);
+    f->cmdNoEnlanzarTablas_Click();
+    EXPECT_EQ(f->cmdNoEnlanzarTablas->text(), QStringLiteral("Enlanzar Tablas"));
+    f->vsPresupuesto_AfterScroll(5, 0, 2, 0);
+    EXPECT_EQ(hist.TopRow(), 5);
+    h.m().setTopRow(3);
+    f->cmdNoEnlanzarTablas_Click();
+    EXPECT_EQ(f->cmdNoEnlanzarTablas->text(), QStringLiteral("No Enlanzar Tablas"));
+    EXPECT_EQ(hist.TopRow(), h.m().TopRow());
+}
+
+TEST(HojaEdicion, MenuEntriesFollowTheView)
+{
+    Hoja h;
+    frmActPresupusto* f = h.hoja;
+    const QStringList titulos = {QStringLiteral("Copiar"), QStringLiteral("Pegar"), QStringLiteral("Borrar"), QString(),
+                                 QStringLiteral("Seleccionar x Departamento"), QStringLiteral("Seleccionar todo"), QString(),
+                                 QStringLiteral("No Presupuestar"), QStringLiteral("Mostrar Operaciones"), QString(),
+                                 QStringLiteral("Cancelar")};
+    const auto acciones = f->mnuPopup->actions();
+    ASSERT_EQ(acciones.size(), titulos.size());
+    for (int i = 0; i < titulos.size(); ++i) {
+        EXPECT_EQ(acciones[i]->isSeparator(), titulos[i].isEmpty());
+        if (!titulos[i].isEmpty())
+            EXPECT_EQ(acciones[i]->text(), titulos[i]);
+        EXPECT_TRUE(acciones[i]->isEnabled());
+    }
+    f->cmdVer_Click();
+    for (QAction* a : acciones)
+        EXPECT_EQ(a->isEnabled(), a != f->mnuPopupCopiar && a != f->mnuPopupPegar) << a->objectName().toStdString();
+    EXPECT_EQ(f->cmdShowCal->text(), QStringLiteral("Mostra Operaciones"));
+    EXPECT_EQ(f->cmdImportar->text(), QStringLiteral("Importar"));
+}

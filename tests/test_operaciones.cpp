@@ -1,0 +1,165 @@
+#include "HojaPrueba.h"
+#include "calculation/frmOperaciones.h"
+#include "worksheet/VistaRejilla.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+using namespace presupuestos::prueba;
+
+namespace {
+constexpr int kAlquilerNorte = 2;
+constexpr int kVentasNorte = 4;
+constexpr int kLuzSur = 9;
+
+QVariant campo(BaseDatosPrueba& bd, const QString& c, const QString& cuenta, int dpto)
+{
+    return bd.valor(QStringLiteral("SELECT %1 FROM Presupuestos WHERE Cod_Ejercicio = 2027 AND Cuenta = '%2' AND Dpto = %3")
+                        .arg(c, cuenta)
+                        .arg(dpto));
+}
+} // namespace
+
+TEST(Operaciones, WithoutAnAccountRowNothingCanBeApplied)
+{
+    HojaAbierta h;
+    frmOperaciones* d = h.hoja->operaciones();
+    h.hoja->vsPresupuesto->modelo().Select(7, 5);   // a total row
+    h.hoja->vsPresupuesto_RowColChange();
+    EXPECT_EQ(d->lblCuenta->text(), QStringLiteral("Seleccione una fila de cuenta"));
+    EXPECT_EQ(d->lblCuenta->palette().color(QPalette::WindowText), QColor(255, 0, 0));
+    EXPECT_FALSE(d->cmdAplicar->isEnabled());
+    EXPECT_FALSE(d->cmdActualizar->isEnabled());
+    EXPECT_FALSE(d->cboMetodo->isEnabled());
+    EXPECT_FALSE(d->txtValor->isEnabled());
+
+    h.hoja->vsPresupuesto->modelo().Select(kLuzSur, 5);
+    h.hoja->vsPresupuesto_RowColChange();
+    EXPECT_EQ(d->lblCuenta->text(), QStringLiteral("62800001 - Electricidad"));
+    EXPECT_EQ(d->lblDpto->text(), QStringLiteral("2 - Sur"));
+    EXPECT_EQ(d->lblCuenta->palette().color(QPalette::WindowText), QColor(0, 0, 0));
+    EXPECT_TRUE(d->cmdAplicar->isEnabled());
+    EXPECT_TRUE(d->txtValor->isEnabled());
+    EXPECT_EQ(d->txtValor->text(), QStringLiteral("0,00"));
+}
+
+TEST(Operaciones, MethodListOrderAndTheHistoryYearInItsTexts)
+{
+    HojaAbierta h;
+    frmOperaciones* d = h.hoja->operaciones();
+    const int orden[] = {3, 1, 2, 4, 5, 6, 7};
+    ASSERT_EQ(d->cboMetodo->count(), 7);
+    for (int i = 0; i < 7; ++i)
+        EXPECT_EQ(d->cboMetodo->itemData(i).toInt(), orden[i]);
+    EXPECT_EQ(d->cboMetodo->itemText(2), QStringLiteral("Ejercicio 2026 con % + - (Base Mes) "));
+    d->setEjercicio(2024);
+    EXPECT_EQ(d->cboMetodo->itemText(2), QStringLiteral("Ejercicio 2024 con % + - (Base Mes) "));
+    EXPECT_EQ(d->cboMetodo->itemText(3), QStringLiteral("Ejercicio 2024 con % + -(Base Año)"));
+    EXPECT_EQ(d->vsResultado->modelo().TextMatrix(0, 0), QStringLiteral("Enero / Julio"));
+    EXPECT_EQ(d->vsResultado->modelo().TextMatrix(0, 5), QStringLiteral("Junio / Diciembre"));
+
+    d->setMetodoCalculo(5);
+    d->setMetodoCalculo(0);   // typed amounts are not on the list: the entry stays
+    EXPECT_EQ(d->cboMetodo->currentData().toInt(), 5);
+    d->setMetodoCalculo(3);
+    EXPECT_EQ(d->cboMetodo->currentText(), QStringLiteral("Importe lineal para todos los meses"));
+}
+
+TEST(Operaciones, PreviewShowsTheTwelveMonthsAndTheFormula)
+{
+    HojaAbierta h;
+    frmOperaciones* d = h.hoja->operaciones();
+    h.hoja->vsPresupuesto->modelo().Select(kVentasNorte, 5);
+    h.hoja->vsPresupuesto_RowColChange();
+    d->setMetodoCalculo(1);
+    d->txtValor->setText(QStringLiteral("100"));
+    d->txtValor_KeyPress(13);
+    const ModeloRejilla& r = d->vsResultado->modelo();
+    EXPECT_EQ(r.TextMatrix(1, 0), QStringLiteral("8"));
+    EXPECT_EQ(r.TextMatrix(2, 5), QStringLiteral("8"));
+    EXPECT_EQ(d->txtValor->text(), QStringLiteral("100,00"));
+    d->setDecimales(2);
+    EXPECT_EQ(r.TextMatrix(2, 5), QStringLiteral("8,37"));
+    EXPECT_EQ(d->txtConsole->toPlainText(),
+              QStringLiteral("Importe a distribuir en los 12 meses\nEnero = Valor / 12\nEnero = 100 / 12\nX = 8,33"));
+    d->lblVerCalculo_Click();
+    EXPECT_EQ(d->height(), frmOperaciones::AltoAmpliado / 15);
+    d->lblVerCalculo_Click();
+    EXPECT_EQ(d->height(), frmOperaciones::AltoReducido / 15);
+}
+
+TEST(Operaciones, ApplyingStoresTheRowAndShowsItWithoutMarks)
+{
+    HojaAbierta h;
+    frmActPresupusto* f = h.hoja;
+    frmOperaciones* d = f->operaciones();
+    ModeloRejilla& m = f->vsPresupuesto->modelo();
+    m.Select(kVentasNorte, 5);
+    f->vsPresupuesto_RowColChange();
+    d->setMetodoCalculo(3);
+    d->txtValor->setText(QStringLiteral("8,3333"));
+    d->cmdAplicar_Click();
+    EXPECT_EQ(m.TextMatrix(kVentasNorte, 4), QStringLiteral("8"));
+    EXPECT_EQ(m.TextMatrix(kVentasNorte, 16), QStringLiteral("96"));
+    EXPECT_EQ(m.TextMatrix(kVentasNorte, 17), QStringLiteral("3"));
+    EXPECT_EQ(m.TextMatrix(kVentasNorte, 18), QStringLiteral("0"));
+    EXPECT_EQ(m.TextMatrix(kVentasNorte, 19), QStringLiteral("8,3333"));
+    EXPECT_EQ(m.CellBackColor(kVentasNorte, 6), QColor(255, 255, 255));
+    // Stored with its four decimals (January goes through a whole-number parameter).
+    EXPECT_EQ(campo(h.bd, QStringLiteral("M2"), QStringLiteral("70000001"), 1).toDouble(), 8.3333);
+    EXPECT_EQ(campo(h.bd, QStringLiteral("Modificacion_Manual"), QStringLiteral("70000001"), 1).toInt(), 0);
+    EXPECT_EQ(campo(h.bd, QStringLiteral("Metodo_Calculo"), QStringLiteral("70000001"), 1).toInt(), 3);
+
+    // An empty value box applies 0.
+    m.Select(kAlquilerNorte, 5);
+    f->vsPresupuesto_RowColChange();
+    d->txtValor->clear();
+    d->cmdAplicar_Click();
+    EXPECT_EQ(d->txtValor->text(), QStringLiteral("0"));
+    EXPECT_EQ(campo(h.bd, QStringLiteral("Metodo_Calculo"), QStringLiteral("62100001"), 1).toInt(), 3);
+    EXPECT_EQ(campo(h.bd, QStringLiteral("M5"), QStringLiteral("62100001"), 1).toDouble(), 0.0);
+}
+
+TEST(Operaciones, ApplyingToSalesRecalculatesMonthlyPercentagesOnly)
+{
+    HojaAbierta h;
+    h.bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Metodo_Calculo, Valor, M3) VALUES "
+                            "(1, 2027, '62100001', 1, 6, 10, 0), (1, 2027, '62800001', 1, 7, 10, 5)"));
+    frmActPresupusto* f = h.hoja;
+    frmOperaciones* d = f->operaciones();
+    f->vsPresupuesto->modelo().Select(kVentasNorte, 5);
+    f->vsPresupuesto_RowColChange();
+    d->setMetodoCalculo(3);
+    d->txtValor->setText(QStringLiteral("2000"));
+    d->cmdAplicar_Click();
+    EXPECT_EQ(campo(h.bd, QStringLiteral("M3"), QStringLiteral("62100001"), 1).toDouble(), 200.0);
+    EXPECT_EQ(campo(h.bd, QStringLiteral("M3"), QStringLiteral("62800001"), 1).toDouble(), 5.0);
+}
+
+TEST(Operaciones, TheCloseBoxOnlyHidesTheDialog)
+{
+    HojaAbierta h;
+    frmOperaciones* d = h.hoja->operaciones();
+    h.hoja->vsPresupuesto->modelo().Select(kVentasNorte, 5);
+    h.hoja->MostrarOperaciones();
+    EXPECT_TRUE(d->isVisible());
+    EXPECT_TRUE(d->windowFlags() & Qt::WindowStaysOnTopHint);
+    d->close();
+    QApplication::processEvents();
+    EXPECT_FALSE(d->isVisible());
+    EXPECT_EQ(h.hoja->operaciones(), d);
+    d->setCuenta(QStringLiteral("70000002"));
+    h.hoja->cmdShowCal_Click();
+    EXPECT_TRUE(d->isVisible());
+    EXPECT_EQ(d->Cuenta(), QStringLiteral("70000001"));
+    // The dialog does not cover the current row.
+    const QRect celda = h.hoja->vsPresupuesto->rectCelda(kVentasNorte, 4);
+    const QRect fila(h.hoja->vsPresupuesto->viewport()->mapToGlobal(celda.topLeft()), celda.size());
+    EXPECT_FALSE(d->frameGeometry().intersects(QRect(fila.left(), fila.top(), 2000, fila.height())));
+}
