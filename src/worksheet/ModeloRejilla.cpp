@@ -219,10 +219,13 @@ struct ModeloRejilla::Datos {
 
     // Keeps the cursor on a data cell, or at -1 while there is none: a grid
     // that fills from empty starts with its first data row current, as the
-    // forms expect after a load.
-    void ajustarCursor(bool cambio = false)
+    // forms expect after a load. Done before a change of shape is announced
+    // (so the view reads the final cursor and top row) and reported after it
+    // (so the view already has the rows the cursor is on).
+    bool limitarCursor()
     {
         const int n = numFilas();
+        bool cambio = false;
         auto ajustar = [&](int& v, int limite, int minimo) {
             int nuevo = std::clamp(v, -1, limite - 1);
             if (nuevo < minimo)
@@ -238,7 +241,15 @@ struct ModeloRejilla::Datos {
         ajustar(colSel, cols, 0);
         filaSuperior = n > fijas ? std::clamp(filaSuperior, fijas, n - 1) : fijas;
         colIzquierda = cols > 0 ? std::clamp(colIzquierda, 0, cols - 1) : 0;
-        if (cambio)
+        return cambio;
+    }
+
+    template <typename F>
+    void cambiarForma(bool cursorMovido, F&& emitir)
+    {
+        cursorMovido = limitarCursor() || cursorMovido;
+        anunciar(std::forward<F>(emitir));
+        if (cursorMovido)
             emit q->seleccionCambiada();
     }
 
@@ -403,8 +414,7 @@ struct ModeloRejilla::Datos {
         seguir(fila);
         seguir(filaSel);
         seguir(filaSuperior);
-        anunciar([&] { emit q->reiniciado(); });
-        ajustarCursor(fila != antesFila || filaSel != antesSel);
+        cambiarForma(fila != antesFila || filaSel != antesSel, [&] { emit q->reiniciado(); });
         return posEn;
     }
 
@@ -536,7 +546,7 @@ void ModeloRejilla::setRows(int n)
         for (int i = antes; i < n; ++i)
             d->filas.push_back(d->filaVacia());
         d->invalidarAgrupaciones();
-        d->anunciar([&] { emit filasInsertadas(antes, n - 1); });
+        d->cambiarForma(false, [&] { emit filasInsertadas(antes, n - 1); });
     } else {
         d->filas.resize(n);
         if (n < d->fijas)
@@ -546,9 +556,8 @@ void ModeloRejilla::setRows(int n)
             d->agrupaciones.clear();
         else
             d->invalidarAgrupaciones();
-        d->anunciar([&] { emit filasEliminadas(n, antes - 1); });
+        d->cambiarForma(false, [&] { emit filasEliminadas(n, antes - 1); });
     }
-    d->ajustarCursor();
 }
 
 int ModeloRejilla::Cols() const { return d->cols; }
@@ -568,8 +577,7 @@ void ModeloRejilla::setCols(int n)
     // Grouping and summed columns may be gone; the subtotal rows keep their
     // mark, so a later Subtotal call finds and reuses them.
     d->agrupaciones.clear();
-    d->anunciar([&] { emit reiniciado(); });
-    d->ajustarCursor();
+    d->cambiarForma(false, [&] { emit reiniciado(); });
 }
 
 int ModeloRejilla::FixedRows() const { return d->fijas; }
@@ -585,8 +593,7 @@ void ModeloRejilla::setFixedRows(int n)
         d->filas.push_back(d->filaVacia());
     d->fijas = n;
     d->invalidarAgrupaciones();
-    d->anunciar([&] { emit reiniciado(); });
-    d->ajustarCursor();
+    d->cambiarForma(false, [&] { emit reiniciado(); });
 }
 
 void ModeloRejilla::AddItem(const QString& textoConTabuladores)
@@ -599,11 +606,10 @@ void ModeloRejilla::AddItem(const QString& textoConTabuladores)
     d->filas.push_back(std::move(f));
     const int r = Rows() - 1;
     d->invalidarAgrupaciones();
-    d->anunciar([&] { emit filasInsertadas(r, r); });
+    d->cambiarForma(false, [&] { emit filasInsertadas(r, r); });
     for (int c = 0; c < usados; ++c)
         if (!campos[c].isEmpty())
             emit textoCambiado(r, c);
-    d->ajustarCursor();
 }
 
 void ModeloRejilla::RemoveItem(int fila)
@@ -615,13 +621,12 @@ void ModeloRejilla::RemoveItem(int fila)
     // Removing rows is rare (accounts are hidden, not removed); rebuilding
     // the groups on the next Subtotal call is simpler than patching them.
     d->invalidarAgrupaciones();
-    d->anunciar([&] { emit filasEliminadas(fila, fila); });
     bool cambio = false;
     if (d->fila > fila) { --d->fila; cambio = true; }
     if (d->filaSel > fila) { --d->filaSel; cambio = true; }
     if (d->filaSuperior > fila)
         --d->filaSuperior;
-    d->ajustarCursor(cambio);
+    d->cambiarForma(cambio, [&] { emit filasEliminadas(fila, fila); });
 }
 
 // ---- Cells --------------------------------------------------------------------
