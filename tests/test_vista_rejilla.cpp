@@ -132,6 +132,14 @@ TEST(VistaRejillaPresentacion, HiddenRowsColumnsAndWidthsFollowTheModelAcrossRes
     EXPECT_FALSE(v->isRowHidden(2));
     EXPECT_EQ(v->columnWidth(1), 100) << "widths survive the reset";
     EXPECT_TRUE(v->isColumnHidden(0));
+
+    v->horizontalHeader()->resizeSection(2, 80);   // as the user drags the border
+    EXPECT_EQ(m.ColWidth(2), 1200);
+    m.setColHidden(1, true);
+    EXPECT_EQ(m.ColWidth(1), 1500) << "hiding is not a resize";
+    m.setColWidth(1, -1);
+    m.setColHidden(1, false);
+    EXPECT_EQ(v->columnWidth(1), v->horizontalHeader()->defaultSectionSize());
 }
 
 TEST(VistaRejillaPresentacion, ALoadWithRedrawOffResetsTheViewOnceAndReportsEveryTextChange)

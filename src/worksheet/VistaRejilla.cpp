@@ -386,6 +386,14 @@ VistaRejilla::VistaRejilla(const QString& nombre, QWidget* parent)
     });
     connect(modelo_, &ModeloRejilla::redrawCambiado, this, [this](bool activo) { setUpdatesEnabled(activo); });
     connect(modelo_, &ModeloRejilla::textoCambiado, this, &VistaRejilla::CellChanged);
+    // A column the user widens keeps its width through later refreshes.
+    connect(horizontalHeader(), &QHeaderView::sectionResized, this, [this](int col, int, int ancho) {
+        if (aplicandoForma_ || ancho <= 0 || col >= modelo_->Cols() || horizontalHeader()->isSectionHidden(col))
+            return;
+        aplicandoForma_ = true;
+        modelo_->setColWidth(col, ancho * 15);
+        aplicandoForma_ = false;
+    });
 
     aplicarForma();
     filaCursor_ = modelo_->Row();
@@ -586,13 +594,16 @@ void VistaRejilla::traerDesplazamientoDelModelo()
 
 void VistaRejilla::aplicarForma()
 {
+    aplicandoForma_ = true;
     const int cols = std::min(modelo_->Cols(), adaptador_->columnCount());
     for (int c = 0; c < cols; ++c) {
         setColumnHidden(c, modelo_->ColHidden(c));
         const int ancho = modelo_->ColWidth(c);
-        if (ancho >= 0 && columnWidth(c) != aPixeles(ancho) && !modelo_->ColHidden(c))
-            setColumnWidth(c, aPixeles(ancho));
+        const int pixeles = ancho >= 0 ? aPixeles(ancho) : horizontalHeader()->defaultSectionSize();
+        if (!modelo_->ColHidden(c) && columnWidth(c) != pixeles)
+            setColumnWidth(c, pixeles);
     }
+    aplicandoForma_ = false;
     horizontalHeader()->setVisible(adaptador_->fijas() > 0);
 
     if (modelo_->FontSize() != puntosAplicados_) {

@@ -99,6 +99,7 @@ private:
     int filaEdicion_ = -1;
     int colEdicion_ = -1;
     bool afterEditPendiente_ = false;
+    bool aplicandoForma_ = false;
     int altoFilaAplicado_ = -1;
     int puntosAplicados_ = -1;
 };
