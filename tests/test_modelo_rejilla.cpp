@@ -230,18 +230,6 @@ TEST(ModeloRejillaSeleccion, ALoadFromTheHeaderPutsTheCursorOnTheFirstDataRowAnd
     EXPECT_EQ(m.Row(), -1);
 }
 
-TEST(ModeloRejillaSeleccion, SelectAnnouncesOnlyRealChanges)
-{
-    ModeloRejilla m;
-    m.setCols(3);
-    m.setRows(3);
-    Espia espia(m);
-    m.Select(1, 1);
-    m.Select(1, 1);
-    m.setRow(1);
-    EXPECT_EQ(espia.seleccion, 1);
-}
-
 // ---- Redraw ------------------------------------------------------------------------
 
 TEST(ModeloRejillaRedibujo, ALoadWithRedrawOffAnnouncesOneResetOnly)

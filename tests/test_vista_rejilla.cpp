@@ -233,36 +233,36 @@ TEST(VistaRejillaCursor, ARowColChangeHandlerMayMoveTheCursorAgain)
     EXPECT_EQ(v->currentIndex(), v->model()->index(3, 2));
 }
 
-TEST(VistaRejillaCursor, RightClickReportsTheButtonAndKeepsTheSelection)
+TEST(VistaRejillaCursor, MouseEventsCarryButtonsAndCellsAndARightClickKeepsTheSelection)
 {
     auto v = rejilla();
     ModeloRejilla& m = v->modelo();
     m.Select(1, 1, 3, 2);
-    std::vector<int> botones;
-    QObject::connect(v.get(), &VistaRejilla::MouseDown, [&](int boton, int, int x, int y) {
-        botones.push_back(boton);
-        EXPECT_EQ(v->filaEn(QPoint(x, y)), 5);
-        EXPECT_EQ(v->colEn(QPoint(x, y)), 4);
-    });
+    QStringList registro;
+    const auto anotar = [&](const char* que) {
+        return [&, que](int boton, int, int x, int y) {
+            registro << QStringLiteral("%1 %2 %3,%4").arg(QLatin1String(que)).arg(boton)
+                            .arg(v->filaEn(QPoint(x, y))).arg(v->colEn(QPoint(x, y)));
+        };
+    };
+    QObject::connect(v.get(), &VistaRejilla::MouseDown, anotar("Down"));
+    QObject::connect(v.get(), &VistaRejilla::MouseMove, anotar("Move"));
+    QObject::connect(v.get(), &VistaRejilla::DblClick, [&] { registro << QStringLiteral("Dbl"); });
+
+    raton(*v, QEvent::MouseMove, Qt::NoButton, v->rectCelda(4, 3).center());
     clic(*v, 5, 4, Qt::RightButton);
-    EXPECT_EQ(botones, std::vector<int>{2});
     EXPECT_EQ(m.Row(), 1);
     EXPECT_EQ(m.RowSel(), 3);
     EXPECT_TRUE(v->seleccionExtendida());
-}
 
-TEST(VistaRejillaCursor, DoubleClickIsReported)
-{
-    auto v = rejilla();
-    int dobles = 0;
-    QObject::connect(v.get(), &VistaRejilla::DblClick, [&] { ++dobles; });
     const QPoint p = v->rectCelda(2, 1).center();
     raton(*v, QEvent::MouseButtonPress, Qt::LeftButton, p);
     raton(*v, QEvent::MouseButtonRelease, Qt::LeftButton, p);
     raton(*v, QEvent::MouseButtonDblClick, Qt::LeftButton, p);
     raton(*v, QEvent::MouseButtonRelease, Qt::LeftButton, p);
-    EXPECT_EQ(dobles, 1);
-    EXPECT_EQ(editorAbierto(*v), nullptr) << "not editable: no editor";
+    EXPECT_EQ(registro, (QStringList{QStringLiteral("Move 0 4,3"), QStringLiteral("Down 2 5,4"),
+                                     QStringLiteral("Down 1 2,1"), QStringLiteral("Dbl")}));
+    EXPECT_EQ(editorAbierto(*v), nullptr) << "not editable: a double click opens no editor";
 }
 
 // ---- Editing ---------------------------------------------------------------------------
