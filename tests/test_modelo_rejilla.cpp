@@ -163,6 +163,10 @@ TEST(ModeloRejillaCeldas, ClipJoinsCellsWithTabsAndRowsWithCrLfWhateverTheBounds
     EXPECT_EQ(m.Clip(0, 0, 1, 2), QStringLiteral("a\tb\tc\r\nd\t\tf"));
     EXPECT_EQ(m.Clip(1, 2, 0, 1), QStringLiteral("b\tc\r\n\tf"));
     EXPECT_EQ(m.Clip(0, 1, 0, 1), QStringLiteral("b"));
+
+    ModeloRejilla vacia;
+    EXPECT_EQ(vacia.Clip(vacia.Row(), vacia.Col(), vacia.RowSel(), vacia.ColSel()), QString());
+    EXPECT_THROW(m.Clip(0, 0, 2, 0), VbError);
 }
 
 TEST(ModeloRejillaCeldas, LookDefaultsToTheGridAndRangesSetEveryCell)
@@ -224,18 +228,6 @@ TEST(ModeloRejillaSeleccion, ALoadFromTheHeaderPutsTheCursorOnTheFirstDataRowAnd
     EXPECT_EQ(m.Row(), 1);
     m.setRows(1);
     EXPECT_EQ(m.Row(), -1);
-}
-
-TEST(ModeloRejillaSeleccion, SelectAnnouncesOnlyRealChanges)
-{
-    ModeloRejilla m;
-    m.setCols(3);
-    m.setRows(3);
-    Espia espia(m);
-    m.Select(1, 1);
-    m.Select(1, 1);
-    m.setRow(1);
-    EXPECT_EQ(espia.seleccion, 1);
 }
 
 // ---- Redraw ------------------------------------------------------------------------
@@ -517,4 +509,30 @@ TEST(ModeloRejillaSumas, MovingAnAccountToAnotherDepartmentRegroups)
     EXPECT_EQ(m.TextMatrix(5, 1), QStringLiteral("Ventas"));
     EXPECT_EQ(m.TextMatrix(5, 4), QStringLiteral("1.134,25"));
     EXPECT_EQ(m.TextMatrix(1, 4), QStringLiteral("1.144,25"));
+}
+
+TEST(ModeloRejillaSumas, CellsAreReadExactlyAsSpanishNumbers)
+{
+    // Sums must agree with the worksheet's own text-to-amount conversion,
+    // whatever shape the text has.
+    const QStringList textos = {
+        QStringLiteral("1.234,50"), QStringLiteral("-1.234,5"), QStringLiteral("1.23"), QStringLiteral("12.345.678"),
+        QStringLiteral("0,0001"), QStringLiteral(",5"), QStringLiteral("5,"), QStringLiteral("-,25"),
+        QStringLiteral("-0"), QStringLiteral("007"), QStringLiteral(" 12 "), QStringLiteral("+3"),
+        QStringLiteral("4-"), QStringLiteral("1,23456"), QStringLiteral("1e3"), QStringLiteral("2,5E-1"),
+        QStringLiteral("1..2"), QStringLiteral(".5"), QStringLiteral("5."), QStringLiteral("-"),
+        QStringLiteral(","), QStringLiteral(""), QStringLiteral("abc"), QStringLiteral("12a"),
+        QStringLiteral("1,2,3"), QStringLiteral("--1"), QStringLiteral("99999999999999"),
+        QStringLiteral("123456789012345,5"), QStringLiteral("10 €"), QString::fromUtf8("\xd9\xa3"),
+    };
+    for (const QString& t : textos) {
+        ModeloRejilla m;
+        prepararHoja(m);
+        cuenta(m, QStringLiteral("D"), QStringLiteral("1"), t);
+        m.Subtotal(1, 4, QStringLiteral("0.0000"));
+        Currency esperado;
+        if (!es::intentarMoneda(t, esperado))
+            esperado = Currency();
+        EXPECT_EQ(m.TextMatrix(2, 4), es::formatear(esperado, QStringLiteral("0.0000"))) << t.toStdString();
+    }
 }

@@ -12,9 +12,61 @@ namespace presupuestos {
 
 namespace {
 
+// The texts the worksheet writes ("-1.234,50") read without the general
+// parser, which dominates the cost of summing tens of thousands of cells.
+// Only a plain form is taken here: an optional leading minus, digits with
+// points between them, an optional comma and at most four decimals. For
+// anything else, or any doubt, it gives up and the general parser decides.
+bool leerRapido(const QString& texto, Currency& valor)
+{
+    const QChar* p = texto.constData();
+    const qsizetype n = texto.size();
+    qsizetype i = 0;
+    const bool negativo = n > 0 && p[0] == QLatin1Char('-');
+    if (negativo)
+        ++i;
+    std::int64_t entero = 0;
+    int cifras = 0;
+    for (; i < n; ++i) {
+        const char16_t c = p[i].unicode();
+        if (c >= u'0' && c <= u'9') {
+            entero = entero * 10 + (c - u'0');
+            if (entero != 0 && ++cifras > 14)
+                return false;
+        } else if (c == u'.') {
+            const bool entreCifras = i > 0 && p[i - 1].isDigit() && i + 1 < n && p[i + 1].unicode() >= u'0'
+                                     && p[i + 1].unicode() <= u'9';
+            if (!entreCifras)
+                return false;
+        } else {
+            break;
+        }
+    }
+    const qsizetype finEntero = i;
+    std::int64_t fraccion = 0;
+    int decimales = 0;
+    if (i < n && p[i] == QLatin1Char(',')) {
+        for (++i; i < n; ++i) {
+            const char16_t c = p[i].unicode();
+            if (c < u'0' || c > u'9' || ++decimales > 4)
+                return false;
+            fraccion = fraccion * 10 + (c - u'0');
+        }
+    }
+    if (i != n || (finEntero == (negativo ? 1 : 0) && decimales == 0))
+        return false;
+    for (int k = decimales; k < 4; ++k)
+        fraccion *= 10;
+    const std::int64_t raw = entero * Currency::Scale + fraccion;
+    valor = Currency::fromRaw(negativo ? -raw : raw);
+    return true;
+}
+
 Currency leerValor(const QString& texto)
 {
     Currency v;
+    if (leerRapido(texto, v))
+        return v;
     try {
         if (es::intentarMoneda(texto, v))
             return v;
@@ -219,10 +271,13 @@ struct ModeloRejilla::Datos {
 
     // Keeps the cursor on a data cell, or at -1 while there is none: a grid
     // that fills from empty starts with its first data row current, as the
-    // forms expect after a load.
-    void ajustarCursor(bool cambio = false)
+    // forms expect after a load. Done before a change of shape is announced
+    // (so the view reads the final cursor and top row) and reported after it
+    // (so the view already has the rows the cursor is on).
+    bool limitarCursor()
     {
         const int n = numFilas();
+        bool cambio = false;
         auto ajustar = [&](int& v, int limite, int minimo) {
             int nuevo = std::clamp(v, -1, limite - 1);
             if (nuevo < minimo)
@@ -238,7 +293,15 @@ struct ModeloRejilla::Datos {
         ajustar(colSel, cols, 0);
         filaSuperior = n > fijas ? std::clamp(filaSuperior, fijas, n - 1) : fijas;
         colIzquierda = cols > 0 ? std::clamp(colIzquierda, 0, cols - 1) : 0;
-        if (cambio)
+        return cambio;
+    }
+
+    template <typename F>
+    void cambiarForma(bool cursorMovido, F&& emitir)
+    {
+        cursorMovido = limitarCursor() || cursorMovido;
+        anunciar(std::forward<F>(emitir));
+        if (cursorMovido)
             emit q->seleccionCambiada();
     }
 
@@ -403,8 +466,7 @@ struct ModeloRejilla::Datos {
         seguir(fila);
         seguir(filaSel);
         seguir(filaSuperior);
-        anunciar([&] { emit q->reiniciado(); });
-        ajustarCursor(fila != antesFila || filaSel != antesSel);
+        cambiarForma(fila != antesFila || filaSel != antesSel, [&] { emit q->reiniciado(); });
         return posEn;
     }
 
@@ -536,7 +598,7 @@ void ModeloRejilla::setRows(int n)
         for (int i = antes; i < n; ++i)
             d->filas.push_back(d->filaVacia());
         d->invalidarAgrupaciones();
-        d->anunciar([&] { emit filasInsertadas(antes, n - 1); });
+        d->cambiarForma(false, [&] { emit filasInsertadas(antes, n - 1); });
     } else {
         d->filas.resize(n);
         if (n < d->fijas)
@@ -546,9 +608,8 @@ void ModeloRejilla::setRows(int n)
             d->agrupaciones.clear();
         else
             d->invalidarAgrupaciones();
-        d->anunciar([&] { emit filasEliminadas(n, antes - 1); });
+        d->cambiarForma(false, [&] { emit filasEliminadas(n, antes - 1); });
     }
-    d->ajustarCursor();
 }
 
 int ModeloRejilla::Cols() const { return d->cols; }
@@ -568,8 +629,7 @@ void ModeloRejilla::setCols(int n)
     // Grouping and summed columns may be gone; the subtotal rows keep their
     // mark, so a later Subtotal call finds and reuses them.
     d->agrupaciones.clear();
-    d->anunciar([&] { emit reiniciado(); });
-    d->ajustarCursor();
+    d->cambiarForma(false, [&] { emit reiniciado(); });
 }
 
 int ModeloRejilla::FixedRows() const { return d->fijas; }
@@ -585,8 +645,7 @@ void ModeloRejilla::setFixedRows(int n)
         d->filas.push_back(d->filaVacia());
     d->fijas = n;
     d->invalidarAgrupaciones();
-    d->anunciar([&] { emit reiniciado(); });
-    d->ajustarCursor();
+    d->cambiarForma(false, [&] { emit reiniciado(); });
 }
 
 void ModeloRejilla::AddItem(const QString& textoConTabuladores)
@@ -599,11 +658,10 @@ void ModeloRejilla::AddItem(const QString& textoConTabuladores)
     d->filas.push_back(std::move(f));
     const int r = Rows() - 1;
     d->invalidarAgrupaciones();
-    d->anunciar([&] { emit filasInsertadas(r, r); });
+    d->cambiarForma(false, [&] { emit filasInsertadas(r, r); });
     for (int c = 0; c < usados; ++c)
         if (!campos[c].isEmpty())
             emit textoCambiado(r, c);
-    d->ajustarCursor();
 }
 
 void ModeloRejilla::RemoveItem(int fila)
@@ -615,13 +673,12 @@ void ModeloRejilla::RemoveItem(int fila)
     // Removing rows is rare (accounts are hidden, not removed); rebuilding
     // the groups on the next Subtotal call is simpler than patching them.
     d->invalidarAgrupaciones();
-    d->anunciar([&] { emit filasEliminadas(fila, fila); });
     bool cambio = false;
     if (d->fila > fila) { --d->fila; cambio = true; }
     if (d->filaSel > fila) { --d->filaSel; cambio = true; }
     if (d->filaSuperior > fila)
         --d->filaSuperior;
-    d->ajustarCursor(cambio);
+    d->cambiarForma(cambio, [&] { emit filasEliminadas(fila, fila); });
 }
 
 // ---- Cells --------------------------------------------------------------------
@@ -924,6 +981,9 @@ QString ModeloRejilla::Clip(int fila1, int col1, int fila2, int col2) const
 {
     if (fila1 > fila2) std::swap(fila1, fila2);
     if (col1 > col2) std::swap(col1, col2);
+    // An empty grid has its cursor at -1: copying it copies nothing.
+    if (fila1 == -1 || col1 == -1)
+        return QString();
     d->comprobarCelda(fila1, col1);
     d->comprobarCelda(fila2, col2);
     QString texto;

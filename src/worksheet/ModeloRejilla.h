@@ -107,7 +107,9 @@ public:
 
     // ---- Redraw ---------------------------------------------------------------
     // While off, changes are not announced cell by cell; switching it back on
-    // announces one reset, so a load draws once.
+    // announces one reset (if anything changed meanwhile), so a load draws once.
+    // The cursor and text changes (seleccionCambiada, textoCambiado) are
+    // announced regardless, as the forms' handlers run during loads too.
     bool Redraw() const;
     void setRedraw(bool activo);
 

@@ -50,6 +50,10 @@ signals:
     void DblClick();
     void CellChanged(int fila, int col);
 
+public:
+    // Typing never jumps to a row by its first letters, as a grid does not.
+    void keyboardSearch(const QString& search) override;
+
 protected:
     // (implementation overrides)
     void keyPressEvent(QKeyEvent* e) override;
@@ -58,15 +62,46 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* e) override;
     bool edit(const QModelIndex& index, EditTrigger trigger, QEvent* event) override;
     void scrollContentsBy(int dx, int dy) override;
+    void mouseReleaseEvent(QMouseEvent* e) override;
+    void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
+    void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
+    void commitData(QWidget* editor) override;
+    void closeEditor(QWidget* editor, QAbstractItemDelegate::EndEditHint hint) override;
 
 private:
     friend class AdaptadorRejilla;
+    void pasarSeleccionAlModelo();
+    void traerSeleccionDelModelo();
+    void alCambiarSeleccionDelModelo();
+    void avisarCambioDeCelda();
+    void traerDesplazamientoDelModelo();
+    void avisarDesplazamiento();
+    void aplicarForma();
+    void aplicarFilasOcultas();
+    void teclaEnEditor(int keyAscii);
+    template <typename F> void enEventoDeUsuario(F&& hacer);
+
     ModeloRejilla* modelo_;
     AdaptadorRejilla* adaptador_;
     bool editable_ = false;
     int topAnterior_ = 0;
     int leftAnterior_ = 0;
     bool sincronizando_ = false;
+    // Scrolling has its own guard: a scroll may happen while the selection
+    // is being synchronised, and each must still reach the model.
+    bool desplazando_ = false;
+    // A click or key changes the view's current cell and selection in steps;
+    // the model hears the outcome once the event is over.
+    int eventosAbiertos_ = 0;
+    bool seleccionPendiente_ = false;
+    int filaCursor_ = -1;
+    int colCursor_ = -1;
+    int filaEdicion_ = -1;
+    int colEdicion_ = -1;
+    bool afterEditPendiente_ = false;
+    bool aplicandoForma_ = false;
+    int altoFilaAplicado_ = -1;
+    int puntosAplicados_ = -1;
 };
 
 } // namespace presupuestos

@@ -1,0 +1,745 @@
+#include "worksheet/VistaRejilla.h"
+
+#include "common/NumerosEs.h"
+
+#include <QAbstractTableModel>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QScrollBar>
+#include <QStyledItemDelegate>
+#include <algorithm>
+#include <functional>
+
+namespace presupuestos {
+
+namespace {
+
+constexpr int kRolBorde = Qt::UserRole + 1;
+constexpr int kRolRelleno = Qt::UserRole + 2;
+
+// Twips to pixels at the 96 dpi the original layout was drawn for.
+int aPixeles(int twips) { return twips / 15; }
+
+int mascaraMayusculas(Qt::KeyboardModifiers m)
+{
+    int shift = 0;
+    if (m & Qt::ShiftModifier) shift |= 1;
+    if (m & Qt::ControlModifier) shift |= 2;
+    if (m & Qt::AltModifier) shift |= 4;
+    return shift;
+}
+
+int codigoBoton(Qt::MouseButton b)
+{
+    switch (b) {
+    case Qt::LeftButton: return 1;
+    case Qt::RightButton: return 2;
+    case Qt::MiddleButton: return 4;
+    default: return 0;
+    }
+}
+
+int codigoBotones(Qt::MouseButtons b)
+{
+    int codigo = 0;
+    if (b & Qt::LeftButton) codigo |= 1;
+    if (b & Qt::RightButton) codigo |= 2;
+    if (b & Qt::MiddleButton) codigo |= 4;
+    return codigo;
+}
+
+// The Windows virtual-key code the forms' key handlers compare against;
+// 0 for keys they never look at.
+int codigoTecla(const QKeyEvent* e)
+{
+    const int k = e->key();
+    if ((k >= Qt::Key_A && k <= Qt::Key_Z) || (k >= Qt::Key_0 && k <= Qt::Key_9))
+        return k;   // Qt uses the same codes for these
+    if (k >= Qt::Key_F1 && k <= Qt::Key_F12)
+        return 112 + (k - Qt::Key_F1);
+    switch (k) {
+    case Qt::Key_Backspace: return 8;
+    case Qt::Key_Tab: case Qt::Key_Backtab: return 9;
+    case Qt::Key_Return: case Qt::Key_Enter: return 13;
+    case Qt::Key_Shift: return 16;
+    case Qt::Key_Control: return 17;
+    case Qt::Key_Alt: return 18;
+    case Qt::Key_Escape: return 27;
+    case Qt::Key_Space: return 32;
+    case Qt::Key_PageUp: return 33;
+    case Qt::Key_PageDown: return 34;
+    case Qt::Key_End: return 35;
+    case Qt::Key_Home: return 36;
+    case Qt::Key_Left: return 37;
+    case Qt::Key_Up: return 38;
+    case Qt::Key_Right: return 39;
+    case Qt::Key_Down: return 40;
+    case Qt::Key_Insert: return 45;
+    case Qt::Key_Delete: return 46;
+    default: return 0;
+    }
+}
+
+// The character code of a key typed into the cell editor, as the edit-key
+// handlers see it; 0 for keys that type nothing (arrows and the like).
+int codigoAscii(const QKeyEvent* e)
+{
+    switch (e->key()) {
+    case Qt::Key_Return: case Qt::Key_Enter: return 13;
+    case Qt::Key_Escape: return 27;
+    case Qt::Key_Backspace: return 8;
+    case Qt::Key_Tab: return 9;
+    default: break;
+    }
+    const QString t = e->text();
+    return t.isEmpty() ? 0 : t.at(0).unicode();
+}
+
+class DelegadoRejilla : public QStyledItemDelegate {
+public:
+    DelegadoRejilla(QObject* parent, std::function<void(int)> alTeclear)
+        : QStyledItemDelegate(parent), alTeclear_(std::move(alTeclear))
+    {
+    }
+
+    void paint(QPainter* p, const QStyleOptionViewItem& opcion, const QModelIndex& index) const override
+    {
+        QStyledItemDelegate::paint(p, opcion, index);
+        const int relleno = index.data(kRolRelleno).toInt();
+        if (relleno > 0) {
+            QRect barra = opcion.rect.adjusted(1, 1, -1, -1);
+            barra.setWidth(barra.width() * relleno / 100);
+            p->fillRect(barra, QColor(0, 0, 255, 60));
+        }
+        if (index.data(kRolBorde).toBool()) {
+            p->save();
+            p->setPen(QPen(Qt::black, 1));
+            p->drawLine(opcion.rect.bottomLeft(), opcion.rect.bottomRight());
+            p->restore();
+        }
+    }
+
+    QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem&, const QModelIndex&) const override
+    {
+        auto* editor = new QLineEdit(parent);
+        editor->setFrame(false);
+        return editor;
+    }
+
+protected:
+    bool eventFilter(QObject* objeto, QEvent* evento) override
+    {
+        // The view installs the delegate as the editor's filter; every key
+        // typed there, the one that opened the editor included, passes here
+        // before the editor or the commit on Enter sees it.
+        if (evento->type() == QEvent::KeyPress) {
+            const int ascii = codigoAscii(static_cast<QKeyEvent*>(evento));
+            if (ascii != 0)
+                alTeclear_(ascii);
+        }
+        return QStyledItemDelegate::eventFilter(objeto, evento);
+    }
+
+private:
+    std::function<void(int)> alTeclear_;
+};
+
+} // namespace
+
+// Presents the grid model to the table view: the model's fixed rows become
+// the horizontal header, its other rows the view's rows. The adapter keeps
+// its own counts and changes them only when the model announces a change,
+// so that while the model's redraw is off the view keeps a consistent (if
+// stale) picture until the final reset.
+class AdaptadorRejilla : public QAbstractTableModel {
+public:
+    AdaptadorRejilla(ModeloRejilla& modelo, VistaRejilla& vista)
+        : QAbstractTableModel(&vista), m_(modelo), vista_(vista)
+    {
+        leerForma();
+        connect(&m_, &ModeloRejilla::celdasCambiadas, this, &AdaptadorRejilla::alCambiarCeldas);
+        connect(&m_, &ModeloRejilla::filasInsertadas, this, &AdaptadorRejilla::alInsertarFilas);
+        connect(&m_, &ModeloRejilla::filasEliminadas, this, &AdaptadorRejilla::alEliminarFilas);
+        connect(&m_, &ModeloRejilla::reiniciado, this, &AdaptadorRejilla::reiniciar);
+    }
+
+    int rowCount(const QModelIndex& padre = QModelIndex()) const override { return padre.isValid() ? 0 : filas_; }
+    int columnCount(const QModelIndex& padre = QModelIndex()) const override { return padre.isValid() ? 0 : cols_; }
+    int fijas() const { return fijas_; }
+
+    bool existe(int filaModelo, int col) const
+    {
+        return filaModelo >= fijas_ && filaModelo < fijas_ + filas_ && col >= 0 && col < cols_
+               && filaModelo < m_.Rows() && col < m_.Cols();
+    }
+
+    QModelIndex indice(int filaModelo, int col) const
+    {
+        return existe(filaModelo, col) ? index(filaModelo - fijas_, col) : QModelIndex();
+    }
+
+    QVariant data(const QModelIndex& i, int rol) const override
+    {
+        const int f = i.row() + fijas_;
+        const int c = i.column();
+        if (!i.isValid() || f >= m_.Rows() || c >= m_.Cols())
+            return {};
+        switch (rol) {
+        case Qt::DisplayRole:
+        case Qt::EditRole:
+            return m_.TextMatrix(f, c);
+        case Qt::BackgroundRole: {
+            const QColor propio = m_.CellBackColor(f, c);
+            if (propio.isValid())
+                return propio;
+            return m_.BackColor().isValid() ? QVariant(m_.BackColor()) : QVariant();
+        }
+        case Qt::ForegroundRole: {
+            const QColor propio = m_.CellForeColor(f, c);
+            return propio.isValid() ? QVariant(propio) : QVariant();
+        }
+        case Qt::FontRole: {
+            QFont letra = vista_.font();
+            letra.setBold(m_.CellFontBold(f, c));
+            return letra;
+        }
+        case Qt::TextAlignmentRole:
+            return QVariant::fromValue(alineacion(m_.CellAlignment(f, c), m_.TextMatrix(f, c)));
+        case kRolBorde:
+            return m_.CellBorderBottom(f, c);
+        case kRolRelleno:
+            return m_.CellFloodPercent(f, c);
+        default:
+            return {};
+        }
+    }
+
+    QVariant headerData(int seccion, Qt::Orientation orientacion, int rol) const override
+    {
+        if (orientacion == Qt::Vertical)
+            return rol == Qt::DisplayRole ? QVariant(seccion + fijas_) : QVariant();
+        if (fijas_ == 0 || seccion >= m_.Cols() || m_.Rows() == 0)
+            return {};
+        switch (rol) {
+        case Qt::DisplayRole:
+            return m_.TextMatrix(0, seccion);
+        case Qt::BackgroundRole:
+            return m_.BackColorFixed().isValid() ? QVariant(m_.BackColorFixed()) : QVariant();
+        default:
+            return {};
+        }
+    }
+
+    Qt::ItemFlags flags(const QModelIndex& i) const override
+    {
+        if (!i.isValid())
+            return Qt::NoItemFlags;
+        Qt::ItemFlags f = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+        if (vista_.editable_)
+            f |= Qt::ItemIsEditable;
+        return f;
+    }
+
+    bool setData(const QModelIndex& i, const QVariant& valor, int rol) override
+    {
+        if (rol != Qt::EditRole || !existe(i.row() + fijas_, i.column()))
+            return false;
+        // The model announces the change; dataChanged comes from there.
+        m_.setTextMatrix(i.row() + fijas_, i.column(), valor.toString());
+        return true;
+    }
+
+    void reiniciar()
+    {
+        const bool antes = vista_.sincronizando_;
+        const bool antesDesplazando = vista_.desplazando_;
+        vista_.sincronizando_ = true;
+        vista_.desplazando_ = true;
+        beginResetModel();
+        leerForma();
+        endResetModel();
+        vista_.aplicarForma();
+        vista_.aplicarFilasOcultas();
+        vista_.sincronizando_ = antes;
+        vista_.desplazando_ = antesDesplazando;
+        vista_.traerSeleccionDelModelo();
+        vista_.traerDesplazamientoDelModelo();
+    }
+
+private:
+    static Qt::Alignment alineacion(ModeloRejilla::Alineacion a, const QString& texto)
+    {
+        switch (a) {
+        case ModeloRejilla::Alineacion::Izquierda: return Qt::AlignLeft | Qt::AlignVCenter;
+        case ModeloRejilla::Alineacion::Centro: return Qt::AlignHCenter | Qt::AlignVCenter;
+        case ModeloRejilla::Alineacion::Derecha: return Qt::AlignRight | Qt::AlignVCenter;
+        case ModeloRejilla::Alineacion::General: break;
+        }
+        // Numbers to the right, text to the left.
+        return (es::esNumerico(texto) ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignVCenter;
+    }
+
+    void leerForma()
+    {
+        fijas_ = m_.FixedRows();
+        filas_ = std::max(0, m_.Rows() - fijas_);
+        cols_ = m_.Cols();
+    }
+
+    bool desincronizado() const { return fijas_ != m_.FixedRows() || cols_ != m_.Cols(); }
+
+    void alCambiarCeldas(int f1, int c1, int f2, int c2)
+    {
+        c1 = std::max(c1, 0);
+        c2 = std::min(c2, cols_ - 1);
+        if (c1 > c2)
+            return;
+        if (f1 == 0 && fijas_ > 0)
+            emit headerDataChanged(Qt::Horizontal, c1, c2);
+        const int v1 = std::max(f1, fijas_) - fijas_;
+        const int v2 = std::min(f2 - fijas_, filas_ - 1);
+        if (v1 <= v2)
+            emit dataChanged(index(v1, c1), index(v2, c2));
+    }
+
+    void alInsertarFilas(int primera, int ultima)
+    {
+        if (primera < fijas_ || desincronizado()) {
+            reiniciar();
+            return;
+        }
+        sinSeguirALaVista([&] {
+            beginInsertRows(QModelIndex(), primera - fijas_, ultima - fijas_);
+            filas_ += ultima - primera + 1;
+            endInsertRows();
+        });
+    }
+
+    void alEliminarFilas(int primera, int ultima)
+    {
+        if (primera < fijas_ || desincronizado() || ultima - fijas_ >= filas_) {
+            reiniciar();
+            return;
+        }
+        sinSeguirALaVista([&] {
+            beginRemoveRows(QModelIndex(), primera - fijas_, ultima - fijas_);
+            filas_ -= ultima - primera + 1;
+            endRemoveRows();
+        });
+    }
+
+    // The view moves its current cell off removed rows on its own; the
+    // model's cursor is the one that counts, so it is put back afterwards.
+    template <typename F>
+    void sinSeguirALaVista(F&& hacer)
+    {
+        const bool antes = vista_.sincronizando_;
+        vista_.sincronizando_ = true;
+        hacer();
+        vista_.sincronizando_ = antes;
+        vista_.traerSeleccionDelModelo();
+    }
+
+    ModeloRejilla& m_;
+    VistaRejilla& vista_;
+    int fijas_ = 0;
+    int filas_ = 0;
+    int cols_ = 0;
+};
+
+VistaRejilla::VistaRejilla(const QString& nombre, QWidget* parent)
+    : QTableView(parent)
+{
+    setObjectName(nombre);
+    modelo_ = new ModeloRejilla(this);
+    adaptador_ = new AdaptadorRejilla(*modelo_, *this);
+    setModel(adaptador_);
+    setItemDelegate(new DelegadoRejilla(this, [this](int ascii) { teclaEnEditor(ascii); }));
+
+    verticalHeader()->hide();
+    verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    horizontalHeader()->setSectionsClickable(false);
+    horizontalHeader()->setHighlightSections(false);
+    setSelectionMode(QAbstractItemView::ContiguousSelection);
+    setSelectionBehavior(QAbstractItemView::SelectItems);
+    // A grid scrolls by whole rows and columns: the top row is a row number.
+    setVerticalScrollMode(QAbstractItemView::ScrollPerItem);
+    setHorizontalScrollMode(QAbstractItemView::ScrollPerItem);
+    setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::EditKeyPressed
+                    | QAbstractItemView::AnyKeyPressed);
+    setMouseTracking(true);
+    setWordWrap(false);
+
+    connect(modelo_, &ModeloRejilla::seleccionCambiada, this, &VistaRejilla::alCambiarSeleccionDelModelo);
+    connect(modelo_, &ModeloRejilla::filaSuperiorCambiada, this, [this] {
+        if (!desplazando_)
+            traerDesplazamientoDelModelo();
+    });
+    connect(modelo_, &ModeloRejilla::formaCambiada, this, &VistaRejilla::aplicarForma);
+    connect(modelo_, &ModeloRejilla::filaOcultaCambiada, this, [this](int fila) {
+        const int v = fila - adaptador_->fijas();
+        if (v >= 0 && v < adaptador_->rowCount() && fila < modelo_->Rows())
+            setRowHidden(v, modelo_->RowHidden(fila));
+    });
+    connect(modelo_, &ModeloRejilla::redrawCambiado, this, [this](bool activo) { setUpdatesEnabled(activo); });
+    connect(modelo_, &ModeloRejilla::textoCambiado, this, &VistaRejilla::CellChanged);
+    // A column the user widens keeps its width through later refreshes.
+    connect(horizontalHeader(), &QHeaderView::sectionResized, this, [this](int col, int, int ancho) {
+        if (aplicandoForma_ || ancho <= 0 || col >= modelo_->Cols() || horizontalHeader()->isSectionHidden(col))
+            return;
+        aplicandoForma_ = true;
+        modelo_->setColWidth(col, ancho * 15);
+        aplicandoForma_ = false;
+    });
+
+    aplicarForma();
+    filaCursor_ = modelo_->Row();
+    colCursor_ = modelo_->Col();
+    topAnterior_ = modelo_->TopRow();
+    leftAnterior_ = modelo_->LeftCol();
+}
+
+VistaRejilla::~VistaRejilla()
+{
+    // The model and adapter die with the view's children; keep them from
+    // talking to a half-destroyed view meanwhile.
+    disconnect(modelo_, nullptr, this, nullptr);
+    disconnect(modelo_, nullptr, adaptador_, nullptr);
+}
+
+void VistaRejilla::setEditable(bool editable) { editable_ = editable; }
+
+bool VistaRejilla::seleccionExtendida() const
+{
+    return modelo_->RowSel() != modelo_->Row() || modelo_->ColSel() != modelo_->Col();
+}
+
+int VistaRejilla::filaEn(const QPoint& p) const
+{
+    const int v = rowAt(p.y());
+    return v < 0 ? -1 : v + adaptador_->fijas();
+}
+
+int VistaRejilla::colEn(const QPoint& p) const { return columnAt(p.x()); }
+
+QRect VistaRejilla::rectCelda(int fila, int col) const
+{
+    return visualRect(adaptador_->indice(fila, col));
+}
+
+int VistaRejilla::filasVisibles() const
+{
+    return viewport()->height() / std::max(1, verticalHeader()->defaultSectionSize());
+}
+
+void VistaRejilla::keyboardSearch(const QString&) {}
+
+// ---- Current cell and selection ----------------------------------------------------
+
+template <typename F>
+void VistaRejilla::enEventoDeUsuario(F&& hacer)
+{
+    ++eventosAbiertos_;
+    hacer();
+    if (--eventosAbiertos_ == 0 && seleccionPendiente_) {
+        seleccionPendiente_ = false;
+        pasarSeleccionAlModelo();
+    }
+}
+
+void VistaRejilla::currentChanged(const QModelIndex& current, const QModelIndex& previous)
+{
+    QTableView::currentChanged(current, previous);
+    if (sincronizando_)
+        return;
+    if (eventosAbiertos_ > 0)
+        seleccionPendiente_ = true;
+    else
+        pasarSeleccionAlModelo();
+}
+
+void VistaRejilla::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected)
+{
+    QTableView::selectionChanged(selected, deselected);
+    if (sincronizando_)
+        return;
+    if (eventosAbiertos_ > 0)
+        seleccionPendiente_ = true;
+    else
+        pasarSeleccionAlModelo();
+}
+
+// The model's cursor (Row, Col) is the fixed end of the selection and
+// RowSel/ColSel the end that moves, as a grid reports them; the view's
+// current index is that moving end.
+void VistaRejilla::pasarSeleccionAlModelo()
+{
+    const QModelIndex actual = currentIndex();
+    if (!actual.isValid() || !selectionModel())
+        return;
+    const int fijas = adaptador_->fijas();
+    int fila = actual.row(), col = actual.column();
+    for (const QItemSelectionRange& r : selectionModel()->selection()) {
+        if (r.contains(actual)) {
+            fila = actual.row() == r.top() ? r.bottom() : r.top();
+            col = actual.column() == r.left() ? r.right() : r.left();
+            break;
+        }
+    }
+    sincronizando_ = true;
+    modelo_->Select(fila + fijas, col, actual.row() + fijas, actual.column());
+    sincronizando_ = false;
+    avisarCambioDeCelda();
+}
+
+void VistaRejilla::traerSeleccionDelModelo()
+{
+    if (sincronizando_ || !selectionModel())
+        return;
+    sincronizando_ = true;
+    const QModelIndex ancla = adaptador_->indice(modelo_->Row(), modelo_->Col());
+    const QModelIndex movil = adaptador_->indice(modelo_->RowSel(), modelo_->ColSel());
+    if (ancla.isValid() && movil.isValid()) {
+        const QModelIndex arribaIzquierda =
+            adaptador_->index(std::min(ancla.row(), movil.row()), std::min(ancla.column(), movil.column()));
+        const QModelIndex abajoDerecha =
+            adaptador_->index(std::max(ancla.row(), movil.row()), std::max(ancla.column(), movil.column()));
+        selectionModel()->setCurrentIndex(movil, QItemSelectionModel::NoUpdate);
+        selectionModel()->select(QItemSelection(arribaIzquierda, abajoDerecha), QItemSelectionModel::ClearAndSelect);
+    } else if (currentIndex().isValid() || selectionModel()->hasSelection()) {
+        // A cursor the view cannot show (none, a header row, or a row still
+        // being loaded with redraw off): the next reset brings it back.
+        selectionModel()->clear();
+    }
+    sincronizando_ = false;
+}
+
+void VistaRejilla::alCambiarSeleccionDelModelo()
+{
+    // A change the view itself made is announced by pasarSeleccionAlModelo
+    // once the model holds it.
+    if (sincronizando_)
+        return;
+    traerSeleccionDelModelo();
+    avisarCambioDeCelda();
+}
+
+void VistaRejilla::avisarCambioDeCelda()
+{
+    if (modelo_->Row() == filaCursor_ && modelo_->Col() == colCursor_)
+        return;
+    filaCursor_ = modelo_->Row();
+    colCursor_ = modelo_->Col();
+    emit RowColChange();
+}
+
+// ---- Scrolling ------------------------------------------------------------------------
+
+void VistaRejilla::scrollContentsBy(int dx, int dy)
+{
+    QTableView::scrollContentsBy(dx, dy);
+    if (!desplazando_)
+        avisarDesplazamiento();
+}
+
+void VistaRejilla::avisarDesplazamiento()
+{
+    const int fijas = adaptador_->fijas();
+    const int arriba = rowAt(0);
+    const int izquierda = columnAt(0);
+    const int nuevaArriba = arriba < 0 ? modelo_->TopRow() : arriba + fijas;
+    const int nuevaIzquierda = izquierda < 0 ? modelo_->LeftCol() : izquierda;
+    if (nuevaArriba == topAnterior_ && nuevaIzquierda == leftAnterior_)
+        return;
+    const int viejaArriba = std::exchange(topAnterior_, nuevaArriba);
+    const int viejaIzquierda = std::exchange(leftAnterior_, nuevaIzquierda);
+    desplazando_ = true;
+    modelo_->setTopRow(nuevaArriba);
+    modelo_->setLeftCol(nuevaIzquierda);
+    desplazando_ = false;
+    emit AfterScroll(viejaArriba, viejaIzquierda, nuevaArriba, nuevaIzquierda);
+}
+
+void VistaRejilla::traerDesplazamientoDelModelo()
+{
+    const int fijas = adaptador_->fijas();
+    const int fila = modelo_->TopRow() - fijas;
+    const int col = modelo_->LeftCol();
+    // In per-item scrolling the scroll bars count the rows and columns that
+    // are not hidden.
+    auto visiblesAntes = [](const QHeaderView* cabecera, int hasta) {
+        if (cabecera->hiddenSectionCount() == 0)
+            return hasta;
+        int n = 0;
+        for (int i = 0; i < hasta; ++i)
+            if (!cabecera->isSectionHidden(i))
+                ++n;
+        return n;
+    };
+    desplazando_ = true;
+    if (fila >= 0 && fila < adaptador_->rowCount())
+        verticalScrollBar()->setValue(visiblesAntes(verticalHeader(), fila));
+    if (col >= 0 && col < adaptador_->columnCount())
+        horizontalScrollBar()->setValue(visiblesAntes(horizontalHeader(), col));
+    desplazando_ = false;
+    // The view may stop short of the asked row near the end; the model and
+    // the AfterScroll handlers learn where it really is.
+    avisarDesplazamiento();
+}
+
+// ---- Look ---------------------------------------------------------------------------
+
+void VistaRejilla::aplicarForma()
+{
+    aplicandoForma_ = true;
+    const int cols = std::min(modelo_->Cols(), adaptador_->columnCount());
+    for (int c = 0; c < cols; ++c) {
+        setColumnHidden(c, modelo_->ColHidden(c));
+        const int ancho = modelo_->ColWidth(c);
+        const int pixeles = ancho >= 0 ? aPixeles(ancho) : horizontalHeader()->defaultSectionSize();
+        if (!modelo_->ColHidden(c) && columnWidth(c) != pixeles)
+            setColumnWidth(c, pixeles);
+    }
+    aplicandoForma_ = false;
+    horizontalHeader()->setVisible(adaptador_->fijas() > 0);
+
+    if (modelo_->FontSize() != puntosAplicados_) {
+        puntosAplicados_ = modelo_->FontSize();
+        QFont letra = font();
+        letra.setPointSize(puntosAplicados_);
+        setFont(letra);
+    }
+    const int alto = std::max(aPixeles(modelo_->RowHeightMin()), fontMetrics().height() + 4);
+    if (alto != altoFilaAplicado_) {
+        altoFilaAplicado_ = alto;
+        verticalHeader()->setMinimumSectionSize(alto);
+        verticalHeader()->setDefaultSectionSize(alto);
+    }
+
+    QPalette paleta = palette();
+    if (modelo_->BackColorBkg().isValid())
+        paleta.setColor(QPalette::Base, modelo_->BackColorBkg());
+    if (modelo_->BackColorSel().isValid()) {
+        paleta.setColor(QPalette::Highlight, modelo_->BackColorSel());
+        paleta.setColor(QPalette::HighlightedText, Qt::white);
+    }
+    if (modelo_->BackColorFixed().isValid())
+        paleta.setColor(QPalette::Button, modelo_->BackColorFixed());
+    if (paleta != palette())
+        setPalette(paleta);
+}
+
+void VistaRejilla::aplicarFilasOcultas()
+{
+    // The header keeps its hidden sections across a reset, so every row is
+    // set; rows already in the right state cost the header nothing.
+    const int fijas = adaptador_->fijas();
+    const int filas = std::min(adaptador_->rowCount(), modelo_->Rows() - fijas);
+    for (int v = 0; v < filas; ++v)
+        setRowHidden(v, modelo_->RowHidden(v + fijas));
+}
+
+// ---- Editing -------------------------------------------------------------------------
+
+bool VistaRejilla::edit(const QModelIndex& index, EditTrigger trigger, QEvent* event)
+{
+    const bool abriria = index.isValid() && state() != EditingState
+                         && (trigger == AllEditTriggers || editTriggers().testFlag(trigger));
+    if (!abriria)
+        return QTableView::edit(index, trigger, event);
+    if (!editable_)
+        return false;
+    const int fila = index.row() + adaptador_->fijas();
+    const int col = index.column();
+    bool cancelar = false;
+    emit BeforeEdit(fila, col, cancelar);
+    if (cancelar)
+        return false;
+    filaEdicion_ = fila;
+    colEdicion_ = col;
+    afterEditPendiente_ = false;
+    return QTableView::edit(index, trigger, event);
+}
+
+void VistaRejilla::teclaEnEditor(int keyAscii)
+{
+    emit KeyPressEdit(filaEdicion_, colEdicion_, keyAscii);
+}
+
+void VistaRejilla::commitData(QWidget* editor)
+{
+    QTableView::commitData(editor);
+    afterEditPendiente_ = true;
+}
+
+void VistaRejilla::closeEditor(QWidget* editor, QAbstractItemDelegate::EndEditHint hint)
+{
+    QTableView::closeEditor(editor, hint);
+    // Raised once the editor is gone, so the handler may move the cursor.
+    if (afterEditPendiente_) {
+        afterEditPendiente_ = false;
+        emit AfterEdit(filaEdicion_, colEdicion_);
+    }
+}
+
+// ---- Keys and mouse -------------------------------------------------------------------
+
+void VistaRejilla::keyPressEvent(QKeyEvent* e)
+{
+    const int codigo = codigoTecla(e);
+    const int shift = mascaraMayusculas(e->modifiers());
+    if (codigo != 0)
+        emit KeyDown(codigo, shift);
+    // Copy, paste and clearing belong to the forms' KeyDown handlers, not to
+    // the view's own copy of one cell or to an edit started by Delete.
+    const bool control = shift & 2;
+    if ((control && (codigo == 'C' || codigo == 'V' || codigo == 'X')) || codigo == 46) {
+        e->accept();
+        return;
+    }
+    enEventoDeUsuario([&] { QTableView::keyPressEvent(e); });
+}
+
+void VistaRejilla::mousePressEvent(QMouseEvent* e)
+{
+    const QPoint p = e->position().toPoint();
+    emit MouseDown(codigoBoton(e->button()), mascaraMayusculas(e->modifiers()), p.x(), p.y());
+    if (e->button() == Qt::RightButton) {
+        // The forms decide whether a right click moves the cursor: a
+        // selection being copied or pasted must survive it.
+        e->accept();
+        return;
+    }
+    enEventoDeUsuario([&] { QTableView::mousePressEvent(e); });
+}
+
+void VistaRejilla::mouseMoveEvent(QMouseEvent* e)
+{
+    const QPoint p = e->position().toPoint();
+    emit MouseMove(codigoBotones(e->buttons()), mascaraMayusculas(e->modifiers()), p.x(), p.y());
+    enEventoDeUsuario([&] { QTableView::mouseMoveEvent(e); });
+}
+
+void VistaRejilla::mouseReleaseEvent(QMouseEvent* e)
+{
+    if (e->button() == Qt::RightButton) {
+        e->accept();
+        return;
+    }
+    enEventoDeUsuario([&] { QTableView::mouseReleaseEvent(e); });
+}
+
+void VistaRejilla::mouseDoubleClickEvent(QMouseEvent* e)
+{
+    if (e->button() == Qt::RightButton) {
+        e->accept();
+        return;
+    }
+    enEventoDeUsuario([&] { QTableView::mouseDoubleClickEvent(e); });
+    emit DblClick();
+}
+
+} // namespace presupuestos

@@ -1,0 +1,404 @@
+#include "worksheet/VistaRejilla.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QMouseEvent>
+#include <QScrollBar>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <memory>
+
+using namespace presupuestos;
+
+namespace {
+
+// A shown grid of 5 columns: header row 0, data rows 1..filas.
+std::unique_ptr<VistaRejilla> rejilla(int filas = 8)
+{
+    auto v = std::make_unique<VistaRejilla>(QStringLiteral("vsPresupuesto"));
+    ModeloRejilla& m = v->modelo();
+    m.setCols(5);
+    m.setRows(1);
+    m.setFixedRows(1);
+    for (int c = 0; c < 5; ++c)
+        m.setTextMatrix(0, c, QStringLiteral("C%1").arg(c));
+    for (int r = 1; r <= filas; ++r)
+        m.AddItem(QStringLiteral("%1\tx%1\t%1,5\t\t").arg(r));
+    v->resize(500, 220);
+    v->show();
+    QApplication::processEvents();
+    return v;
+}
+
+void tecla(QWidget* destino, int key, Qt::KeyboardModifiers mod = Qt::NoModifier, const QString& texto = {})
+{
+    QKeyEvent pulsar(QEvent::KeyPress, key, mod, texto);
+    QApplication::sendEvent(destino, &pulsar);
+    QKeyEvent soltar(QEvent::KeyRelease, key, mod, texto);
+    QApplication::sendEvent(destino, &soltar);
+}
+
+void raton(VistaRejilla& v, QEvent::Type tipo, Qt::MouseButton boton, const QPoint& p)
+{
+    const Qt::MouseButtons botones = tipo == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::MouseButtons(boton);
+    QMouseEvent e(tipo, QPointF(p), QPointF(v.viewport()->mapToGlobal(p)), boton, botones, Qt::NoModifier);
+    QApplication::sendEvent(v.viewport(), &e);
+}
+
+void clic(VistaRejilla& v, int fila, int col, Qt::MouseButton boton = Qt::LeftButton)
+{
+    const QPoint p = v.rectCelda(fila, col).center();
+    raton(v, QEvent::MouseButtonPress, boton, p);
+    raton(v, QEvent::MouseButtonRelease, boton, p);
+}
+
+QLineEdit* editorAbierto(VistaRejilla& v)
+{
+    // Closed editors are hidden at once and deleted later.
+    for (QLineEdit* e : v.findChildren<QLineEdit*>())
+        if (e->isVisible())
+            return e;
+    return nullptr;
+}
+
+} // namespace
+
+// ---- Presentation ---------------------------------------------------------------------
+
+TEST(VistaRejillaPresentacion, RowZeroIsTheHeaderAndDataRowsFollowTheFixedRows)
+{
+    auto v = rejilla(3);
+    QAbstractItemModel* a = v->model();
+    EXPECT_EQ(a->rowCount(), 3);
+    EXPECT_EQ(a->columnCount(), 5);
+    EXPECT_EQ(a->headerData(2, Qt::Horizontal).toString(), QStringLiteral("C2"));
+    EXPECT_EQ(a->index(0, 1).data().toString(), QStringLiteral("x1"));
+    EXPECT_TRUE(v->horizontalHeader()->isVisible());
+
+    v->modelo().setTextMatrix(0, 2, QStringLiteral("Enero"));
+    v->modelo().setTextMatrix(3, 1, QStringLiteral("y"));
+    EXPECT_EQ(a->headerData(2, Qt::Horizontal).toString(), QStringLiteral("Enero"));
+    EXPECT_EQ(a->index(2, 1).data().toString(), QStringLiteral("y"));
+
+    v->modelo().setFixedRows(0);   // a filter grid: no header at all
+    EXPECT_EQ(a->rowCount(), 4);
+    EXPECT_FALSE(v->horizontalHeader()->isVisible());
+}
+
+TEST(VistaRejillaPresentacion, CellLookComesFromTheModel)
+{
+    auto v = rejilla(2);
+    ModeloRejilla& m = v->modelo();
+    QAbstractItemModel* a = v->model();
+    m.setCellBackColor(1, 1, QColor(172, 250, 185));
+    m.setCellForeColor(1, 2, QColor(255, 0, 0));
+    m.setCellFontBold(2, 1, true);
+    EXPECT_EQ(a->index(0, 1).data(Qt::BackgroundRole).value<QColor>(), QColor(172, 250, 185));
+    EXPECT_EQ(a->index(0, 0).data(Qt::BackgroundRole).value<QColor>(), m.BackColor());
+    EXPECT_EQ(a->index(0, 2).data(Qt::ForegroundRole).value<QColor>(), QColor(255, 0, 0));
+    EXPECT_TRUE(a->index(1, 1).data(Qt::FontRole).value<QFont>().bold());
+    EXPECT_FALSE(a->index(0, 1).data(Qt::FontRole).value<QFont>().bold());
+
+    const auto alineacion = [&](int fila, int col) {
+        return Qt::Alignment(a->index(fila, col).data(Qt::TextAlignmentRole).toInt()) & Qt::AlignHorizontal_Mask;
+    };
+    EXPECT_EQ(alineacion(0, 2), Qt::AlignRight) << "numbers align right by default";
+    EXPECT_EQ(alineacion(0, 1), Qt::AlignLeft);
+    m.setCellAlignment(1, 2, 1, 2, ModeloRejilla::Alineacion::Izquierda);
+    EXPECT_EQ(alineacion(0, 2), Qt::AlignLeft);
+}
+
+TEST(VistaRejillaPresentacion, HiddenRowsColumnsAndWidthsFollowTheModelAcrossResets)
+{
+    auto v = rejilla(6);
+    ModeloRejilla& m = v->modelo();
+    m.setRowHidden(3, true);
+    m.setColHidden(0, true);
+    m.setColWidth(1, 1500);
+    EXPECT_TRUE(v->isRowHidden(2));
+    EXPECT_FALSE(v->isRowHidden(3));
+    EXPECT_TRUE(v->isColumnHidden(0));
+    EXPECT_EQ(v->columnWidth(1), 100);
+
+    m.setRedraw(false);
+    m.setRowHidden(5, true);
+    m.setRowHidden(3, false);
+    m.setRedraw(true);
+    EXPECT_TRUE(v->isRowHidden(4));
+    EXPECT_FALSE(v->isRowHidden(2));
+    EXPECT_EQ(v->columnWidth(1), 100) << "widths survive the reset";
+    EXPECT_TRUE(v->isColumnHidden(0));
+
+    v->horizontalHeader()->resizeSection(2, 80);   // as the user drags the border
+    EXPECT_EQ(m.ColWidth(2), 1200);
+    m.setColHidden(1, true);
+    EXPECT_EQ(m.ColWidth(1), 1500) << "hiding is not a resize";
+    m.setColWidth(1, -1);
+    m.setColHidden(1, false);
+    EXPECT_EQ(v->columnWidth(1), v->horizontalHeader()->defaultSectionSize());
+}
+
+TEST(VistaRejillaPresentacion, ALoadWithRedrawOffResetsTheViewOnceAndReportsEveryTextChange)
+{
+    auto v = rejilla(2);
+    ModeloRejilla& m = v->modelo();
+    int reinicios = 0, insertadas = 0, cambios = 0, celdas = 0;
+    QObject::connect(v->model(), &QAbstractItemModel::modelReset, [&] { ++reinicios; });
+    QObject::connect(v->model(), &QAbstractItemModel::rowsInserted, [&] { ++insertadas; });
+    QObject::connect(v->model(), &QAbstractItemModel::dataChanged, [&] { ++cambios; });
+    QObject::connect(v.get(), &VistaRejilla::CellChanged, [&](int fila, int col) {
+        ++celdas;
+        EXPECT_EQ(m.TextMatrix(fila, col).isEmpty(), false);
+    });
+
+    m.setRedraw(false);
+    m.setRows(1);
+    for (int r = 0; r < 200; ++r)
+        m.AddItem(QStringLiteral("a\tb"));
+    m.setTextMatrix(100, 3, QStringLiteral("-5"));
+    QApplication::processEvents();
+    EXPECT_EQ(v->model()->rowCount(), 2) << "the view keeps its picture until the reset";
+    m.setRedraw(true);
+
+    EXPECT_EQ(reinicios, 1);
+    EXPECT_EQ(insertadas + cambios, 0);
+    EXPECT_EQ(v->model()->rowCount(), 200);
+    EXPECT_EQ(celdas, 401);
+}
+
+// ---- Current cell ---------------------------------------------------------------------
+
+TEST(VistaRejillaCursor, TheModelsCursorMovesTheViewAndRaisesRowColChangeOnce)
+{
+    auto v = rejilla();
+    ModeloRejilla& m = v->modelo();
+    int cambios = 0;
+    int seleccion = 0;
+    QObject::connect(v.get(), &VistaRejilla::RowColChange, [&] { ++cambios; });
+    QObject::connect(&m, &ModeloRejilla::seleccionCambiada, [&] { ++seleccion; });
+
+    m.Select(3, 2);
+    EXPECT_EQ(v->currentIndex(), v->model()->index(2, 2));
+    EXPECT_EQ(cambios, 1);
+    EXPECT_EQ(seleccion, 1) << "the view's answer does not come back to the model";
+
+    m.Select(3, 2, 5, 4);
+    EXPECT_EQ(cambios, 1) << "extending the selection keeps the cursor";
+    EXPECT_TRUE(v->seleccionExtendida());
+    EXPECT_EQ(v->selectionModel()->selectedIndexes().size(), 9);
+}
+
+TEST(VistaRejillaCursor, TheViewsCurrentCellAndSelectionReachTheModel)
+{
+    auto v = rejilla();
+    ModeloRejilla& m = v->modelo();
+    int cambios = 0;
+    QObject::connect(v.get(), &VistaRejilla::RowColChange, [&] { ++cambios; });
+
+    v->setCurrentIndex(v->model()->index(4, 3));
+    EXPECT_EQ(m.Row(), 5);
+    EXPECT_EQ(m.Col(), 3);
+    EXPECT_EQ(cambios, 1);
+
+    clic(*v, 2, 1);
+    EXPECT_EQ(m.Row(), 2);
+    EXPECT_EQ(m.Col(), 1);
+    EXPECT_FALSE(v->seleccionExtendida());
+    EXPECT_EQ(cambios, 2) << "a click moves the cursor once";
+
+    // Shift+Down twice extends from the cursor, which stays where it was.
+    tecla(v.get(), Qt::Key_Down, Qt::ShiftModifier);
+    tecla(v.get(), Qt::Key_Down, Qt::ShiftModifier);
+    EXPECT_EQ(m.Row(), 2);
+    EXPECT_EQ(m.RowSel(), 4);
+    EXPECT_EQ(m.ColSel(), 1);
+    EXPECT_EQ(cambios, 2);
+}
+
+TEST(VistaRejillaCursor, ARowColChangeHandlerMayMoveTheCursorAgain)
+{
+    // The worksheet skips subtotal rows from inside RowColChange.
+    auto v = rejilla();
+    ModeloRejilla& m = v->modelo();
+    QObject::connect(v.get(), &VistaRejilla::RowColChange, [&] {
+        if (m.Row() == 3)
+            m.setRow(4);
+    });
+    clic(*v, 3, 2);
+    EXPECT_EQ(m.Row(), 4);
+    EXPECT_EQ(v->currentIndex(), v->model()->index(3, 2));
+}
+
+TEST(VistaRejillaCursor, MouseEventsCarryButtonsAndCellsAndARightClickKeepsTheSelection)
+{
+    auto v = rejilla();
+    ModeloRejilla& m = v->modelo();
+    m.Select(1, 1, 3, 2);
+    QStringList registro;
+    const auto anotar = [&](const char* que) {
+        return [&, que](int boton, int, int x, int y) {
+            registro << QStringLiteral("%1 %2 %3,%4").arg(QLatin1String(que)).arg(boton)
+                            .arg(v->filaEn(QPoint(x, y))).arg(v->colEn(QPoint(x, y)));
+        };
+    };
+    QObject::connect(v.get(), &VistaRejilla::MouseDown, anotar("Down"));
+    QObject::connect(v.get(), &VistaRejilla::MouseMove, anotar("Move"));
+    QObject::connect(v.get(), &VistaRejilla::DblClick, [&] { registro << QStringLiteral("Dbl"); });
+
+    raton(*v, QEvent::MouseMove, Qt::NoButton, v->rectCelda(4, 3).center());
+    clic(*v, 5, 4, Qt::RightButton);
+    EXPECT_EQ(m.Row(), 1);
+    EXPECT_EQ(m.RowSel(), 3);
+    EXPECT_TRUE(v->seleccionExtendida());
+
+    const QPoint p = v->rectCelda(2, 1).center();
+    raton(*v, QEvent::MouseButtonPress, Qt::LeftButton, p);
+    raton(*v, QEvent::MouseButtonRelease, Qt::LeftButton, p);
+    raton(*v, QEvent::MouseButtonDblClick, Qt::LeftButton, p);
+    raton(*v, QEvent::MouseButtonRelease, Qt::LeftButton, p);
+    EXPECT_EQ(registro, (QStringList{QStringLiteral("Move 0 4,3"), QStringLiteral("Down 2 5,4"),
+                                     QStringLiteral("Down 1 2,1"), QStringLiteral("Dbl")}));
+    EXPECT_EQ(editorAbierto(*v), nullptr) << "not editable: a double click opens no editor";
+}
+
+// ---- Editing ---------------------------------------------------------------------------
+
+TEST(VistaRejillaEdicion, BeforeEditMayCancelAndANonEditableGridNeverAsks)
+{
+    auto v = rejilla();
+    ModeloRejilla& m = v->modelo();
+    m.Select(2, 2);
+    int preguntas = 0;
+    QObject::connect(v.get(), &VistaRejilla::BeforeEdit, [&](int fila, int col, bool& cancelar) {
+        ++preguntas;
+        EXPECT_EQ(fila, 2);
+        EXPECT_EQ(col, 2);
+        cancelar = true;
+    });
+
+    tecla(v.get(), Qt::Key_5, Qt::NoModifier, QStringLiteral("5"));
+    EXPECT_EQ(preguntas, 0);
+    EXPECT_EQ(editorAbierto(*v), nullptr);
+
+    v->setEditable(true);
+    tecla(v.get(), Qt::Key_5, Qt::NoModifier, QStringLiteral("5"));
+    tecla(v.get(), Qt::Key_F2);
+    EXPECT_EQ(preguntas, 2);
+    EXPECT_EQ(editorAbierto(*v), nullptr);
+    EXPECT_EQ(m.TextMatrix(2, 2), QStringLiteral("2,5"));
+    EXPECT_EQ(m.Row(), 2) << "a refused key does not search for a row";
+}
+
+TEST(VistaRejillaEdicion, TypedTextIsInTheCellWhenAfterEditRunsAndEnterComesBeforeIt)
+{
+    auto v = rejilla();
+    ModeloRejilla& m = v->modelo();
+    v->setEditable(true);
+    m.Select(3, 2);
+    QStringList registro;
+    QObject::connect(v.get(), &VistaRejilla::BeforeEdit, [&](int fila, int col, bool&) {
+        registro << QStringLiteral("Before %1,%2").arg(fila).arg(col);
+    });
+    QObject::connect(v.get(), &VistaRejilla::KeyPressEdit, [&](int fila, int col, int ascii) {
+        registro << QStringLiteral("Key %1,%2 %3").arg(fila).arg(col).arg(ascii);
+    });
+    QObject::connect(v.get(), &VistaRejilla::AfterEdit, [&](int fila, int col) {
+        registro << QStringLiteral("After %1,%2 %3").arg(fila).arg(col).arg(m.TextMatrix(fila, col));
+        m.setRow(fila + 1);   // as the worksheet moves on after an Enter
+    });
+
+    tecla(v.get(), Qt::Key_7, Qt::NoModifier, QStringLiteral("7"));
+    QLineEdit* editor = editorAbierto(*v);
+    ASSERT_NE(editor, nullptr);
+    EXPECT_EQ(editor->text(), QStringLiteral("7")) << "the first key replaces the text";
+    tecla(editor, Qt::Key_Comma, Qt::NoModifier, QStringLiteral(","));
+    tecla(editor, Qt::Key_5, Qt::NoModifier, QStringLiteral("5"));
+    tecla(editor, Qt::Key_Return, Qt::NoModifier, QStringLiteral("\r"));
+    QApplication::processEvents();
+
+    EXPECT_EQ(registro, (QStringList{QStringLiteral("Before 3,2"), QStringLiteral("Key 3,2 55"),
+                                     QStringLiteral("Key 3,2 44"), QStringLiteral("Key 3,2 53"),
+                                     QStringLiteral("Key 3,2 13"), QStringLiteral("After 3,2 7,5")}));
+    EXPECT_EQ(editorAbierto(*v), nullptr);
+    EXPECT_EQ(v->currentIndex(), v->model()->index(3, 2)) << "the handler's move reached the view";
+}
+
+TEST(VistaRejillaEdicion, EscapeAbandonsTheEditWithoutAfterEdit)
+{
+    auto v = rejilla();
+    v->setEditable(true);
+    v->modelo().Select(1, 1);
+    int despues = 0;
+    QObject::connect(v.get(), &VistaRejilla::AfterEdit, [&] { ++despues; });
+    tecla(v.get(), Qt::Key_9, Qt::NoModifier, QStringLiteral("9"));
+    ASSERT_NE(editorAbierto(*v), nullptr);
+    tecla(editorAbierto(*v), Qt::Key_Escape);
+    QApplication::processEvents();
+    EXPECT_EQ(despues, 0);
+    EXPECT_EQ(v->modelo().TextMatrix(1, 1), QStringLiteral("x1"));
+}
+
+// ---- Keys --------------------------------------------------------------------------------
+
+TEST(VistaRejillaTeclas, CopyPasteAndDeleteReachKeyDownInsteadOfTheViewsOwnHandling)
+{
+    auto v = rejilla();
+    v->setEditable(true);
+    v->modelo().Select(2, 1);
+    std::vector<std::pair<int, int>> teclas;
+    QObject::connect(v.get(), &VistaRejilla::KeyDown, [&](int codigo, int shift) { teclas.push_back({codigo, shift}); });
+    QClipboard* portapapeles = QGuiApplication::clipboard();
+    portapapeles->setText(QStringLiteral("sin tocar"));
+
+    tecla(v.get(), Qt::Key_C, Qt::ControlModifier, QStringLiteral("\x03"));
+    tecla(v.get(), Qt::Key_V, Qt::ControlModifier, QStringLiteral("\x16"));
+    tecla(v.get(), Qt::Key_Delete, Qt::NoModifier, QStringLiteral("\x7f"));
+    tecla(v.get(), Qt::Key_Down, Qt::ShiftModifier);
+
+    EXPECT_EQ(teclas, (std::vector<std::pair<int, int>>{{67, 2}, {86, 2}, {46, 0}, {40, 1}}));
+    EXPECT_EQ(portapapeles->text(), QStringLiteral("sin tocar"));
+    EXPECT_EQ(editorAbierto(*v), nullptr) << "Delete clears through the form, it does not edit";
+    EXPECT_EQ(v->modelo().TextMatrix(2, 1), QStringLiteral("x2"));
+}
+
+// ---- Scrolling ------------------------------------------------------------------------------
+
+TEST(VistaRejillaDesplazamiento, ScrollingEitherWayRaisesAfterScrollWithModelRowNumbers)
+{
+    auto v = rejilla(100);
+    ModeloRejilla& m = v->modelo();
+    std::vector<std::array<int, 4>> avisos;
+    QObject::connect(v.get(), &VistaRejilla::AfterScroll, [&](int a, int b, int c, int d) {
+        avisos.push_back({a, b, c, d});
+    });
+    for (int c = 0; c < 5; ++c)
+        m.setColWidth(c, 3000);   // wider than the view, so it scrolls sideways
+    ASSERT_EQ(m.TopRow(), 1);
+
+    m.setTopRow(50);
+    EXPECT_EQ(v->rowAt(0), 49);
+    v->verticalScrollBar()->setValue(10);   // as the user drags the bar
+    EXPECT_EQ(m.TopRow(), 11);
+    v->horizontalScrollBar()->setValue(2);
+    EXPECT_EQ(m.LeftCol(), 2);
+    EXPECT_EQ(avisos, (std::vector<std::array<int, 4>>{{1, 0, 50, 0}, {50, 0, 11, 0}, {11, 0, 11, 2}}));
+}
+
+TEST(VistaRejillaDesplazamiento, TopRowCountsHiddenRowsAndStopsWhereTheViewCan)
+{
+    auto v = rejilla(100);
+    ModeloRejilla& m = v->modelo();
+    for (int r = 2; r <= 11; ++r)
+        m.setRowHidden(r, true);
+    m.setTopRow(20);
+    EXPECT_EQ(v->rowAt(0) + 1, 20);
+
+    m.setTopRow(100);   // the last row cannot be at the top of a full view
+    EXPECT_LT(m.TopRow(), 100);
+    EXPECT_EQ(m.TopRow(), v->rowAt(0) + 1);
+    EXPECT_GE(v->filasVisibles(), 3);
+}
