@@ -24,6 +24,14 @@ void crearEmpresaPequena(BaseDatosPrueba& bd)
     bd.sql(QStringLiteral("INSERT INTO Acumulados_Dpto (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, H1, D1) VALUES (1, 2026, '70000001', 1, 1000, 100)"));
 }
 
+std::string mensajesMostrados(const PlataformaDePrueba& p)
+{
+    std::string r;
+    for (const auto& m : p.mensajes->mostrados)
+        r += "[" + m.titulo.toStdString() + "] " + m.prompt.toStdString() + "\n";
+    return r;
+}
+
 HojaAbierta::HojaAbierta(bool demo) : bd(demo)
 {
     if (!demo)

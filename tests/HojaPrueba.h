@@ -30,6 +30,9 @@ struct RelojFijo {
 //  balances 2026: 70000001/1 January credit 1.000, debit 100.
 void crearEmpresaPequena(BaseDatosPrueba& bd);
 
+// The message boxes shown, for failure messages.
+std::string mensajesMostrados(const PlataformaDePrueba& p);
+
 struct HojaAbierta {
     BaseDatosPrueba bd;
     PlataformaDePrueba plataforma;

@@ -43,7 +43,7 @@ TEST(HojaCarga, EveryAccountAndDepartmentWithMonthsTotalsSubtotalsAndGrandTotal)
 {
     HojaAbierta h;
     frmActPresupusto* f = h.hoja;
-    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty());
+    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty()) << mensajesMostrados(h.plataforma);
     const ModeloRejilla& m = f->vsPresupuesto->modelo();
     ASSERT_EQ(m.Rows(), 14);
     EXPECT_EQ(m.TextMatrix(0, 4), QStringLiteral("Enero"));
@@ -380,7 +380,7 @@ TEST(HojaCarga, StatisticsAreFetchedOncePerYearFromTheLinkedRetailDatabase)
     f->txtEjercicioHist->setText(QStringLiteral("2025"));
     f->txtEjercicioHist_KeyPress(13);
     EXPECT_EQ(f->vsHistorico->modelo().TextMatrix(dias, 6), QStringLiteral("1"));
-    EXPECT_TRUE(p.mensajes->mostrados.empty());
+    EXPECT_TRUE(p.mensajes->mostrados.empty()) << mensajesMostrados(p);
 }
 
 TEST(HojaCarga, DemoCompanyFillsTheWorksheet)
@@ -392,6 +392,6 @@ TEST(HojaCarga, DemoCompanyFillsTheWorksheet)
         subtotales += m.IsSubtotal(r);
     EXPECT_EQ(subtotales, 5 + 1);
     EXPECT_GT(m.Rows(), 100);
-    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty());
+    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty()) << mensajesMostrados(h.plataforma);
     EXPECT_GT(filasVisibles(h.hoja->vsFiltrosCategoria->modelo()), 5);
 }

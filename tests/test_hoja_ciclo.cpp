@@ -69,7 +69,7 @@ TEST(HojaCiclo, LoadCreatesBothTemporaryTablesWithTheirStampsAndDropsThemOnDestr
     }
     EXPECT_FALSE(existeTabla(bd, filtro));
     EXPECT_FALSE(existeTabla(bd, estadisticas));
-    EXPECT_TRUE(p.mensajes->mostrados.empty());
+    EXPECT_TRUE(p.mensajes->mostrados.empty()) << mensajesMostrados(p);
 }
 
 TEST(HojaCiclo, UnloadIgnoresAFailingDrop)
@@ -80,7 +80,7 @@ TEST(HojaCiclo, UnloadIgnoresAFailingDrop)
     h.hoja->close();
     QApplication::processEvents();
     EXPECT_FALSE(existeTabla(h.bd, estadisticas));
-    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty());
+    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty()) << mensajesMostrados(h.plataforma);
 }
 
 TEST(HojaCiclo, BudgetYearIsAlwaysTheCompanysNextYearAndFillsTheCaptionAndCombo)

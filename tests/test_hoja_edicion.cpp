@@ -77,7 +77,7 @@ TEST(HojaEdicion, TextThatIsNotANumberShowsZeroAndSavesNothing)
     EXPECT_FALSE(h.bd_(QStringLiteral("M3"), QStringLiteral("70000002"), 1).isValid());
     for (const auto& t : h.bd.conexion->registro())
         EXPECT_FALSE(t.startsWith(QStringLiteral("UPDATE")) || t.startsWith(QStringLiteral("INSERT"))) << t.toStdString();
-    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty());
+    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty()) << mensajesMostrados(h.plataforma);
 }
 
 TEST(HojaEdicion, RowWhoseYearBecomesZeroIsStoredCleanWithoutMethodOrMarks)
@@ -195,7 +195,7 @@ TEST(HojaEdicion, ClipboardTextThatIsNotNumbersChangesNothing)
     }
     for (const auto& t : h.bd.conexion->registro())
         EXPECT_FALSE(t.startsWith(QStringLiteral("UPDATE"))) << t.toStdString();
-    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty());
+    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty()) << mensajesMostrados(h.plataforma);
     // Nowhere to paste: a total row, a column before the months, or the other view.
     h.plataforma.portapapeles->contenido = QStringLiteral("9");
     h.m().Select(7, 5);

@@ -97,31 +97,48 @@ TEST(Operaciones, PreviewShowsTheTwelveMonthsAndTheFormula)
 TEST(Operaciones, ApplyingStoresTheRowAndShowsItWithoutMarks)
 {
     HojaAbierta h;
+    // Last year's 100 spread over twelve months: 8,3333 a month.
+    h.bd.sql(QStringLiteral("INSERT INTO Acumulados_Dpto (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, H5) VALUES (1, 2026, '70000002', 1, 100)"));
     frmActPresupusto* f = h.hoja;
     frmOperaciones* d = f->operaciones();
     ModeloRejilla& m = f->vsPresupuesto->modelo();
+    const int calzado = kVentasNorte + 1;
+    m.setCellBackColor(calzado, 6, QColor(172, 250, 185));
+    m.setTextMatrix(calzado, 18, QStringLiteral("4"));
+    m.Select(calzado, 5);
+    f->vsPresupuesto_RowColChange();
+    d->setMetodoCalculo(4);
+    d->txtValor->setText(QStringLiteral("0"));
+    d->cmdAplicar_Click();
+    EXPECT_EQ(m.TextMatrix(calzado, 4), QStringLiteral("8"));
+    EXPECT_EQ(m.TextMatrix(calzado, 16), QStringLiteral("96"));
+    EXPECT_EQ(m.TextMatrix(calzado, 17), QStringLiteral("4"));
+    EXPECT_EQ(m.TextMatrix(calzado, 18), QStringLiteral("0"));
+    EXPECT_EQ(m.TextMatrix(calzado, 19), QStringLiteral("0"));
+    EXPECT_EQ(m.CellBackColor(calzado, 6), QColor(255, 255, 255));
+    // A new row is inserted with the four decimals of every month.
+    EXPECT_EQ(campo(h.bd, QStringLiteral("M1"), QStringLiteral("70000002"), 1).toDouble(), 8.3333);
+    EXPECT_EQ(campo(h.bd, QStringLiteral("M12"), QStringLiteral("70000002"), 1).toDouble(), 8.3333);
+    EXPECT_EQ(campo(h.bd, QStringLiteral("Metodo_Calculo"), QStringLiteral("70000002"), 1).toInt(), 4);
+
+    // Method 3 with 100 on an existing row: twelve hundreds, method 3, no marks.
     m.Select(kVentasNorte, 5);
     f->vsPresupuesto_RowColChange();
     d->setMetodoCalculo(3);
-    d->txtValor->setText(QStringLiteral("8,3333"));
+    d->txtValor->setText(QStringLiteral("100"));
     d->cmdAplicar_Click();
-    EXPECT_EQ(m.TextMatrix(kVentasNorte, 4), QStringLiteral("8"));
-    EXPECT_EQ(m.TextMatrix(kVentasNorte, 16), QStringLiteral("96"));
     EXPECT_EQ(m.TextMatrix(kVentasNorte, 17), QStringLiteral("3"));
+    EXPECT_EQ(m.TextMatrix(kVentasNorte, 19), QStringLiteral("100"));
     EXPECT_EQ(m.TextMatrix(kVentasNorte, 18), QStringLiteral("0"));
-    EXPECT_EQ(m.TextMatrix(kVentasNorte, 19), QStringLiteral("8,3333"));
-    EXPECT_EQ(m.CellBackColor(kVentasNorte, 6), QColor(255, 255, 255));
-    // Stored with its four decimals (January goes through a whole-number parameter).
-    EXPECT_EQ(campo(h.bd, QStringLiteral("M2"), QStringLiteral("70000001"), 1).toDouble(), 8.3333);
     EXPECT_EQ(campo(h.bd, QStringLiteral("Modificacion_Manual"), QStringLiteral("70000001"), 1).toInt(), 0);
-    EXPECT_EQ(campo(h.bd, QStringLiteral("Metodo_Calculo"), QStringLiteral("70000001"), 1).toInt(), 3);
+    EXPECT_EQ(campo(h.bd, QStringLiteral("M7"), QStringLiteral("70000001"), 1).toDouble(), 100.0);
 
     // An empty value box applies 0.
     m.Select(kAlquilerNorte, 5);
     f->vsPresupuesto_RowColChange();
     d->txtValor->clear();
     d->cmdAplicar_Click();
-    EXPECT_EQ(d->txtValor->text(), QStringLiteral("0"));
+    EXPECT_EQ(d->Valor(), Currency());
     EXPECT_EQ(campo(h.bd, QStringLiteral("Metodo_Calculo"), QStringLiteral("62100001"), 1).toInt(), 3);
     EXPECT_EQ(campo(h.bd, QStringLiteral("M5"), QStringLiteral("62100001"), 1).toDouble(), 0.0);
 }

@@ -44,9 +44,15 @@ private:
 
 void frmActPresupusto::conectarFiltros()
 {
-    connect(vsFiltrosCategoria, &VistaRejilla::RowColChange, this, [this] { vsFiltrosCategoria_RowColChange(); });
+    // The lists move their cursor while they are laid out and filled; only
+    // a choice made once the worksheet stands reloads it (the first
+    // activation loads it itself).
+    connect(vsFiltrosCategoria, &VistaRejilla::RowColChange, this, [this] {
+        if (!PrimeraActivacion)
+            vsFiltrosCategoria_RowColChange();
+    });
     connect(vsFiltroCuentas, &VistaRejilla::RowColChange, this, [this] {
-        if (!seleccionandoCuenta_)
+        if (!seleccionandoCuenta_ && !PrimeraActivacion)
             vsFiltroCuentas_RowColChange();
     });
     connect(vsFiltrosCategoria, &VistaRejilla::MouseMove, this, [this](int, int, int x, int y) {
