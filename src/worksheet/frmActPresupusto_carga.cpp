@@ -116,7 +116,7 @@ void frmActPresupusto::fijarBarra(QProgressBar* barra, int valor, int maximo)
     QString texto;
     if (maximo >= 1)
         texto = es::formatear(static_cast<double>(valor) / maximo, QStringLiteral("0%"));
-    barra->setFormat(QString(texto).replace(QLatin1Char('%'), QStringLiteral("%%")));
+    barra->setFormat(texto);
     barra->setProperty("texto", texto);
 }
 
