@@ -8,11 +8,14 @@
 #include "db/schema/DatosDemo.h"
 #include "host/Empresa.h"
 #include "host/frmclsfrmActPresupusto.h"
+#include "common/Plataforma.h"
 #include "host/modPublic.h"
+#include "store/clsDBPresupuesto.h"
 #include "worksheet/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
 
 #include <QApplication>
+#include <QLineEdit>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QSqlQuery>
@@ -149,6 +152,45 @@ int main(int argc, char** argv)
         salida << "Recálculo completo de subtotales: " << recarga << " ms, " << (copia.celdasSumadas() - antesTodo)
                << " celdas leídas" << Qt::endl;
         salida << "Relación recálculo completo / una celda: " << recarga / unaCelda << Qt::endl;
+
+        // A block of 1,000 rows x 12 months pasted from a spreadsheet.
+        PlataformaDePrueba plataforma;
+        QStringList lineas;
+        for (int i = 0; i < 1000; ++i) {
+            QStringList campos;
+            for (int mes = 1; mes <= 12; ++mes)
+                campos << QStringLiteral("%1,%2").arg(100 + i).arg(mes);
+            lineas << campos.join(QLatin1Char('\t'));
+        }
+        plataforma.portapapeles->contenido = lineas.join(QStringLiteral("\r\n")) + QStringLiteral("\r\n");
+        hoja->FlatEdit1->setText(QStringLiteral("2"));
+        hoja->AplicarDecimales();
+        m.Select(2, 4);
+        const long long antesPegar = m.celdasSumadas();
+        t.restart();
+        hoja->Copiar_Desde_Clipboard();
+        const double pegar = ms(t);
+        const long long leidasPegar = m.celdasSumadas() - antesPegar;
+        const QString totalTrasPegar = m.TextMatrix(1, 16);
+        hoja->CargarPresupuesto();
+        const bool totalesBien = m.TextMatrix(1, 16) == totalTrasPegar;
+
+        // The same saves with no grid behind them.
+        std::vector<std::pair<QString, qint16>> filas;
+        for (int r = 2; r < m.Rows() && filas.size() < 1000; ++r)
+            if (!m.IsSubtotal(r))
+                filas.emplace_back(m.TextMatrix(r, 2), static_cast<qint16>(m.TextMatrix(r, 0).toInt()));
+        clsDBPresupuesto almacen;
+        t.restart();
+        for (std::size_t i = 0; i < filas.size(); ++i)
+            for (int mes = 1; mes <= 12; ++mes)
+                almacen.ActualizacionManual(filas[i].first, filas[i].second, static_cast<qint16>(mes),
+                                            Currency::fromRaw(static_cast<qint64>(1000000 + i * 10000 + mes * 1000)));
+        const double soloGuardar = ms(t);
+        salida << "Pegar 1.000 x 12 en la hoja: " << pegar << " ms, " << leidasPegar << " celdas leídas para totales, totales "
+               << (totalesBien ? "correctos" : "INCORRECTOS") << Qt::endl;
+        salida << "Mismos 12.000 guardados sin rejilla: " << soloGuardar << " ms" << Qt::endl;
+        salida << "Relación pegar / guardar: " << pegar / soloGuardar << Qt::endl;
     }
     modPublic::Liberar();
     conexion.reset();

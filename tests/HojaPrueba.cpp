@@ -26,10 +26,10 @@ void crearEmpresaPequena(BaseDatosPrueba& bd)
 
 std::string mensajesMostrados(const PlataformaDePrueba& p)
 {
-    std::string r;
+    QString r;
     for (const auto& m : p.mensajes->mostrados)
-        r += "[" + m.titulo.toStdString() + "] " + m.prompt.toStdString() + "\n";
-    return r;
+        r += QLatin1Char('[') + m.titulo + QStringLiteral("] ") + m.prompt + QLatin1Char('\n');
+    return r.toStdString();
 }
 
 HojaAbierta::HojaAbierta(bool demo) : bd(demo)

@@ -353,8 +353,9 @@ TEST(HojaEdicion, MenuEntriesFollowTheView)
     ASSERT_EQ(acciones.size(), titulos.size());
     for (int i = 0; i < titulos.size(); ++i) {
         EXPECT_EQ(acciones[i]->isSeparator(), titulos[i].isEmpty());
-        if (!titulos[i].isEmpty())
+        if (!titulos[i].isEmpty()) {
             EXPECT_EQ(acciones[i]->text(), titulos[i]);
+        }
         EXPECT_TRUE(acciones[i]->isEnabled());
     }
     f->cmdVer_Click();

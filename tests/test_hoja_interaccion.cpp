@@ -1,0 +1,99 @@
+// The worksheet driven through its widgets, as a user drives it: keys,
+// mouse and the cell editor of the real grid view.
+
+#include "HojaPrueba.h"
+#include "worksheet/VistaRejilla.h"
+
+#include <QApplication>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMouseEvent>
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+using namespace presupuestos::prueba;
+
+namespace {
+
+constexpr int kVentasNorte = 4;
+constexpr int kCalzadoNorte = 5;
+
+void tecla(QWidget* destino, int key, Qt::KeyboardModifiers mod = Qt::NoModifier, const QString& texto = {})
+{
+    QKeyEvent pulsar(QEvent::KeyPress, key, mod, texto);
+    QApplication::sendEvent(destino, &pulsar);
+    QKeyEvent soltar(QEvent::KeyRelease, key, mod, texto);
+    QApplication::sendEvent(destino, &soltar);
+}
+
+void clic(VistaRejilla& v, int fila, int col, Qt::MouseButton boton)
+{
+    const QPoint p = v.rectCelda(fila, col).center();
+    QMouseEvent pulsar(QEvent::MouseButtonPress, QPointF(p), QPointF(v.viewport()->mapToGlobal(p)), boton, boton, Qt::NoModifier);
+    QApplication::sendEvent(v.viewport(), &pulsar);
+    QMouseEvent soltar(QEvent::MouseButtonRelease, QPointF(p), QPointF(v.viewport()->mapToGlobal(p)), boton, Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(v.viewport(), &soltar);
+}
+
+QLineEdit* editorAbierto(VistaRejilla& v)
+{
+    for (QLineEdit* e : v.findChildren<QLineEdit*>())
+        if (e->isVisible())
+            return e;
+    return nullptr;
+}
+
+} // namespace
+
+TEST(HojaInteraccion, TypingIntoAMonthAndEnterSavesAndWalksRight)
+{
+    HojaAbierta h;
+    VistaRejilla* v = h.hoja->vsPresupuesto;
+    v->modelo().Select(kCalzadoNorte, 6);
+    v->setFocus();
+    tecla(v, Qt::Key_5, Qt::NoModifier, QStringLiteral("5"));
+    QLineEdit* editor = editorAbierto(*v);
+    ASSERT_NE(editor, nullptr);
+    editor->setText(QStringLiteral("500"));
+    tecla(editor, Qt::Key_Return, Qt::NoModifier, QStringLiteral("\r"));
+    QApplication::processEvents();
+    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, 6), QStringLiteral("500"));
+    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, 18), QStringLiteral("4"));
+    EXPECT_EQ(h.bd.valor(QStringLiteral("SELECT M3 FROM Presupuestos WHERE Cuenta = '70000002' AND Dpto = 1")).toDouble(), 500.0);
+    EXPECT_EQ(v->modelo().Row(), kCalzadoNorte);
+    EXPECT_EQ(v->modelo().Col(), 7);
+
+    // The name column does not open an editor.
+    v->modelo().Select(kCalzadoNorte, 3);
+    tecla(v, Qt::Key_7, Qt::NoModifier, QStringLiteral("7"));
+    EXPECT_EQ(editorAbierto(*v), nullptr);
+}
+
+TEST(HojaInteraccion, KeyboardCopyAndDeleteOnTheBudgetGrid)
+{
+    HojaAbierta h;
+    VistaRejilla* v = h.hoja->vsPresupuesto;
+    v->modelo().Select(kVentasNorte, 4, kVentasNorte, 5);
+    tecla(v, Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(h.plataforma.portapapeles->contenido, QStringLiteral("100\t100"));
+    tecla(v, Qt::Key_Delete);
+    EXPECT_EQ(v->modelo().TextMatrix(kVentasNorte, 4), QStringLiteral("0"));
+    EXPECT_EQ(v->modelo().TextMatrix(kVentasNorte, 5), QStringLiteral("0"));
+    EXPECT_EQ(v->modelo().TextMatrix(kVentasNorte, 6), QStringLiteral("100"));
+}
+
+TEST(HojaInteraccion, RightClickOpensTheMenuOnAccountRowsOnly)
+{
+    HojaAbierta h;
+    VistaRejilla* v = h.hoja->vsPresupuesto;
+    v->modelo().Select(2, 4);
+    clic(*v, 7, 5, Qt::RightButton);   // a total row
+    EXPECT_FALSE(h.hoja->mnuPopup->isVisible());
+    EXPECT_EQ(v->modelo().Row(), 2);
+    clic(*v, kCalzadoNorte, 6, Qt::RightButton);
+    EXPECT_TRUE(h.hoja->mnuPopup->isVisible());
+    EXPECT_EQ(v->modelo().Row(), kCalzadoNorte);
+    EXPECT_EQ(v->modelo().Col(), 6);
+    h.hoja->mnuPopup->hide();
+}
