@@ -14,8 +14,6 @@ using namespace presupuestos::prueba;
 
 namespace {
 
-QString celda(frmActPresupusto* h, int fila, int col) { return h->vsPresupuesto->modelo().TextMatrix(fila, col); }
-
 int filaDe(const ModeloRejilla& m, const QString& cuenta, const QString& dpto)
 {
     for (int r = 1; r < m.Rows(); ++r)
@@ -225,9 +223,11 @@ TEST(HojaCarga, ChoosingACategoryKeepsItsDescendantsOnly)
     f->vsFiltroCuentas->modelo().Select(fila, 1);
     f->vsFiltroCuentas_RowColChange();
     const ModeloRejilla& m = f->vsPresupuesto->modelo();
-    for (int r = 1; r < m.Rows(); ++r)
-        if (!m.IsSubtotal(r))
+    for (int r = 1; r < m.Rows(); ++r) {
+        if (!m.IsSubtotal(r)) {
             EXPECT_EQ(m.TextMatrix(r, 2), QStringLiteral("62800001"));
+        }
+    }
     EXPECT_TRUE(h.bd.conexion->ultimoTexto().contains(QStringLiteral(" AND c.Cuenta = '62800001' ORDER BY")));
 }
 

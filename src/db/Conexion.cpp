@@ -326,6 +326,8 @@ void Recordset::Close()
 
 int Recordset::numeroCampos() const { return q_ ? q_->record().count() : 0; }
 
+int Recordset::indiceCampo(const QString& nombre) const { return q_ ? q_->record().indexOf(nombre) : -1; }
+
 QVariant Recordset::campo(int indice) const
 {
     if (!q_ || eof_)
@@ -473,9 +475,8 @@ long Comando::Execute()
         consulta_ = std::make_unique<QSqlQuery>(conexion_->baseDatos());
         consulta_->setForwardOnly(true);
         if (!consulta_->prepare(conexion_->adaptar(texto_))) {
-            QSqlQuery fallida = *consulta_;
-            consulta_.reset();
-            conexion_->lanzarErrorMotor(fallida, texto_);
+            std::unique_ptr<QSqlQuery> fallida = std::move(consulta_);
+            conexion_->lanzarErrorMotor(*fallida, texto_);
         }
     }
     for (int i = 0; i < numeroParametros(); ++i) {

@@ -115,6 +115,9 @@ public:
     void MoveNext();
     void Close();
     int numeroCampos() const;
+    // Position of a field by name (case-insensitive), -1 when there is none;
+    // loops over many rows look their fields up once.
+    int indiceCampo(const QString& nombre) const;
 
     // Field by position or by name (case-insensitive). Raises an error at
     // end of file or for an unknown field.

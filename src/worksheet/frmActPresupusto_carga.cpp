@@ -68,37 +68,47 @@ void frmActPresupusto::DisenarRejilla(VistaRejilla* rejilla)
 void frmActPresupusto::llenarRejilla(VistaRejilla* rejilla, Recordset& rs, bool conDatosCalculo, int* filas, int* filasConValores)
 {
     ModeloRejilla& m = rejilla->modelo();
+    auto indice = [&rs](const QString& nombre) {
+        const int i = rs.indiceCampo(nombre);
+        if (i < 0 && !rs.eof())
+            throw VbError(3265, QStringLiteral("Item cannot be found in the collection corresponding to the requested name or ordinal."));
+        return i;
+    };
+    const int iDpto = indice(QStringLiteral("Dpto")), iDptoNombre = indice(QStringLiteral("Dpto_Nombre"));
+    const int iCuenta = indice(QStringLiteral("Cuenta")), iNombre = indice(QStringLiteral("Nombre"));
+    int iMes[12];
+    for (int mes = 1; mes <= 12; ++mes)
+        iMes[mes - 1] = indice(QStringLiteral("M%1").arg(mes));
+    int iMetodo = -1, iManual = -1, iValor = -1;
+    if (conDatosCalculo) {
+        iMetodo = indice(QStringLiteral("Metodo_Calculo"));
+        iManual = indice(QStringLiteral("Modificacion_Manual"));
+        iValor = indice(QStringLiteral("Valor"));
+    }
     QStringList campos;
     campos.reserve(20);
     while (!rs.eof()) {
         campos.clear();
-        campos << QString::number(rs.moneda(QStringLiteral("Dpto")).toInt32()) << rs.texto(QStringLiteral("Dpto_Nombre"))
-               << rs.texto(QStringLiteral("Cuenta")) << rs.texto(QStringLiteral("Nombre"));
+        campos << QString::number(rs.moneda(iDpto).toInt32()) << rs.texto(iDptoNombre) << rs.texto(iCuenta) << rs.texto(iNombre);
         int mascara = 0;
         if (conDatosCalculo)
-            mascara = rs.moneda(QStringLiteral("Modificacion_Manual")).toInt16();
+            mascara = rs.moneda(iManual).toInt16();
         Currency total;
         Currency meses[12];
-        for (int mes = 1; mes <= 12; ++mes) {
-            meses[mes - 1] = rs.moneda(QStringLiteral("M%1").arg(mes)).rounded(Decimales);
-            total += meses[mes - 1];
-            campos << es::formatear(meses[mes - 1], FormatoNumero);
+        for (int mes = 0; mes < 12; ++mes) {
+            meses[mes] = rs.moneda(iMes[mes]).rounded(Decimales);
+            total += meses[mes];
+            campos << es::formatear(meses[mes], FormatoNumero);
         }
         campos << es::formatear(total, FormatoNumero);
-        if (conDatosCalculo) {
-            campos << QString::number(rs.moneda(QStringLiteral("Metodo_Calculo")).toInt32()) << QString::number(mascara)
-                   << rs.moneda(QStringLiteral("Valor")).toPlainText();
-        }
+        if (conDatosCalculo)
+            campos << QString::number(rs.moneda(iMetodo).toInt32()) << QString::number(mascara) << rs.moneda(iValor).toPlainText();
         m.AddItem(campos.join(QLatin1Char('\t')));
         const int r = m.Rows() - 1;
         for (int mes = 1; mes <= 12; ++mes) {
             if (mascara & (1 << (mes - 1)))
                 m.setCellBackColor(r, mes + 3, Color1);
-            if (meses[mes - 1] < Currency())
-                m.setCellForeColor(r, mes + 3, kRojo);
         }
-        if (total < Currency())
-            m.setCellForeColor(r, 16, kRojo);
         ++*filas;
         if (!total.isZero())
             ++*filasConValores;

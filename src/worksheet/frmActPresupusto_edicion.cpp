@@ -30,7 +30,6 @@ namespace {
 const QString kForm = QStringLiteral("frmActPresupusto:");
 const QColor kBlanco(255, 255, 255);
 const QColor kRojo(255, 0, 0);
-const QColor kNegro(0, 0, 0);
 constexpr int kPrimerMes = 4;
 constexpr int kUltimoMes = 15;
 constexpr int kTotal = 16;
@@ -183,9 +182,11 @@ void colorearSigno(ModeloRejilla& m, int Row, int Col)
 {
     if (Col < 4 || Row < 1)
         return;
+    // Amounts are written formatted, so a negative one starts with its sign.
+    const QString texto = m.TextMatrix(Row, Col).trimmed();
     Currency v;
-    const bool negativo = es::intentarMoneda(m.TextMatrix(Row, Col), v) && v < Currency();
-    m.setCellForeColor(Row, Col, negativo ? kRojo : kNegro);
+    const bool negativo = texto.startsWith(QLatin1Char('-')) && es::intentarMoneda(texto, v) && v < Currency();
+    m.setCellForeColor(Row, Col, negativo ? kRojo : QColor());
 }
 } // namespace
 
