@@ -10,6 +10,7 @@
 #include "worksheet/frmActPresupusto.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFileInfo>
@@ -79,11 +80,12 @@ int main(int argc, char* argv[])
                                   QStringLiteral("codigo"), QStringLiteral("1"));
     QCommandLineOption optCaptura(QStringLiteral("captura"), QStringLiteral("Dibuja la hoja cargada en un PNG y termina."),
                                   QStringLiteral("fichero.png"));
+    QCommandLineOption optHistorico(QStringLiteral("historico"), QStringLiteral("Abre la hoja con el histórico a la vista."));
     QCommandLineOption optCuentas(QStringLiteral("cuentas"), QStringLiteral("generar-demo: número de cuentas de detalle (empresa grande)."),
                                   QStringLiteral("n"), QStringLiteral("0"));
     QCommandLineOption optDptos(QStringLiteral("departamentos"), QStringLiteral("generar-demo: número de departamentos (empresa grande)."),
                                 QStringLiteral("n"), QStringLiteral("0"));
-    p.addOptions({optBd, optOdbc, optEmpresa, optCaptura, optCuentas, optDptos});
+    p.addOptions({optBd, optOdbc, optEmpresa, optCaptura, optHistorico, optCuentas, optDptos});
     p.process(app);
 
     const int codEmpresa = p.value(optEmpresa).toInt();
@@ -139,6 +141,12 @@ int main(int argc, char* argv[])
         return fallo(ErrorBaseDatos, e.description());
     }
     frmActPresupusto* hoja = clase->formulario();
+    if (p.isSet(optHistorico)) {
+        QApplication::processEvents();
+        hoja->Form_Activate();
+        hoja->chkMostrarHistorico->setChecked(true);
+        hoja->chkMostrarHistorico_Click();
+    }
 
     if (p.isSet(optCaptura)) {
         QApplication::processEvents();
