@@ -79,8 +79,9 @@ TEST(NumerosEs, ReadsWhatASpanishWindowsAccepts)
         EXPECT_EQ(es::esNumerico(t), caso.numerico) << caso.texto;
         Currency v;
         EXPECT_EQ(es::intentarMoneda(t, v), caso.numerico) << caso.texto;
-        if (caso.numerico)
+        if (caso.numerico) {
             EXPECT_EQ(v, c(caso.valor)) << caso.texto;
+        }
     }
     EXPECT_THROW(es::aMoneda(QStringLiteral("abc")), VbError);
     EXPECT_THROW(es::aMoneda(QStringLiteral("99999999999999999999")), VbError);

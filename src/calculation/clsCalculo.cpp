@@ -50,7 +50,7 @@ void clsCalculo::setDecimales(qint16 decimales)
     }
     // A negative count of zeros cannot make a pattern.
     if (decimales < 0)
-        throw VbError(VbError::InvalidProcedureCall, QStringLiteral("Invalid procedure call or argument"));
+        throw VbError::invalidProcedureCall();
     formatoCalculo_ = QStringLiteral("#,0.") + QString(decimales, QLatin1Char('0'));
 }
 

@@ -20,7 +20,7 @@ public:
     qint32 MetodoCalc = 0;
 
     // Month amount, Index 0 (January) to 11 (December); any other index
-    // raises "Subscript out of range".
+    // raises the subscript error.
     Currency Mes(int Index) const;
     void setMes(int Index, Currency valor);
 

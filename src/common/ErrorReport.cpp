@@ -24,7 +24,7 @@ VbError comoVbError(const std::exception& e)
     if (auto* vbe = dynamic_cast<const VbError*>(&e))
         return *vbe;
     if (dynamic_cast<const std::bad_alloc*>(&e))
-        return VbError(7, QStringLiteral("Out of memory"));
+        return VbError::outOfMemory();
     return VbError(5, QString::fromUtf8(e.what()));
 }
 

@@ -27,7 +27,7 @@ bool esNumerico(const QString& texto);
 // Returns false when the text is not numeric; throws Overflow when the
 // number does not fit.
 bool intentarMoneda(const QString& texto, Currency& valor);
-// As above, raising "Type mismatch" for a text that is not numeric.
+// As above, raising the type-mismatch error for a text that is not numeric.
 Currency aMoneda(const QString& texto);
 
 // Whole number of a text for the spinner and year boxes: the leading

@@ -26,9 +26,20 @@ public:
     // Line of the failing statement; 0 when unknown.
     int line() const noexcept { return line_; }
 
+    // The run time's own errors. "Overflow" keeps its original text; the
+    // others read as a Spanish system writes them.
     static VbError overflow();
     static VbError subscriptOutOfRange();
     static VbError typeMismatch();
+    static VbError invalidUseOfNull();
+    static VbError invalidPropertyValue();
+    static VbError invalidProcedureCall();
+    static VbError internalError();
+    static VbError outOfMemory();
+    // The data layer's errors.
+    static VbError noCurrentRecord();
+    static VbError itemNotFound();
+    static VbError connectionUnusable();
 
 private:
     int number_;

@@ -311,7 +311,7 @@ Recordset::Recordset(std::unique_ptr<QSqlQuery> q) : q_(std::move(q))
 void Recordset::MoveNext()
 {
     if (eof_ || !q_)
-        throw VbError(3021, QStringLiteral("Either BOF or EOF is True, or the current record has been deleted."));
+        throw VbError::noCurrentRecord();
     eof_ = !q_->next();
 }
 
@@ -331,19 +331,19 @@ int Recordset::indiceCampo(const QString& nombre) const { return q_ ? q_->record
 QVariant Recordset::campo(int indice) const
 {
     if (!q_ || eof_)
-        throw VbError(3021, QStringLiteral("Either BOF or EOF is True, or the current record has been deleted."));
+        throw VbError::noCurrentRecord();
     if (indice < 0 || indice >= q_->record().count())
-        throw VbError(3265, QStringLiteral("Item cannot be found in the collection corresponding to the requested name or ordinal."));
+        throw VbError::itemNotFound();
     return q_->value(indice);
 }
 
 QVariant Recordset::campo(const QString& nombre) const
 {
     if (!q_ || eof_)
-        throw VbError(3021, QStringLiteral("Either BOF or EOF is True, or the current record has been deleted."));
+        throw VbError::noCurrentRecord();
     const int i = q_->record().indexOf(nombre);
     if (i < 0)
-        throw VbError(3265, QStringLiteral("Item cannot be found in the collection corresponding to the requested name or ordinal."));
+        throw VbError::itemNotFound();
     return q_->value(i);
 }
 
@@ -351,7 +351,7 @@ namespace {
 int aEntero(const QVariant& v)
 {
     if (v.isNull())
-        throw VbError(94, QStringLiteral("Invalid use of Null"));
+        throw VbError::invalidUseOfNull();
     return Currency::fromVariant(v).toInt32();
 }
 } // namespace
@@ -402,7 +402,7 @@ void Comando::setValor(int indice, Currency valor) { setValor(indice, QVariant::
 void Comando::setValor(int indice, const QVariant& valor)
 {
     if (indice < 0 || indice >= numeroParametros())
-        throw VbError(3265, QStringLiteral("Item cannot be found in the collection corresponding to the requested name or ordinal."));
+        throw VbError::itemNotFound();
     Parametro& p = parametros_[indice];
     if (valor.isNull() || !valor.isValid()) {
         p.valor = QVariant();
@@ -465,7 +465,7 @@ QVariant Comando::valor(int indice) const
 long Comando::Execute()
 {
     if (!conexion_)
-        throw VbError(3709, QStringLiteral("The connection cannot be used to perform this operation."));
+        throw VbError::connectionUnusable();
     if (!anotado_ || !preparado_) {
         conexion_->anotar(texto_);
         anotado_ = true;

@@ -127,7 +127,7 @@ public:
     Currency moneda(int indice) const { return Currency::fromVariant(campo(indice)); }
     QString texto(const QString& nombre) const { return campo(nombre).toString(); }
     QString texto(int indice) const { return campo(indice).toString(); }
-    // Whole-number field; a real rounds halves to even; null raises "Invalid use of Null".
+    // Whole-number field; a real rounds halves to even; null raises the invalid-use-of-Null error.
     int entero(const QString& nombre) const;
     int entero(int indice) const;
 

@@ -86,7 +86,7 @@ QString componerTitulo(const QString& patron, const QString& valor)
 
 VbError valorNoValido()
 {
-    return VbError(380, QStringLiteral("Invalid property value"));
+    return VbError::invalidPropertyValue();
 }
 
 } // namespace

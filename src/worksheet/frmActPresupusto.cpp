@@ -311,7 +311,7 @@ void frmActPresupusto::Form_Load()
         cboEjercicio->addItem(QString::number(anyo));
     const int indice = EjercicioActivo - (anyoEmpresa - 3);
     if (indice < 0 || indice >= cboEjercicio->count())
-        throw VbError(380, QStringLiteral("Invalid property value"));
+        throw VbError::invalidPropertyValue();
     cboEjercicio->setCurrentIndex(indice);
 
     PrimeraActivacion = true;

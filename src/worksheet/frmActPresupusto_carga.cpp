@@ -71,7 +71,7 @@ void frmActPresupusto::llenarRejilla(VistaRejilla* rejilla, Recordset& rs, bool 
     auto indice = [&rs](const QString& nombre) {
         const int i = rs.indiceCampo(nombre);
         if (i < 0 && !rs.eof())
-            throw VbError(3265, QStringLiteral("Item cannot be found in the collection corresponding to the requested name or ordinal."));
+            throw VbError::itemNotFound();
         return i;
     };
     const int iDpto = indice(QStringLiteral("Dpto")), iDptoNombre = indice(QStringLiteral("Dpto_Nombre"));

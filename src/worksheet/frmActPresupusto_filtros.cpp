@@ -229,7 +229,7 @@ void frmActPresupusto::OcultarCategoriasSinCuentas()
             if (cat.NoHijos == 0 && cat.Codigo == i) {
                 Q_ASSERT_X(cat.Fila >= 1, "OcultarCategoriasSinCuentas", "categoría cargada sin fila");
                 if (cat.Fila < 1)
-                    throw VbError(51, QStringLiteral("Internal error"));
+                    throw VbError::internalError();
                 m.setRowHidden(cat.Fila, true);
             }
         }
