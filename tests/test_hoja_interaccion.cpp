@@ -2,6 +2,7 @@
 // mouse and the cell editor of the real grid view.
 
 #include "HojaPrueba.h"
+#include "EventosPrueba.h"
 #include "worksheet/VistaRejilla.h"
 
 #include <QApplication>
@@ -19,30 +20,8 @@ namespace {
 constexpr int kVentasNorte = 4;
 constexpr int kCalzadoNorte = 5;
 
-void tecla(QWidget* destino, int key, Qt::KeyboardModifiers mod = Qt::NoModifier, const QString& texto = {})
-{
-    QKeyEvent pulsar(QEvent::KeyPress, key, mod, texto);
-    QApplication::sendEvent(destino, &pulsar);
-    QKeyEvent soltar(QEvent::KeyRelease, key, mod, texto);
-    QApplication::sendEvent(destino, &soltar);
-}
 
-void clic(VistaRejilla& v, int fila, int col, Qt::MouseButton boton)
-{
-    const QPoint p = v.rectCelda(fila, col).center();
-    QMouseEvent pulsar(QEvent::MouseButtonPress, QPointF(p), QPointF(v.viewport()->mapToGlobal(p)), boton, boton, Qt::NoModifier);
-    QApplication::sendEvent(v.viewport(), &pulsar);
-    QMouseEvent soltar(QEvent::MouseButtonRelease, QPointF(p), QPointF(v.viewport()->mapToGlobal(p)), boton, Qt::NoButton, Qt::NoModifier);
-    QApplication::sendEvent(v.viewport(), &soltar);
-}
 
-QLineEdit* editorAbierto(VistaRejilla& v)
-{
-    for (QLineEdit* e : v.findChildren<QLineEdit*>())
-        if (e->isVisible())
-            return e;
-    return nullptr;
-}
 
 } // namespace
 

@@ -1,3 +1,4 @@
+#include "EventosPrueba.h"
 #include "worksheet/VistaRejilla.h"
 
 #include <QApplication>
@@ -13,6 +14,7 @@
 #include <memory>
 
 using namespace presupuestos;
+using namespace presupuestos::prueba;
 
 namespace {
 
@@ -34,36 +36,9 @@ std::unique_ptr<VistaRejilla> rejilla(int filas = 8)
     return v;
 }
 
-void tecla(QWidget* destino, int key, Qt::KeyboardModifiers mod = Qt::NoModifier, const QString& texto = {})
-{
-    QKeyEvent pulsar(QEvent::KeyPress, key, mod, texto);
-    QApplication::sendEvent(destino, &pulsar);
-    QKeyEvent soltar(QEvent::KeyRelease, key, mod, texto);
-    QApplication::sendEvent(destino, &soltar);
-}
 
-void raton(VistaRejilla& v, QEvent::Type tipo, Qt::MouseButton boton, const QPoint& p)
-{
-    const Qt::MouseButtons botones = tipo == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::MouseButtons(boton);
-    QMouseEvent e(tipo, QPointF(p), QPointF(v.viewport()->mapToGlobal(p)), boton, botones, Qt::NoModifier);
-    QApplication::sendEvent(v.viewport(), &e);
-}
 
-void clic(VistaRejilla& v, int fila, int col, Qt::MouseButton boton = Qt::LeftButton)
-{
-    const QPoint p = v.rectCelda(fila, col).center();
-    raton(v, QEvent::MouseButtonPress, boton, p);
-    raton(v, QEvent::MouseButtonRelease, boton, p);
-}
 
-QLineEdit* editorAbierto(VistaRejilla& v)
-{
-    // Closed editors are hidden at once and deleted later.
-    for (QLineEdit* e : v.findChildren<QLineEdit*>())
-        if (e->isVisible())
-            return e;
-    return nullptr;
-}
 
 } // namespace
 

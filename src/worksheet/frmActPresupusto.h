@@ -240,6 +240,11 @@ private:
     void conectarFiltros();
     void conectarEdicion();
     void sincronizarOperaciones();
+    void abrirMenu(VistaRejilla* rejilla, int Button, int X, int Y);
+    // The account the account list narrows the worksheet to, if any.
+    bool cuentaSeleccionada(QString* cuenta) const;
+    // Both type boxes share their logic: one of them always stays checked.
+    void tipoCuentaClick(QCheckBox* pulsada, QCheckBox* otra);
     void refrescarSubtotales(int colDesde, int colHasta);
     // Sales edits inside a paste or a clear recalculate the rows that depend
     // on them once, at the end.

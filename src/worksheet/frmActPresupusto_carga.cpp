@@ -130,14 +130,22 @@ void frmActPresupusto::fijarBarra(QProgressBar* barra, int valor, int maximo)
     barra->setProperty("texto", texto);
 }
 
+bool frmActPresupusto::cuentaSeleccionada(QString* cuenta) const
+{
+    const ModeloRejilla& cuentas = vsFiltroCuentas->modelo();
+    const bool hay = cuentas.Row() >= 1;
+    *cuenta = hay ? cuentas.TextMatrix(cuentas.Row(), 1) : QString();
+    return hay;
+}
+
 void frmActPresupusto::CargarPresupuesto()
 {
     ++cargasPresupuesto;
     conManejador(kForm + QStringLiteral("CargarPresupuesto"), [this] {
         const ModeloRejilla& cuentas = vsFiltroCuentas->modelo();
         const ModeloRejilla& categorias = vsFiltrosCategoria->modelo();
-        const bool hayCuenta = cuentas.Row() >= 1;
-        const QString cuenta = hayCuenta ? cuentas.TextMatrix(cuentas.Row(), 1) : QString();
+        QString cuenta;
+        const bool hayCuenta = cuentaSeleccionada(&cuenta);
         if (categorias.Row() >= 0 && cuentas.Row() >= 0)
             lblSeleccion->setText(categorias.TextMatrix(categorias.Row(), 1).trimmed() + QStringLiteral(" - ")
                                   + cuentas.TextMatrix(cuentas.Row(), 1));
@@ -267,9 +275,8 @@ void frmActPresupusto::CargarHistorico()
     ++cargasHistorico;
     conManejador(kForm + QStringLiteral("CargarHistorico"), [this] {
         GetDrumavData(false);
-        const ModeloRejilla& cuentas = vsFiltroCuentas->modelo();
-        const bool hayCuenta = cuentas.Row() >= 1;
-        const QString cuenta = hayCuenta ? cuentas.TextMatrix(cuentas.Row(), 1) : QString();
+        QString cuenta;
+        const bool hayCuenta = cuentaSeleccionada(&cuenta);
         const QString sql = consultas::historico(TablaFiltroCuentas, TablaEstadisticas, EmpresaActiva->CodigoEmpresa(),
                                                  ejercicioHistorico(), GetFiltroDptos(), cuenta, hayCuenta);
         Recordset rs = ConexionActiva->Abrir(sql);

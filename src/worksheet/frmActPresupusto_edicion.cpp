@@ -293,40 +293,29 @@ void frmActPresupusto::vsHistorico_KeyDown(int KeyCode, int Shift)
         Copiar_A_Clipboard(vsHistorico);
 }
 
-void frmActPresupusto::vsPresupuesto_MouseDown(int Button, int, int X, int Y)
+void frmActPresupusto::abrirMenu(VistaRejilla* rejilla, int Button, int X, int Y)
 {
-    conManejador(kForm + QStringLiteral("vsPresupuesto_MouseDown"), [&] {
-        ModeloRejilla& m = vsPresupuesto->modelo();
-        if (Button != 2 || m.Rows() <= 1)
-            return;
-        const int fila = vsPresupuesto->filaEn(QPoint(X, Y));
-        if (fila <= 0 || m.IsSubtotal(fila))
-            return;
-        // A multi-cell selection stays as it is, so that the menu acts on it.
-        if (!vsPresupuesto->seleccionExtendida()) {
-            const int col = vsPresupuesto->colEn(QPoint(X, Y));
-            m.Select(fila, col >= 0 ? col : m.Col());
-        }
-        vsPresupuesto->setFocus();
-        mnuPopup->popup(vsPresupuesto->viewport()->mapToGlobal(QPoint(X, Y)));
-    });
-}
-
-void frmActPresupusto::vsHistorico_MouseDown(int Button, int, int X, int Y)
-{
-    ModeloRejilla& m = vsHistorico->modelo();
+    ModeloRejilla& m = rejilla->modelo();
     if (Button != 2 || m.Rows() <= 1)
         return;
-    const int fila = vsHistorico->filaEn(QPoint(X, Y));
+    const int fila = rejilla->filaEn(QPoint(X, Y));
     if (fila <= 0 || m.IsSubtotal(fila))
         return;
-    if (!vsHistorico->seleccionExtendida()) {
-        const int col = vsHistorico->colEn(QPoint(X, Y));
+    // A multi-cell selection stays as it is, so that the menu acts on it.
+    if (!rejilla->seleccionExtendida()) {
+        const int col = rejilla->colEn(QPoint(X, Y));
         m.Select(fila, col >= 0 ? col : m.Col());
     }
-    vsHistorico->setFocus();
-    mnuPopup->popup(vsHistorico->viewport()->mapToGlobal(QPoint(X, Y)));
+    rejilla->setFocus();
+    mnuPopup->popup(rejilla->viewport()->mapToGlobal(QPoint(X, Y)));
 }
+
+void frmActPresupusto::vsPresupuesto_MouseDown(int Button, int, int X, int Y)
+{
+    conManejador(kForm + QStringLiteral("vsPresupuesto_MouseDown"), [&] { abrirMenu(vsPresupuesto, Button, X, Y); });
+}
+
+void frmActPresupusto::vsHistorico_MouseDown(int Button, int, int X, int Y) { abrirMenu(vsHistorico, Button, X, Y); }
 
 void frmActPresupusto::vsPresupuesto_DblClick()
 {

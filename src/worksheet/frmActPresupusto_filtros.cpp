@@ -313,35 +313,27 @@ void frmActPresupusto::vsFiltroCuentas_RowColChange()
     });
 }
 
-void frmActPresupusto::chkTipoCuentaIngresos_Click()
-{
-    if (Cargando)
-        return;
-    conManejador(kForm + QStringLiteral("chkTipoCuentaIngresos_Click"), [this] {
-        Cargando = true;
-        if (!chkTipoCuentaIngresos->isChecked())
-            chkTipoCuentaGastos->setChecked(true);
-        Cargando = false;
-        FiltrarCuentas();
-        CargarPresupuesto();
-        if (vsHistorico->isVisibleTo(this))
-            CargarHistorico();
-    });
-}
-
-void frmActPresupusto::chkTipoCuentaGastos_Click()
+void frmActPresupusto::tipoCuentaClick(QCheckBox* pulsada, QCheckBox* otra)
 {
     if (Cargando)
         return;
     Cargando = true;
-    if (!chkTipoCuentaGastos->isChecked())
-        chkTipoCuentaIngresos->setChecked(true);
+    if (!pulsada->isChecked())
+        otra->setChecked(true);
     Cargando = false;
     FiltrarCuentas();
     CargarPresupuesto();
     if (vsHistorico->isVisibleTo(this))
         CargarHistorico();
 }
+
+void frmActPresupusto::chkTipoCuentaIngresos_Click()
+{
+    conManejador(kForm + QStringLiteral("chkTipoCuentaIngresos_Click"),
+                 [this] { tipoCuentaClick(chkTipoCuentaIngresos, chkTipoCuentaGastos); });
+}
+
+void frmActPresupusto::chkTipoCuentaGastos_Click() { tipoCuentaClick(chkTipoCuentaGastos, chkTipoCuentaIngresos); }
 
 // ---------------------------------------------------------------------------
 // Department filter
