@@ -20,9 +20,6 @@ namespace {
 constexpr int kVentasNorte = 4;
 constexpr int kCalzadoNorte = 5;
 
-
-
-
 } // namespace
 
 TEST(HojaInteraccion, TypingIntoAMonthAndEnterSavesAndWalksRight)

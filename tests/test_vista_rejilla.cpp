@@ -36,10 +36,6 @@ std::unique_ptr<VistaRejilla> rejilla(int filas = 8)
     return v;
 }
 
-
-
-
-
 } // namespace
 
 // ---- Presentation ---------------------------------------------------------------------
