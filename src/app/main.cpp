@@ -26,6 +26,15 @@ namespace {
 
 enum Salida { Ok = 0, ErrorUso = 1, ErrorBaseDatos = 2, ErrorEmpresa = 3, ErrorCaptura = 4 };
 
+// The offscreen platform says, for every window, what it cannot do; that is
+// noise when rendering a screenshot.
+void filtrarAvisosSinPantalla(QtMsgType tipo, const QMessageLogContext& contexto, const QString& mensaje)
+{
+    if (mensaje.startsWith(QLatin1String("This plugin does not support")))
+        return;
+    QTextStream(stderr) << qFormatLogMessage(tipo, contexto, mensaje) << Qt::endl;
+}
+
 bool hayPantalla()
 {
     const QString plataforma = QGuiApplication::platformName();
@@ -63,6 +72,8 @@ int main(int argc, char* argv[])
     if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
         && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (qgetenv("QT_QPA_PLATFORM") == "offscreen")
+        qInstallMessageHandler(filtrarAvisosSinPantalla);
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("presupuestos"));
     QApplication::setOrganizationName(QStringLiteral("presupuestos"));
