@@ -149,6 +149,10 @@ TEST(HojaEdicion, EditingASalesAccountRecalculatesEveryMonthlySalesPercentageRow
     EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62100001"), 2).toDouble(), 0.0);   // no sales in Sur
     EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62800001"), 1).toDouble(), 99.0);  // year-based: untouched
     EXPECT_EQ(h.bd_(QStringLiteral("Metodo_Calculo"), QStringLiteral("62100001"), 1).toInt(), 6);
+    // The recalculated row shows its new months at once; the year-based one keeps its own.
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, 5), QStringLiteral("150"));
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, 16), QStringLiteral("700"));
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte + 1, 4), QStringLiteral("99"));
 }
 
 TEST(HojaEdicion, OneClipboardValueFillsTheSelectionSkippingTotalRows)

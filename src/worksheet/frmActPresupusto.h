@@ -7,6 +7,7 @@
 #include "db/Conexion.h"
 
 #include <QColor>
+#include <QHash>
 #include <QPointer>
 #include <QString>
 #include <QWidget>
@@ -249,6 +250,11 @@ private:
     // Sales edits inside a paste or a clear recalculate the rows that depend
     // on them once, at the end.
     int loteEdicion_ = 0;
+    // Account rows of the budget grid by account and department, so that rows
+    // recalculated in the database can be shown at once.
+    QHash<QString, int> filaPorClave_;
+    void indexarFilas();
+    static QString clave(const QString& cuenta, int dpto) { return cuenta + QLatin1Char('|') + QString::number(dpto); }
     bool dependenciasPendientes_ = false;
     void llenarRejilla(VistaRejilla* rejilla, Recordset& rs, bool conDatosCalculo, int* filas, int* filasConValores);
     void fijarBarra(QProgressBar* barra, int valor, int maximo);

@@ -130,6 +130,16 @@ void frmActPresupusto::fijarBarra(QProgressBar* barra, int valor, int maximo)
     barra->setProperty("texto", texto);
 }
 
+void frmActPresupusto::indexarFilas()
+{
+    const ModeloRejilla& m = vsPresupuesto->modelo();
+    filaPorClave_.clear();
+    filaPorClave_.reserve(m.Rows());
+    for (int r = 1; r < m.Rows(); ++r)
+        if (!m.IsSubtotal(r))
+            filaPorClave_.insert(clave(m.TextMatrix(r, 2), es::valEntero(m.TextMatrix(r, 0))), r);
+}
+
 bool frmActPresupusto::cuentaSeleccionada(QString* cuenta) const
 {
     const ModeloRejilla& cuentas = vsFiltroCuentas->modelo();
@@ -162,6 +172,7 @@ void frmActPresupusto::CargarPresupuesto()
             llenarRejilla(vsPresupuesto, rs, true, &filas, &conValores);
             rs.Close();
             CrearTotales(vsPresupuesto);
+            indexarFilas();
         }
         fijarBarra(pbrSeleccion, conValores, filas);
         if (PrimeraActivacion)

@@ -702,6 +702,19 @@ void frmActPresupusto::RecalcularDependencias()
             for (int i = 0; i < 12; ++i)
                 item.setMes(i, calculo.Mes(i));
             dbPresupuesto_->Actualizar(item);
+            // The row follows on screen too when the worksheet shows it.
+            const int r = filaPorClave_.value(clave(f.cuenta, f.dpto), -1);
+            ModeloRejilla& m = vsPresupuesto->modelo();
+            if (r > 0 && r < m.Rows() && m.TextMatrix(r, 2) == f.cuenta) {
+                for (int i = 0; i < 12; ++i) {
+                    m.setTextMatrix(r, i + 4, es::formatear(calculo.Mes(i).rounded(Decimales), FormatoNumero));
+                    m.setCellBackColor(r, i + 4, kBlanco);
+                }
+                m.setTextMatrix(r, 17, QStringLiteral("6"));
+                m.setTextMatrix(r, 18, QStringLiteral("0"));
+                m.setTextMatrix(r, 19, f.valor.toPlainText());
+                RecalcularFilas(r, r, kPrimerMes, kUltimoMes);
+            }
         }
     });
 }
