@@ -42,3 +42,23 @@ TEST(ErrorReport, RecordedMessageBoxAnswersInOrder)
     Plataforma::portapapeles().ponerTexto(QStringLiteral("1\t2"));
     EXPECT_EQ(p.portapapeles->contenido, QStringLiteral("1\t2"));
 }
+
+TEST(DialogoArchivo, RecordedAnswersInOrderThenCancelAndTheFilterInQtForm)
+{
+    {
+        PlataformaDePrueba p;
+        p.dialogoArchivo->respuestas = {QStringLiteral("/a.xlsx"), QString()};
+        EXPECT_EQ(Plataforma::dialogoArchivo().abrir(QStringLiteral("f1")), QStringLiteral("/a.xlsx"));
+        EXPECT_TRUE(Plataforma::dialogoArchivo().abrir(QStringLiteral("f2")).isEmpty());
+        EXPECT_TRUE(Plataforma::dialogoArchivo().abrir(QStringLiteral("f3")).isEmpty());
+        EXPECT_EQ(p.dialogoArchivo->filtros, (std::vector<QString>{"f1", "f2", "f3"}));
+    }
+    // Gone with the test's services: the Qt dialog is back.
+    EXPECT_NE(dynamic_cast<DialogoArchivoQt*>(&Plataforma::dialogoArchivo()), nullptr);
+
+    // A description without a pattern of its own is kept as it is.
+    EXPECT_EQ(DialogoArchivoQt::filtroQt(QStringLiteral("Archivos de Excel(*.xlsx)|*.xlsx|Libro de Excel 97-2003(*.xls)")),
+              QStringLiteral("Archivos de Excel(*.xlsx) (*.xlsx);;Libro de Excel 97-2003(*.xls)"));
+    EXPECT_EQ(DialogoArchivoQt::filtroQt(QStringLiteral("Libros|*.xlsx;*.xls|Todos|*.*")),
+              QStringLiteral("Libros (*.xlsx *.xls);;Todos (*.*)"));
+}

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QFileDialog>
 #include <QGuiApplication>
 #include <QMessageBox>
 #include <QPushButton>
@@ -16,6 +17,7 @@ struct Servicios {
     std::shared_ptr<IPunteroRaton> puntero = std::make_shared<PunteroRatonQt>();
     std::shared_ptr<IPortapapeles> portapapeles = std::make_shared<PortapapelesQt>();
     std::shared_ptr<IFoco> foco = std::make_shared<FocoQt>();
+    std::shared_ptr<IDialogoArchivo> dialogoArchivo = std::make_shared<DialogoArchivoQt>();
 };
 
 Servicios& servicios()
@@ -30,15 +32,18 @@ ICuadroMensaje& Plataforma::mensajes() { return *servicios().mensajes; }
 IPunteroRaton& Plataforma::puntero() { return *servicios().puntero; }
 IPortapapeles& Plataforma::portapapeles() { return *servicios().portapapeles; }
 IFoco& Plataforma::foco() { return *servicios().foco; }
+IDialogoArchivo& Plataforma::dialogoArchivo() { return *servicios().dialogoArchivo; }
 
 void Plataforma::instalar(std::shared_ptr<ICuadroMensaje> m, std::shared_ptr<IPunteroRaton> p,
-                          std::shared_ptr<IPortapapeles> c, std::shared_ptr<IFoco> f)
+                          std::shared_ptr<IPortapapeles> c, std::shared_ptr<IFoco> f,
+                          std::shared_ptr<IDialogoArchivo> d)
 {
     auto& s = servicios();
     if (m) s.mensajes = std::move(m);
     if (p) s.puntero = std::move(p);
     if (c) s.portapapeles = std::move(c);
     if (f) s.foco = std::move(f);
+    if (d) s.dialogoArchivo = std::move(d);
 }
 
 void Plataforma::restaurarQt() { servicios() = Servicios(); }
@@ -108,6 +113,39 @@ QString FocoQt::nombreControlActivo() const
     return w ? w->objectName() : QString();
 }
 
+QString DialogoArchivoQt::abrir(const QString& filtro)
+{
+    return QFileDialog::getOpenFileName(QApplication::activeWindow(), QString(), QString(), filtroQt(filtro));
+}
+
+QString DialogoArchivoQt::filtroQt(const QString& filtro)
+{
+    const QStringList partes = filtro.split(QLatin1Char('|'));
+    QStringList filtros;
+    for (int i = 0; i < partes.size(); i += 2) {
+        const QString descripcion = partes[i];
+        const QString patrones = i + 1 < partes.size() ? partes[i + 1] : QString();
+        // A description without a pattern of its own is offered as it is;
+        // Qt then takes the pattern from the description's parentheses.
+        if (patrones.isEmpty())
+            filtros << descripcion;
+        else
+            filtros << descripcion + QStringLiteral(" (") + QString(patrones).replace(QLatin1Char(';'), QLatin1Char(' '))
+                           + QLatin1Char(')');
+    }
+    return filtros.join(QStringLiteral(";;"));
+}
+
+QString DialogoArchivoGrabado::abrir(const QString& filtro)
+{
+    filtros.push_back(filtro);
+    if (respuestas.empty())
+        return QString();
+    const QString r = respuestas.front();
+    respuestas.erase(respuestas.begin());
+    return r;
+}
+
 int CuadroMensajeGrabado::MsgBox(const QString& prompt, int estilo, const QString& titulo)
 {
     mostrados.push_back({prompt, estilo, titulo});
@@ -123,9 +161,10 @@ PlataformaDePrueba::PlataformaDePrueba()
     : mensajes(std::make_shared<CuadroMensajeGrabado>()),
       puntero(std::make_shared<PunteroRatonGrabado>()),
       portapapeles(std::make_shared<PortapapelesGrabado>()),
-      foco(std::make_shared<FocoGrabado>())
+      foco(std::make_shared<FocoGrabado>()),
+      dialogoArchivo(std::make_shared<DialogoArchivoGrabado>())
 {
-    Plataforma::instalar(mensajes, puntero, portapapeles, foco);
+    Plataforma::instalar(mensajes, puntero, portapapeles, foco, dialogoArchivo);
 }
 
 PlataformaDePrueba::~PlataformaDePrueba() { Plataforma::restaurarQt(); }

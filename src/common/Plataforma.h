@@ -58,6 +58,18 @@ public:
     virtual QString nombreControlActivo() const = 0;
 };
 
+// The common dialog's ShowOpen. The filter is written as the common dialog
+// takes it: description|pattern pairs joined by "|".
+class IDialogoArchivo {
+public:
+    // Error the common dialog raises on cancel when asked to.
+    static constexpr int ErrorCancelar = 32755;
+
+    virtual ~IDialogoArchivo() = default;
+    // Returns the chosen path; empty when the user cancelled.
+    virtual QString abrir(const QString& filtro) = 0;
+};
+
 // The services in force. Qt implementations by default; tests replace them.
 class Plataforma {
 public:
@@ -65,9 +77,11 @@ public:
     static IPunteroRaton& puntero();
     static IPortapapeles& portapapeles();
     static IFoco& foco();
+    static IDialogoArchivo& dialogoArchivo();
 
     static void instalar(std::shared_ptr<ICuadroMensaje> m, std::shared_ptr<IPunteroRaton> p,
-                         std::shared_ptr<IPortapapeles> c, std::shared_ptr<IFoco> f);
+                         std::shared_ptr<IPortapapeles> c, std::shared_ptr<IFoco> f,
+                         std::shared_ptr<IDialogoArchivo> d = nullptr);
     static void restaurarQt();
 };
 
@@ -97,6 +111,13 @@ public:
 class FocoQt : public IFoco {
 public:
     QString nombreControlActivo() const override;
+};
+
+class DialogoArchivoQt : public IDialogoArchivo {
+public:
+    QString abrir(const QString& filtro) override;
+    // The common dialog's filter in Qt's form: "description (patterns);;...".
+    static QString filtroQt(const QString& filtro);
 };
 
 // ---- Recording implementations for tests ----------------------------------
@@ -139,6 +160,15 @@ public:
     QString nombre;
 };
 
+class DialogoArchivoGrabado : public IDialogoArchivo {
+public:
+    QString abrir(const QString& filtro) override;
+    // Paths chosen in order (an empty one cancels); when they run out, cancel.
+    std::vector<QString> respuestas;
+    // The filter of every dialog shown.
+    std::vector<QString> filtros;
+};
+
 // Installs recording services for the lifetime of the object.
 class PlataformaDePrueba {
 public:
@@ -148,6 +178,7 @@ public:
     std::shared_ptr<PunteroRatonGrabado> puntero;
     std::shared_ptr<PortapapelesGrabado> portapapeles;
     std::shared_ptr<FocoGrabado> foco;
+    std::shared_ptr<DialogoArchivoGrabado> dialogoArchivo;
 };
 
 } // namespace presupuestos

@@ -1,0 +1,694 @@
+#include "import/LectorLibro.h"
+
+#include "common/VbError.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QXmlStreamReader>
+#include <cmath>
+#include <optional>
+#include <vector>
+#include <zip.h>
+
+namespace presupuestos {
+
+namespace {
+
+constexpr int kFilasXlsx = 1048576;
+constexpr int kColumnasXlsx = 16384;
+constexpr qint64 kTrozo = 64 * 1024;
+
+QString megas(qint64 bytes) { return QString::number(bytes / (1024 * 1024)); }
+
+// ---- The zip container ---------------------------------------------------------
+
+class Zip {
+public:
+    Zip(zip_t* z, QString libro, const LimitesLibro& limites) : z_(z), libro_(std::move(libro)), limites_(limites) {}
+    ~Zip()
+    {
+        if (z_)
+            zip_discard(z_);
+    }
+    Zip(const Zip&) = delete;
+    Zip& operator=(const Zip&) = delete;
+
+    const QString& libro() const { return libro_; }
+    const LimitesLibro& limites() const { return limites_; }
+
+    // Index of a part by name (part names ignore case), -1 when absent.
+    zip_int64_t buscar(const QString& nombre) const
+    {
+        return zip_name_locate(z_, nombre.toUtf8().constData(), ZIP_FL_NOCASE);
+    }
+
+    zip_file_t* abrir(zip_int64_t indice, const QString& nombre) const
+    {
+        zip_file_t* f = zip_fopen_index(z_, static_cast<zip_uint64_t>(indice), 0);
+        if (!f)
+            throw errorLibro(libro_, QStringLiteral("la parte '%1' no se puede descomprimir (%2)")
+                                         .arg(nombre, QString::fromUtf8(zip_strerror(z_))));
+        return f;
+    }
+
+private:
+    zip_t* z_;
+    QString libro_;
+    const LimitesLibro& limites_;
+};
+
+// ---- One XML part, inflated as it is parsed ---------------------------------------
+
+class ParteXml {
+public:
+    ParteXml(const Zip& zip, const QString& nombre) : zip_(zip), nombre_(nombre)
+    {
+        const zip_int64_t i = zip.buscar(nombre);
+        if (i < 0)
+            throw errorLibro(zip.libro(), QStringLiteral("falta la parte '%1'").arg(nombre));
+        f_ = zip.abrir(i, nombre);
+        // Namespaces are matched by local name only: strict and transitional
+        // workbooks, and writers that prefix every element, read alike.
+        xml_.setNamespaceProcessing(true);
+    }
+    ~ParteXml()
+    {
+        if (f_)
+            zip_fclose(f_);
+    }
+    ParteXml(const ParteXml&) = delete;
+    ParteXml& operator=(const ParteXml&) = delete;
+
+    QXmlStreamReader& xml() { return xml_; }
+    int profundidad() const { return profundidad_; }
+
+    // The next token; EndDocument at the end. Feeds more inflated bytes
+    // whenever the parser runs dry.
+    QXmlStreamReader::TokenType siguiente()
+    {
+        for (;;) {
+            const QXmlStreamReader::TokenType t = xml_.readNext();
+            switch (t) {
+            case QXmlStreamReader::Invalid:
+                if (xml_.error() == QXmlStreamReader::PrematureEndOfDocumentError && !fin_) {
+                    alimentar();
+                    continue;
+                }
+                throw malformada();
+            case QXmlStreamReader::DTD:
+                throw errorLibro(zip_.libro(), QStringLiteral("la parte '%1' declara una DTD, que no se admite").arg(nombre_));
+            case QXmlStreamReader::EntityReference:
+                throw malformada();
+            case QXmlStreamReader::StartElement:
+                if (++profundidad_ > zip_.limites().profundidadXml)
+                    throw errorLibro(zip_.libro(), QStringLiteral("la parte '%1' anida más de %2 niveles de XML")
+                                                       .arg(nombre_)
+                                                       .arg(zip_.limites().profundidadXml));
+                return t;
+            case QXmlStreamReader::EndElement:
+                --profundidad_;
+                return t;
+            default:
+                return t;
+            }
+        }
+    }
+
+    // The text of the element just started, up to its end; nested elements
+    // are not expected and make the part malformed.
+    QString textoElemento(qint64 maximo)
+    {
+        QString texto;
+        for (;;) {
+            switch (siguiente()) {
+            case QXmlStreamReader::Characters:
+                if (texto.size() + xml_.text().size() > maximo)
+                    throw errorLibro(zip_.libro(), QStringLiteral("un texto tiene más de %1 caracteres").arg(maximo));
+                texto += xml_.text();
+                break;
+            case QXmlStreamReader::EndElement: return texto;
+            case QXmlStreamReader::StartElement:
+            case QXmlStreamReader::EndDocument: throw malformada();
+            default: break;
+            }
+        }
+    }
+
+    // Skips the element just started with everything inside it.
+    void saltarElemento()
+    {
+        const int nivel = profundidad_;
+        while (profundidad_ >= nivel) {
+            if (siguiente() == QXmlStreamReader::EndDocument)
+                throw malformada();
+        }
+    }
+
+    VbError malformada() const
+    {
+        return errorLibro(zip_.libro(), QStringLiteral("la parte '%1' está dañada o mal formada (línea %2, columna %3)")
+                                            .arg(nombre_)
+                                            .arg(xml_.lineNumber())
+                                            .arg(xml_.columnNumber()));
+    }
+
+    VbError error(const QString& detalle) const { return errorLibro(zip_.libro(), detalle); }
+
+private:
+    void alimentar()
+    {
+        char trozo[kTrozo];
+        const zip_int64_t n = zip_fread(f_, trozo, sizeof trozo);
+        if (n < 0)
+            throw errorLibro(zip_.libro(), QStringLiteral("la parte '%1' está dañada (%2)")
+                                               .arg(nombre_, QString::fromUtf8(zip_file_strerror(f_))));
+        if (n == 0) {
+            fin_ = true;
+            return;
+        }
+        leidos_ += n;
+        if (leidos_ > zip_.limites().bytesParte)
+            throw errorLibro(zip_.libro(), QStringLiteral("la parte '%1' ocupa más de %2 MB descomprimida")
+                                               .arg(nombre_, megas(zip_.limites().bytesParte)));
+        xml_.addData(QByteArray(trozo, static_cast<int>(n)));
+    }
+
+    const Zip& zip_;
+    QString nombre_;
+    zip_file_t* f_ = nullptr;
+    QXmlStreamReader xml_;
+    qint64 leidos_ = 0;
+    int profundidad_ = 0;
+    bool fin_ = false;
+};
+
+bool es(QStringView a, const char16_t* b) { return a == QStringView(b); }
+
+// "_x000D_" and the like stand for characters XML cannot carry; "_x005F_"
+// escapes a literal underscore.
+QString decodificarEscapes(const QString& s)
+{
+    if (!s.contains(QLatin1String("_x")))
+        return s;
+    QString r;
+    r.reserve(s.size());
+    for (qsizetype i = 0; i < s.size(); ++i) {
+        if (s[i] == QLatin1Char('_') && i + 6 < s.size() && s[i + 1] == QLatin1Char('x') && s[i + 6] == QLatin1Char('_')) {
+            bool ok = false;
+            const uint codigo = QStringView(s).mid(i + 2, 4).toUInt(&ok, 16);
+            if (ok) {
+                r += QChar(static_cast<char16_t>(codigo));
+                i += 6;
+                continue;
+            }
+        }
+        r += s[i];
+    }
+    return r;
+}
+
+// ---- Relationships and part names --------------------------------------------
+
+struct Relacion {
+    QString id;
+    QString tipo;
+    QString destino; // full part name inside the zip
+};
+
+// Directory of a part, with its trailing slash ("xl/" for "xl/workbook.xml").
+QString carpetaDe(const QString& parte)
+{
+    const qsizetype i = parte.lastIndexOf(QLatin1Char('/'));
+    return i < 0 ? QString() : parte.left(i + 1);
+}
+
+// Resolves a relationship target against the source part's folder.
+QString resolver(const QString& carpeta, const QString& destino)
+{
+    QString ruta = destino.startsWith(QLatin1Char('/')) ? destino.mid(1) : carpeta + destino;
+    QStringList limpia;
+    for (const QString& paso : ruta.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
+        if (paso == QLatin1String("."))
+            continue;
+        if (paso == QLatin1String("..")) {
+            if (!limpia.isEmpty())
+                limpia.removeLast();
+            continue;
+        }
+        limpia << paso;
+    }
+    return limpia.join(QLatin1Char('/'));
+}
+
+QString relacionesDe(const QString& parte)
+{
+    const QString carpeta = carpetaDe(parte);
+    return carpeta + QStringLiteral("_rels/") + parte.mid(carpeta.size()) + QStringLiteral(".rels");
+}
+
+std::vector<Relacion> leerRelaciones(const Zip& zip, const QString& parte)
+{
+    std::vector<Relacion> lista;
+    const QString nombre = parte.isEmpty() ? QStringLiteral("_rels/.rels") : relacionesDe(parte);
+    if (zip.buscar(nombre) < 0)
+        return lista;
+    ParteXml p(zip, nombre);
+    const QString carpeta = carpetaDe(parte);
+    for (;;) {
+        const auto t = p.siguiente();
+        if (t == QXmlStreamReader::EndDocument)
+            break;
+        if (t != QXmlStreamReader::StartElement || !es(p.xml().name(), u"Relationship"))
+            continue;
+        if (lista.size() >= static_cast<std::size_t>(zip.limites().entradasZip))
+            throw p.error(QStringLiteral("la parte '%1' tiene demasiadas relaciones").arg(nombre));
+        const QXmlStreamAttributes a = p.xml().attributes();
+        if (a.value(QStringLiteral("TargetMode")) == QLatin1String("External"))
+            continue;
+        lista.push_back({a.value(QStringLiteral("Id")).toString(), a.value(QStringLiteral("Type")).toString(),
+                         resolver(carpeta, a.value(QStringLiteral("Target")).toString())});
+    }
+    return lista;
+}
+
+bool tipoTermina(const Relacion& r, const char* sufijo) { return r.tipo.endsWith(QLatin1String(sufijo)); }
+
+// ---- workbook.xml ------------------------------------------------------------------
+
+struct HojaDeclarada {
+    QString nombre;
+    QString idRelacion;
+};
+
+struct Libro {
+    std::vector<HojaDeclarada> hojas;
+    int pestanaActiva = 0;
+};
+
+Libro leerLibro(const Zip& zip, const QString& parte)
+{
+    Libro libro;
+    ParteXml p(zip, parte);
+    bool vistaLeida = false;
+    for (;;) {
+        const auto t = p.siguiente();
+        if (t == QXmlStreamReader::EndDocument)
+            break;
+        if (t != QXmlStreamReader::StartElement)
+            continue;
+        const QStringView nombre = p.xml().name();
+        if (es(nombre, u"sheet")) {
+            if (libro.hojas.size() >= static_cast<std::size_t>(zip.limites().entradasZip))
+                throw p.error(QStringLiteral("el libro declara demasiadas hojas"));
+            HojaDeclarada h;
+            for (const QXmlStreamAttribute& a : p.xml().attributes()) {
+                if (es(a.name(), u"name") && a.namespaceUri().isEmpty())
+                    h.nombre = a.value().toString();
+                // r:id, in whichever relationships namespace the workbook uses.
+                else if (es(a.name(), u"id") && !a.namespaceUri().isEmpty())
+                    h.idRelacion = a.value().toString();
+            }
+            libro.hojas.push_back(h);
+        } else if (es(nombre, u"workbookView") && !vistaLeida) {
+            vistaLeida = true;
+            bool ok = false;
+            const int activa = p.xml().attributes().value(QStringLiteral("activeTab")).toInt(&ok);
+            libro.pestanaActiva = ok ? activa : 0;
+        }
+    }
+    return libro;
+}
+
+// ---- sharedStrings.xml ----------------------------------------------------------
+
+std::vector<QString> leerTextos(const Zip& zip, const QString& parte)
+{
+    const LimitesLibro& lim = zip.limites();
+    std::vector<QString> textos;
+    ParteXml p(zip, parte);
+    qint64 caracteres = 0;
+    QString actual;
+    bool enTexto = false;
+    for (;;) {
+        const auto t = p.siguiente();
+        if (t == QXmlStreamReader::EndDocument)
+            break;
+        if (t == QXmlStreamReader::StartElement) {
+            const QStringView nombre = p.xml().name();
+            if (es(nombre, u"si")) {
+                if (enTexto)
+                    throw p.malformada();
+                enTexto = true;
+                actual.clear();
+            } else if (es(nombre, u"t") && enTexto) {
+                // Plain text and rich-text runs alike; the text goes on
+                // from run to run.
+                const qint64 resto = lim.caracteresCelda - actual.size();
+                actual += p.textoElemento(resto);
+            } else if (es(nombre, u"rPh") || es(nombre, u"phoneticPr")) {
+                // Phonetic guides are not part of the cell's text.
+                p.saltarElemento();
+            }
+        } else if (t == QXmlStreamReader::EndElement && es(p.xml().name(), u"si") && enTexto) {
+            enTexto = false;
+            if (static_cast<qint64>(textos.size()) >= lim.textos)
+                throw p.error(QStringLiteral("el libro tiene más de %1 textos").arg(lim.textos));
+            caracteres += actual.size();
+            if (caracteres > lim.caracteresTextos)
+                throw p.error(QStringLiteral("los textos del libro suman más de %1 caracteres").arg(lim.caracteresTextos));
+            textos.push_back(decodificarEscapes(actual));
+        }
+    }
+    return textos;
+}
+
+// ---- The worksheet ------------------------------------------------------------------
+
+// "AB12" -> row 12, column 28. False for anything that is not a reference
+// inside the sheet.
+bool leerReferencia(QStringView ref, int& fila, int& columna)
+{
+    qsizetype i = 0;
+    int c = 0;
+    while (i < ref.size() && ref[i] >= u'A' && ref[i] <= u'Z') {
+        c = c * 26 + (ref[i].unicode() - u'A' + 1);
+        if (c > kColumnasXlsx)
+            return false;
+        ++i;
+    }
+    if (i == 0 || i == ref.size())
+        return false;
+    int f = 0;
+    for (; i < ref.size(); ++i) {
+        if (ref[i] < u'0' || ref[i] > u'9')
+            return false;
+        f = f * 10 + (ref[i].unicode() - u'0');
+        if (f > kFilasXlsx)
+            return false;
+    }
+    if (f < 1)
+        return false;
+    fila = f;
+    columna = c;
+    return true;
+}
+
+QString nombreCelda(int fila, int columna)
+{
+    QString letras;
+    for (int c = columna; c > 0; c = (c - 1) / 26)
+        letras.prepend(QChar(u'A' + (c - 1) % 26));
+    return letras + QString::number(fila);
+}
+
+class LectorHoja {
+public:
+    LectorHoja(const Zip& zip, const QString& parte, HojaExcel& hoja) : p_(zip, parte), hoja_(hoja), lim_(zip.limites()) {}
+
+    void leer()
+    {
+        bool enDatos = false;
+        for (;;) {
+            const auto t = p_.siguiente();
+            if (t == QXmlStreamReader::EndDocument)
+                return;
+            if (t == QXmlStreamReader::StartElement) {
+                const QStringView nombre = p_.xml().name();
+                if (es(nombre, u"sheetData")) {
+                    enDatos = true;
+                } else if (enDatos && es(nombre, u"row")) {
+                    empezarFila();
+                } else if (enDatos && es(nombre, u"c")) {
+                    leerCelda();
+                } else if (!enDatos && p_.profundidad() > 1) {
+                    // Views, columns, formats and the like say nothing about values.
+                    p_.saltarElemento();
+                }
+            } else if (t == QXmlStreamReader::EndElement && es(p_.xml().name(), u"sheetData")) {
+                enDatos = false;
+            }
+        }
+    }
+
+private:
+    void empezarFila()
+    {
+        const QStringView r = p_.xml().attributes().value(QStringLiteral("r"));
+        if (r.isEmpty()) {
+            ++fila_;
+        } else {
+            bool ok = false;
+            const int f = r.toInt(&ok);
+            if (!ok || f < 1 || f > kFilasXlsx)
+                throw p_.error(QStringLiteral("el número de fila '%1' no es válido").arg(r));
+            fila_ = f;
+        }
+        if (fila_ > kFilasXlsx)
+            throw p_.error(QStringLiteral("la hoja tiene más de %1 filas").arg(kFilasXlsx));
+        columna_ = 0;
+    }
+
+    void leerCelda()
+    {
+        const QXmlStreamAttributes a = p_.xml().attributes();
+        const QStringView ref = a.value(QStringLiteral("r"));
+        int fila = fila_;
+        int columna = columna_ + 1;
+        if (!ref.isEmpty()) {
+            if (!leerReferencia(ref, fila, columna))
+                throw p_.error(QStringLiteral("la referencia de celda '%1' no es válida").arg(ref));
+        } else if (fila < 1 || columna > kColumnasXlsx) {
+            throw p_.error(QStringLiteral("una celda de la hoja no tiene posición válida"));
+        }
+        fila_ = fila;
+        columna_ = columna;
+        const QString tipo = a.value(QStringLiteral("t")).toString();
+
+        std::optional<QString> valor;
+        std::optional<QString> enLinea;
+        const int nivel = p_.profundidad();
+        while (p_.profundidad() >= nivel) {
+            const auto t = p_.siguiente();
+            if (t == QXmlStreamReader::EndDocument)
+                throw p_.malformada();
+            if (t != QXmlStreamReader::StartElement)
+                continue;
+            const QStringView nombre = p_.xml().name();
+            if (es(nombre, u"v"))
+                valor = p_.textoElemento(lim_.caracteresCelda);
+            else if (es(nombre, u"is"))
+                enLinea = leerEnLinea();
+            else
+                p_.saltarElemento(); // the formula and extensions
+        }
+        guardar(fila, columna, tipo, valor, enLinea);
+    }
+
+    // <is> holds a <t>, or rich-text runs each with its <t>.
+    QString leerEnLinea()
+    {
+        QString texto;
+        const int nivel = p_.profundidad();
+        while (p_.profundidad() >= nivel) {
+            const auto t = p_.siguiente();
+            if (t == QXmlStreamReader::EndDocument)
+                throw p_.malformada();
+            if (t != QXmlStreamReader::StartElement)
+                continue;
+            const QStringView nombre = p_.xml().name();
+            if (es(nombre, u"t"))
+                texto += p_.textoElemento(lim_.caracteresCelda - texto.size());
+            else if (es(nombre, u"rPh") || es(nombre, u"rPr"))
+                p_.saltarElemento();
+        }
+        return decodificarEscapes(texto);
+    }
+
+    void contar()
+    {
+        if (++celdas_ > lim_.celdas)
+            throw p_.error(QStringLiteral("la hoja tiene más de %1 celdas con datos").arg(lim_.celdas));
+    }
+
+    void contarTexto(qsizetype caracteres)
+    {
+        caracteresTextos_ += caracteres;
+        if (caracteresTextos_ > lim_.caracteresTextos)
+            throw p_.error(QStringLiteral("los textos del libro suman más de %1 caracteres").arg(lim_.caracteresTextos));
+    }
+
+    void guardar(int fila, int columna, const QString& tipo, const std::optional<QString>& valor,
+                 const std::optional<QString>& enLinea)
+    {
+        if (tipo == QLatin1String("inlineStr")) {
+            if (!enLinea)
+                return;
+            contar();
+            contarTexto(enLinea->size());
+            hoja_.ponerTexto(fila, columna, *enLinea);
+            return;
+        }
+        if (!valor)
+            return; // formatted but empty
+        contar();
+        if (tipo.isEmpty() || tipo == QLatin1String("n")) {
+            bool ok = false;
+            const double d = QStringView(*valor).trimmed().toDouble(&ok);
+            if (!ok || !std::isfinite(d))
+                throw p_.error(QStringLiteral("el valor '%1' de la celda %2 no es un número")
+                                   .arg(valor->left(40), nombreCelda(fila, columna)));
+            hoja_.ponerNumero(fila, columna, d);
+        } else if (tipo == QLatin1String("s")) {
+            bool ok = false;
+            const uint indice = QStringView(*valor).trimmed().toUInt(&ok);
+            if (!ok || !hoja_.ponerTextoCompartido(fila, columna, indice))
+                throw p_.error(QStringLiteral("la celda %1 remite a un texto que el libro no tiene").arg(nombreCelda(fila, columna)));
+        } else if (tipo == QLatin1String("b")) {
+            const QString v = valor->trimmed();
+            if (v == QLatin1String("1") || v == QLatin1String("true"))
+                hoja_.ponerBooleano(fila, columna, true);
+            else if (v == QLatin1String("0") || v == QLatin1String("false"))
+                hoja_.ponerBooleano(fila, columna, false);
+            else
+                throw p_.error(QStringLiteral("el valor '%1' de la celda %2 no es un valor lógico")
+                                   .arg(valor->left(40), nombreCelda(fila, columna)));
+        } else if (tipo == QLatin1String("e")) {
+            contarTexto(valor->size());
+            hoja_.ponerError(fila, columna, *valor);
+        } else if (tipo == QLatin1String("str") || tipo == QLatin1String("d")) {
+            // A formula's text result, or a date kept as ISO text.
+            contarTexto(valor->size());
+            hoja_.ponerTexto(fila, columna, decodificarEscapes(*valor));
+        } else {
+            throw p_.error(QStringLiteral("la celda %1 tiene un tipo desconocido ('%2')").arg(nombreCelda(fila, columna), tipo.left(20)));
+        }
+    }
+
+    ParteXml p_;
+    HojaExcel& hoja_;
+    const LimitesLibro& lim_;
+    int fila_ = 0;
+    int columna_ = 0;
+    qint64 celdas_ = 0;
+    qint64 caracteresTextos_ = 0;
+};
+
+// ---- The whole workbook ------------------------------------------------------------
+
+std::unique_ptr<HojaExcel> leerZip(zip_t* z, const QString& libro, const LimitesLibro& limites)
+{
+    Zip zip(z, libro, limites);
+    if (zip_get_num_entries(z, 0) > limites.entradasZip)
+        throw errorLibro(libro, QStringLiteral("el archivo contiene más de %1 partes").arg(limites.entradasZip));
+
+    // The package's relationships say where the workbook is; without them
+    // the usual place is tried.
+    QString parteLibro;
+    for (const Relacion& r : leerRelaciones(zip, QString()))
+        if (tipoTermina(r, "/officeDocument")) {
+            parteLibro = r.destino;
+            break;
+        }
+    if (parteLibro.isEmpty())
+        parteLibro = QStringLiteral("xl/workbook.xml");
+    if (zip.buscar(parteLibro) < 0)
+        throw errorLibro(libro, QStringLiteral("el archivo no es un libro de Excel"));
+
+    const Libro declarado = leerLibro(zip, parteLibro);
+    if (declarado.hojas.empty())
+        throw errorLibro(libro, QStringLiteral("el libro no tiene hojas"));
+    const std::vector<Relacion> relaciones = leerRelaciones(zip, parteLibro);
+
+    const int activa = declarado.pestanaActiva >= 0 && declarado.pestanaActiva < static_cast<int>(declarado.hojas.size())
+                           ? declarado.pestanaActiva
+                           : 0;
+    const HojaDeclarada& h = declarado.hojas[static_cast<std::size_t>(activa)];
+    const Relacion* destino = nullptr;
+    for (const Relacion& r : relaciones)
+        if (r.id == h.idRelacion)
+            destino = &r;
+    if (!destino)
+        throw errorLibro(libro, QStringLiteral("no se encuentra la hoja '%1'").arg(h.nombre));
+    if (!tipoTermina(*destino, "/worksheet"))
+        throw errorLibro(libro, QStringLiteral("la hoja activa '%1' no es una hoja de cálculo").arg(h.nombre));
+
+    auto hoja = std::make_unique<HojaExcel>(kFilasXlsx, kColumnasXlsx, h.nombre);
+    for (const Relacion& r : relaciones)
+        if (tipoTermina(r, "/sharedStrings")) {
+            if (zip.buscar(r.destino) >= 0)
+                hoja->ponerTextos(leerTextos(zip, r.destino));
+            break;
+        }
+    LectorHoja(zip, destino->destino, *hoja).leer();
+    hoja->cerrar();
+    return hoja;
+}
+
+QString mensajeZip(int codigo)
+{
+    switch (codigo) {
+    case ZIP_ER_NOZIP: return QStringLiteral("el archivo no es un libro de Excel");
+    case ZIP_ER_NOENT: return QStringLiteral("no se encuentra el archivo");
+    case ZIP_ER_OPEN:
+    case ZIP_ER_READ: return QStringLiteral("no se puede leer el archivo");
+    case ZIP_ER_MEMORY: return QStringLiteral("no hay memoria suficiente");
+    default: return QStringLiteral("el archivo está dañado o incompleto");
+    }
+}
+
+} // namespace
+
+VbError errorLibro(const QString& nombreLibro, const QString& detalle)
+{
+    return VbError(1004, QStringLiteral("No se puede leer el libro '%1': %2.").arg(nombreLibro, detalle));
+}
+
+FormatoLibro formatoDe(const QByteArray& cabecera)
+{
+    if (cabecera.startsWith(QByteArrayLiteral("PK\x03\x04")))
+        return FormatoLibro::Xlsx;
+    if (cabecera.startsWith(QByteArrayLiteral("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1")))
+        return FormatoLibro::Xls;
+    return FormatoLibro::Desconocido;
+}
+
+FormatoLibro formatoFichero(const QString& ruta)
+{
+    QFile f(ruta);
+    if (!f.open(QIODevice::ReadOnly))
+        return FormatoLibro::Desconocido;
+    return formatoDe(f.read(8));
+}
+
+std::unique_ptr<HojaExcel> LectorXlsx::leerFichero(const QString& ruta, const LimitesLibro& limites)
+{
+    const QString libro = QFileInfo(ruta).fileName();
+    int codigo = 0;
+    zip_t* z = zip_open(QFile::encodeName(ruta).constData(), ZIP_RDONLY | ZIP_CHECKCONS, &codigo);
+    if (!z)
+        throw errorLibro(libro, mensajeZip(codigo));
+    return leerZip(z, libro, limites);
+}
+
+std::unique_ptr<HojaExcel> LectorXlsx::leerMemoria(const QByteArray& datos, const QString& nombreLibro,
+                                                   const LimitesLibro& limites)
+{
+    zip_error_t error;
+    zip_error_init(&error);
+    zip_source_t* fuente = zip_source_buffer_create(datos.constData(), static_cast<zip_uint64_t>(datos.size()), 0, &error);
+    if (!fuente) {
+        zip_error_fini(&error);
+        throw errorLibro(nombreLibro, mensajeZip(ZIP_ER_MEMORY));
+    }
+    zip_t* z = zip_open_from_source(fuente, ZIP_RDONLY | ZIP_CHECKCONS, &error);
+    if (!z) {
+        const int codigo = zip_error_code_zip(&error);
+        zip_source_free(fuente);
+        zip_error_fini(&error);
+        throw errorLibro(nombreLibro, mensajeZip(codigo));
+    }
+    zip_error_fini(&error);
+    return leerZip(z, nombreLibro, limites);
+}
+
+} // namespace presupuestos

@@ -1,0 +1,225 @@
+#include "import/clsImportar.h"
+
+#include "common/ErrorReport.h"
+#include "common/NumerosEs.h"
+#include "common/VbError.h"
+#include "db/Conexion.h"
+#include "host/modPublic.h"
+#include "import/AplicacionExcel.h"
+
+#include <QCoreApplication>
+#include <limits>
+#include <optional>
+
+namespace presupuestos {
+
+namespace {
+
+// CreateObject's error for a class that is not available: the object-error
+// base + 2.
+constexpr int kSinExcel = -2147221502;
+
+const QString kCrLf = QStringLiteral("\r\n");
+
+// The loop bounds are 16-bit sums, as the column number is.
+qint16 suma16(qint16 a, int b)
+{
+    const int r = a + b;
+    if (r < std::numeric_limits<qint16>::min() || r > std::numeric_limits<qint16>::max())
+        throw VbError::overflow();
+    return static_cast<qint16>(r);
+}
+
+// CStr of a cell's Value under Spanish settings.
+QString cadena(const ValorCelda& v)
+{
+    switch (v.tipo) {
+    case ValorCelda::Tipo::Vacia: return QString();
+    case ValorCelda::Tipo::Numero: return HojaExcel::textoNumero(v.numero);
+    case ValorCelda::Tipo::Texto: return v.texto;
+    case ValorCelda::Tipo::Booleano: return v.booleano ? QStringLiteral("Verdadero") : QStringLiteral("Falso");
+    case ValorCelda::Tipo::Error: break;
+    }
+    throw VbError::typeMismatch();
+}
+
+// A month cell as a currency parameter receives it: numbers from their
+// double, texts read with Spanish settings.
+Currency moneda(const ValorCelda& v)
+{
+    switch (v.tipo) {
+    case ValorCelda::Tipo::Vacia: return Currency();
+    case ValorCelda::Tipo::Numero: return Currency::fromDouble(v.numero);
+    case ValorCelda::Tipo::Texto: return es::aMoneda(v.texto);
+    case ValorCelda::Tipo::Booleano: return Currency::fromInt(v.booleano ? -1 : 0);
+    case ValorCelda::Tipo::Error: break;
+    }
+    throw VbError::typeMismatch();
+}
+
+// The department cell for the integer parameter, which rounds halves to even.
+QVariant entero(const ValorCelda& v)
+{
+    switch (v.tipo) {
+    case ValorCelda::Tipo::Vacia: return QVariant();
+    case ValorCelda::Tipo::Numero: return QVariant(v.numero);
+    case ValorCelda::Tipo::Texto: return QVariant::fromValue(es::aMoneda(v.texto));
+    case ValorCelda::Tipo::Booleano: return QVariant(v.booleano ? -1 : 0);
+    case ValorCelda::Tipo::Error: break;
+    }
+    throw VbError::typeMismatch();
+}
+
+// The account cell for the text parameter; an empty cell is sent as null.
+QVariant texto(const ValorCelda& v)
+{
+    if (v.vacia())
+        return QVariant();
+    return QVariant(cadena(v));
+}
+
+} // namespace
+
+clsImportar::clsImportar(QObject* parent) : QObject(parent) {}
+
+clsImportar::~clsImportar() = default;
+
+void clsImportar::setEmpresaDrumav(std::shared_ptr<IEmpresa> empresa) { modPublic::EmpresaActiva = std::move(empresa); }
+
+void clsImportar::setConexionDrumav(std::shared_ptr<Conexion> conexion) { modPublic::ConexionActiva = std::move(conexion); }
+
+bool clsImportar::CrearExcel()
+{
+    // Errors resume at the next statement and the recorded one is not
+    // cleared between attempts: once the first attempt failed the result is
+    // false whatever the later ones do, and an application a later attempt
+    // created is left for the caller to quit.
+    std::optional<VbError> error;
+    int intento = 0;
+    do {
+        try {
+            switch (intento) {
+            case 0: ExcelApp = RegistroExcel::crear(QStringLiteral("Excel.Application")); break;
+            case 1: ExcelApp = RegistroExcel::crear(QStringLiteral("Excel.Application.16")); break;
+            case 2: ExcelApp = RegistroExcel::crear(QStringLiteral("Excel.Sheet")); break;
+            }
+        } catch (const std::exception& e) {
+            error = comoVbError(e);
+        }
+        ++intento;
+    } while (error && intento < 3);
+    return !error;
+}
+
+void clsImportar::PrepararComandosImportacion()
+{
+    ComandoUpdate = std::make_unique<Comando>(modPublic::ConexionActiva);
+    ComandoInsert = std::make_unique<Comando>(modPublic::ConexionActiva);
+
+    QString asignaciones;
+    QString columnas;
+    for (int i = 1; i <= 12; ++i) {
+        const QString mes = QStringLiteral("M") + QString::number(i);
+        ComandoUpdate->agregarParametro(mes, TipoParametro::Moneda);
+        ComandoInsert->agregarParametro(mes, TipoParametro::Moneda);
+        asignaciones += QStringLiteral(", M") + QString::number(i) + QStringLiteral(" = ?");
+        columnas += QStringLiteral(", M") + QString::number(i);
+    }
+    for (Comando* c : {ComandoUpdate.get(), ComandoInsert.get()}) {
+        c->agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 20);
+        c->agregarParametro(QStringLiteral("Dpto"), TipoParametro::Entero);
+    }
+    // Only the comma goes; the blank after it stays in the text.
+    asignaciones = asignaciones.mid(1);
+
+    const QString empresa = QString::number(modPublic::EmpresaActiva->CodigoEmpresa());
+    const QString ejercicio = QString::number(modPublic::EjercicioActivo);
+    ComandoUpdate->setCommandText(QStringLiteral("UPDATE Presupuestos SET ") + asignaciones
+                                  + QStringLiteral(" WHERE Cod_Empresa = ") + empresa
+                                  + QStringLiteral(" AND Cod_Ejercicio = ") + ejercicio
+                                  + QStringLiteral(" AND Cuenta = ? AND Dpto= ? "));
+    ComandoUpdate->setPrepared(true);
+    ComandoInsert->setCommandText(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio") + columnas
+                                  + QStringLiteral(", Cuenta, Dpto)") + QStringLiteral(" VALUES ( ") + empresa
+                                  + QStringLiteral(",") + ejercicio + QStringLiteral(", ?,?,?,?,?,?,?,?,?,?,?,?,?,?)"));
+    ComandoInsert->setPrepared(true);
+}
+
+void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
+{
+    qint32 importadas = 0;
+    bool enTransaccion = false;
+    qint32 fila = 0;
+    qint32 columna = 0;
+    try {
+        if (!CrearExcel())
+            throw VbError(kSinExcel, QStringLiteral("No existe una version Excel compatible con esta aplicación."));
+        ExcelApp->abrirLibro(strArchivoExcel);
+        const HojaExcel& hoja = ExcelApp->hojaActiva();
+        PrepararComandosImportacion();
+
+        // Column 5 says where the data ends, whichever column holds the
+        // departments: one row past its last filled cell.
+        const qint32 ultimaFila = hoja.filaFinArriba(5) + 1;
+        if (ultimaFila > hoja.filasHoja())
+            throw VbError(1004, QStringLiteral("Application-defined or object-defined error"));
+
+        modPublic::ConexionActiva->BeginTrans();
+        enTransaccion = true;
+        emit ProgressInit(ultimaFila, QStringLiteral("Importando datos..."));
+        QCoreApplication::processEvents();
+
+        const qint16 c = primeraColumnaDatos_;
+        for (fila = primeraFilaDatos_; fila <= ultimaFila; ++fila) {
+            if (!cadena(hoja.valor(fila, c)).isEmpty()) {
+                int k = 0;
+                const qint16 ultimoMes = suma16(c, 13);
+                for (columna = suma16(c, 2); columna <= ultimoMes; ++columna, ++k) {
+                    const Currency valor = hoja.vacia(fila, columna) ? Currency() : moneda(hoja.valor(fila, columna));
+                    ComandoUpdate->setValor(k, valor);
+                    ComandoInsert->setValor(k, valor);
+                }
+                const QVariant cuenta = texto(hoja.valor(fila, suma16(c, 1)));
+                ComandoUpdate->setValor(12, cuenta);
+                ComandoInsert->setValor(12, cuenta);
+                const QVariant dpto = entero(hoja.valor(fila, c));
+                ComandoUpdate->setValor(13, dpto);
+                ComandoInsert->setValor(13, dpto);
+
+                const long afectadas = ComandoUpdate->Execute();
+                if (afectadas > std::numeric_limits<qint32>::max())
+                    throw VbError::overflow();
+                if (afectadas == 0)
+                    ComandoInsert->Execute();
+                ++importadas;
+            }
+            emit Progress(fila, hoja.texto(fila, 1) + QStringLiteral(" - ") + hoja.texto(fila, 2));
+            QCoreApplication::processEvents();
+        }
+
+        ExcelApp->Quit();
+        modPublic::ConexionActiva->CommitTrans();
+        enTransaccion = false;
+        emit ImportCompleted(importadas);
+    } catch (const std::exception& e) {
+        const VbError error = comoVbError(e);
+        if (enTransaccion) {
+            // A rollback that fails too must not hide the error that matters.
+            try {
+                modPublic::ConexionActiva->RollbackTrans();
+            } catch (const std::exception&) {
+            }
+        }
+        if (ExcelApp)
+            ExcelApp->Quit();
+        const QString lugar = error.line() > 0 ? QLatin1Char('[') + QString::number(error.line()) + QStringLiteral("] ")
+                                               : QString();
+        throw VbError(error.number(),
+                      QStringLiteral("Error al procesar el archivo, verifique que los datos tienen el formato correcto.") + kCrLf
+                          + kCrLf + QStringLiteral("Detalles del error: ") + kCrLf + lugar + error.description() + kCrLf
+                          + QStringLiteral("Fila: ") + QString::number(fila) + QStringLiteral(" Columna: ")
+                          + QString::number(columna));
+    }
+}
+
+} // namespace presupuestos

@@ -1,0 +1,67 @@
+#pragma once
+// The dialog that imports a workbook into the budget: the user picks the
+// file and says where the data starts, confirms, and watches the rows go
+// by. After a successful import it tells the worksheet to reload.
+
+#include <QDialog>
+#include <memory>
+
+class QFrame;
+class QLabel;
+class QLineEdit;
+class QProgressBar;
+class QPushButton;
+
+namespace presupuestos {
+
+class clsImportar;
+
+class frmImportar : public QDialog {
+    Q_OBJECT
+public:
+    explicit frmImportar(QWidget* parent = nullptr);
+    ~frmImportar() override;
+
+    // ---- Controls, named as the form names them ------------------------------
+    QLabel* Label1 = nullptr;
+    QLineEdit* txtExcelRow = nullptr;
+    QLabel* Label2 = nullptr;
+    QLineEdit* txtExcelCol = nullptr;
+    QLabel* Label3 = nullptr;
+    QLineEdit* txtExcelFileName = nullptr;
+    QPushButton* cmdExaminar = nullptr;
+    QLabel* Label4 = nullptr;
+    QPushButton* cmdImportar = nullptr;
+    QPushButton* cmdCerrar = nullptr;
+    QLabel* lblProgressInfo = nullptr;
+    QFrame* pctInfo = nullptr;
+    QProgressBar* ProgressBar1 = nullptr;
+    QLabel* lblInfo = nullptr;
+
+    // The import running (or last run), receiving its events.
+    clsImportar* importacion() const { return mclsImport.get(); }
+
+    void reject() override;
+
+signals:
+    void ImportacionCompletada();
+
+protected:
+    void closeEvent(QCloseEvent* e) override;
+
+private:
+    void cmdExaminar_Click();
+    void cmdImportar_Click();
+    void cmdCerrar_Click();
+    void txtExcelFileName_Change();
+    void mclsImport_ProgressInit(qint32 Count, const QString& Info);
+    void mclsImport_Progress(qint32 Index, const QString& Info);
+    void mclsImport_ImportCompleted(qint32 TotalRowsImported);
+
+    qint16 LeerPrimeraFila() const;
+    qint16 LeerPrimeraColumna() const;
+
+    std::unique_ptr<clsImportar> mclsImport;
+};
+
+} // namespace presupuestos

@@ -1,0 +1,289 @@
+#include "BaseDatosPrueba.h"
+#include "LibroPrueba.h"
+#include "common/Plataforma.h"
+#include "common/VbError.h"
+#include "import/AplicacionExcel.h"
+#include "import/clsImportar.h"
+#include "import/frmImportar.h"
+
+#include <QApplication>
+#include <QFrame>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <functional>
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+using presupuestos::prueba::BaseDatosPrueba;
+using presupuestos::prueba::LibrosPrueba;
+
+namespace {
+
+const QString kFiltro = QStringLiteral("Archivos de Excel(*.xlsx)|*.xlsx|Libro de Excel 97-2003(*.xls)");
+const QString kConfirmacion = QStringLiteral(
+    "Se va a iniciar el proceso de importación.Se importaran todas las filas del excel, los datos importados sustituirán los "
+    "existentes.\r\n¿Desea continuar?");
+
+// The real readers, with a hook that runs while the import has the workbook open.
+class AplicacionObservada : public AplicacionExcel {
+public:
+    AplicacionObservada(int& creadas, std::function<void()> alAbrir)
+        : real_({FormatoLibro::Xlsx, FormatoLibro::Xls}), alAbrir_(std::move(alAbrir))
+    {
+        ++creadas;
+    }
+    void abrirLibro(const QString& ruta) override
+    {
+        if (alAbrir_)
+            alAbrir_();
+        real_.abrirLibro(ruta);
+    }
+    const HojaExcel& hojaActiva() const override { return real_.hojaActiva(); }
+    void Quit() override { real_.Quit(); }
+
+private:
+    AplicacionLectores real_;
+    std::function<void()> alAbrir_;
+};
+
+class DialogoQueFalla : public IDialogoArchivo {
+public:
+    QString abrir(const QString&) override { throw VbError(20477, QStringLiteral("Nombre de archivo no válido")); }
+};
+
+class FrmImportar : public ::testing::Test {
+protected:
+    FrmImportar()
+    {
+        RegistroExcel::registrar(QStringLiteral("Excel.Application"), [this] {
+            return std::make_unique<AplicacionObservada>(aplicacionesCreadas, alAbrir);
+        });
+        QObject::connect(&dlg, &frmImportar::ImportacionCompletada, [this] {
+            ++completadas;
+            infoAlCompletar = dlg.lblInfo->text();
+        });
+    }
+    ~FrmImportar() override { RegistroExcel::restaurar(); }
+
+    // Picks the file through the browse button, as the user would.
+    void elegir(const QString& ruta)
+    {
+        plataforma.dialogoArchivo->respuestas.push_back(ruta);
+        dlg.cmdExaminar->click();
+    }
+    int filas() { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(); }
+    const std::vector<MensajeMostrado>& mensajes() const { return plataforma.mensajes->mostrados; }
+
+    BaseDatosPrueba bd;
+    PlataformaDePrueba plataforma;
+    LibrosPrueba libros;
+    int aplicacionesCreadas = 0;
+    std::function<void()> alAbrir;
+    frmImportar dlg;
+    int completadas = 0;
+    QString infoAlCompletar;
+};
+
+TEST_F(FrmImportar, StartsWithItsCaptionsAndOnlyTheBrowseButtonUsable)
+{
+    EXPECT_EQ(dlg.windowTitle(), QStringLiteral("Importar presupuesto desde excel"));
+    EXPECT_EQ(dlg.Label1->text(), QStringLiteral("Primera fila de datos:"));
+    EXPECT_EQ(dlg.Label2->text(), QStringLiteral("Primer Columna de Datos:"));
+    EXPECT_EQ(dlg.Label3->text(), QStringLiteral("Seleccione Archivo Excel"));
+    EXPECT_EQ(dlg.Label4->text(), QStringLiteral("Formato Excel Aceptado (hasta 65365 filas)"));
+    EXPECT_EQ(dlg.cmdImportar->text(), QStringLiteral("Importar"));
+    EXPECT_EQ(dlg.cmdCerrar->text(), QStringLiteral("Cerrar"));
+    EXPECT_EQ(dlg.lblProgressInfo->text(), QStringLiteral("Listo para iniciar la importación."));
+    EXPECT_EQ(dlg.txtExcelRow->text(), QStringLiteral("2"));
+    EXPECT_EQ(dlg.txtExcelRow->maxLength(), 3);
+    EXPECT_EQ(dlg.txtExcelCol->text(), QStringLiteral("A"));
+    EXPECT_EQ(dlg.txtExcelCol->maxLength(), 1);
+    EXPECT_TRUE(dlg.txtExcelFileName->text().isEmpty());
+    EXPECT_FALSE(dlg.cmdImportar->isEnabled());
+    EXPECT_FALSE(dlg.lblProgressInfo->isVisibleTo(&dlg));
+    EXPECT_FALSE(dlg.pctInfo->isVisibleTo(&dlg));
+    for (const char* nombre : {"Label1", "txtExcelRow", "Label2", "txtExcelCol", "Label3", "txtExcelFileName", "cmdExaminar",
+                               "Label4", "cmdImportar", "cmdCerrar", "lblProgressInfo", "pctInfo", "ProgressBar1", "lblInfo"})
+        EXPECT_NE(dlg.findChild<QWidget*>(QString::fromLatin1(nombre)), nullptr) << nombre;
+    EXPECT_EQ(dlg.ProgressBar1->parentWidget(), dlg.pctInfo);
+    EXPECT_EQ(dlg.lblInfo->parentWidget(), dlg.pctInfo);
+}
+
+TEST_F(FrmImportar, BrowsingFillsThePathAndCancellingShowsNothing)
+{
+    dlg.cmdExaminar->click(); // no answer: cancelled
+    EXPECT_EQ(plataforma.dialogoArchivo->filtros, std::vector<QString>{kFiltro});
+    EXPECT_TRUE(mensajes().empty());
+    EXPECT_TRUE(dlg.txtExcelFileName->text().isEmpty());
+    EXPECT_FALSE(dlg.lblProgressInfo->isVisibleTo(&dlg));
+    EXPECT_FALSE(dlg.cmdImportar->isEnabled());
+
+    elegir(QStringLiteral("/datos/presupuesto 2027.xlsx"));
+    EXPECT_EQ(dlg.txtExcelFileName->text(), QStringLiteral("/datos/presupuesto 2027.xlsx"));
+    EXPECT_TRUE(dlg.lblProgressInfo->isVisibleTo(&dlg));
+    EXPECT_TRUE(dlg.cmdImportar->isEnabled());
+
+    // A later cancel leaves the chosen path.
+    dlg.cmdExaminar->click();
+    EXPECT_EQ(dlg.txtExcelFileName->text(), QStringLiteral("/datos/presupuesto 2027.xlsx"));
+    EXPECT_TRUE(mensajes().empty());
+
+    // The import button follows the text.
+    dlg.txtExcelFileName->clear();
+    EXPECT_FALSE(dlg.cmdImportar->isEnabled());
+    dlg.txtExcelFileName->setText(QStringLiteral("x"));
+    EXPECT_TRUE(dlg.cmdImportar->isEnabled());
+}
+
+TEST_F(FrmImportar, AFailingFileDialogIsReportedUnderTheImportButtonsName)
+{
+    Plataforma::instalar(nullptr, nullptr, nullptr, nullptr, std::make_shared<DialogoQueFalla>());
+    dlg.cmdExaminar->click();
+    ASSERT_EQ(mensajes().size(), 1u);
+    EXPECT_EQ(mensajes()[0].prompt, QStringLiteral("Nombre de archivo no válido"));
+    EXPECT_EQ(mensajes()[0].estilo, vb::Critical);
+    EXPECT_EQ(mensajes()[0].titulo, QStringLiteral("frmImportar:cmdImportar_Click"));
+}
+
+TEST_F(FrmImportar, AMissingFileNeverStartsTheReader)
+{
+    dlg.show();
+    QApplication::setActiveWindow(&dlg);
+    dlg.cmdImportar->setFocus();
+    const QString ruta = libros.carpeta() + QStringLiteral("/no_existe.xlsx");
+    elegir(ruta);
+    dlg.cmdImportar->click();
+    ASSERT_EQ(mensajes().size(), 1u);
+    EXPECT_EQ(mensajes()[0].prompt, QStringLiteral("No se encuentra el archivo: ") + ruta);
+    EXPECT_EQ(mensajes()[0].estilo, vb::Critical);
+    EXPECT_EQ(mensajes()[0].titulo, QStringLiteral("Error"));
+    EXPECT_EQ(QApplication::focusWidget(), dlg.txtExcelFileName);
+    EXPECT_EQ(aplicacionesCreadas, 0);
+    EXPECT_EQ(dlg.importacion(), nullptr);
+    EXPECT_TRUE(dlg.cmdImportar->isVisible());
+    EXPECT_TRUE(dlg.cmdCerrar->isEnabled());
+
+    // A folder is no file either.
+    dlg.txtExcelFileName->setText(libros.carpeta());
+    dlg.cmdImportar->click();
+    EXPECT_EQ(mensajes().size(), 2u);
+    EXPECT_EQ(aplicacionesCreadas, 0);
+}
+
+TEST_F(FrmImportar, AnythingButYesToTheQuestionStops)
+{
+    elegir(libros.generar(QStringLiteral("2: a;b;1;70000001;5\n")));
+    plataforma.mensajes->respuestas = {vb::RespuestaNo};
+    dlg.cmdImportar->click();
+    ASSERT_EQ(mensajes().size(), 1u);
+    EXPECT_EQ(mensajes()[0].prompt, kConfirmacion);
+    EXPECT_EQ(mensajes()[0].estilo, vb::YesNo + vb::Exclamation + vb::DefaultButton2);
+    EXPECT_EQ(mensajes()[0].titulo, QStringLiteral("Importar presupuesto"));
+    EXPECT_EQ(aplicacionesCreadas, 0);
+    EXPECT_FALSE(dlg.pctInfo->isVisibleTo(&dlg));
+    EXPECT_EQ(filas(), 0);
+}
+
+TEST_F(FrmImportar, ASuccessfulImportShowsProgressTotalsAndTellsTheWorksheet)
+{
+    dlg.show();
+    QString d;
+    for (int r = 2; r <= 4; ++r)
+        d += QStringLiteral("%1: 1;7000000%1;10;20;30\n").arg(r);
+    d += QStringLiteral("6: ;;;;1\n");
+    elegir(libros.generar(d));
+
+    struct Durante {
+        bool cerrarActivo, importarVisible, pctVisible;
+        QString info;
+    } durante{};
+    alAbrir = [&] {
+        durante = {dlg.cmdCerrar->isEnabled(), dlg.cmdImportar->isVisible(), dlg.pctInfo->isVisible(), dlg.lblProgressInfo->text()};
+        dlg.reject(); // closing is refused while the import runs
+    };
+    dlg.cmdImportar->click();
+
+    EXPECT_FALSE(durante.cerrarActivo);
+    EXPECT_FALSE(durante.importarVisible);
+    EXPECT_TRUE(durante.pctVisible);
+    EXPECT_EQ(durante.info, QStringLiteral("Inicializando Proceso..."));
+    EXPECT_TRUE(dlg.isVisible());
+
+    EXPECT_EQ(mensajes().size(), 1u); // the question only
+    EXPECT_EQ(completadas, 1);
+    EXPECT_EQ(infoAlCompletar, QStringLiteral("Total Filas importadas: 3"));
+    EXPECT_EQ(dlg.lblInfo->text(), QStringLiteral("Importación Completada correctamente."));
+    EXPECT_TRUE(dlg.ProgressBar1->isVisible());
+    EXPECT_EQ(dlg.ProgressBar1->maximum(), 7);
+    EXPECT_EQ(dlg.ProgressBar1->value(), 7);
+    EXPECT_EQ(dlg.lblProgressInfo->text(), QStringLiteral(" - "));
+    EXPECT_TRUE(dlg.cmdCerrar->isEnabled());
+    EXPECT_FALSE(dlg.cmdImportar->isVisible());
+    EXPECT_EQ(filas(), 3);
+    ASSERT_NE(dlg.importacion(), nullptr);
+    EXPECT_EQ(dlg.importacion()->PrimeraFilaDatos(), 2);
+    EXPECT_EQ(dlg.importacion()->PrimeraColumnaDatos(), 1);
+
+    dlg.cmdCerrar->click();
+    EXPECT_FALSE(dlg.isVisible());
+}
+
+TEST_F(FrmImportar, TheColumnBoxTakesTheCharacterCodeAndTheRowBoxDecidesBoth)
+{
+    // "e" is code 101: column 37 (AK); the department there, the account in
+    // AL, the months from AM. Column 5 still decides where the data ends.
+    elegir(libros.generar(QStringLiteral("2: x;y;z;w;1\nAK2: 8;62100001;3;4\n")));
+    dlg.txtExcelCol->setText(QStringLiteral("e"));
+    dlg.cmdImportar->click();
+    ASSERT_NE(dlg.importacion(), nullptr);
+    EXPECT_EQ(dlg.importacion()->PrimeraColumnaDatos(), 37);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT M2 FROM Presupuestos WHERE Cuenta = '62100001' AND Dpto = 8")).toInt(), 4);
+
+    // An empty row box: first row 1 and first column 1, whatever the column box says.
+    frmImportar otro;
+    plataforma.dialogoArchivo->respuestas.push_back(libros.generar(QStringLiteral("1: 9;62800001;1;2;3\n")));
+    otro.cmdExaminar->click();
+    otro.txtExcelRow->clear();
+    otro.txtExcelCol->setText(QStringLiteral("C"));
+    otro.cmdImportar->click();
+    ASSERT_NE(otro.importacion(), nullptr);
+    EXPECT_EQ(otro.importacion()->PrimeraFilaDatos(), 1);
+    EXPECT_EQ(otro.importacion()->PrimeraColumnaDatos(), 1);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT M3 FROM Presupuestos WHERE Cuenta = '62800001' AND Dpto = 9")).toInt(), 3);
+    EXPECT_EQ(filas(), 2);
+}
+
+TEST_F(FrmImportar, AFailedImportIsShownInRedAndOnlyClosingIsLeft)
+{
+    dlg.show();
+    elegir(libros.fichero(QByteArrayLiteral("PK\x03\x04 roto"), QStringLiteral("roto.xlsx")));
+    dlg.cmdImportar->click();
+    ASSERT_EQ(mensajes().size(), 2u);
+    EXPECT_EQ(mensajes()[1].prompt,
+              QStringLiteral("Error al procesar el archivo, verifique que los datos tienen el formato correcto.\r\n\r\n"
+                             "Detalles del error: \r\nNo se puede leer el libro 'roto.xlsx': el archivo no es un libro de Excel.\r\n"
+                             "Fila: 0 Columna: 0"));
+    EXPECT_EQ(mensajes()[1].estilo, vb::Critical);
+    EXPECT_EQ(mensajes()[1].titulo, QStringLiteral("Importar desde Excel"));
+    EXPECT_EQ(dlg.lblInfo->text(), QStringLiteral("Error durante la Importación."));
+    EXPECT_EQ(dlg.lblInfo->palette().color(QPalette::WindowText), QColor(255, 0, 0));
+    EXPECT_TRUE(dlg.cmdCerrar->isEnabled());
+    EXPECT_FALSE(dlg.cmdImportar->isVisible());
+    EXPECT_EQ(completadas, 0);
+    EXPECT_EQ(filas(), 0);
+
+    // An empty column box with a row given: Asc of nothing.
+    frmImportar otro;
+    plataforma.dialogoArchivo->respuestas.push_back(libros.generar(QStringLiteral("2: a;b;1;7;1\n")));
+    otro.cmdExaminar->click();
+    otro.txtExcelCol->clear();
+    otro.cmdImportar->click();
+    ASSERT_EQ(mensajes().size(), 4u);
+    EXPECT_EQ(mensajes()[3].prompt, QStringLiteral("Invalid procedure call or argument"));
+    EXPECT_EQ(mensajes()[3].titulo, QStringLiteral("Importar desde Excel"));
+    EXPECT_EQ(filas(), 0);
+}
+
+} // namespace

@@ -1,0 +1,444 @@
+#include "BaseDatosPrueba.h"
+#include "LibroPrueba.h"
+#include "common/VbError.h"
+#include "db/Conexion.h"
+#include "host/modPublic.h"
+#include "import/AplicacionExcel.h"
+#include "import/clsImportar.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QSqlQuery>
+#include <QTimer>
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+using presupuestos::prueba::BaseDatosPrueba;
+using presupuestos::prueba::LibrosPrueba;
+
+namespace {
+
+const QString kCabecera = QStringLiteral("Error al procesar el archivo, verifique que los datos tienen el formato correcto.\r\n\r\n"
+                                         "Detalles del error: \r\n");
+
+const QString kUpdate = QStringLiteral(
+    "UPDATE Presupuestos SET  M1 = ?, M2 = ?, M3 = ?, M4 = ?, M5 = ?, M6 = ?, M7 = ?, M8 = ?, M9 = ?, M10 = ?, M11 = ?, "
+    "M12 = ? WHERE Cod_Empresa = 1 AND Cod_Ejercicio = 2027 AND Cuenta = ? AND Dpto= ? ");
+const QString kInsert = QStringLiteral(
+    "INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12, Cuenta, Dpto) "
+    "VALUES ( 1,2027, ?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
+
+// A sheet row laid out from column C: two texts, department, account, twelve months.
+QString fila(int n, const QString& dpto, const QString& cuenta, const QStringList& meses,
+             const QString& cat = QStringLiteral("Cat"), const QString& nombre = QString())
+{
+    return QStringLiteral("%1: %2;%3;%4;%5;%6\n")
+        .arg(n)
+        .arg(cat, nombre.isEmpty() ? QStringLiteral("Nombre %1").arg(n) : nombre, dpto, cuenta, meses.join(QLatin1Char(';')));
+}
+
+QStringList doce(const QString& v) { return QStringList(12, v); }
+
+// Stands in for a created "application": reads through the real readers
+// and tells the test what was done with it.
+struct Espia {
+    int creadas = 0;
+    int cerradas = 0;
+};
+
+class AplicacionEspia : public AplicacionExcel {
+public:
+    explicit AplicacionEspia(Espia& e) : espia_(e), real_({FormatoLibro::Xlsx, FormatoLibro::Xls}) { ++espia_.creadas; }
+    void abrirLibro(const QString& ruta) override { real_.abrirLibro(ruta); }
+    const HojaExcel& hojaActiva() const override { return real_.hojaActiva(); }
+    void Quit() override
+    {
+        ++espia_.cerradas;
+        real_.Quit();
+    }
+
+private:
+    Espia& espia_;
+    AplicacionLectores real_;
+};
+
+class Importar : public ::testing::Test {
+protected:
+    ~Importar() override { RegistroExcel::restaurar(); }
+
+    struct Eventos {
+        std::vector<std::pair<qint32, QString>> inicio;
+        std::vector<std::pair<qint32, QString>> progreso;
+        std::vector<qint32> completado;
+    };
+
+    // Imports with a fresh engine; returns the error's description, empty on success.
+    QString importar(const QString& ruta, qint16 primeraFila = 2, qint16 primeraColumna = 3, int* numero = nullptr)
+    {
+        clsImportar imp;
+        imp.setPrimeraFilaDatos(primeraFila);
+        imp.setPrimeraColumnaDatos(primeraColumna);
+        QObject::connect(&imp, &clsImportar::ProgressInit, [this](qint32 n, const QString& i) { eventos.inicio.emplace_back(n, i); });
+        QObject::connect(&imp, &clsImportar::Progress, [this](qint32 n, const QString& i) { eventos.progreso.emplace_back(n, i); });
+        QObject::connect(&imp, &clsImportar::ImportCompleted, [this](qint32 n) { eventos.completado.push_back(n); });
+        try {
+            imp.ImportarDesdeExcel(ruta);
+        } catch (const VbError& e) {
+            if (numero)
+                *numero = e.number();
+            return e.description();
+        }
+        return QString();
+    }
+
+    // M1..M12, Metodo_Calculo, Modificacion_Manual, Valor and Ver of a stored row.
+    QStringList guardada(const QString& cuenta, int dpto, int ejercicio = 2027)
+    {
+        QSqlQuery q(bd.conexion->baseDatos());
+        q.prepare(QStringLiteral("SELECT M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12, Metodo_Calculo, Modificacion_Manual, "
+                                 "Valor, Ver FROM Presupuestos WHERE Cod_Empresa = 1 AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
+        q.addBindValue(ejercicio);
+        q.addBindValue(cuenta);
+        q.addBindValue(dpto);
+        QStringList l;
+        if (q.exec() && q.next())
+            for (int i = 0; i < 16; ++i)
+                l << Currency::fromVariant(q.value(i)).toSqlText();
+        return l;
+    }
+    int filas() { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(); }
+    QStringList registro()
+    {
+        QStringList l(bd.conexion->registro().begin(), bd.conexion->registro().end());
+        bd.conexion->limpiarRegistro();
+        return l;
+    }
+    std::vector<qint32> filasProgreso() const
+    {
+        std::vector<qint32> v;
+        for (const auto& p : eventos.progreso)
+            v.push_back(p.first);
+        return v;
+    }
+    void filaExistente(const QString& cuenta, int dpto, const QString& meses = QStringLiteral("100"))
+    {
+        QString sql = QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Metodo_Calculo, "
+                                     "Modificacion_Manual, Valor, Ver");
+        for (int m = 1; m <= 12; ++m)
+            sql += QStringLiteral(", M%1").arg(m);
+        sql += QStringLiteral(") VALUES (1, 2027, '%1', %2, 3, 5, 12.5, 0").arg(cuenta).arg(dpto);
+        for (int m = 1; m <= 12; ++m)
+            sql += QStringLiteral(", ") + meses;
+        bd.sql(sql + QLatin1Char(')'));
+    }
+
+    BaseDatosPrueba bd;
+    LibrosPrueba libros;
+    Eventos eventos;
+};
+
+// ---- Rows, the end of the data and the events ----------------------------------------
+
+TEST_F(Importar, ProcessesRowsUpToOnePastColumnFivesLastCellReportingEveryRow)
+{
+    QString d = QStringLiteral("1: Categoría;Nombre;Dpto;Cuenta;Ene\n");
+    for (int r = 2; r <= 10; ++r)
+        d += fila(r, QString::number(r), QStringLiteral("7000000%1").arg(r), doce(QString::number(r * 10)));
+    ASSERT_EQ(importar(libros.generar(d)), QString());
+
+    ASSERT_EQ(eventos.inicio.size(), 1u);
+    EXPECT_EQ(eventos.inicio[0], std::make_pair(qint32(11), QStringLiteral("Importando datos...")));
+    // Row 11 has no department: skipped, yet reported.
+    EXPECT_EQ(filasProgreso(), (std::vector<qint32>{2, 3, 4, 5, 6, 7, 8, 9, 10, 11}));
+    EXPECT_EQ(eventos.progreso.front().second, QStringLiteral("Cat - Nombre 2"));
+    EXPECT_EQ(eventos.progreso.back().second, QStringLiteral(" - "));
+    EXPECT_EQ(eventos.completado, std::vector<qint32>{9});
+    EXPECT_EQ(filas(), 9);
+    EXPECT_EQ(guardada(QStringLiteral("70000007"), 7), QStringList(doce(QStringLiteral("70")) << "0" << "0" << "0" << "1"));
+    EXPECT_FALSE(bd.conexion->enTransaccion());
+}
+
+TEST_F(Importar, SkipsRowsWithoutDepartmentAndWritesEmptyMonthsAsZero)
+{
+    const QString d = fila(2, QStringLiteral("1"), QStringLiteral("70000001"), {"1", "", "3", "", "", "", "", "", "", "", "", "12"})
+                      + fila(3, QString(), QStringLiteral("70000002"), doce(QStringLiteral("5")))
+                      + fila(4, QStringLiteral("2"), QStringLiteral("70000001"), {"7"})
+                      + fila(5, QString(), QString(), doce(QStringLiteral("9")));
+    ASSERT_EQ(importar(libros.generar(d)), QString());
+    EXPECT_EQ(eventos.completado, std::vector<qint32>{2});
+    EXPECT_EQ(filasProgreso(), (std::vector<qint32>{2, 3, 4, 5, 6}));
+    EXPECT_EQ(guardada(QStringLiteral("70000001"), 1),
+              (QStringList{"1", "0", "3", "0", "0", "0", "0", "0", "0", "0", "0", "12", "0", "0", "0", "1"}));
+    EXPECT_EQ(guardada(QStringLiteral("70000001"), 2).mid(0, 3), (QStringList{"7", "0", "0"}));
+    EXPECT_EQ(filas(), 2);
+}
+
+TEST_F(Importar, ReplacesAllTwelveMonthsOfExistingRowsKeepingMethodMaskValueAndVisibility)
+{
+    filaExistente(QStringLiteral("62800001"), 2);
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2026, '62800001', 2, 5)"));
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (2, 2027, '62800001', 2, 5)"));
+    const QString d = fila(2, QStringLiteral("2"), QStringLiteral("62800001"), {"-50.25", "", "7"})
+                      + fila(3, QStringLiteral("1"), QStringLiteral("62800001"), doce(QStringLiteral("1")));
+    registro();
+    ASSERT_EQ(importar(libros.generar(d)), QString());
+
+    EXPECT_EQ(guardada(QStringLiteral("62800001"), 2),
+              (QStringList{"-50.25", "0", "7", "0", "0", "0", "0", "0", "0", "0", "0", "0", "3", "5", "12.5", "0"}));
+    EXPECT_EQ(guardada(QStringLiteral("62800001"), 1), QStringList(doce(QStringLiteral("1")) << "0" << "0" << "0" << "1"));
+    EXPECT_EQ(guardada(QStringLiteral("62800001"), 2, 2026).constFirst(), QStringLiteral("5"));
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT M1 FROM Presupuestos WHERE Cod_Empresa = 2")).toInt(), 5);
+    EXPECT_EQ(filas(), 4);
+
+    // One transaction; the prepared texts are sent once, the insert only
+    // when an update found nothing.
+    EXPECT_EQ(registro(), (QStringList{QStringLiteral("BEGIN TRANSACTION"), kUpdate, kInsert, QStringLiteral("COMMIT TRANSACTION")}));
+}
+
+TEST_F(Importar, TheDataEndsOnePastColumnFiveWhicheverColumnHoldsTheDepartments)
+{
+    // Departments down to row 10, the first month (column 5) only to row 6.
+    QString d;
+    for (int r = 2; r <= 10; ++r)
+        d += fila(r, QString::number(r), QStringLiteral("70000001"), r <= 6 ? doce(QStringLiteral("1")) : QStringList{QString()});
+    ASSERT_EQ(importar(libros.generar(d)), QString());
+    EXPECT_EQ(eventos.inicio[0].first, 7);
+    EXPECT_EQ(eventos.completado, std::vector<qint32>{6}); // rows 2-7
+    EXPECT_EQ(filas(), 6);
+    EXPECT_EQ(guardada(QStringLiteral("70000001"), 7).constFirst(), QStringLiteral("0"));
+    EXPECT_TRUE(guardada(QStringLiteral("70000001"), 8).isEmpty());
+
+    // Departments in column A: column 5 is then the third month.
+    bd.sql(QStringLiteral("DELETE FROM Presupuestos"));
+    eventos = {};
+    const QString a = QStringLiteral("1: 1;62100001;5;6;7\n2: 2;62100001;5;6\n3: 3;62100001;5;6;7;8\n");
+    ASSERT_EQ(importar(libros.generar(a), 1, 1), QString());
+    EXPECT_EQ(eventos.inicio[0].first, 4);
+    EXPECT_EQ(filas(), 3);
+    EXPECT_EQ(guardada(QStringLiteral("62100001"), 3).mid(0, 4), (QStringList{"5", "6", "7", "8"}));
+
+    // With column 5 empty, End stops on row 1: the data ends at row 2.
+    bd.sql(QStringLiteral("DELETE FROM Presupuestos"));
+    eventos = {};
+    ASSERT_EQ(importar(libros.generar(QStringLiteral("1: 1;62100001\n2: 2;62100001\n3: 3;62100001\n")), 1, 1), QString());
+    EXPECT_EQ(eventos.inicio[0].first, 2);
+    EXPECT_EQ(filas(), 2);
+}
+
+TEST_F(Importar, ConvertsCellsAsTheParametersTakeThem)
+{
+    // Currency from the cell's double rounds halves to even (1/32 and 3/32
+    // are exact in binary); texts read with Spanish settings; Booleans are
+    // -1 and 0; a numeric account becomes its digits; a department rounds
+    // halves to even.
+    const QString d = QStringLiteral("2: a;b;2.5;7000001;0.03125;0.09375;\"1.234,5\";#b:1;#b:0;-7\n"
+                                     "3: c;d;\"3\";\"700'01\";1\n"
+                                     "4: e;f;3.5;#r:62|1|00001;2\n");
+    ASSERT_EQ(importar(libros.generar(d)), QString());
+    EXPECT_EQ(guardada(QStringLiteral("7000001"), 2).mid(0, 6), (QStringList{"0.0312", "0.0938", "1234.5", "-1", "0", "-7"}));
+    EXPECT_EQ(guardada(QStringLiteral("700'01"), 3).constFirst(), QStringLiteral("1"));
+    EXPECT_EQ(guardada(QStringLiteral("62100001"), 4).constFirst(), QStringLiteral("2"));
+    EXPECT_EQ(eventos.progreso[0].second, QStringLiteral("a - b"));
+}
+
+TEST_F(Importar, PreparesBothCommandsWithTheirTextsAndParameters)
+{
+    modPublic::EjercicioActivo = 2031;
+    bd.empresa = std::make_shared<EmpresaFija>(17, 2030);
+    clsImportar imp;
+    imp.setEmpresaDrumav(bd.empresa);
+    imp.setConexionDrumav(bd.conexion);
+    EXPECT_EQ(modPublic::EmpresaActiva, bd.empresa);
+    EXPECT_EQ(modPublic::ConexionActiva, bd.conexion);
+    imp.setPrimeraFilaDatos(1);
+    imp.setPrimeraColumnaDatos(1);
+    EXPECT_EQ(imp.PrimeraFilaDatos(), 1);
+    imp.ImportarDesdeExcel(libros.generar(QStringLiteral("1: 4;62100001;1;2;3\n")));
+
+    const Comando* u = imp.comandoUpdate();
+    const Comando* i = imp.comandoInsert();
+    ASSERT_TRUE(u && i);
+    EXPECT_EQ(u->commandText(), QString(kUpdate).replace(QStringLiteral("= 1 AND Cod_Ejercicio = 2027"),
+                                                         QStringLiteral("= 17 AND Cod_Ejercicio = 2031")));
+    EXPECT_EQ(i->commandText(), QString(kInsert).replace(QStringLiteral("( 1,2027,"), QStringLiteral("( 17,2031,")));
+    for (const Comando* c : {u, i}) {
+        ASSERT_EQ(c->numeroParametros(), 14);
+        for (int k = 0; k < 12; ++k) {
+            EXPECT_EQ(c->nombreParametro(k), QStringLiteral("M%1").arg(k + 1));
+            EXPECT_EQ(c->tipoParametro(k), TipoParametro::Moneda);
+        }
+        EXPECT_EQ(c->nombreParametro(12), QStringLiteral("Cuenta"));
+        EXPECT_EQ(c->tipoParametro(12), TipoParametro::Texto);
+        EXPECT_EQ(c->tamanoParametro(12), 20);
+        EXPECT_EQ(c->nombreParametro(13), QStringLiteral("Dpto"));
+        EXPECT_EQ(c->tipoParametro(13), TipoParametro::Entero);
+    }
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT M3 FROM Presupuestos WHERE Cod_Empresa = 17 AND Cod_Ejercicio = 2031 AND Dpto = 4"))
+                  .toInt(),
+              3);
+}
+
+TEST_F(Importar, LetsTheEventLoopRunAfterEachEvent)
+{
+    bool servido = false;
+    std::vector<bool> alInformar;
+    clsImportar imp;
+    imp.setPrimeraFilaDatos(2);
+    imp.setPrimeraColumnaDatos(3);
+    QObject::connect(&imp, &clsImportar::ProgressInit, [&](qint32, const QString&) {
+        QTimer::singleShot(0, [&] { servido = true; });
+    });
+    QObject::connect(&imp, &clsImportar::Progress, [&](qint32, const QString&) { alInformar.push_back(servido); });
+    imp.ImportarDesdeExcel(libros.generar(fila(2, QStringLiteral("1"), QStringLiteral("70000001"), {"1"})));
+    EXPECT_EQ(alInformar, (std::vector<bool>{true, true}));
+}
+
+// ---- Failures ----------------------------------------------------------------------
+
+TEST_F(Importar, AnErrorInTheMiddleUndoesEveryRowAndSaysWhere)
+{
+    filaExistente(QStringLiteral("70000002"), 1);
+    const QString inicio = fila(2, QStringLiteral("1"), QStringLiteral("70000001"), doce(QStringLiteral("1")))
+                           + fila(3, QStringLiteral("1"), QStringLiteral("70000002"), doce(QStringLiteral("2")))
+                           + fila(4, QString(), QString(), {"x"});
+    int numero = 0;
+
+    // An account longer than the parameter's 20 characters: after the month loop.
+    const QString larga = QStringLiteral("700000000000000000001");
+    QString e = importar(libros.generar(inicio + fila(5, QStringLiteral("1"), QLatin1Char('"') + larga + QLatin1Char('"'),
+                                                      doce(QStringLiteral("3")))),
+                         2, 3, &numero);
+    EXPECT_EQ(numero, VbError::ParameterTooLong);
+    EXPECT_TRUE(e.startsWith(kCabecera + QStringLiteral("El valor \"") + larga)) << e.toStdString();
+    EXPECT_TRUE(e.endsWith(QStringLiteral("\r\nFila: 5 Columna: 17"))) << e.toStdString();
+    EXPECT_EQ(filas(), 1);
+    EXPECT_EQ(guardada(QStringLiteral("70000002"), 1).constFirst(), QStringLiteral("100"));
+    EXPECT_TRUE(eventos.completado.empty());
+    EXPECT_EQ(filasProgreso(), (std::vector<qint32>{2, 3, 4}));
+    EXPECT_FALSE(bd.conexion->enTransaccion());
+    EXPECT_EQ(bd.conexion->registro().back(), QStringLiteral("ROLLBACK TRANSACTION"));
+
+    // A text in the fourth month (column 8): inside the month loop.
+    e = importar(libros.generar(inicio + fila(5, QStringLiteral("1"), QStringLiteral("70000003"), {"1", "2", "3", "doce"})), 2, 3,
+                 &numero);
+    EXPECT_EQ(numero, VbError::TypeMismatch);
+    EXPECT_EQ(e, kCabecera + QStringLiteral("Type mismatch\r\nFila: 5 Columna: 8"));
+    EXPECT_EQ(filas(), 1);
+
+    // An error value in a department cell.
+    e = importar(libros.zip(LibrosPrueba::partesMinimas(QByteArrayLiteral(
+                     "<worksheet xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\"><sheetData>"
+                     "<row r=\"2\"><c r=\"C2\"><v>1</v></c><c r=\"D2\" t=\"str\"><v>70000001</v></c><c r=\"E2\"><v>1</v></c></row>"
+                     "<row r=\"3\"><c r=\"C3\" t=\"e\"><v>#N/A</v></c><c r=\"E3\"><v>1</v></c></row></sheetData></worksheet>"))));
+    EXPECT_EQ(e, kCabecera + QStringLiteral("Type mismatch\r\nFila: 3 Columna: 17"));
+    EXPECT_EQ(filas(), 1);
+}
+
+TEST_F(Importar, ADatabaseErrorIsReportedWithItsTextAndUndoesEverything)
+{
+    bd.sql(QStringLiteral("CREATE TRIGGER rechazar BEFORE INSERT ON Presupuestos WHEN NEW.Cuenta = '69999999' "
+                          "BEGIN SELECT RAISE(ABORT, 'cuenta bloqueada'); END"));
+    const QString d = fila(2, QStringLiteral("1"), QStringLiteral("70000001"), {"1"})
+                      + fila(3, QStringLiteral("1"), QStringLiteral("69999999"), {"1"});
+    int numero = 0;
+    const QString e = importar(libros.generar(d), 2, 3, &numero);
+    EXPECT_EQ(numero, VbError::DatabaseError);
+    EXPECT_TRUE(e.startsWith(kCabecera) && e.contains(QStringLiteral("cuenta bloqueada"))) << e.toStdString();
+    EXPECT_TRUE(e.endsWith(QStringLiteral("Fila: 3 Columna: 17")));
+    EXPECT_EQ(filas(), 0);
+
+    // An empty account cell reaches the table as null.
+    const QString sinCuenta = importar(libros.generar(fila(2, QStringLiteral("1"), QString(), {"1"})));
+    EXPECT_TRUE(sinCuenta.startsWith(kCabecera) && sinCuenta.contains(QStringLiteral("NOT NULL"))) << sinCuenta.toStdString();
+    EXPECT_EQ(filas(), 0);
+}
+
+TEST_F(Importar, FilesThatCannotBeReadGiveTheComposedErrorAndTouchNothing)
+{
+    filaExistente(QStringLiteral("70000001"), 1);
+    const QString bueno = libros.generar(fila(2, QStringLiteral("1"), QStringLiteral("70000001"), doce(QStringLiteral("9"))));
+    QFile f(bueno);
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    const QByteArray bytes = f.readAll();
+    registro();
+    for (const QString& ruta : {libros.fichero(bytes.left(bytes.size() * 2 / 3), QStringLiteral("cortado.xlsx")),
+                                libros.zip({{QStringLiteral("word/document.xml"), QByteArrayLiteral("<w/>")}},
+                                           QStringLiteral("documento.xlsx")),
+                                libros.fichero(QByteArrayLiteral("no soy un libro"), QStringLiteral("texto.xls")),
+                                libros.carpeta()}) {
+        int numero = 0;
+        const QString e = importar(ruta, 2, 3, &numero);
+        EXPECT_EQ(numero, 1004);
+        EXPECT_TRUE(e.startsWith(kCabecera + QStringLiteral("No se puede leer el libro '"))) << e.toStdString();
+        EXPECT_TRUE(e.endsWith(QStringLiteral(".\r\nFila: 0 Columna: 0"))) << e.toStdString();
+    }
+    EXPECT_TRUE(registro().isEmpty()); // not even a transaction was begun
+    EXPECT_TRUE(eventos.inicio.empty());
+    EXPECT_EQ(guardada(QStringLiteral("70000001"), 1).constFirst(), QStringLiteral("100"));
+}
+
+TEST_F(Importar, RowsAndColumnsOutsideTheSheetRaiseAsCellsDoes)
+{
+    const QString ruta = libros.generar(fila(2, QStringLiteral("1"), QStringLiteral("70000001"), {"1"}));
+    int numero = 0;
+    EXPECT_EQ(importar(ruta, 2, 0, &numero), kCabecera + QStringLiteral("Application-defined or object-defined error\r\nFila: 2 Columna: 0"));
+    EXPECT_EQ(numero, 1004);
+    EXPECT_EQ(importar(ruta, 0, 3, &numero), kCabecera + QStringLiteral("Application-defined or object-defined error\r\nFila: 0 Columna: 0"));
+    // The department in the sheet's last column: its months lie beyond it.
+    const QString ultima = libros.generar(QStringLiteral("2: a;b;c;d;1\nXFD2: 1\n"));
+    EXPECT_EQ(importar(ultima, 2, 16384, &numero), kCabecera + QStringLiteral("Application-defined or object-defined error\r\nFila: 2 Columna: 16386"));
+    EXPECT_EQ(filas(), 0);
+}
+
+TEST_F(Importar, ImportsAnExcel97Workbook)
+{
+    ASSERT_EQ(importar(LibrosPrueba::datos(QStringLiteral("presupuesto.xls"))), QString());
+    EXPECT_EQ(eventos.inicio[0].first, 5);
+    EXPECT_EQ(filasProgreso(), (std::vector<qint32>{2, 3, 4, 5}));
+    EXPECT_EQ(eventos.progreso[0].second, QStringLiteral("Ventas - Ventas Norte"));
+    EXPECT_EQ(eventos.completado, std::vector<qint32>{2});
+    EXPECT_EQ(guardada(QStringLiteral("70000001"), 1),
+              (QStringList{"100", "200", "300", "400", "500", "600", "700", "800", "900", "1000", "1100", "1200.5", "0", "0", "0", "1"}));
+    EXPECT_EQ(guardada(QStringLiteral("62800001"), 2).mid(0, 12),
+              (QStringList{"-50.25", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "7"}));
+    EXPECT_EQ(filas(), 2);
+}
+
+// ---- Creating "Excel" ------------------------------------------------------------------
+
+TEST_F(Importar, AFailedFirstAttemptFailsTheImportEvenWhenALaterOneWorks)
+{
+    Espia espia;
+    RegistroExcel::registrar(QStringLiteral("Excel.Application"),
+                             []() -> std::unique_ptr<AplicacionExcel> { throw VbError(429, QStringLiteral("ActiveX component can't create object")); });
+    RegistroExcel::registrar(QStringLiteral("Excel.Application.16"), [&] { return std::make_unique<AplicacionEspia>(espia); });
+    RegistroExcel::registrar(QStringLiteral("Excel.Sheet"), [&] { return std::make_unique<AplicacionEspia>(espia); });
+    const QString ruta = libros.generar(fila(2, QStringLiteral("1"), QStringLiteral("70000001"), {"1"}));
+    registro();
+    int numero = 0;
+    EXPECT_EQ(importar(ruta, 2, 3, &numero),
+              kCabecera + QStringLiteral("No existe una version Excel compatible con esta aplicación.\r\nFila: 0 Columna: 0"));
+    EXPECT_EQ(numero, -2147221502);
+    // Both later attempts ran; the application left over is quit.
+    EXPECT_EQ(espia.creadas, 2);
+    EXPECT_EQ(espia.cerradas, 1);
+    EXPECT_TRUE(registro().isEmpty());
+    EXPECT_EQ(filas(), 0);
+
+    // With no reader registered at all the answer is the same.
+    for (const char* n : {"Excel.Application", "Excel.Application.16", "Excel.Sheet"})
+        RegistroExcel::quitar(QString::fromLatin1(n));
+    EXPECT_TRUE(importar(ruta).contains(QStringLiteral("No existe una version Excel compatible con esta aplicación.")));
+
+    // The first attempt working is enough, whatever the others would do.
+    RegistroExcel::restaurar();
+    RegistroExcel::registrar(QStringLiteral("Excel.Application"), [&] { return std::make_unique<AplicacionEspia>(espia); });
+    RegistroExcel::quitar(QStringLiteral("Excel.Application.16"));
+    espia = {};
+    EXPECT_EQ(importar(ruta), QString());
+    EXPECT_EQ(espia.creadas, 1);
+    EXPECT_EQ(espia.cerradas, 1);
+    EXPECT_EQ(filas(), 1);
+}
+
+} // namespace

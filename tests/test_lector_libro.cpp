@@ -1,0 +1,408 @@
+#include "LibroPrueba.h"
+#include "common/VbError.h"
+#include "import/AplicacionExcel.h"
+#include "import/HojaExcel.h"
+#include "import/LectorLibro.h"
+
+#include <QFile>
+#include <functional>
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+using presupuestos::prueba::LibrosPrueba;
+
+namespace {
+
+// The description of the error the call raised; empty when it raised none.
+QString errorDe(const std::function<void()>& f, int* numero = nullptr)
+{
+    try {
+        f();
+    } catch (const VbError& e) {
+        if (numero)
+            *numero = e.number();
+        return e.description();
+    }
+    return QString();
+}
+
+const QByteArray kCabeceraHoja = QByteArrayLiteral(
+    "<?xml version=\"1.0\"?><worksheet xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\">");
+
+QByteArray hojaXml(const QByteArray& datos) { return kCabeceraHoja + "<sheetData>" + datos + "</sheetData></worksheet>"; }
+
+QByteArray textosXml(const QByteArray& si)
+{
+    return QByteArrayLiteral("<?xml version=\"1.0\"?><sst xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\">") + si
+           + "</sst>";
+}
+
+// ---- The sheet's cells and the End(xlUp) rule ------------------------------------
+
+TEST(HojaExcel, EndUpFindsTheLastFilledCellOrRowOne)
+{
+    HojaExcel h(100, 20);
+    h.ponerNumero(2, 5, 1);
+    h.ponerNumero(10, 5, 1);
+    h.ponerTexto(50, 4, QStringLiteral("otra columna"));
+    h.cerrar();
+    EXPECT_EQ(h.filaFinArriba(5), 10);
+    EXPECT_EQ(h.filaFinArriba(4), 50);
+    EXPECT_EQ(h.filaFinArriba(6), 1); // empty column: End stops on row 1
+
+    // Starting on a filled last row: the top of its block, or the next
+    // filled cell above when the one above is empty.
+    HojaExcel bloque(100, 20);
+    for (int f : {3, 97, 98, 99, 100})
+        bloque.ponerNumero(f, 1, f);
+    bloque.ponerNumero(40, 2, 1);
+    bloque.ponerNumero(100, 2, 1);
+    bloque.ponerNumero(100, 3, 1);
+    bloque.cerrar();
+    EXPECT_EQ(bloque.filaFinArriba(1), 97);
+    EXPECT_EQ(bloque.filaFinArriba(2), 40);
+    EXPECT_EQ(bloque.filaFinArriba(3), 1);
+}
+
+TEST(HojaExcel, CellsKeepTheirTypeTheLastValueWinsAndPositionsOutsideRaise)
+{
+    HojaExcel h(10, 5);
+    h.ponerTextos({QStringLiteral("compartido")});
+    h.ponerNumero(3, 2, 1.5);
+    h.ponerTexto(1, 1, QStringLiteral("a"));
+    h.ponerNumero(1, 1, 7); // same cell again, later in the file
+    EXPECT_TRUE(h.ponerTextoCompartido(2, 2, 0));
+    EXPECT_FALSE(h.ponerTextoCompartido(2, 3, 1));
+    h.ponerBooleano(4, 4, true);
+    h.ponerError(5, 5, QStringLiteral("#DIV/0!"));
+    h.cerrar();
+
+    EXPECT_EQ(h.numeroCeldas(), 5u);
+    EXPECT_EQ(h.valor(1, 1).tipo, ValorCelda::Tipo::Numero);
+    EXPECT_EQ(h.valor(1, 1).numero, 7);
+    EXPECT_EQ(h.valor(2, 2).texto, QStringLiteral("compartido"));
+    EXPECT_EQ(h.texto(3, 2), QStringLiteral("1,5"));
+    EXPECT_EQ(h.texto(4, 4), QStringLiteral("VERDADERO"));
+    EXPECT_EQ(h.valor(5, 5).tipo, ValorCelda::Tipo::Error);
+    EXPECT_EQ(h.texto(5, 5), QStringLiteral("#DIV/0!"));
+    EXPECT_TRUE(h.vacia(2, 3));
+    EXPECT_TRUE(h.valor(10, 5).vacia());
+
+    int numero = 0;
+    for (auto [f, c] : {std::pair{0, 1}, {1, 0}, {11, 1}, {1, 6}, {-3, 2}}) {
+        EXPECT_FALSE(errorDe([&] { h.valor(f, c); }, &numero).isEmpty()) << f << "," << c;
+        EXPECT_EQ(numero, 1004);
+    }
+}
+
+TEST(HojaExcel, NumbersShowAsGeneralFormatWithSpanishSettings)
+{
+    EXPECT_EQ(HojaExcel::textoNumero(0), QStringLiteral("0"));
+    EXPECT_EQ(HojaExcel::textoNumero(-0.0), QStringLiteral("0"));
+    EXPECT_EQ(HojaExcel::textoNumero(7000001), QStringLiteral("7000001"));
+    EXPECT_EQ(HojaExcel::textoNumero(-12.5), QStringLiteral("-12,5"));
+    EXPECT_EQ(HojaExcel::textoNumero(0.1 + 0.2), QStringLiteral("0,3"));
+    EXPECT_EQ(HojaExcel::textoNumero(123456789012345.0), QStringLiteral("123456789012345"));
+    EXPECT_EQ(HojaExcel::textoNumero(1e15), QStringLiteral("1E+15"));
+}
+
+// ---- Reading .xlsx -------------------------------------------------------------------
+
+class Xlsx : public ::testing::Test {
+protected:
+    std::unique_ptr<HojaExcel> leer(const QString& ruta, const LimitesLibro& limites = {})
+    {
+        return LectorXlsx::leerFichero(ruta, limites);
+    }
+    QString errorAlLeer(const QString& ruta, const LimitesLibro& limites = {})
+    {
+        int numero = 0;
+        const QString e = errorDe([&] { leer(ruta, limites); }, &numero);
+        if (!e.isEmpty()) {
+            EXPECT_EQ(numero, 1004) << e.toStdString();
+        }
+        return e;
+    }
+    LibrosPrueba libros;
+};
+
+TEST_F(Xlsx, ReadsSharedAndRichTextsNumbersBooleansAndFormulaResults)
+{
+    for (bool constante : {false, true}) {
+        SCOPED_TRACE(constante ? "inline texts" : "shared texts");
+        const auto h = leer(libros.generar(QStringLiteral("1: Cat;\"x;y\";1;7000001;12.5;#b:1;#r:uno|dos|tres\n"
+                                                          "C3: 5;;#fn:=1+2|3;#fs:=A1|Cat;-0.0001;#b:0\n"
+                                                          "AB12: \"año ñ €\"\n"),
+                                           constante));
+        EXPECT_EQ(h->valor(1, 1).texto, QStringLiteral("Cat"));
+        EXPECT_EQ(h->valor(1, 2).texto, QStringLiteral("x;y"));
+        EXPECT_EQ(h->valor(1, 3).tipo, ValorCelda::Tipo::Numero);
+        EXPECT_EQ(h->valor(1, 4).numero, 7000001);
+        EXPECT_EQ(h->valor(1, 5).numero, 12.5);
+        EXPECT_EQ(h->valor(1, 6).tipo, ValorCelda::Tipo::Booleano);
+        EXPECT_TRUE(h->valor(1, 6).booleano);
+        EXPECT_EQ(h->valor(1, 7).texto, QStringLiteral("unodostres"));
+        EXPECT_EQ(h->valor(3, 3).numero, 5);
+        EXPECT_TRUE(h->vacia(3, 4));
+        EXPECT_EQ(h->valor(3, 5).numero, 3);
+        EXPECT_EQ(h->valor(3, 6).tipo, ValorCelda::Tipo::Texto);
+        EXPECT_EQ(h->valor(3, 6).texto, QStringLiteral("Cat"));
+        EXPECT_EQ(h->valor(3, 7).numero, -0.0001);
+        EXPECT_FALSE(h->valor(3, 8).booleano);
+        EXPECT_EQ(h->valor(12, 28).texto, QStringLiteral("año ñ €"));
+        EXPECT_TRUE(h->vacia(2, 1));
+        EXPECT_EQ(h->filasHoja(), 1048576);
+        EXPECT_EQ(h->columnasHoja(), 16384);
+        EXPECT_EQ(h->filaFinArriba(28), 12);
+    }
+}
+
+TEST_F(Xlsx, ReadsTheSheetTheWorkbookOpensOn)
+{
+    const QString dos = QStringLiteral("hoja Uno\n1: primera\nhoja Dos\n1: segunda\nhoja Tres\n1: tercera\n");
+    EXPECT_EQ(leer(libros.generar(dos))->valor(1, 1).texto, QStringLiteral("primera"));
+    auto h = leer(libros.generar(QStringLiteral("hoja Uno\n1: primera\nhoja Dos\nactiva\n1: segunda\nhoja Tres\n1: tercera\n")));
+    EXPECT_EQ(h->nombre(), QStringLiteral("Dos"));
+    EXPECT_EQ(h->valor(1, 1).texto, QStringLiteral("segunda"));
+
+    // An active tab past the last sheet falls back to the first.
+    auto partes = LibrosPrueba::partesMinimas(hojaXml("<row r=\"1\"><c r=\"A1\"><v>1</v></c></row>"));
+    partes[2].second.replace("<sheets>", "<bookViews><workbookView activeTab=\"7\"/></bookViews><sheets>");
+    EXPECT_EQ(leer(libros.zip(partes))->valor(1, 1).numero, 1);
+}
+
+TEST_F(Xlsx, ReadsWhatOtherWritersProduce)
+{
+    // No positions (cells follow each other), a prefixed namespace, escaped
+    // control characters, phonetic runs, an error value, cells out of order
+    // and a cell repeated.
+    const QByteArray hoja = QByteArrayLiteral(
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?><x:worksheet xmlns:x=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\">"
+        "<x:sheetData><x:row><x:c><x:v>1</x:v></x:c><x:c t=\"s\"><x:v>0</x:v></x:c><x:c t=\"s\"><x:v>1</x:v></x:c></x:row>"
+        "<x:row r=\"5\"><x:c r=\"C5\" t=\"e\"><x:v>#N/A</x:v></x:c><x:c t=\"inlineStr\"><x:is><x:t>en_x005F_línea</x:t></x:is></x:c>"
+        "<x:c r=\"A5\"><x:v> 2.5E+3 </x:v></x:c><x:c r=\"C5\"><x:v>9</x:v></x:c></x:row>"
+        "<x:row r=\"3\"><x:c r=\"B3\" s=\"4\"/><x:c r=\"A3\" t=\"str\"><x:f>A1</x:f><x:v>f</x:v></x:c></x:row>"
+        "</x:sheetData></x:worksheet>");
+    const QByteArray textos = textosXml(
+        "<si><t xml:space=\"preserve\"> a_x000D__x000A_b </t></si>"
+        "<si><r><t>漢</t></r><r><rPr><b/></rPr><t>字</t></r><rPh sb=\"0\" eb=\"1\"><t>かんじ</t></rPh><phoneticPr fontId=\"1\"/></si>");
+    const auto h = leer(libros.zip(LibrosPrueba::partesMinimas(hoja, textos)));
+    EXPECT_EQ(h->valor(1, 1).numero, 1);
+    EXPECT_EQ(h->valor(1, 2).texto, QStringLiteral(" a\r\nb "));
+    EXPECT_EQ(h->valor(1, 3).texto, QStringLiteral("漢字"));
+    EXPECT_EQ(h->valor(5, 1).numero, 2500);
+    EXPECT_EQ(h->valor(5, 3).numero, 9);
+    EXPECT_EQ(h->valor(5, 4).texto, QStringLiteral("en_línea"));
+    EXPECT_EQ(h->valor(3, 1).texto, QStringLiteral("f"));
+    EXPECT_TRUE(h->vacia(3, 2));
+    EXPECT_EQ(h->numeroCeldas(), 7u);
+}
+
+TEST_F(Xlsx, ACountAttributeDoesNotDecideWhatIsAllocated)
+{
+    const QByteArray textos = QByteArrayLiteral("<?xml version=\"1.0\"?><sst xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\" "
+                                                "count=\"2000000000\" uniqueCount=\"2000000000\"><si><t>uno</t></si></sst>");
+    const auto h = leer(libros.zip(LibrosPrueba::partesMinimas(
+        hojaXml("<row r=\"1\"><c r=\"A1\" t=\"s\"><v>0</v></c></row>"), textos)));
+    EXPECT_EQ(h->valor(1, 1).texto, QStringLiteral("uno"));
+}
+
+// ---- Damaged and hostile workbooks ----------------------------------------------------
+
+TEST_F(Xlsx, DamagedFilesAndFilesThatAreNoWorkbookGiveTheirReason)
+{
+    const QString bueno = libros.generar(QStringLiteral("1: a;b;1;2;3\n2: c;d;4;5;6\n"));
+    QFile f(bueno);
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    const QByteArray bytes = f.readAll();
+
+    EXPECT_TRUE(errorAlLeer(libros.fichero(bytes.left(bytes.size() / 2), QStringLiteral("cortado.xlsx")))
+                    .startsWith(QStringLiteral("No se puede leer el libro 'cortado.xlsx': ")));
+    EXPECT_FALSE(errorAlLeer(libros.fichero(bytes.left(bytes.size() - 30), QStringLiteral("sinfinal.xlsx"))).isEmpty());
+    // Flipping bytes inside the compressed data: inflating or the CRC fails.
+    for (int desde : {200, 600, 1200}) {
+        QByteArray danado = bytes;
+        for (int i = desde; i < desde + 40 && i < danado.size(); ++i)
+            danado[i] = static_cast<char>(danado[i] ^ 0x5A);
+        errorAlLeer(libros.fichero(danado, QStringLiteral("danado%1.xlsx").arg(desde))); // must not crash
+    }
+    EXPECT_EQ(errorAlLeer(libros.fichero(QByteArrayLiteral("Cuenta;Dpto\n1;2\n"), QStringLiteral("texto.xlsx"))),
+              QStringLiteral("No se puede leer el libro 'texto.xlsx': el archivo no es un libro de Excel."));
+    EXPECT_EQ(errorAlLeer(libros.zip({{QStringLiteral("hola.txt"), QByteArrayLiteral("hola")}}, QStringLiteral("otro.zip"))),
+              QStringLiteral("No se puede leer el libro 'otro.zip': el archivo no es un libro de Excel."));
+    EXPECT_EQ(errorAlLeer(libros.carpeta() + QStringLiteral("/no_existe.xlsx")),
+              QStringLiteral("No se puede leer el libro 'no_existe.xlsx': no se encuentra el archivo."));
+}
+
+TEST_F(Xlsx, MalformedPartsAreRefused)
+{
+    const auto con = [&](const QByteArray& hoja, const QByteArray& textos = QByteArray()) {
+        return errorAlLeer(libros.zip(LibrosPrueba::partesMinimas(hoja, textos)));
+    };
+    EXPECT_TRUE(con(hojaXml("<row r=\"1\"><c r=\"A1\"><v>1</v></c>")).contains(QStringLiteral("mal formada")));
+    EXPECT_TRUE(con(hojaXml("<row r=\"1\"><c r=\"A0\"><v>1</v></c></row>")).contains(QStringLiteral("'A0' no es válida")));
+    EXPECT_TRUE(con(hojaXml("<row r=\"1\"><c r=\"XFE1\"><v>1</v></c></row>")).contains(QStringLiteral("'XFE1'")));
+    EXPECT_TRUE(con(hojaXml("<row r=\"1048577\"><c><v>1</v></c></row>")).contains(QStringLiteral("fila")));
+    EXPECT_TRUE(con(hojaXml("<row r=\"1\"><c r=\"B1\"><v>doce</v></c></row>")).contains(QStringLiteral("'doce' de la celda B1")));
+    EXPECT_TRUE(con(hojaXml("<row r=\"1\"><c r=\"B1\"><v>inf</v></c></row>")).contains(QStringLiteral("no es un número")));
+    EXPECT_TRUE(con(hojaXml("<row r=\"1\"><c r=\"C1\" t=\"s\"><v>3</v></c></row>"), textosXml("<si><t>a</t></si>"))
+                    .contains(QStringLiteral("la celda C1 remite a un texto que el libro no tiene")));
+    EXPECT_TRUE(con(hojaXml("<row r=\"1\"><c r=\"A1\" t=\"b\"><v>2</v></c></row>")).contains(QStringLiteral("valor lógico")));
+    EXPECT_TRUE(con(hojaXml("<row r=\"1\"><c r=\"A1\" t=\"zz\"><v>2</v></c></row>")).contains(QStringLiteral("tipo desconocido")));
+    EXPECT_TRUE(con(hojaXml("<row r=\"1\"><c r=\"A1\"><v>1<b/></v></c></row>")).contains(QStringLiteral("mal formada")));
+    EXPECT_TRUE(con(hojaXml("<row r=\"1\"><c r=\"A1\"><v>&undeclared;</v></c></row>")).contains(QStringLiteral("mal formada")));
+
+    // A workbook whose active sheet is a chart, or that names no sheet.
+    auto partes = LibrosPrueba::partesMinimas(hojaXml(""));
+    partes[3].second.replace("/worksheet\"", "/chartsheet\"");
+    EXPECT_TRUE(errorAlLeer(libros.zip(partes)).contains(QStringLiteral("no es una hoja de cálculo")));
+    partes = LibrosPrueba::partesMinimas(hojaXml(""));
+    partes[2].second.replace("<sheet name=\"Hoja1\" sheetId=\"1\" r:id=\"rId1\"/>", "");
+    EXPECT_TRUE(errorAlLeer(libros.zip(partes)).contains(QStringLiteral("el libro no tiene hojas")));
+    partes = LibrosPrueba::partesMinimas(hojaXml(""));
+    partes.pop_back();
+    EXPECT_TRUE(errorAlLeer(libros.zip(partes)).contains(QStringLiteral("falta la parte 'xl/worksheets/sheet1.xml'")));
+}
+
+TEST_F(Xlsx, EntityBombsAndDeepNestingAreRefusedBeforeTheyCostMemory)
+{
+    QByteArray bomba = QByteArrayLiteral("<?xml version=\"1.0\"?><!DOCTYPE lolz [<!ENTITY lol \"lol\">");
+    for (int i = 1; i <= 9; ++i)
+        bomba += QStringLiteral("<!ENTITY lol%1 \"%2\">")
+                     .arg(i)
+                     .arg(QStringLiteral("&lol%1;").arg(i == 1 ? QString() : QString::number(i - 1)).repeated(10))
+                     .toUtf8();
+    bomba += "]><sst xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\"><si><t>&lol9;</t></si></sst>";
+    EXPECT_TRUE(errorAlLeer(libros.zip(LibrosPrueba::partesMinimas(hojaXml(""), bomba)))
+                    .contains(QStringLiteral("la parte 'xl/sharedStrings.xml' declara una DTD, que no se admite")));
+
+    const QByteArray externa = QByteArrayLiteral("<?xml version=\"1.0\"?><!DOCTYPE w [<!ENTITY x SYSTEM \"file:///etc/passwd\">]>")
+                               + hojaXml("<row r=\"1\"><c r=\"A1\" t=\"str\"><v>&x;</v></c></row>").mid(21);
+    EXPECT_TRUE(errorAlLeer(libros.zip(LibrosPrueba::partesMinimas(externa))).contains(QStringLiteral("DTD")));
+
+    const QByteArray profunda = kCabeceraHoja + QByteArray("<a>").repeated(100000) + QByteArray("</a>").repeated(100000)
+                                + "</worksheet>";
+    EXPECT_TRUE(errorAlLeer(libros.zip(LibrosPrueba::partesMinimas(profunda))).contains(QStringLiteral("anida más de 64 niveles")));
+}
+
+TEST_F(Xlsx, EverySizeIsBounded)
+{
+    // Texts: how many, how long together, how long each.
+    QByteArray muchos;
+    for (int i = 0; i < 101; ++i)
+        muchos += "<si><t>t" + QByteArray::number(i) + "</t></si>";
+    LimitesLibro lim;
+    lim.textos = 100;
+    const QString libroTextos = libros.zip(LibrosPrueba::partesMinimas(hojaXml(""), textosXml(muchos)));
+    EXPECT_TRUE(errorAlLeer(libroTextos, lim).contains(QStringLiteral("más de 100 textos")));
+    lim.textos = 101;
+    EXPECT_TRUE(errorAlLeer(libroTextos, lim).isEmpty());
+    lim = {};
+    lim.caracteresTextos = 250;
+    EXPECT_TRUE(errorAlLeer(libroTextos, lim).contains(QStringLiteral("suman más de 250 caracteres")));
+    const QByteArray largo(40000, 'x');
+    EXPECT_TRUE(errorAlLeer(libros.zip(LibrosPrueba::partesMinimas(hojaXml(""), textosXml("<si><t>" + largo + "</t></si>"))))
+                    .contains(QStringLiteral("un texto tiene más de 32767 caracteres")));
+    EXPECT_TRUE(errorAlLeer(libros.zip(LibrosPrueba::partesMinimas(
+                                hojaXml("<row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>" + largo + "</t></is></c></row>"))))
+                    .contains(QStringLiteral("32767")));
+
+    // Cells.
+    QByteArray celdas;
+    for (int f = 1; f <= 30; ++f)
+        celdas += "<row r=\"" + QByteArray::number(f) + "\"><c><v>1</v></c><c><v>2</v></c></row>";
+    lim = {};
+    lim.celdas = 59;
+    const QString libroCeldas = libros.zip(LibrosPrueba::partesMinimas(hojaXml(celdas)));
+    EXPECT_TRUE(errorAlLeer(libroCeldas, lim).contains(QStringLiteral("más de 59 celdas")));
+    lim.celdas = 60;
+    EXPECT_EQ(leer(libroCeldas, lim)->numeroCeldas(), 60u);
+
+    // Inflated bytes of a part: a few kilobytes of zip that inflate to
+    // megabytes of blanks stop at the limit, whatever the zip declares.
+    const QByteArray relleno = kCabeceraHoja + QByteArray(3 * 1024 * 1024, ' ') + "<sheetData/></worksheet>";
+    const QString inflado = libros.zip(LibrosPrueba::partesMinimas(relleno));
+    EXPECT_LT(QFile(inflado).size(), 64 * 1024);
+    lim = {};
+    lim.bytesParte = 1024 * 1024;
+    EXPECT_TRUE(errorAlLeer(inflado, lim).contains(QStringLiteral("ocupa más de 1 MB descomprimida")));
+    EXPECT_TRUE(errorAlLeer(inflado).isEmpty());
+
+    // Entries of the container.
+    std::vector<std::pair<QString, QByteArray>> partes = LibrosPrueba::partesMinimas(hojaXml(""));
+    for (int i = 0; i < 20; ++i)
+        partes.emplace_back(QStringLiteral("relleno/%1.bin").arg(i), QByteArrayLiteral("x"));
+    lim = {};
+    lim.entradasZip = 10;
+    EXPECT_TRUE(errorAlLeer(libros.zip(partes), lim).contains(QStringLiteral("más de 10 partes")));
+}
+
+// ---- Reading .xls ------------------------------------------------------------------
+
+TEST(Xls, ReadsTheFirstSheetOfAnExcel97Workbook)
+{
+    const auto h = LectorXls::leerFichero(LibrosPrueba::datos(QStringLiteral("presupuesto.xls")));
+    EXPECT_EQ(h->nombre(), QStringLiteral("Presupuesto"));
+    EXPECT_EQ(h->filasHoja(), 65536);
+    EXPECT_EQ(h->texto(1, 1), QStringLiteral("Categoría"));
+    EXPECT_EQ(h->valor(2, 3).numero, 1);
+    EXPECT_EQ(h->valor(2, 4).texto, QStringLiteral("70000001"));
+    EXPECT_EQ(h->valor(2, 16).numero, 1200.5);
+    EXPECT_EQ(h->valor(3, 5).numero, -50.25);
+    EXPECT_TRUE(h->vacia(3, 6));
+    EXPECT_TRUE(h->vacia(4, 3));
+    EXPECT_EQ(h->filaFinArriba(5), 4);
+}
+
+TEST(Xls, DamagedOrForeignFilesGiveTheirReason)
+{
+    LibrosPrueba libros;
+    QFile f(LibrosPrueba::datos(QStringLiteral("presupuesto.xls")));
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    const QByteArray bytes = f.readAll();
+    for (const QByteArray& malo : {bytes.left(bytes.size() / 3), bytes.left(700), bytes.left(8) + QByteArray(600, '\xff')}) {
+        const QString ruta = libros.fichero(malo, QStringLiteral("malo.xls"));
+        int numero = 0;
+        const QString e = errorDe([&] { LectorXls::leerFichero(ruta); }, &numero);
+        EXPECT_TRUE(e.startsWith(QStringLiteral("No se puede leer el libro 'malo.xls': "))) << e.toStdString();
+        EXPECT_EQ(numero, 1004);
+    }
+    LimitesLibro lim;
+    lim.bytesFicheroXls = 1024;
+    EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(f.fileName(), lim); }).contains(QStringLiteral("ocupa más de 0 MB")));
+}
+
+// ---- The "applications" the import creates ------------------------------------------
+
+TEST(AplicacionExcel, EachNameReadsItsFormatsTellingThemByContent)
+{
+    LibrosPrueba libros;
+    const QString xlsx = libros.generar(QStringLiteral("1: libro nuevo\n"));
+    // The extension does not count: a .xls copy of an .xlsx is read as .xlsx.
+    const QString disfrazado = libros.carpeta() + QStringLiteral("/disfrazado.xls");
+    ASSERT_TRUE(QFile::copy(xlsx, disfrazado));
+    const QString xls = LibrosPrueba::datos(QStringLiteral("presupuesto.xls"));
+
+    auto todo = RegistroExcel::crear(QStringLiteral("Excel.Application"));
+    EXPECT_FALSE(errorDe([&] { todo->hojaActiva(); }).isEmpty());
+    todo->abrirLibro(disfrazado);
+    EXPECT_EQ(todo->hojaActiva().texto(1, 1), QStringLiteral("libro nuevo"));
+    todo->abrirLibro(xls);
+    EXPECT_EQ(todo->hojaActiva().texto(1, 1), QStringLiteral("Categoría"));
+    todo->Quit();
+    int numero = 0;
+    errorDe([&] { todo->hojaActiva(); }, &numero);
+    EXPECT_EQ(numero, 91);
+
+    auto soloXlsx = RegistroExcel::crear(QStringLiteral("Excel.Application.16"));
+    EXPECT_TRUE(errorDe([&] { soloXlsx->abrirLibro(xls); }).contains(QStringLiteral("(.xls)")));
+    soloXlsx->abrirLibro(xlsx);
+    auto soloXls = RegistroExcel::crear(QStringLiteral("Excel.Sheet"));
+    EXPECT_TRUE(errorDe([&] { soloXls->abrirLibro(xlsx); }).contains(QStringLiteral("(.xlsx)")));
+    soloXls->abrirLibro(xls);
+
+    errorDe([&] { RegistroExcel::crear(QStringLiteral("Excel.Application.8")); }, &numero);
+    EXPECT_EQ(numero, 429);
+}
+
+} // namespace
