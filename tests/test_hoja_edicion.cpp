@@ -5,6 +5,8 @@
 #include <QApplication>
 #include <QPushButton>
 #include <QCheckBox>
+#include <QTimer>
+#include "import/frmImportar.h"
 #include <QMenu>
 #include <QProgressBar>
 #include <gtest/gtest.h>
@@ -367,4 +369,22 @@ TEST(HojaEdicion, MenuEntriesFollowTheView)
         EXPECT_EQ(a->isEnabled(), a != f->mnuPopupCopiar && a != f->mnuPopupPegar) << a->objectName().toStdString();
     EXPECT_EQ(f->cmdShowCal->text(), QStringLiteral("Mostra Operaciones"));
     EXPECT_EQ(f->cmdImportar->text(), QStringLiteral("Importar"));
+}
+
+TEST(HojaEdicion, ImportOpensItsDialogModallyAndACompletedImportReloads)
+{
+    Hoja h;
+    const int cargas = h.hoja->cargasPresupuesto;
+    bool visto = false;
+    QTimer::singleShot(0, h.hoja, [&] {
+        frmImportar* d = h.hoja->frmImport;
+        ASSERT_NE(d, nullptr);
+        visto = d->isModal() && d->isVisible();
+        emit d->ImportacionCompletada();
+        d->reject();
+    });
+    h.hoja->cmdImportar_Click();
+    EXPECT_TRUE(visto);
+    EXPECT_EQ(h.hoja->frmImport, nullptr);
+    EXPECT_EQ(h.hoja->cargasPresupuesto, cargas + 1);
 }

@@ -322,7 +322,7 @@ TEST_F(Importar, AnErrorInTheMiddleUndoesEveryRowAndSaysWhere)
     e = importar(libros.generar(inicio + fila(5, QStringLiteral("1"), QStringLiteral("70000003"), {"1", "2", "3", "doce"})), 2, 3,
                  &numero);
     EXPECT_EQ(numero, VbError::TypeMismatch);
-    EXPECT_EQ(e, kCabecera + QStringLiteral("Type mismatch\r\nFila: 5 Columna: 8"));
+    EXPECT_EQ(e, kCabecera + VbError::typeMismatch().description() + QStringLiteral("\r\nFila: 5 Columna: 8"));
     EXPECT_EQ(filas(), 1);
 
     // An error value in a department cell.
@@ -330,7 +330,7 @@ TEST_F(Importar, AnErrorInTheMiddleUndoesEveryRowAndSaysWhere)
                      "<worksheet xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\"><sheetData>"
                      "<row r=\"2\"><c r=\"C2\"><v>1</v></c><c r=\"D2\" t=\"str\"><v>70000001</v></c><c r=\"E2\"><v>1</v></c></row>"
                      "<row r=\"3\"><c r=\"C3\" t=\"e\"><v>#N/A</v></c><c r=\"E3\"><v>1</v></c></row></sheetData></worksheet>"))));
-    EXPECT_EQ(e, kCabecera + QStringLiteral("Type mismatch\r\nFila: 3 Columna: 17"));
+    EXPECT_EQ(e, kCabecera + VbError::typeMismatch().description() + QStringLiteral("\r\nFila: 3 Columna: 17"));
     EXPECT_EQ(filas(), 1);
 }
 

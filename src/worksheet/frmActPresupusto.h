@@ -34,6 +34,7 @@ class VistaRejilla;
 class UpDown;
 class frmOperaciones;
 class clsDBPresupuesto;
+class frmImportar;
 
 class frmActPresupusto : public QWidget {
     Q_OBJECT
@@ -220,6 +221,8 @@ public:
     void cmdNoEnlanzarTablas_Click();
     void cmdShowCal_Click();
     void cmdImportar_Click();
+    // The import dialog while it is open.
+    frmImportar* frmImport = nullptr;
     void frmImport_ImportacionCompletada();
 
     // ---- Calculation methods ------------------------------------------------------

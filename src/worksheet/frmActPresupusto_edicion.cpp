@@ -9,6 +9,7 @@
 #include "common/NumerosEs.h"
 #include "common/Plataforma.h"
 #include "host/modPublic.h"
+#include "import/frmImportar.h"
 #include "progress/frmProgress.h"
 #include "store/clsDBPresupuesto.h"
 #include "worksheet/VistaRejilla.h"
@@ -628,7 +629,14 @@ void frmActPresupusto::cmdNoEnlanzarTablas_Click()
     });
 }
 
-void frmActPresupusto::cmdImportar_Click() {}
+void frmActPresupusto::cmdImportar_Click()
+{
+    frmImport = new frmImportar(this);
+    connect(frmImport, &frmImportar::ImportacionCompletada, this, [this] { frmImport_ImportacionCompletada(); });
+    frmImport->exec();
+    delete frmImport;
+    frmImport = nullptr;
+}
 
 void frmActPresupusto::frmImport_ImportacionCompletada() { CargarPresupuesto(); }
 
