@@ -225,6 +225,13 @@ TEST(HojaEdicion, ClipboardNumbersFollowSpanishRules)
     EXPECT_EQ((*v)[0][2], Currency::fromInt(-3));
     EXPECT_EQ((*v)[1][0], Currency());
     EXPECT_EQ((*v)[1][1].raw(), 12346000);
+
+    // Lines ended by a bare line feed, as LibreOffice Calc copies them here.
+    h.plataforma.portapapeles->contenido = QStringLiteral("1\t2\n3\t4\n");
+    const auto lf = h.hoja->LeerClipboard();
+    ASSERT_TRUE(lf.has_value());
+    ASSERT_EQ(lf->size(), 2u);
+    EXPECT_EQ((*lf)[1][1], Currency::fromInt(4));
 }
 
 TEST(HojaEdicion, ClearingStartsAtJanuaryWhateverTheSelection)

@@ -373,6 +373,12 @@ std::optional<frmActPresupusto::ValoresPortapapeles> frmActPresupusto::LeerClipb
     QString s = Plataforma::portapapeles().texto();
     if (s.endsWith(QStringLiteral("\r\n")))
         s.chop(2);
+    else if (s.endsWith(QLatin1Char('\n')))
+        s.chop(1);
+    // Spreadsheets on this system end their lines with a bare line feed;
+    // either ending separates lines alike.
+    s.replace(QStringLiteral("\r\n"), QStringLiteral("\r"));
+    s.replace(QLatin1Char('\n'), QLatin1Char('\r'));
     // The full stop is a thousands separator; the comma is the decimal one.
     s.remove(QLatin1Char('.'));
     // Only blanks are trimmed: a trailing tab still marks an empty last field.
