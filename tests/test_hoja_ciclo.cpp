@@ -243,3 +243,15 @@ TEST(HojaCiclo, ShowTwiceReusesTheFormAndDestroyingWithoutShowDoesNothing)
     EXPECT_FALSE(primera->isModal());
     EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
 }
+
+TEST(HojaCiclo, TheWorksheetFitsA1366x768Screen)
+{
+    HojaAbierta h;
+    const QSize minimo = h.hoja->minimumSizeHint();
+    EXPECT_LE(minimo.width(), 1366);
+    EXPECT_LE(minimo.height(), 740);
+    EXPECT_LE(h.hoja->width(), 1366);
+    h.hoja->chkMostrarHistorico->setChecked(true);
+    h.hoja->chkMostrarHistorico_Click();
+    EXPECT_LE(h.hoja->minimumSizeHint().width(), 1366);
+}
