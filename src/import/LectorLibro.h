@@ -42,7 +42,6 @@ enum class FormatoLibro { Desconocido, Xlsx, Xls };
 // Tells the format by the file's first bytes (a zip or a compound file);
 // the extension does not count.
 FormatoLibro formatoDe(const QByteArray& cabecera);
-FormatoLibro formatoFichero(const QString& ruta);
 
 // The error for a workbook that cannot be read: "No se puede leer el libro
 // 'nombre': detalle."

@@ -694,14 +694,6 @@ FormatoLibro formatoDe(const QByteArray& cabecera)
     return FormatoLibro::Desconocido;
 }
 
-FormatoLibro formatoFichero(const QString& ruta)
-{
-    QFile f(ruta);
-    if (!f.open(QIODevice::ReadOnly))
-        return FormatoLibro::Desconocido;
-    return formatoDe(f.read(8));
-}
-
 std::unique_ptr<HojaExcel> LectorXlsx::leerFichero(const QString& ruta, const LimitesLibro& limites)
 {
     const QString libro = QFileInfo(ruta).fileName();
