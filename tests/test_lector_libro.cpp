@@ -370,6 +370,44 @@ TEST(Xls, DamagedOrForeignFilesGiveTheirReason)
     LimitesLibro lim;
     lim.bytesFicheroXls = 1024;
     EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(f.fileName(), lim); }).contains(QStringLiteral("ocupa más de 0 MB")));
+    lim = {};
+    lim.celdas = 20;
+    EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(f.fileName(), lim); }).contains(QStringLiteral("más de 20 celdas")));
+
+    // A string whose length runs past its record: FreeXL reads out of
+    // bounds on it, inside its own process.
+    EXPECT_EQ(errorDe([&] { LectorXls::leerFichero(LibrosPrueba::datos(QStringLiteral("xls_cadena_desbordada.xls"))); }),
+              QStringLiteral("No se puede leer el libro 'xls_cadena_desbordada.xls': el archivo está dañado o incompleto."));
+}
+
+// Points the import at another helper program for the length of a test.
+struct OtroLector {
+    explicit OtroLector(const QString& ruta) { qputenv("PRESUPUESTOS_LECTOR_XLS", QFile::encodeName(ruta)); }
+    ~OtroLector() { qunsetenv("PRESUPUESTOS_LECTOR_XLS"); }
+};
+
+TEST(Xls, AHelperThatDiesOrIsMissingEndsInAnErrorOnly)
+{
+    LibrosPrueba libros;
+    const QString xls = LibrosPrueba::datos(QStringLiteral("presupuesto.xls"));
+    const QString muere = libros.fichero(QByteArrayLiteral("#!/bin/sh\nkill -SEGV $$\n"), QStringLiteral("muere.sh"));
+    QFile(muere).setPermissions(QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    const QString basura = libros.fichero(QByteArrayLiteral("#!/bin/sh\nprintf 'PXLS\\001'\n"), QStringLiteral("basura.sh"));
+    QFile(basura).setPermissions(QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    {
+        OtroLector otro(muere);
+        EXPECT_EQ(errorDe([&] { LectorXls::leerFichero(xls); }),
+                  QStringLiteral("No se puede leer el libro 'presupuesto.xls': el archivo está dañado o incompleto."));
+    }
+    {
+        OtroLector otro(basura);
+        EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(xls); }).contains(QStringLiteral("dañado")));
+    }
+    {
+        OtroLector otro(libros.carpeta() + QStringLiteral("/no_hay_lector"));
+        EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(xls); }).contains(QStringLiteral("no se puede ejecutar el lector")));
+    }
+    EXPECT_EQ(LectorXls::leerFichero(xls)->valor(2, 3).numero, 1);
 }
 
 // ---- The "applications" the import creates ------------------------------------------

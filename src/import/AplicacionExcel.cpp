@@ -2,6 +2,7 @@
 
 #include "common/VbError.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <map>
 
@@ -39,7 +40,11 @@ void AplicacionLectores::abrirLibro(const QString& ruta)
     const QFileInfo info(ruta);
     if (!info.isFile())
         throw errorLibro(info.fileName(), QStringLiteral("no se encuentra el archivo"));
-    const FormatoLibro formato = formatoFichero(ruta);
+    QFile fichero(ruta);
+    if (!fichero.open(QIODevice::ReadOnly))
+        throw errorLibro(info.fileName(), QStringLiteral("no se puede leer el archivo (%1)").arg(fichero.errorString()));
+    const FormatoLibro formato = formatoDe(fichero.read(8));
+    fichero.close();
     if (formato == FormatoLibro::Desconocido)
         throw errorLibro(info.fileName(), QStringLiteral("el archivo no es un libro de Excel"));
     if (!formatos_.count(formato))

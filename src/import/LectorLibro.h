@@ -1,6 +1,7 @@
 #pragma once
 // Reading the active sheet of a workbook file: Office Open XML (.xlsx)
-// through libzip and QXmlStreamReader, Excel 97-2003 (.xls) through FreeXL.
+// through libzip and QXmlStreamReader, Excel 97-2003 (.xls) through FreeXL
+// in a helper process (presupuestos_lector_xls).
 //
 // A workbook comes from the user and may be damaged or hostile, so every
 // size is bounded before memory is spent on it: the bytes of each XML part
@@ -42,7 +43,6 @@ enum class FormatoLibro { Desconocido, Xlsx, Xls };
 // Tells the format by the file's first bytes (a zip or a compound file);
 // the extension does not count.
 FormatoLibro formatoDe(const QByteArray& cabecera);
-FormatoLibro formatoFichero(const QString& ruta);
 
 // The error for a workbook that cannot be read: "No se puede leer el libro
 // 'nombre': detalle."
@@ -63,6 +63,9 @@ public:
     // FreeXL does not say which sheet was active when the workbook was
     // saved, so the first sheet is read.
     static std::unique_ptr<HojaExcel> leerFichero(const QString& ruta, const LimitesLibro& limites = {});
+    // The helper that runs FreeXL: $PRESUPUESTOS_LECTOR_XLS when set, else
+    // beside the application, else where the build put it.
+    static QString programa();
 };
 
 } // namespace presupuestos

@@ -2,9 +2,10 @@
 
 #include "common/VbError.h"
 
-#include <QFile>
+#include <QCoreApplication>
 #include <QFileInfo>
-#include <freexl.h>
+#include <QProcess>
+#include <cstring>
 
 namespace presupuestos {
 
@@ -12,105 +13,151 @@ namespace {
 
 constexpr int kFilasXls = 65536;
 constexpr int kColumnasXls = 256;
+constexpr int kEsperaMs = 120000;
 
-// FreeXL wants its handle closed even when opening failed.
-class ManejadorXls {
-public:
-    ~ManejadorXls()
-    {
-        if (h_)
-            freexl_close(h_);
-    }
-    const void** direccion() { return &h_; }
-    const void* get() const { return h_; }
+const char* const kPrograma = "presupuestos_lector_xls";
 
-private:
-    const void* h_ = nullptr;
-};
-
-QString motivo(int codigo)
+// FreeXL's error codes as the helper reports them (100 + the code's size).
+QString motivoFreeXl(int codigo)
 {
     switch (codigo) {
-    case FREEXL_FILE_NOT_FOUND: return QStringLiteral("no se encuentra el archivo");
-    case FREEXL_INSUFFICIENT_MEMORY: return QStringLiteral("no hay memoria suficiente");
-    case FREEXL_INVALID_CFBF_HEADER:
-    case FREEXL_CFBF_INVALID_SIGNATURE:
-    case FREEXL_BIFF_WORKBOOK_NOT_FOUND: return QStringLiteral("el archivo no es un libro de Excel 97-2003");
-    case FREEXL_UNSUPPORTED_CHARSET: return QStringLiteral("el juego de caracteres del libro no se admite");
+    case 1: return QStringLiteral("no se encuentra el archivo");
+    case 4: return QStringLiteral("no hay memoria suficiente");
+    case 7:
+    case 10:
+    case 17: return QStringLiteral("el archivo no es un libro de Excel 97-2003");
+    case 21: return QStringLiteral("el juego de caracteres del libro no se admite");
     default: return QStringLiteral("el archivo está dañado o incompleto");
     }
 }
 
+// Reads the helper's little-endian output, refusing anything that runs short.
+class Salida {
+public:
+    explicit Salida(const QByteArray& datos) : d_(datos) {}
+    bool leer(void* p, qsizetype n)
+    {
+        if (n > d_.size() - pos_)
+            return false;
+        std::memcpy(p, d_.constData() + pos_, static_cast<std::size_t>(n));
+        pos_ += n;
+        return true;
+    }
+    bool u32(quint32& v)
+    {
+        unsigned char b[4];
+        if (!leer(b, 4))
+            return false;
+        v = b[0] | (b[1] << 8) | (b[2] << 16) | (quint32(b[3]) << 24);
+        return true;
+    }
+    bool texto(QString& t)
+    {
+        quint32 n = 0;
+        if (!u32(n) || n > static_cast<quint64>(d_.size() - pos_))
+            return false;
+        t = QString::fromUtf8(d_.constData() + pos_, n);
+        pos_ += n;
+        return true;
+    }
+
+private:
+    const QByteArray& d_;
+    qsizetype pos_ = 0;
+};
+
 } // namespace
+
+QString LectorXls::programa()
+{
+    // Set for the tests, and for installations that keep it elsewhere.
+    const QByteArray entorno = qgetenv("PRESUPUESTOS_LECTOR_XLS");
+    if (!entorno.isEmpty())
+        return QString::fromLocal8Bit(entorno);
+    if (QCoreApplication::instance()) {
+        const QString junto = QCoreApplication::applicationDirPath() + QLatin1Char('/') + QLatin1String(kPrograma);
+        if (QFileInfo(junto).isExecutable())
+            return junto;
+    }
+#ifdef PRESUPUESTOS_LECTOR_XLS_DEFECTO
+    return QStringLiteral(PRESUPUESTOS_LECTOR_XLS_DEFECTO);
+#else
+    return QLatin1String(kPrograma);
+#endif
+}
 
 std::unique_ptr<HojaExcel> LectorXls::leerFichero(const QString& ruta, const LimitesLibro& limites)
 {
     const QFileInfo info(ruta);
     const QString libro = info.fileName();
     if (!info.isFile())
-        throw errorLibro(libro, motivo(FREEXL_FILE_NOT_FOUND));
+        throw errorLibro(libro, motivoFreeXl(1));
     if (info.size() > limites.bytesFicheroXls)
         throw errorLibro(libro, QStringLiteral("el archivo ocupa más de %1 MB").arg(limites.bytesFicheroXls / (1024 * 1024)));
 
-    ManejadorXls h;
-    int r = freexl_open(QFile::encodeName(ruta).constData(), h.direccion());
-    if (r != FREEXL_OK)
-        throw errorLibro(libro, motivo(r));
+    // FreeXL runs in a process of its own: a crafted file that makes it
+    // read out of bounds must not take the worksheet down with it.
+    const QString programa = LectorXls::programa();
+    QProcess p;
+    p.setProcessChannelMode(QProcess::SeparateChannels);
+    p.start(programa, {info.absoluteFilePath(), QString::number(limites.celdas),
+                       QString::number(limites.caracteresTextos * 3)});
+    if (!p.waitForStarted(30000))
+        throw errorLibro(libro, QStringLiteral("no se puede ejecutar el lector de libros de Excel 97-2003 (%1)").arg(programa));
+    p.closeWriteChannel();
+    if (!p.waitForFinished(kEsperaMs)) {
+        p.kill();
+        p.waitForFinished(5000);
+        throw errorLibro(libro, QStringLiteral("la lectura del archivo no terminó en %1 segundos").arg(kEsperaMs / 1000));
+    }
+    if (p.exitStatus() != QProcess::NormalExit)
+        throw errorLibro(libro, motivoFreeXl(0));
+    switch (const int estado = p.exitCode()) {
+    case 0: break;
+    case 3: throw errorLibro(libro, QStringLiteral("el libro está protegido con contraseña"));
+    case 4: throw errorLibro(libro, QStringLiteral("el libro no tiene hojas"));
+    case 5: throw errorLibro(libro, QStringLiteral("la hoja tiene más de %1 celdas con datos").arg(limites.celdas));
+    case 6: throw errorLibro(libro, QStringLiteral("los textos del libro suman más de %1 caracteres").arg(limites.caracteresTextos));
+    default: throw errorLibro(libro, motivoFreeXl(estado > 100 ? estado - 100 : 0));
+    }
 
-    unsigned int valor = 0;
-    if (freexl_get_info(h.get(), FREEXL_BIFF_PASSWORD, &valor) == FREEXL_OK && valor == FREEXL_BIFF_OBFUSCATED)
-        throw errorLibro(libro, QStringLiteral("el libro está protegido con contraseña"));
-    unsigned int hojas = 0;
-    if (freexl_get_info(h.get(), FREEXL_BIFF_SHEET_COUNT, &hojas) != FREEXL_OK || hojas == 0)
-        throw errorLibro(libro, QStringLiteral("el libro no tiene hojas"));
-
-    r = freexl_select_active_worksheet(h.get(), 0);
-    if (r != FREEXL_OK)
-        throw errorLibro(libro, motivo(r));
-    const char* nombre = nullptr;
-    freexl_get_worksheet_name(h.get(), 0, &nombre);
-    unsigned int filas = 0;
-    unsigned short columnas = 0;
-    r = freexl_worksheet_dimensions(h.get(), &filas, &columnas);
-    if (r != FREEXL_OK)
-        throw errorLibro(libro, motivo(r));
-    if (filas > static_cast<unsigned int>(kFilasXls) || columnas > kColumnasXls)
-        throw errorLibro(libro, motivo(FREEXL_CRAFTED_FILE));
-
-    auto hoja = std::make_unique<HojaExcel>(kFilasXls, kColumnasXls, nombre ? QString::fromUtf8(nombre) : QString());
+    const QByteArray datos = p.readAllStandardOutput();
+    Salida s(datos);
+    char marca[4];
+    QString nombre;
+    if (!s.leer(marca, 4) || std::memcmp(marca, "PXLS", 4) != 0 || !s.texto(nombre))
+        throw errorLibro(libro, motivoFreeXl(0));
+    auto hoja = std::make_unique<HojaExcel>(kFilasXls, kColumnasXls, nombre);
     qint64 celdas = 0;
     qint64 caracteres = 0;
-    for (unsigned int f = 0; f < filas; ++f) {
-        for (unsigned short c = 0; c < columnas; ++c) {
-            FreeXL_CellValue v;
-            r = freexl_get_cell_value(h.get(), f, c, &v);
-            if (r != FREEXL_OK)
-                throw errorLibro(libro, motivo(r));
-            if (v.type == FREEXL_CELL_NULL)
-                continue;
-            if (++celdas > limites.celdas)
-                throw errorLibro(libro, QStringLiteral("la hoja tiene más de %1 celdas con datos").arg(limites.celdas));
-            const int fila = static_cast<int>(f) + 1;
-            const int columna = c + 1;
-            switch (v.type) {
-            case FREEXL_CELL_INT: hoja->ponerNumero(fila, columna, v.value.int_value); break;
-            case FREEXL_CELL_DOUBLE: hoja->ponerNumero(fila, columna, v.value.double_value); break;
-            case FREEXL_CELL_TEXT:
-            case FREEXL_CELL_SST_TEXT:
-            case FREEXL_CELL_DATE:
-            case FREEXL_CELL_DATETIME:
-            case FREEXL_CELL_TIME: {
-                // FreeXL gives dates and times as ISO texts.
-                const QString t = QString::fromUtf8(v.value.text_value ? v.value.text_value : "");
-                caracteres += t.size();
-                if (caracteres > limites.caracteresTextos)
-                    throw errorLibro(libro, QStringLiteral("los textos del libro suman más de %1 caracteres")
-                                                .arg(limites.caracteresTextos));
-                hoja->ponerTexto(fila, columna, t);
-                break;
-            }
-            default: break;
-            }
+    for (;;) {
+        unsigned char tipo = 0;
+        quint32 fila = 0;
+        unsigned char columna[2];
+        if (!s.leer(&tipo, 1))
+            throw errorLibro(libro, motivoFreeXl(0));
+        if (tipo == 0)
+            break;
+        if (!s.u32(fila) || !s.leer(columna, 2))
+            throw errorLibro(libro, motivoFreeXl(0));
+        const int f = static_cast<int>(fila) + 1;
+        const int c = (columna[0] | (columna[1] << 8)) + 1;
+        if (f > kFilasXls || c > kColumnasXls || ++celdas > limites.celdas)
+            throw errorLibro(libro, motivoFreeXl(0));
+        if (tipo == 1) {
+            double numero = 0;
+            if (!s.leer(&numero, 8))
+                throw errorLibro(libro, motivoFreeXl(0));
+            hoja->ponerNumero(f, c, numero);
+        } else {
+            // FreeXL gives dates and times as ISO texts.
+            QString t;
+            if (tipo != 2 || !s.texto(t))
+                throw errorLibro(libro, motivoFreeXl(0));
+            caracteres += t.size();
+            if (caracteres > limites.caracteresTextos)
+                throw errorLibro(libro, QStringLiteral("los textos del libro suman más de %1 caracteres").arg(limites.caracteresTextos));
+            hoja->ponerTexto(f, c, t);
         }
     }
     hoja->cerrar();

@@ -6,7 +6,6 @@
 #include <QFileInfo>
 #include <QXmlStreamReader>
 #include <cmath>
-#include <optional>
 #include <vector>
 #include <zip.h>
 
@@ -114,19 +113,20 @@ public:
         }
     }
 
-    // The text of the element just started, up to its end; nested elements
-    // are not expected and make the part malformed.
-    QString textoElemento(qint64 maximo)
+    // Appends the text of the element just started, up to its end, to
+    // destino; nested elements are not expected and make the part
+    // malformed. The caller's buffer is reused from cell to cell.
+    void textoElemento(QString& destino, qint64 maximo)
     {
-        QString texto;
+        const qsizetype inicio = destino.size();
         for (;;) {
             switch (siguiente()) {
             case QXmlStreamReader::Characters:
-                if (texto.size() + xml_.text().size() > maximo)
+                if (destino.size() - inicio + xml_.text().size() > maximo)
                     throw errorLibro(zip_.libro(), QStringLiteral("un texto tiene más de %1 caracteres").arg(maximo));
-                texto += xml_.text();
+                destino += xml_.text();
                 break;
-            case QXmlStreamReader::EndElement: return texto;
+            case QXmlStreamReader::EndElement: return;
             case QXmlStreamReader::StartElement:
             case QXmlStreamReader::EndDocument: throw malformada();
             default: break;
@@ -343,8 +343,7 @@ std::vector<QString> leerTextos(const Zip& zip, const QString& parte)
             } else if (es(nombre, u"t") && enTexto) {
                 // Plain text and rich-text runs alike; the text goes on
                 // from run to run.
-                const qint64 resto = lim.caracteresCelda - actual.size();
-                actual += p.textoElemento(resto);
+                p.textoElemento(actual, lim.caracteresCelda - actual.size());
             } else if (es(nombre, u"rPh") || es(nombre, u"phoneticPr")) {
                 // Phonetic guides are not part of the cell's text.
                 p.saltarElemento();
@@ -448,24 +447,57 @@ private:
         columna_ = 0;
     }
 
+    // The value types of a cell's t attribute.
+    enum class Tipo { Numero, Compartido, EnLinea, Booleano, Error, Texto, Desconocido };
+
+    static Tipo tipoDe(QStringView t)
+    {
+        if (t.isEmpty() || t == u"n")
+            return Tipo::Numero;
+        if (t == u"s")
+            return Tipo::Compartido;
+        if (t == u"inlineStr")
+            return Tipo::EnLinea;
+        if (t == u"b")
+            return Tipo::Booleano;
+        if (t == u"e")
+            return Tipo::Error;
+        // A formula's text result, or a date kept as ISO text.
+        if (t == u"str" || t == u"d")
+            return Tipo::Texto;
+        return Tipo::Desconocido;
+    }
+
     void leerCelda()
     {
-        const QXmlStreamAttributes a = p_.xml().attributes();
-        const QStringView ref = a.value(QStringLiteral("r"));
         int fila = fila_;
         int columna = columna_ + 1;
-        if (!ref.isEmpty()) {
-            if (!leerReferencia(ref, fila, columna))
-                throw p_.error(QStringLiteral("la referencia de celda '%1' no es válida").arg(ref));
-        } else if (fila < 1 || columna > kColumnasXlsx) {
-            throw p_.error(QStringLiteral("una celda de la hoja no tiene posición válida"));
+        Tipo tipo = Tipo::Numero;
+        QString tipoTexto;
+        bool conReferencia = false;
+        // Attribute values point into the parser's buffer: read them now.
+        for (const QXmlStreamAttribute& a : p_.xml().attributes()) {
+            if (!a.namespaceUri().isEmpty())
+                continue;
+            if (a.name() == u"r") {
+                conReferencia = true;
+                if (!leerReferencia(a.value(), fila, columna))
+                    throw p_.error(QStringLiteral("la referencia de celda '%1' no es válida").arg(a.value().left(20)));
+            } else if (a.name() == u"t") {
+                tipo = tipoDe(a.value());
+                if (tipo == Tipo::Desconocido)
+                    tipoTexto = a.value().left(20).toString();
+            }
         }
+        if (!conReferencia && (fila < 1 || columna > kColumnasXlsx))
+            throw p_.error(QStringLiteral("una celda de la hoja no tiene posición válida"));
         fila_ = fila;
         columna_ = columna;
-        const QString tipo = a.value(QStringLiteral("t")).toString();
 
-        std::optional<QString> valor;
-        std::optional<QString> enLinea;
+        bool conValor = false;
+        bool conTextoEnLinea = false;
+        valor_.resize(0);
+        enLinea_.resize(0);
         const int nivel = p_.profundidad();
         while (p_.profundidad() >= nivel) {
             const auto t = p_.siguiente();
@@ -474,20 +506,35 @@ private:
             if (t != QXmlStreamReader::StartElement)
                 continue;
             const QStringView nombre = p_.xml().name();
-            if (es(nombre, u"v"))
-                valor = p_.textoElemento(lim_.caracteresCelda);
-            else if (es(nombre, u"is"))
-                enLinea = leerEnLinea();
-            else
+            if (es(nombre, u"v")) {
+                valor_.resize(0);
+                p_.textoElemento(valor_, lim_.caracteresCelda);
+                conValor = true;
+            } else if (es(nombre, u"is")) {
+                leerEnLinea();
+                conTextoEnLinea = true;
+            } else {
                 p_.saltarElemento(); // the formula and extensions
+            }
         }
-        guardar(fila, columna, tipo, valor, enLinea);
+        if (tipo == Tipo::Desconocido && conValor)
+            throw p_.error(QStringLiteral("la celda %1 tiene un tipo desconocido ('%2')").arg(nombreCelda(fila, columna), tipoTexto));
+        if (tipo == Tipo::EnLinea) {
+            if (conTextoEnLinea) {
+                contar();
+                contarTexto(enLinea_.size());
+                hoja_.ponerTexto(fila, columna, decodificarEscapes(enLinea_));
+            }
+            return;
+        }
+        if (conValor)
+            guardar(fila, columna, tipo);
+        // Without a value the cell is only formatted: empty.
     }
 
     // <is> holds a <t>, or rich-text runs each with its <t>.
-    QString leerEnLinea()
+    void leerEnLinea()
     {
-        QString texto;
         const int nivel = p_.profundidad();
         while (p_.profundidad() >= nivel) {
             const auto t = p_.siguiente();
@@ -497,11 +544,10 @@ private:
                 continue;
             const QStringView nombre = p_.xml().name();
             if (es(nombre, u"t"))
-                texto += p_.textoElemento(lim_.caracteresCelda - texto.size());
+                p_.textoElemento(enLinea_, lim_.caracteresCelda - enLinea_.size());
             else if (es(nombre, u"rPh") || es(nombre, u"rPr"))
                 p_.saltarElemento();
         }
-        return decodificarEscapes(texto);
     }
 
     void contar()
@@ -517,50 +563,44 @@ private:
             throw p_.error(QStringLiteral("los textos del libro suman más de %1 caracteres").arg(lim_.caracteresTextos));
     }
 
-    void guardar(int fila, int columna, const QString& tipo, const std::optional<QString>& valor,
-                 const std::optional<QString>& enLinea)
+    void guardar(int fila, int columna, Tipo tipo)
     {
-        if (tipo == QLatin1String("inlineStr")) {
-            if (!enLinea)
-                return;
-            contar();
-            contarTexto(enLinea->size());
-            hoja_.ponerTexto(fila, columna, *enLinea);
-            return;
-        }
-        if (!valor)
-            return; // formatted but empty
         contar();
-        if (tipo.isEmpty() || tipo == QLatin1String("n")) {
+        const QStringView v = QStringView(valor_).trimmed();
+        switch (tipo) {
+        case Tipo::Numero: {
             bool ok = false;
-            const double d = QStringView(*valor).trimmed().toDouble(&ok);
+            const double d = v.toDouble(&ok);
             if (!ok || !std::isfinite(d))
-                throw p_.error(QStringLiteral("el valor '%1' de la celda %2 no es un número")
-                                   .arg(valor->left(40), nombreCelda(fila, columna)));
+                throw p_.error(QStringLiteral("el valor '%1' de la celda %2 no es un número").arg(valor_.left(40), nombreCelda(fila, columna)));
             hoja_.ponerNumero(fila, columna, d);
-        } else if (tipo == QLatin1String("s")) {
+            break;
+        }
+        case Tipo::Compartido: {
             bool ok = false;
-            const uint indice = QStringView(*valor).trimmed().toUInt(&ok);
+            const uint indice = v.toUInt(&ok);
             if (!ok || !hoja_.ponerTextoCompartido(fila, columna, indice))
                 throw p_.error(QStringLiteral("la celda %1 remite a un texto que el libro no tiene").arg(nombreCelda(fila, columna)));
-        } else if (tipo == QLatin1String("b")) {
-            const QString v = valor->trimmed();
-            if (v == QLatin1String("1") || v == QLatin1String("true"))
+            break;
+        }
+        case Tipo::Booleano:
+            if (v == u"1" || v == u"true")
                 hoja_.ponerBooleano(fila, columna, true);
-            else if (v == QLatin1String("0") || v == QLatin1String("false"))
+            else if (v == u"0" || v == u"false")
                 hoja_.ponerBooleano(fila, columna, false);
             else
-                throw p_.error(QStringLiteral("el valor '%1' de la celda %2 no es un valor lógico")
-                                   .arg(valor->left(40), nombreCelda(fila, columna)));
-        } else if (tipo == QLatin1String("e")) {
-            contarTexto(valor->size());
-            hoja_.ponerError(fila, columna, *valor);
-        } else if (tipo == QLatin1String("str") || tipo == QLatin1String("d")) {
-            // A formula's text result, or a date kept as ISO text.
-            contarTexto(valor->size());
-            hoja_.ponerTexto(fila, columna, decodificarEscapes(*valor));
-        } else {
-            throw p_.error(QStringLiteral("la celda %1 tiene un tipo desconocido ('%2')").arg(nombreCelda(fila, columna), tipo.left(20)));
+                throw p_.error(QStringLiteral("el valor '%1' de la celda %2 no es un valor lógico").arg(valor_.left(40), nombreCelda(fila, columna)));
+            break;
+        case Tipo::Error:
+            contarTexto(valor_.size());
+            hoja_.ponerError(fila, columna, valor_);
+            break;
+        case Tipo::Texto:
+            contarTexto(valor_.size());
+            hoja_.ponerTexto(fila, columna, decodificarEscapes(valor_));
+            break;
+        case Tipo::EnLinea:
+        case Tipo::Desconocido: break;
         }
     }
 
@@ -569,6 +609,8 @@ private:
     const LimitesLibro& lim_;
     int fila_ = 0;
     int columna_ = 0;
+    QString valor_;  // text of the cell's <v>, reused from cell to cell
+    QString enLinea_; // text of the cell's <is>
     qint64 celdas_ = 0;
     qint64 caracteresTextos_ = 0;
 };
@@ -650,14 +692,6 @@ FormatoLibro formatoDe(const QByteArray& cabecera)
     if (cabecera.startsWith(QByteArrayLiteral("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1")))
         return FormatoLibro::Xls;
     return FormatoLibro::Desconocido;
-}
-
-FormatoLibro formatoFichero(const QString& ruta)
-{
-    QFile f(ruta);
-    if (!f.open(QIODevice::ReadOnly))
-        return FormatoLibro::Desconocido;
-    return formatoDe(f.read(8));
 }
 
 std::unique_ptr<HojaExcel> LectorXlsx::leerFichero(const QString& ruta, const LimitesLibro& limites)

@@ -88,6 +88,9 @@ frmImportar::frmImportar(QWidget* parent) : QDialog(parent)
     rejilla->addWidget(txtExcelRow, 0, 1);
     rejilla->addWidget(Label2, 1, 0);
     rejilla->addWidget(txtExcelCol, 1, 1);
+    rejilla->setColumnStretch(2, 1);
+    txtExcelRow->setFixedWidth(60);
+    txtExcelCol->setFixedWidth(60);
     auto* fichero = new QHBoxLayout;
     fichero->addWidget(txtExcelFileName, 1);
     fichero->addWidget(cmdExaminar);
