@@ -14,6 +14,8 @@
 #include "worksheet/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
 
+#include "Medida.h"
+
 #include <QApplication>
 #include <QLineEdit>
 #include <QElapsedTimer>
@@ -25,18 +27,12 @@
 #include <cstdio>
 
 using namespace presupuestos;
+using namespace presupuestos::medida;
 
 namespace {
 
 QTextStream salida(stdout);
 
-double ms(const QElapsedTimer& t) { return t.nsecsElapsed() / 1e6; }
-
-int argumento(const QStringList& args, const QString& nombre, int defecto)
-{
-    const int i = args.indexOf(nombre);
-    return (i >= 0 && i + 1 < args.size()) ? args[i + 1].toInt() : defecto;
-}
 
 // Runs the statements of a load again, reading every field of every row,
 // with no grid behind them.

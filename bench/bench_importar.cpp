@@ -6,6 +6,7 @@
 //
 //   presupuestos_bench_importar [--filas 65000]
 
+#include "Medida.h"
 #include "db/Conexion.h"
 #include "db/schema/Esquema.h"
 #include "host/Empresa.h"
@@ -24,18 +25,12 @@
 #include <vector>
 
 using namespace presupuestos;
+using namespace presupuestos::medida;
 
 namespace {
 
 QTextStream salida(stdout);
 
-double ms(const QElapsedTimer& t) { return t.nsecsElapsed() / 1e6; }
-
-int argumento(const QStringList& args, const QString& nombre, int defecto)
-{
-    const int i = args.indexOf(nombre);
-    return (i >= 0 && i + 1 < args.size()) ? args[i + 1].toInt() : defecto;
-}
 
 struct Fila {
     QString cuenta;

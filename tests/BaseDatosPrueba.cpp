@@ -2,6 +2,7 @@
 
 #include "db/schema/DatosDemo.h"
 #include "db/schema/Esquema.h"
+#include "common/VbError.h"
 #include "host/modPublic.h"
 
 #include <QSqlError>
@@ -47,6 +48,32 @@ QVariant BaseDatosPrueba::valor(const QString& consulta)
     if (!q.exec(consulta))
         throw std::runtime_error((q.lastError().text() + QStringLiteral(" in: ") + consulta).toStdString());
     return q.next() ? q.value(0) : QVariant();
+}
+
+QStringList BaseDatosPrueba::presupuestoGuardado(const QString& cuenta, int dpto, int ejercicio)
+{
+    QSqlQuery q(conexion->baseDatos());
+    q.prepare(QStringLiteral("SELECT M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12, Metodo_Calculo, Modificacion_Manual, "
+                             "Valor, Ver FROM Presupuestos WHERE Cod_Empresa = 1 AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
+    q.addBindValue(ejercicio);
+    q.addBindValue(cuenta);
+    q.addBindValue(dpto);
+    QStringList l;
+    if (q.exec() && q.next()) {
+        for (int i = 0; i < 16; ++i)
+            l << Currency::fromVariant(q.value(i)).toSqlText();
+    }
+    return l;
+}
+
+int numeroError(const std::function<void()>& f)
+{
+    try {
+        f();
+    } catch (const VbError& e) {
+        return e.number();
+    }
+    return 0;
 }
 
 } // namespace presupuestos::prueba

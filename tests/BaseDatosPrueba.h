@@ -5,6 +5,8 @@
 #include "db/Conexion.h"
 #include "host/Empresa.h"
 
+#include <QStringList>
+#include <functional>
 #include <memory>
 
 namespace presupuestos::prueba {
@@ -20,6 +22,12 @@ struct BaseDatosPrueba {
     // Runs raw SQL on the database (set-up of a test, not the system's statements).
     void sql(const QString& sentencia);
     QVariant valor(const QString& consulta);
+    // A stored budget row of company 1 as SQL number texts: M1..M12,
+    // Metodo_Calculo, Modificacion_Manual, Valor, Ver; empty when there is none.
+    QStringList presupuestoGuardado(const QString& cuenta, int dpto, int ejercicio = 2027);
 };
+
+// The number of the system error a call raises, 0 when it raises none.
+int numeroError(const std::function<void()>& f);
 
 } // namespace presupuestos::prueba

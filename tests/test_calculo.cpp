@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 using namespace presupuestos;
+using namespace presupuestos::prueba;
 using presupuestos::prueba::BaseDatosPrueba;
 
 namespace {
@@ -87,16 +88,6 @@ protected:
     BaseDatosPrueba bd;
     clsCalculo calc;
 };
-
-int numeroError(const std::function<void()>& f)
-{
-    try {
-        f();
-    } catch (const VbError& e) {
-        return e.number();
-    }
-    return 0;
-}
 
 } // namespace
 

@@ -91,21 +91,6 @@ protected:
         return QString();
     }
 
-    // M1..M12, Metodo_Calculo, Modificacion_Manual, Valor and Ver of a stored row.
-    QStringList guardada(const QString& cuenta, int dpto, int ejercicio = 2027)
-    {
-        QSqlQuery q(bd.conexion->baseDatos());
-        q.prepare(QStringLiteral("SELECT M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12, Metodo_Calculo, Modificacion_Manual, "
-                                 "Valor, Ver FROM Presupuestos WHERE Cod_Empresa = 1 AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
-        q.addBindValue(ejercicio);
-        q.addBindValue(cuenta);
-        q.addBindValue(dpto);
-        QStringList l;
-        if (q.exec() && q.next())
-            for (int i = 0; i < 16; ++i)
-                l << Currency::fromVariant(q.value(i)).toSqlText();
-        return l;
-    }
     int filas() { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(); }
     QStringList registro()
     {
@@ -154,7 +139,7 @@ TEST_F(Importar, ProcessesRowsUpToOnePastColumnFivesLastCellReportingEveryRow)
     EXPECT_EQ(eventos.progreso.back().second, QStringLiteral(" - "));
     EXPECT_EQ(eventos.completado, std::vector<qint32>{9});
     EXPECT_EQ(filas(), 9);
-    EXPECT_EQ(guardada(QStringLiteral("70000007"), 7), QStringList(doce(QStringLiteral("70")) << "0" << "0" << "0" << "1"));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000007"), 7), QStringList(doce(QStringLiteral("70")) << "0" << "0" << "0" << "1"));
     EXPECT_FALSE(bd.conexion->enTransaccion());
 }
 
@@ -167,9 +152,9 @@ TEST_F(Importar, SkipsRowsWithoutDepartmentAndWritesEmptyMonthsAsZero)
     ASSERT_EQ(importar(libros.generar(d)), QString());
     EXPECT_EQ(eventos.completado, std::vector<qint32>{2});
     EXPECT_EQ(filasProgreso(), (std::vector<qint32>{2, 3, 4, 5, 6}));
-    EXPECT_EQ(guardada(QStringLiteral("70000001"), 1),
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 1),
               (QStringList{"1", "0", "3", "0", "0", "0", "0", "0", "0", "0", "0", "12", "0", "0", "0", "1"}));
-    EXPECT_EQ(guardada(QStringLiteral("70000001"), 2).mid(0, 3), (QStringList{"7", "0", "0"}));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 2).mid(0, 3), (QStringList{"7", "0", "0"}));
     EXPECT_EQ(filas(), 2);
 }
 
@@ -183,10 +168,10 @@ TEST_F(Importar, ReplacesAllTwelveMonthsOfExistingRowsKeepingMethodMaskValueAndV
     registro();
     ASSERT_EQ(importar(libros.generar(d)), QString());
 
-    EXPECT_EQ(guardada(QStringLiteral("62800001"), 2),
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 2),
               (QStringList{"-50.25", "0", "7", "0", "0", "0", "0", "0", "0", "0", "0", "0", "3", "5", "12.5", "0"}));
-    EXPECT_EQ(guardada(QStringLiteral("62800001"), 1), QStringList(doce(QStringLiteral("1")) << "0" << "0" << "0" << "1"));
-    EXPECT_EQ(guardada(QStringLiteral("62800001"), 2, 2026).constFirst(), QStringLiteral("5"));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 1), QStringList(doce(QStringLiteral("1")) << "0" << "0" << "0" << "1"));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 2, 2026).constFirst(), QStringLiteral("5"));
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT M1 FROM Presupuestos WHERE Cod_Empresa = 2")).toInt(), 5);
     EXPECT_EQ(filas(), 4);
 
@@ -205,8 +190,8 @@ TEST_F(Importar, TheDataEndsOnePastColumnFiveWhicheverColumnHoldsTheDepartments)
     EXPECT_EQ(eventos.inicio[0].first, 7);
     EXPECT_EQ(eventos.completado, std::vector<qint32>{6}); // rows 2-7
     EXPECT_EQ(filas(), 6);
-    EXPECT_EQ(guardada(QStringLiteral("70000001"), 7).constFirst(), QStringLiteral("0"));
-    EXPECT_TRUE(guardada(QStringLiteral("70000001"), 8).isEmpty());
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 7).constFirst(), QStringLiteral("0"));
+    EXPECT_TRUE(bd.presupuestoGuardado(QStringLiteral("70000001"), 8).isEmpty());
 
     // Departments in column A: column 5 is then the third month.
     bd.sql(QStringLiteral("DELETE FROM Presupuestos"));
@@ -215,7 +200,7 @@ TEST_F(Importar, TheDataEndsOnePastColumnFiveWhicheverColumnHoldsTheDepartments)
     ASSERT_EQ(importar(libros.generar(a), 1, 1), QString());
     EXPECT_EQ(eventos.inicio[0].first, 4);
     EXPECT_EQ(filas(), 3);
-    EXPECT_EQ(guardada(QStringLiteral("62100001"), 3).mid(0, 4), (QStringList{"5", "6", "7", "8"}));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62100001"), 3).mid(0, 4), (QStringList{"5", "6", "7", "8"}));
 
     // With column 5 empty, End stops on row 1: the data ends at row 2.
     bd.sql(QStringLiteral("DELETE FROM Presupuestos"));
@@ -235,9 +220,9 @@ TEST_F(Importar, ConvertsCellsAsTheParametersTakeThem)
                                      "3: c;d;\"3\";\"700'01\";1\n"
                                      "4: e;f;3.5;#r:62|1|00001;2\n");
     ASSERT_EQ(importar(libros.generar(d)), QString());
-    EXPECT_EQ(guardada(QStringLiteral("7000001"), 2).mid(0, 6), (QStringList{"0.0312", "0.0938", "1234.5", "-1", "0", "-7"}));
-    EXPECT_EQ(guardada(QStringLiteral("700'01"), 3).constFirst(), QStringLiteral("1"));
-    EXPECT_EQ(guardada(QStringLiteral("62100001"), 4).constFirst(), QStringLiteral("2"));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("7000001"), 2).mid(0, 6), (QStringList{"0.0312", "0.0938", "1234.5", "-1", "0", "-7"}));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("700'01"), 3).constFirst(), QStringLiteral("1"));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62100001"), 4).constFirst(), QStringLiteral("2"));
     EXPECT_EQ(eventos.progreso[0].second, QStringLiteral("a - b"));
 }
 
@@ -312,7 +297,7 @@ TEST_F(Importar, AnErrorInTheMiddleUndoesEveryRowAndSaysWhere)
     EXPECT_TRUE(e.startsWith(kCabecera + QStringLiteral("El valor \"") + larga)) << e.toStdString();
     EXPECT_TRUE(e.endsWith(QStringLiteral("\r\nFila: 5 Columna: 17"))) << e.toStdString();
     EXPECT_EQ(filas(), 1);
-    EXPECT_EQ(guardada(QStringLiteral("70000002"), 1).constFirst(), QStringLiteral("100"));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000002"), 1).constFirst(), QStringLiteral("100"));
     EXPECT_TRUE(eventos.completado.empty());
     EXPECT_EQ(filasProgreso(), (std::vector<qint32>{2, 3, 4}));
     EXPECT_FALSE(bd.conexion->enTransaccion());
@@ -374,7 +359,7 @@ TEST_F(Importar, FilesThatCannotBeReadGiveTheComposedErrorAndTouchNothing)
     }
     EXPECT_TRUE(registro().isEmpty()); // not even a transaction was begun
     EXPECT_TRUE(eventos.inicio.empty());
-    EXPECT_EQ(guardada(QStringLiteral("70000001"), 1).constFirst(), QStringLiteral("100"));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 1).constFirst(), QStringLiteral("100"));
 }
 
 TEST_F(Importar, RowsAndColumnsOutsideTheSheetRaiseAsCellsDoes)
@@ -397,9 +382,9 @@ TEST_F(Importar, ImportsAnExcel97Workbook)
     EXPECT_EQ(filasProgreso(), (std::vector<qint32>{2, 3, 4, 5}));
     EXPECT_EQ(eventos.progreso[0].second, QStringLiteral("Ventas - Ventas Norte"));
     EXPECT_EQ(eventos.completado, std::vector<qint32>{2});
-    EXPECT_EQ(guardada(QStringLiteral("70000001"), 1),
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 1),
               (QStringList{"100", "200", "300", "400", "500", "600", "700", "800", "900", "1000", "1100", "1200.5", "0", "0", "0", "1"}));
-    EXPECT_EQ(guardada(QStringLiteral("62800001"), 2).mid(0, 12),
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 2).mid(0, 12),
               (QStringList{"-50.25", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "7"}));
     EXPECT_EQ(filas(), 2);
 }

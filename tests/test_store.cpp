@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 using namespace presupuestos;
+using namespace presupuestos::prueba;
 using presupuestos::prueba::BaseDatosPrueba;
 
 namespace {
@@ -42,33 +43,9 @@ clsPresupItem item(const QString& cuenta, qint16 dpto, const QStringList& meses,
     return it;
 }
 
-int numeroError(const std::function<void()>& f)
-{
-    try {
-        f();
-    } catch (const VbError& e) {
-        return e.number();
-    }
-    return 0;
-}
-
 class Store : public ::testing::Test {
 protected:
-    // A stored row as texts: M1..M12, Metodo_Calculo, Modificacion_Manual, Valor, Ver.
-    QStringList fila(const QString& cuenta, int dpto, int ejercicio = 2027)
-    {
-        QSqlQuery q(bd.conexion->baseDatos());
-        q.prepare(QStringLiteral("SELECT M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12, Metodo_Calculo, Modificacion_Manual, "
-                                 "Valor, Ver FROM Presupuestos WHERE Cod_Empresa = 1 AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
-        q.addBindValue(ejercicio);
-        q.addBindValue(cuenta);
-        q.addBindValue(dpto);
-        QStringList l;
-        if (q.exec() && q.next())
-            for (int i = 0; i < 16; ++i)
-                l << Currency::fromVariant(q.value(i)).toSqlText();
-        return l;
-    }
+    // A stored row as bd.presupuestoGuardado gives it.
     static QStringList esperada(const QStringList& meses, const QStringList& resto)
     {
         QStringList l = meses;
@@ -96,14 +73,14 @@ TEST_F(Store, Actualizar_InsertsAMissingRowThenUpdatesItWithJanuaryAsAWholeNumbe
     const QStringList meses = {"10.75", "10.75", "3", "4", "5", "6", "7", "8", "9", "10", "11", "-12.3456"};
     store.Actualizar(item(QStringLiteral("70000001"), 3, meses, 5, 6, QStringLiteral("12.5")));
     // The insert declares January as currency: it keeps its decimals.
-    EXPECT_EQ(fila(QStringLiteral("70000001"), 3), esperada(meses, {"5", "6", "12.5", "1"}));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 3), esperada(meses, {"5", "6", "12.5", "1"}));
     EXPECT_EQ(registro(), (QStringList{kUpdate, kInsert}));
 
     bd.sql(QStringLiteral("UPDATE Presupuestos SET Ver = 0"));
     store.Actualizar(item(QStringLiteral("70000001"), 3, {"10.75", "10.75", "0", "-0.0001"}, 4, 0, QStringLiteral("-3.25")));
-    EXPECT_EQ(fila(QStringLiteral("70000001"), 3), esperada({"11", "10.75", "0", "-0.0001"}, {"4", "0", "-3.25", "0"}));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 3), esperada({"11", "10.75", "0", "-0.0001"}, {"4", "0", "-3.25", "0"}));
     store.Actualizar(item(QStringLiteral("70000001"), 3, {"10.5"}));
-    EXPECT_EQ(fila(QStringLiteral("70000001"), 3).constFirst(), QStringLiteral("10")); // halves to even
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 3).constFirst(), QStringLiteral("10")); // halves to even
     EXPECT_EQ(filas(), 1);
     // Prepared once: re-executions send no text.
     EXPECT_TRUE(registro().isEmpty());
@@ -118,8 +95,8 @@ TEST_F(Store, Actualizar_TouchesOnlyItsKeyAndReadsTheYearOnEveryCall)
     modPublic::EjercicioActivo = 2028;
     store.Actualizar(item(QStringLiteral("62900001"), 2, {"9"}));
     modPublic::EjercicioActivo = 2027;
-    EXPECT_EQ(fila(QStringLiteral("62900001"), 2), esperada({"1", "2"}, {"1", "0", "3", "1"}));
-    EXPECT_EQ(fila(QStringLiteral("62900001"), 2, 2028).constFirst(), QStringLiteral("9"));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62900001"), 2), esperada({"1", "2"}, {"1", "0", "3", "1"}));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62900001"), 2, 2028).constFirst(), QStringLiteral("9"));
     EXPECT_EQ(filas(), 6);
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT SUM(M1) + SUM(M2) + SUM(Valor) FROM Presupuestos WHERE Cod_Empresa <> 1 "
                                       "OR Cod_Ejercicio = 2026 OR Dpto = 3 OR Cuenta = '629000011'"))
@@ -131,19 +108,19 @@ TEST_F(Store, Manual_InsertsOnlyTheTypedMonthAndOrsTheBitsOfLaterEdits)
 {
     registro();
     store.ActualizacionManual(QStringLiteral("629'01"), 4, 2, C("1234.5678"));
-    EXPECT_EQ(fila(QStringLiteral("629'01"), 4), esperada({"0", "1234.5678"}, {"0", "2", "0", "1"}));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("629'01"), 4), esperada({"0", "1234.5678"}, {"0", "2", "0", "1"}));
     EXPECT_EQ(registro(), (QStringList{QStringLiteral("UPDATE Presupuestos  SET M2 = 1234.5678, Modificacion_Manual |= 2 WHERE "
                                                       "Cod_Empresa = 1 AND Cod_Ejercicio = 2027 AND Cuenta = '629''01' AND Dpto = 4"),
                                        kInsert}));
     store.ActualizacionManual(QStringLiteral("629'01"), 4, 5, C("-0.5"));
     EXPECT_EQ(registro().constFirst(), QStringLiteral("UPDATE Presupuestos  SET M5 = -0.5, Modificacion_Manual |= 16 WHERE "
                                                       "Cod_Empresa = 1 AND Cod_Ejercicio = 2027 AND Cuenta = '629''01' AND Dpto = 4"));
-    EXPECT_EQ(fila(QStringLiteral("629'01"), 4), esperada({"0", "1234.5678", "0", "0", "-0.5"}, {"0", "18", "0", "1"}));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("629'01"), 4), esperada({"0", "1234.5678", "0", "0", "-0.5"}, {"0", "18", "0", "1"}));
 
     // On a row saved whole, only the month and the bit change.
     store.Actualizar(item(QStringLiteral("70000001"), 1, QStringList(12, QStringLiteral("100")), 3, 0, QStringLiteral("100")));
     store.ActualizacionManual(QStringLiteral("70000001"), 1, 12, C("7"));
-    EXPECT_EQ(fila(QStringLiteral("70000001"), 1), esperada(QStringList(11, QStringLiteral("100")) << QStringLiteral("7"),
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 1), esperada(QStringList(11, QStringLiteral("100")) << QStringLiteral("7"),
                                                             {"3", "2048", "100", "1"}));
     EXPECT_EQ(filas(), 2);
     // Month 16's bit does not fit the 16-bit set.
@@ -156,12 +133,12 @@ TEST_F(Store, SetVisible_FlagsTheRowCreatingAnEmptyOneIfNeeded)
     store.ActualizacionManual(QStringLiteral("62900002"), 5, 4, C("99")); // leaves its values in the insert
     registro();
     store.SetVisible(QStringLiteral("62900001"), 5, false);
-    EXPECT_EQ(fila(QStringLiteral("62900001"), 5), esperada({}, {"0", "0", "0", "0"}));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62900001"), 5), esperada({}, {"0", "0", "0", "0"}));
     EXPECT_EQ(registro(), QStringList{kVer}); // the insert was prepared by the manual edit
     store.SetVisible(QStringLiteral("62900001"), 5, true);
     store.SetVisible(QStringLiteral("62900002"), 5, false);
-    EXPECT_EQ(fila(QStringLiteral("62900001"), 5).constLast(), QStringLiteral("1"));
-    EXPECT_EQ(fila(QStringLiteral("62900002"), 5), esperada({"0", "0", "0", "99"}, {"0", "8", "0", "0"}));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62900001"), 5).constLast(), QStringLiteral("1"));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62900002"), 5), esperada({"0", "0", "0", "99"}, {"0", "8", "0", "0"}));
     EXPECT_EQ(filas(), 2);
 }
 

@@ -1,4 +1,5 @@
 #include "worksheet/frmActPresupusto.h"
+#include "worksheet/frmActPresupusto_comun.h"
 
 #include "calculation/frmOperaciones.h"
 #include "common/ErrorReport.h"
@@ -35,9 +36,9 @@
 namespace presupuestos {
 
 using namespace modPublic;
+using namespace hoja;
 
 namespace {
-const QString kForm = QStringLiteral("frmActPresupusto:");
 const QColor kColorFondoNoPresupuestables(255, 145, 100);
 } // namespace
 

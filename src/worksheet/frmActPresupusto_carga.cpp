@@ -8,6 +8,7 @@
 #include "worksheet/ConsultasHoja.h"
 #include "worksheet/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
+#include "worksheet/frmActPresupusto_comun.h"
 
 #include <QCheckBox>
 #include <QLabel>
@@ -18,11 +19,9 @@
 namespace presupuestos {
 
 using namespace modPublic;
+using namespace hoja;
 
 namespace {
-const QString kForm = QStringLiteral("frmActPresupusto:");
-const QColor kBlanco(255, 255, 255);
-const QColor kRojo(255, 0, 0);
 
 // Switches a grid's redrawing off for a scope, and back on however it ends.
 class SinRedibujar {

@@ -14,6 +14,7 @@
 #include "store/clsDBPresupuesto.h"
 #include "worksheet/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
+#include "worksheet/frmActPresupusto_comun.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -26,14 +27,9 @@
 namespace presupuestos {
 
 using namespace modPublic;
+using namespace hoja;
 
 namespace {
-const QString kForm = QStringLiteral("frmActPresupusto:");
-const QColor kBlanco(255, 255, 255);
-const QColor kRojo(255, 0, 0);
-constexpr int kPrimerMes = 4;
-constexpr int kUltimoMes = 15;
-constexpr int kTotal = 16;
 
 bool esVentas(const QString& cuenta) { return cuenta.left(2) == QLatin1String("70"); }
 

@@ -10,6 +10,7 @@
 #include "worksheet/ConsultasHoja.h"
 #include "worksheet/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
+#include "worksheet/frmActPresupusto_comun.h"
 
 #include <QCheckBox>
 #include <QFocusEvent>
@@ -22,11 +23,10 @@
 namespace presupuestos {
 
 using namespace modPublic;
+using namespace hoja;
 
 namespace {
-const QString kForm = QStringLiteral("frmActPresupusto:");
 constexpr int kMaxCategoria = 300;
-const QColor kNegro(0, 0, 0);
 
 qint16 aEntero16(const QString& texto) { return static_cast<qint16>(es::valEntero(texto)); }
 
