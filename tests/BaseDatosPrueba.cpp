@@ -50,6 +50,13 @@ QVariant BaseDatosPrueba::valor(const QString& consulta)
     return q.next() ? q.value(0) : QVariant();
 }
 
+QStringList BaseDatosPrueba::tomarRegistro()
+{
+    QStringList l(conexion->registro().begin(), conexion->registro().end());
+    conexion->limpiarRegistro();
+    return l;
+}
+
 QStringList BaseDatosPrueba::presupuestoGuardado(const QString& cuenta, int dpto, int ejercicio)
 {
     QSqlQuery q(conexion->baseDatos());

@@ -22,6 +22,8 @@ struct BaseDatosPrueba {
     // Runs raw SQL on the database (set-up of a test, not the system's statements).
     void sql(const QString& sentencia);
     QVariant valor(const QString& consulta);
+    // The composed texts sent since the last call, emptying the log.
+    QStringList tomarRegistro();
     // A stored budget row of company 1 as SQL number texts: M1..M12,
     // Metodo_Calculo, Modificacion_Manual, Valor, Ver; empty when there is none.
     QStringList presupuestoGuardado(const QString& cuenta, int dpto, int ejercicio = 2027);

@@ -78,12 +78,6 @@ protected:
                    .arg(dpto)
                    .arg(v));
     }
-    QStringList consultas()
-    {
-        QStringList l(bd.conexion->registro().begin(), bd.conexion->registro().end());
-        bd.conexion->limpiarRegistro();
-        return l;
-    }
 
     BaseDatosPrueba bd;
     clsCalculo calc;
@@ -163,13 +157,13 @@ TEST_F(Calculo, History_ReadsTheCompanyTotalForAllDepartmentsOrTheDepartmentAske
     saldo(QStringLiteral("629'01"), 2026, {"-300"}, 2);
     saldo(QStringLiteral("629'01"), 2025, {"-7777"});
     saldo(QStringLiteral("629'01"), 2026, {"-8888"}, -1, 2);
-    consultas();
+    bd.tomarRegistro();
     calc.Calcular(2, QStringLiteral("629'01"), C("0"));
     EXPECT_EQ(calc.Mes(0), C("-1000"));
     calc.setDpto(2);
     calc.Calcular(2, QStringLiteral("629'01"), C("0"));
     EXPECT_EQ(calc.Mes(0), C("-300"));
-    EXPECT_EQ(consultas(),
+    EXPECT_EQ(bd.tomarRegistro(),
               (QStringList{QStringLiteral("SELECT * FROM Acumulados WHERE Cod_Empresa =1 AND Cod_Ejercicio =2026 AND Cuenta = '629''01'"),
                            QStringLiteral("SELECT * FROM Acumulados_Dpto WHERE Cod_Empresa =1 AND Cod_Ejercicio =2026 AND Cuenta = "
                                           "'629''01' AND Dpto =2")}));
@@ -217,7 +211,7 @@ TEST_F(Calculo, Conceptos_ReadTheStatisticsTableNeverTheBalances)
     saldo(QStringLiteral("CTO003"), 2026, {"7"});
     saldo(QStringLiteral("CTO003"), 2026, {"7"}, 3);
     saldo(QStringLiteral("cto003"), 2026, {"7"});
-    consultas();
+    bd.tomarRegistro();
 
     calc.Calcular(2, QStringLiteral("CTO003"), C("10")); // every store added up
     EXPECT_EQ(meses(), anyo({"440", "220"}));
@@ -229,7 +223,7 @@ TEST_F(Calculo, Conceptos_ReadTheStatisticsTableNeverTheBalances)
         "SELECT Cuenta, SUM(M1) AS M1, SUM(M2) AS M2, SUM(M3) AS M3, SUM(M4) AS M4, SUM(M5) AS M5, SUM(M6) AS M6, SUM(M7) AS M7, "
         "SUM(M8) AS M8, SUM(M9) AS M9, SUM(M10) AS M10, SUM(M11) AS M11, SUM(M12) AS M12 FROM ##Drumav_Estadisticas_20270114093015 "
         "WHERE Cod_Ejercicio =2026 AND Cuenta = 'CTO003'");
-    EXPECT_EQ(consultas(), (QStringList{select + QStringLiteral(" GROUP BY Cuenta"),
+    EXPECT_EQ(bd.tomarRegistro(), (QStringList{select + QStringLiteral(" GROUP BY Cuenta"),
                                         select + QStringLiteral(" AND Dpto =3 GROUP BY Cuenta")}));
     // Only an upper-case prefix makes a concept.
     calc.setDpto(0);
@@ -244,7 +238,7 @@ TEST_F(Calculo, Ventas_PercentageOfTheSalesStoredForTheBudgetYearAndThisDepartme
     venta(QStringLiteral("70000001"), 2027, 0, {"40000"});
     venta(QStringLiteral("70000001"), 2026, 2, {"77777"});
     venta(QStringLiteral("7100001"), 2027, 2, {"88888"});
-    consultas();
+    bd.tomarRegistro();
     calc.setDpto(2);
     calc.Calcular(6, QStringLiteral("62100001"), C("7.5"));
     EXPECT_EQ(meses(), anyo({"112.5", "92.5926", "-6", "0.75"}));
@@ -256,12 +250,12 @@ TEST_F(Calculo, Ventas_PercentageOfTheSalesStoredForTheBudgetYearAndThisDepartme
         "SELECT SUM(M1) AS M1, SUM(M2) AS M2, SUM(M3) AS M3, SUM(M4) AS M4, SUM(M5) AS M5, SUM(M6) AS M6, SUM(M7) AS M7, "
         "SUM(M8) AS M8, SUM(M9) AS M9, SUM(M10) AS M10, SUM(M11) AS M11, SUM(M12) AS M12 FROM Presupuestos WHERE "
         "Cod_Empresa =1 AND Cod_Ejercicio =2027 AND Cuenta like '70%' AND Dpto =%1 GROUP BY SUBSTRING(Cuenta, 1, 2)");
-    EXPECT_EQ(consultas(), (QStringList{select.arg(2), select.arg(2)}));
+    EXPECT_EQ(bd.tomarRegistro(), (QStringList{select.arg(2), select.arg(2)}));
     // Department 0 is a department of its own here, not all of them.
     calc.setDpto(0);
     calc.Calcular(6, QStringLiteral("62100001"), C("10"));
     EXPECT_EQ(meses(), anyo({"4000"}));
-    EXPECT_EQ(consultas(), QStringList{select.arg(0)});
+    EXPECT_EQ(bd.tomarRegistro(), QStringList{select.arg(0)});
 }
 
 TEST_F(Calculo, AProductBeyondTheCurrencyRangeIsOverflow)

@@ -92,12 +92,6 @@ protected:
     }
 
     int filas() { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(); }
-    QStringList registro()
-    {
-        QStringList l(bd.conexion->registro().begin(), bd.conexion->registro().end());
-        bd.conexion->limpiarRegistro();
-        return l;
-    }
     std::vector<qint32> filasProgreso() const
     {
         std::vector<qint32> v;
@@ -165,7 +159,7 @@ TEST_F(Importar, ReplacesAllTwelveMonthsOfExistingRowsKeepingMethodMaskValueAndV
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (2, 2027, '62800001', 2, 5)"));
     const QString d = fila(2, QStringLiteral("2"), QStringLiteral("62800001"), {"-50.25", "", "7"})
                       + fila(3, QStringLiteral("1"), QStringLiteral("62800001"), doce(QStringLiteral("1")));
-    registro();
+    bd.tomarRegistro();
     ASSERT_EQ(importar(libros.generar(d)), QString());
 
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 2),
@@ -177,7 +171,7 @@ TEST_F(Importar, ReplacesAllTwelveMonthsOfExistingRowsKeepingMethodMaskValueAndV
 
     // One transaction; the prepared texts are sent once, the insert only
     // when an update found nothing.
-    EXPECT_EQ(registro(), (QStringList{QStringLiteral("BEGIN TRANSACTION"), kUpdate, kInsert, QStringLiteral("COMMIT TRANSACTION")}));
+    EXPECT_EQ(bd.tomarRegistro(), (QStringList{QStringLiteral("BEGIN TRANSACTION"), kUpdate, kInsert, QStringLiteral("COMMIT TRANSACTION")}));
 }
 
 TEST_F(Importar, TheDataEndsOnePastColumnFiveWhicheverColumnHoldsTheDepartments)
@@ -345,7 +339,7 @@ TEST_F(Importar, FilesThatCannotBeReadGiveTheComposedErrorAndTouchNothing)
     QFile f(bueno);
     ASSERT_TRUE(f.open(QIODevice::ReadOnly));
     const QByteArray bytes = f.readAll();
-    registro();
+    bd.tomarRegistro();
     for (const QString& ruta : {libros.fichero(bytes.left(bytes.size() * 2 / 3), QStringLiteral("cortado.xlsx")),
                                 libros.zip({{QStringLiteral("word/document.xml"), QByteArrayLiteral("<w/>")}},
                                            QStringLiteral("documento.xlsx")),
@@ -357,7 +351,7 @@ TEST_F(Importar, FilesThatCannotBeReadGiveTheComposedErrorAndTouchNothing)
         EXPECT_TRUE(e.startsWith(kCabecera + QStringLiteral("No se puede leer el libro '"))) << e.toStdString();
         EXPECT_TRUE(e.endsWith(QStringLiteral(".\r\nFila: 0 Columna: 0"))) << e.toStdString();
     }
-    EXPECT_TRUE(registro().isEmpty()); // not even a transaction was begun
+    EXPECT_TRUE(bd.tomarRegistro().isEmpty()); // not even a transaction was begun
     EXPECT_TRUE(eventos.inicio.empty());
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 1).constFirst(), QStringLiteral("100"));
 }
@@ -399,7 +393,7 @@ TEST_F(Importar, AFailedFirstAttemptFailsTheImportEvenWhenALaterOneWorks)
     RegistroExcel::registrar(QStringLiteral("Excel.Application.16"), [&] { return std::make_unique<AplicacionEspia>(espia); });
     RegistroExcel::registrar(QStringLiteral("Excel.Sheet"), [&] { return std::make_unique<AplicacionEspia>(espia); });
     const QString ruta = libros.generar(fila(2, QStringLiteral("1"), QStringLiteral("70000001"), {"1"}));
-    registro();
+    bd.tomarRegistro();
     int numero = 0;
     EXPECT_EQ(importar(ruta, 2, 3, &numero),
               kCabecera + QStringLiteral("No existe una version Excel compatible con esta aplicación.\r\nFila: 0 Columna: 0"));
@@ -407,7 +401,7 @@ TEST_F(Importar, AFailedFirstAttemptFailsTheImportEvenWhenALaterOneWorks)
     // Both later attempts ran; the application left over is quit.
     EXPECT_EQ(espia.creadas, 2);
     EXPECT_EQ(espia.cerradas, 1);
-    EXPECT_TRUE(registro().isEmpty());
+    EXPECT_TRUE(bd.tomarRegistro().isEmpty());
     EXPECT_EQ(filas(), 0);
 
     // With no reader registered at all the answer is the same.
