@@ -453,17 +453,19 @@ void VistaRejilla::enEventoDeUsuario(F&& hacer)
 void VistaRejilla::currentChanged(const QModelIndex& current, const QModelIndex& previous)
 {
     QTableView::currentChanged(current, previous);
-    if (sincronizando_)
-        return;
-    if (eventosAbiertos_ > 0)
-        seleccionPendiente_ = true;
-    else
-        pasarSeleccionAlModelo();
+    notarCambioDeSeleccion();
 }
 
 void VistaRejilla::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected)
 {
     QTableView::selectionChanged(selected, deselected);
+    notarCambioDeSeleccion();
+}
+
+// Inside a user's key or mouse event the change reaches the model once, when
+// the event is over.
+void VistaRejilla::notarCambioDeSeleccion()
+{
     if (sincronizando_)
         return;
     if (eventosAbiertos_ > 0)

@@ -70,6 +70,7 @@ protected:
 
 private:
     friend class AdaptadorRejilla;
+    void notarCambioDeSeleccion();
     void pasarSeleccionAlModelo();
     void traerSeleccionDelModelo();
     void alCambiarSeleccionDelModelo();
