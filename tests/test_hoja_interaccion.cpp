@@ -53,6 +53,11 @@ TEST(HojaInteraccion, KeyboardCopyAndDeleteOnTheBudgetGrid)
     v->modelo().Select(kVentasNorte, 4, kVentasNorte, 5);
     tecla(v, Qt::Key_C, Qt::ControlModifier);
     EXPECT_EQ(h.plataforma.portapapeles->contenido, QStringLiteral("100\t100"));
+    v->modelo().Select(kCalzadoNorte, 4);
+    tecla(v, Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, 4), QStringLiteral("100"));
+    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, 5), QStringLiteral("100"));
+    v->modelo().Select(kVentasNorte, 4, kVentasNorte, 5);
     tecla(v, Qt::Key_Delete);
     EXPECT_EQ(v->modelo().TextMatrix(kVentasNorte, 4), QStringLiteral("0"));
     EXPECT_EQ(v->modelo().TextMatrix(kVentasNorte, 5), QStringLiteral("0"));

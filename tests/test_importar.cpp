@@ -257,20 +257,6 @@ TEST_F(Importar, PreparesBothCommandsWithTheirTextsAndParameters)
               3);
 }
 
-TEST_F(Importar, LetsTheEventLoopRunAfterEachEvent)
-{
-    bool servido = false;
-    std::vector<bool> alInformar;
-    clsImportar imp;
-    imp.setPrimeraFilaDatos(2);
-    imp.setPrimeraColumnaDatos(3);
-    QObject::connect(&imp, &clsImportar::ProgressInit, [&](qint32, const QString&) {
-        QTimer::singleShot(0, [&] { servido = true; });
-    });
-    QObject::connect(&imp, &clsImportar::Progress, [&](qint32, const QString&) { alInformar.push_back(servido); });
-    imp.ImportarDesdeExcel(libros.generar(fila(2, QStringLiteral("1"), QStringLiteral("70000001"), {"1"})));
-    EXPECT_EQ(alInformar, (std::vector<bool>{true, true}));
-}
 
 // ---- Failures ----------------------------------------------------------------------
 
@@ -356,18 +342,6 @@ TEST_F(Importar, FilesThatCannotBeReadGiveTheComposedErrorAndTouchNothing)
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 1).constFirst(), QStringLiteral("100"));
 }
 
-TEST_F(Importar, RowsAndColumnsOutsideTheSheetRaiseAsCellsDoes)
-{
-    const QString ruta = libros.generar(fila(2, QStringLiteral("1"), QStringLiteral("70000001"), {"1"}));
-    int numero = 0;
-    EXPECT_EQ(importar(ruta, 2, 0, &numero), kCabecera + QStringLiteral("Application-defined or object-defined error\r\nFila: 2 Columna: 0"));
-    EXPECT_EQ(numero, 1004);
-    EXPECT_EQ(importar(ruta, 0, 3, &numero), kCabecera + QStringLiteral("Application-defined or object-defined error\r\nFila: 0 Columna: 0"));
-    // The department in the sheet's last column: its months lie beyond it.
-    const QString ultima = libros.generar(QStringLiteral("2: a;b;c;d;1\nXFD2: 1\n"));
-    EXPECT_EQ(importar(ultima, 2, 16384, &numero), kCabecera + QStringLiteral("Application-defined or object-defined error\r\nFila: 2 Columna: 16386"));
-    EXPECT_EQ(filas(), 0);
-}
 
 TEST_F(Importar, ImportsAnExcel97Workbook)
 {

@@ -95,16 +95,6 @@ TEST(HojaExcel, CellsKeepTheirTypeTheLastValueWinsAndPositionsOutsideRaise)
     }
 }
 
-TEST(HojaExcel, NumbersShowAsGeneralFormatWithSpanishSettings)
-{
-    EXPECT_EQ(HojaExcel::textoNumero(0), QStringLiteral("0"));
-    EXPECT_EQ(HojaExcel::textoNumero(-0.0), QStringLiteral("0"));
-    EXPECT_EQ(HojaExcel::textoNumero(7000001), QStringLiteral("7000001"));
-    EXPECT_EQ(HojaExcel::textoNumero(-12.5), QStringLiteral("-12,5"));
-    EXPECT_EQ(HojaExcel::textoNumero(0.1 + 0.2), QStringLiteral("0,3"));
-    EXPECT_EQ(HojaExcel::textoNumero(123456789012345.0), QStringLiteral("123456789012345"));
-    EXPECT_EQ(HojaExcel::textoNumero(1e15), QStringLiteral("1E+15"));
-}
 
 // ---- Reading .xlsx -------------------------------------------------------------------
 

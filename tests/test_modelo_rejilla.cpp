@@ -110,16 +110,6 @@ struct Espia {
 
 // ---- Cells, shape and range text -------------------------------------------------
 
-TEST(ModeloRejillaCeldas, AddItemFillsColumnsFromTabsAndIgnoresExtraFields)
-{
-    ModeloRejilla m;
-    m.setCols(3);
-    m.AddItem(QStringLiteral("a\t\tc\td"));
-    ASSERT_EQ(m.Rows(), 1);
-    EXPECT_EQ(m.TextMatrix(0, 0), QStringLiteral("a"));
-    EXPECT_EQ(m.TextMatrix(0, 1), QString());
-    EXPECT_EQ(m.TextMatrix(0, 2), QStringLiteral("c"));
-}
 
 TEST(ModeloRejillaCeldas, CellsOutsideTheGridRaiseSubscriptErrors)
 {
@@ -169,28 +159,6 @@ TEST(ModeloRejillaCeldas, ClipJoinsCellsWithTabsAndRowsWithCrLfWhateverTheBounds
     EXPECT_THROW(m.Clip(0, 0, 2, 0), VbError);
 }
 
-TEST(ModeloRejillaCeldas, LookDefaultsToTheGridAndRangesSetEveryCell)
-{
-    ModeloRejilla m;
-    m.setCols(3);
-    m.setRows(3);
-    EXPECT_FALSE(m.CellBackColor(1, 1).isValid());
-    m.setCellBackColor(2, 2, 0, 1, QColor(172, 250, 185));   // corners in any order
-    EXPECT_EQ(m.CellBackColor(0, 1), QColor(172, 250, 185));
-    EXPECT_EQ(m.CellBackColor(2, 2), QColor(172, 250, 185));
-    EXPECT_FALSE(m.CellBackColor(1, 0).isValid());
-    m.setCellBackColor(1, 1, QColor());
-    EXPECT_FALSE(m.CellBackColor(1, 1).isValid()) << "an invalid colour restores the default";
-
-    m.setColAlignment(1, ModeloRejilla::Alineacion::Derecha);
-    m.setCellAlignment(0, 1, 0, 1, ModeloRejilla::Alineacion::Izquierda);
-    EXPECT_EQ(m.CellAlignment(0, 1), ModeloRejilla::Alineacion::Izquierda);
-    EXPECT_EQ(m.CellAlignment(2, 1), ModeloRejilla::Alineacion::Derecha) << "cells follow their column";
-
-    m.setCellBorderBottom(0, 0, 1, 2, true);
-    EXPECT_TRUE(m.CellBorderBottom(1, 2));
-    EXPECT_FALSE(m.CellBorderBottom(2, 2));
-}
 
 // ---- Cursor and selection -----------------------------------------------------------
 
@@ -252,22 +220,6 @@ TEST(ModeloRejillaRedibujo, ALoadWithRedrawOffAnnouncesOneResetOnly)
     EXPECT_GT(espia.textos, 50) << "text changes are still reported for colouring";
 }
 
-TEST(ModeloRejillaRedibujo, WithRedrawOnChangesAreAnnouncedCellByCell)
-{
-    ModeloRejilla m;
-    m.setCols(2);
-    m.setRows(2);
-    Espia espia(m);
-    m.setTextMatrix(1, 1, QStringLiteral("x"));
-    m.setTextMatrix(1, 1, QStringLiteral("x"));   // same text: nothing to announce
-    m.AddItem(QStringLiteral("y"));
-    m.setRedraw(false);
-    m.setRedraw(true);                             // nothing happened meanwhile
-    EXPECT_EQ(espia.celdas, 1);
-    EXPECT_EQ(espia.textos, 2);
-    EXPECT_EQ(espia.insertadas, 1);
-    EXPECT_EQ(espia.reinicios, 0);
-}
 
 // ---- Subtotal placement ----------------------------------------------------------
 
@@ -301,28 +253,6 @@ TEST(ModeloRejillaSubtotales, OneDepartmentGetsOneSubtotalBelowAndAGrandTotalAbo
     EXPECT_EQ(m.TextMatrix(0, 2), QStringLiteral("Cuenta")) << "the header stays on top";
 }
 
-TEST(ModeloRejillaSubtotales, ThreeDepartmentsGetThreeSubtotalsAndOneGrandTotalAtTheTop)
-{
-    ModeloRejilla m;
-    tresDepartamentos(m);
-    crearTotales(m, true);
-
-    // 0 header, 1 grand total, 2-3 Ventas, 4 subtotal, 5 Almacén, 6 subtotal,
-    // 7-8 Oficina, 9 subtotal.
-    ASSERT_EQ(m.Rows(), 10);
-    EXPECT_EQ(filasSubtotal(m), (std::vector<int>{1, 4, 6, 9}));
-    EXPECT_EQ(m.TextMatrix(1, 1), QStringLiteral("Total general"));
-    EXPECT_EQ(m.TextMatrix(4, 1), QStringLiteral("Ventas"));
-    EXPECT_EQ(m.TextMatrix(6, 1), QStringLiteral("Almacén"));
-    EXPECT_EQ(m.TextMatrix(9, 1), QStringLiteral("Oficina"));
-    EXPECT_EQ(m.TextMatrix(2, 2), QStringLiteral("700000"));
-
-    EXPECT_EQ(m.TextMatrix(4, 4), QStringLiteral("1.334,50"));
-    EXPECT_EQ(m.TextMatrix(6, 4), QStringLiteral("-200,25"));
-    EXPECT_EQ(m.TextMatrix(9, 4), QStringLiteral("10,00")) << "a text that is not a number counts 0";
-    EXPECT_EQ(m.TextMatrix(1, 4), QStringLiteral("1.144,25"));
-    EXPECT_EQ(m.TextMatrix(1, 16), QStringLiteral("0,00"));
-}
 
 TEST(ModeloRejillaSubtotales, RepeatedCallsReuseTheRowsAndRecountNothingTwice)
 {
@@ -433,18 +363,6 @@ TEST(ModeloRejillaSumas, WritingIntoSubtotalRowsOrUnsummedColumnsLeavesTheSumsAl
     EXPECT_EQ(m.celdasSumadas(), antes);
 }
 
-TEST(ModeloRejillaSumas, AChangedFormatRewritesEverySubtotalWithoutRereading)
-{
-    ModeloRejilla m;
-    tresDepartamentos(m);
-    crearTotales(m, true);
-    const long long antes = m.celdasSumadas();
-    m.setSubtotalPosition(Pos::Debajo);
-    m.Subtotal(1, 4, QStringLiteral("#,0"), kAzul);
-    EXPECT_EQ(m.TextMatrix(4, 4), QStringLiteral("1.335"));
-    EXPECT_EQ(m.TextMatrix(6, 4), QStringLiteral("-200"));
-    EXPECT_EQ(m.celdasSumadas(), antes);
-}
 
 // ---- Bookkeeping across structural changes ------------------------------------------------
 

@@ -60,28 +60,6 @@ TEST(VistaRejillaPresentacion, RowZeroIsTheHeaderAndDataRowsFollowTheFixedRows)
     EXPECT_FALSE(v->horizontalHeader()->isVisible());
 }
 
-TEST(VistaRejillaPresentacion, CellLookComesFromTheModel)
-{
-    auto v = rejilla(2);
-    ModeloRejilla& m = v->modelo();
-    QAbstractItemModel* a = v->model();
-    m.setCellBackColor(1, 1, QColor(172, 250, 185));
-    m.setCellForeColor(1, 2, QColor(255, 0, 0));
-    m.setCellFontBold(2, 1, true);
-    EXPECT_EQ(a->index(0, 1).data(Qt::BackgroundRole).value<QColor>(), QColor(172, 250, 185));
-    EXPECT_EQ(a->index(0, 0).data(Qt::BackgroundRole).value<QColor>(), m.BackColor());
-    EXPECT_EQ(a->index(0, 2).data(Qt::ForegroundRole).value<QColor>(), QColor(255, 0, 0));
-    EXPECT_TRUE(a->index(1, 1).data(Qt::FontRole).value<QFont>().bold());
-    EXPECT_FALSE(a->index(0, 1).data(Qt::FontRole).value<QFont>().bold());
-
-    const auto alineacion = [&](int fila, int col) {
-        return Qt::Alignment(a->index(fila, col).data(Qt::TextAlignmentRole).toInt()) & Qt::AlignHorizontal_Mask;
-    };
-    EXPECT_EQ(alineacion(0, 2), Qt::AlignRight) << "numbers align right by default";
-    EXPECT_EQ(alineacion(0, 1), Qt::AlignLeft);
-    m.setCellAlignment(1, 2, 1, 2, ModeloRejilla::Alineacion::Izquierda);
-    EXPECT_EQ(alineacion(0, 2), Qt::AlignLeft);
-}
 
 TEST(VistaRejillaPresentacion, HiddenRowsColumnsAndWidthsFollowTheModelAcrossResets)
 {
@@ -264,39 +242,6 @@ TEST(VistaRejillaEdicion, BeforeEditMayCancelAndANonEditableGridNeverAsks)
     EXPECT_EQ(m.Row(), 2) << "a refused key does not search for a row";
 }
 
-TEST(VistaRejillaEdicion, TypedTextIsInTheCellWhenAfterEditRunsAndEnterComesBeforeIt)
-{
-    auto v = rejilla();
-    ModeloRejilla& m = v->modelo();
-    v->setEditable(true);
-    m.Select(3, 2);
-    QStringList registro;
-    QObject::connect(v.get(), &VistaRejilla::BeforeEdit, [&](int fila, int col, bool&) {
-        registro << QStringLiteral("Before %1,%2").arg(fila).arg(col);
-    });
-    QObject::connect(v.get(), &VistaRejilla::KeyPressEdit, [&](int fila, int col, int ascii) {
-        registro << QStringLiteral("Key %1,%2 %3").arg(fila).arg(col).arg(ascii);
-    });
-    QObject::connect(v.get(), &VistaRejilla::AfterEdit, [&](int fila, int col) {
-        registro << QStringLiteral("After %1,%2 %3").arg(fila).arg(col).arg(m.TextMatrix(fila, col));
-        m.setRow(fila + 1);   // as the worksheet moves on after an Enter
-    });
-
-    tecla(v.get(), Qt::Key_7, Qt::NoModifier, QStringLiteral("7"));
-    QLineEdit* editor = editorAbierto(*v);
-    ASSERT_NE(editor, nullptr);
-    EXPECT_EQ(editor->text(), QStringLiteral("7")) << "the first key replaces the text";
-    tecla(editor, Qt::Key_Comma, Qt::NoModifier, QStringLiteral(","));
-    tecla(editor, Qt::Key_5, Qt::NoModifier, QStringLiteral("5"));
-    tecla(editor, Qt::Key_Return, Qt::NoModifier, QStringLiteral("\r"));
-    QApplication::processEvents();
-
-    EXPECT_EQ(registro, (QStringList{QStringLiteral("Before 3,2"), QStringLiteral("Key 3,2 55"),
-                                     QStringLiteral("Key 3,2 44"), QStringLiteral("Key 3,2 53"),
-                                     QStringLiteral("Key 3,2 13"), QStringLiteral("After 3,2 7,5")}));
-    EXPECT_EQ(editorAbierto(*v), nullptr);
-    EXPECT_EQ(v->currentIndex(), v->model()->index(3, 2)) << "the handler's move reached the view";
-}
 
 TEST(VistaRejillaEdicion, EscapeAbandonsTheEditWithoutAfterEdit)
 {
@@ -315,26 +260,6 @@ TEST(VistaRejillaEdicion, EscapeAbandonsTheEditWithoutAfterEdit)
 
 // ---- Keys --------------------------------------------------------------------------------
 
-TEST(VistaRejillaTeclas, CopyPasteAndDeleteReachKeyDownInsteadOfTheViewsOwnHandling)
-{
-    auto v = rejilla();
-    v->setEditable(true);
-    v->modelo().Select(2, 1);
-    std::vector<std::pair<int, int>> teclas;
-    QObject::connect(v.get(), &VistaRejilla::KeyDown, [&](int codigo, int shift) { teclas.push_back({codigo, shift}); });
-    QClipboard* portapapeles = QGuiApplication::clipboard();
-    portapapeles->setText(QStringLiteral("sin tocar"));
-
-    tecla(v.get(), Qt::Key_C, Qt::ControlModifier, QStringLiteral("\x03"));
-    tecla(v.get(), Qt::Key_V, Qt::ControlModifier, QStringLiteral("\x16"));
-    tecla(v.get(), Qt::Key_Delete, Qt::NoModifier, QStringLiteral("\x7f"));
-    tecla(v.get(), Qt::Key_Down, Qt::ShiftModifier);
-
-    EXPECT_EQ(teclas, (std::vector<std::pair<int, int>>{{67, 2}, {86, 2}, {46, 0}, {40, 1}}));
-    EXPECT_EQ(portapapeles->text(), QStringLiteral("sin tocar"));
-    EXPECT_EQ(editorAbierto(*v), nullptr) << "Delete clears through the form, it does not edit";
-    EXPECT_EQ(v->modelo().TextMatrix(2, 1), QStringLiteral("x2"));
-}
 
 // ---- Scrolling ------------------------------------------------------------------------------
 
