@@ -76,7 +76,7 @@ TEST(Operaciones, PreviewShowsTheTwelveMonthsAndTheFormula)
     HojaAbierta h;
     frmOperaciones* d = h.hoja->operaciones();
     h.hoja->vsPresupuesto->modelo().Select(kVentasNorte, 5);
-    h.hoja->vsPresupuesto_RowColChange();
+    h.hoja->MostrarOperaciones();
     d->setMetodoCalculo(1);
     d->txtValor->setText(QStringLiteral("100"));
     d->txtValor_KeyPress(13);

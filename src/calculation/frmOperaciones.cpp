@@ -12,6 +12,7 @@
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QLayout>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -54,6 +55,7 @@ frmOperaciones::frmOperaciones(QWidget* parent) : QWidget(parent, Qt::Tool)
     txtConsole = new QPlainTextEdit(this);
     txtConsole->setObjectName(QStringLiteral("txtConsole"));
     txtConsole->setReadOnly(true);
+    txtConsole->setVisible(false);
 
     auto* capa = new QVBoxLayout(this);
     capa->addWidget(lblDpto);
@@ -64,6 +66,7 @@ frmOperaciones::frmOperaciones(QWidget* parent) : QWidget(parent, Qt::Tool)
     fila->addWidget(new QLabel(QStringLiteral("Valor:"), this));
     fila->addWidget(txtValor);
     capa->addLayout(fila);
+    vsResultado->setMinimumHeight(90);
     capa->addWidget(vsResultado, 1);
     auto* botones = new QHBoxLayout;
     botones->addWidget(lblVerCalculo);
@@ -267,7 +270,17 @@ void frmOperaciones::ActualizarEstadoOperaciones()
     cmdActualizar->setEnabled(aplicable);
     cboMetodo->setEnabled(aplicable);
     txtValor->setEnabled(aplicable);
-    if (aplicable)
+    // The preview only shows in this window: while it is hidden the worksheet
+    // can move from row to row without reading any history, and showing it
+    // brings the preview up to date.
+    if (aplicable && isVisible())
+        CalcularVistaPrevia();
+}
+
+void frmOperaciones::showEvent(QShowEvent* e)
+{
+    QWidget::showEvent(e);
+    if (cmdAplicar->isEnabled())
         CalcularVistaPrevia();
 }
 
@@ -321,13 +334,13 @@ void frmOperaciones::cmdAplicar_Click()
 void frmOperaciones::lblVerCalculo_Click()
 {
     const QString tag = lblVerCalculo->property("Tag").toString();
-    if (tag.isEmpty() || tag == QLatin1String("0")) {
-        resize(width(), AltoAmpliado / kTwipsPorPixel);
-        lblVerCalculo->setProperty("Tag", QStringLiteral("1"));
-    } else {
-        resize(width(), AltoReducido / kTwipsPorPixel);
-        lblVerCalculo->setProperty("Tag", QStringLiteral("0"));
-    }
+    // The formula text lives in the lower part of the window, which only the
+    // taller height reveals.
+    const bool ampliar = tag.isEmpty() || tag == QLatin1String("0");
+    txtConsole->setVisible(ampliar);
+    layout()->activate();
+    resize(width(), (ampliar ? AltoAmpliado : AltoReducido) / kTwipsPorPixel);
+    lblVerCalculo->setProperty("Tag", ampliar ? QStringLiteral("1") : QStringLiteral("0"));
 }
 
 void frmOperaciones::txtValor_KeyPress(int keyAscii)
