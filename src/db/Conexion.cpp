@@ -202,14 +202,6 @@ void Conexion::anotar(const QString& sql)
         registro_.pop_front();
 }
 
-QSqlQuery Conexion::prepararConsulta(const QString& sql, bool soloAvance)
-{
-    completarPendientes();
-    QSqlQuery q(db_);
-    q.setForwardOnly(soloAvance);
-    return q;
-}
-
 void Conexion::lanzarErrorMotor(const QSqlQuery& q, const QString&) const
 {
     throw VbError(VbError::DatabaseError, textoError(q.lastError()));

@@ -81,7 +81,6 @@ public:
 
     // Internal use by Recordset and Comando.
     void anotar(const QString& sql);
-    QSqlQuery prepararConsulta(const QString& sql, bool soloAvance);
     [[noreturn]] void lanzarErrorMotor(const QSqlQuery& q, const QString& sql) const;
 
 private:

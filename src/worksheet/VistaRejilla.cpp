@@ -430,11 +430,6 @@ QRect VistaRejilla::rectCelda(int fila, int col) const
     return visualRect(adaptador_->indice(fila, col));
 }
 
-int VistaRejilla::filasVisibles() const
-{
-    return viewport()->height() / std::max(1, verticalHeader()->defaultSectionSize());
-}
-
 void VistaRejilla::keyboardSearch(const QString&) {}
 
 // ---- Current cell and selection ----------------------------------------------------

@@ -30,8 +30,6 @@ public:
     int colEn(const QPoint& p) const;
     // Rectangle of a cell in the viewport's coordinates.
     QRect rectCelda(int fila, int col) const;
-    // Number of rows that fit in the view.
-    int filasVisibles() const;
 
 signals:
     void RowColChange();
