@@ -2,8 +2,8 @@
 
 namespace presupuestos {
 
-VbError::VbError(int number, const QString& description, int line)
-    : std::runtime_error(description.toStdString()), number_(number), description_(description), line_(line)
+VbError::VbError(int number, const QString& description, int line, Causa causa)
+    : std::runtime_error(description.toStdString()), number_(number), description_(description), line_(line), causa_(causa)
 {
 }
 

@@ -19,12 +19,16 @@ public:
     static constexpr int DatabaseError = -2147217900; // 0x80040E14, as ADO reports a provider error
     static constexpr int ParameterTooLong = -2147217833; // 0x80040E57: data would be truncated
 
-    VbError(int number, const QString& description, int line = 0);
+    // What a database error means for the user, where the engine says it.
+    enum class Causa { Ninguna, SoloLectura, Bloqueada, ClaveDuplicada };
+
+    VbError(int number, const QString& description, int line = 0, Causa causa = Causa::Ninguna);
 
     int number() const noexcept { return number_; }
     const QString& description() const noexcept { return description_; }
     // Line of the failing statement; 0 when unknown.
     int line() const noexcept { return line_; }
+    Causa causa() const noexcept { return causa_; }
 
     // The run time's own errors. "Overflow" keeps its original text; the
     // others read as a Spanish system writes them.
@@ -45,6 +49,7 @@ private:
     int number_;
     QString description_;
     int line_;
+    Causa causa_;
 };
 
 } // namespace presupuestos

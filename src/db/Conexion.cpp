@@ -76,7 +76,62 @@ QString textoError(const QSqlError& e)
     return t;
 }
 
+// What an engine error means for the person at the worksheet. SQLite gives
+// its result code (sometimes extended: the low byte is the primary code);
+// SQL Server its error number.
+VbError::Causa causaError(const QSqlError& e, Motor motor)
+{
+    bool ok = false;
+    const int codigo = e.nativeErrorCode().toInt(&ok);
+    const QString texto = e.databaseText();
+    if (motor == Motor::SQLite) {
+        switch (ok ? (codigo & 0xff) : -1) {
+        case SQLITE_READONLY: return VbError::Causa::SoloLectura;
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED: return VbError::Causa::Bloqueada;
+        case SQLITE_CONSTRAINT:
+            if (texto.contains(QLatin1String("UNIQUE"), Qt::CaseInsensitive)
+                || texto.contains(QLatin1String("PRIMARY KEY"), Qt::CaseInsensitive))
+                return VbError::Causa::ClaveDuplicada;
+            break;
+        default: break;
+        }
+        if (texto.contains(QLatin1String("readonly database"), Qt::CaseInsensitive))
+            return VbError::Causa::SoloLectura;
+        if (texto.contains(QLatin1String("database is locked"), Qt::CaseInsensitive))
+            return VbError::Causa::Bloqueada;
+        return VbError::Causa::Ninguna;
+    }
+    switch (ok ? codigo : -1) {
+    case 2627: case 2601: return VbError::Causa::ClaveDuplicada;
+    case 3906: return VbError::Causa::SoloLectura;
+    case 1222: case 1205: return VbError::Causa::Bloqueada;
+    default: return VbError::Causa::Ninguna;
+    }
+}
+
 } // namespace
+
+VbError Conexion::errorMotor(const QSqlError& e) const
+{
+    const VbError::Causa causa = causaError(e, motor_);
+    QString texto = textoError(e);
+    // The engine's words alone do not tell a user that nothing is wrong with
+    // the figures; say first what happened.
+    if (causa == VbError::Causa::SoloLectura)
+        texto = QStringLiteral("La base de datos es de solo lectura.\r\n") + texto;
+    else if (causa == VbError::Causa::Bloqueada)
+        texto = QStringLiteral("La base de datos está bloqueada por otro usuario.\r\n") + texto;
+    return VbError(VbError::DatabaseError, texto, 0, causa);
+}
+
+void Conexion::setEsperaBloqueo(int milisegundos)
+{
+    if (motor_ != Motor::SQLite)
+        return;
+    QSqlQuery q(db_);
+    q.exec(QStringLiteral("PRAGMA busy_timeout = %1").arg(milisegundos));
+}
 
 Conexion::Conexion(Motor motor, QString nombreConexion) : motor_(motor), nombre_(std::move(nombreConexion)) {}
 
@@ -118,6 +173,8 @@ std::shared_ptr<Conexion> Conexion::abrirSqlite(const QString& fichero)
         throw VbError(VbError::DatabaseError,
                       QStringLiteral("No se puede abrir la base de datos \"%1\": %2").arg(fichero, textoError(q.lastError())));
     q.exec(QStringLiteral("PRAGMA foreign_keys = ON"));
+    // Another user's write makes ours wait a while rather than fail at once.
+    q.exec(QStringLiteral("PRAGMA busy_timeout = %1").arg(kEsperaBloqueoDefecto));
     if (fichero != QLatin1String(":memory:")) {
         q.exec(QStringLiteral("PRAGMA journal_mode = WAL"));
         q.exec(QStringLiteral("PRAGMA synchronous = NORMAL"));
@@ -204,7 +261,7 @@ void Conexion::anotar(const QString& sql)
 
 void Conexion::lanzarErrorMotor(const QSqlQuery& q, const QString&) const
 {
-    throw VbError(VbError::DatabaseError, textoError(q.lastError()));
+    throw errorMotor(q.lastError());
 }
 
 long Conexion::ejecutarAhora(const QString& sql)
@@ -271,7 +328,7 @@ void Conexion::BeginTrans()
     completarPendientes();
     anotar(QStringLiteral("BEGIN TRANSACTION"));
     if (!db_.transaction())
-        throw VbError(VbError::DatabaseError, textoError(db_.lastError()));
+        throw errorMotor(db_.lastError());
     ++transacciones_;
 }
 
@@ -279,7 +336,7 @@ void Conexion::CommitTrans()
 {
     anotar(QStringLiteral("COMMIT TRANSACTION"));
     if (!db_.commit())
-        throw VbError(VbError::DatabaseError, textoError(db_.lastError()));
+        throw errorMotor(db_.lastError());
     if (transacciones_ > 0)
         --transacciones_;
 }
@@ -290,7 +347,42 @@ void Conexion::RollbackTrans()
     if (transacciones_ > 0)
         --transacciones_;
     if (!db_.rollback())
-        throw VbError(VbError::DatabaseError, textoError(db_.lastError()));
+        throw errorMotor(db_.lastError());
+}
+
+Transaccion::Transaccion(Conexion& c) : c_(c)
+{
+    if (!c_.enTransaccion()) {
+        c_.BeginTrans();
+        propia_ = true;
+    }
+}
+
+Transaccion::~Transaccion()
+{
+    if (propia_ && !cerrada_) {
+        try {
+            c_.RollbackTrans();
+        } catch (const std::exception&) {
+        }
+    }
+}
+
+void Transaccion::confirmar()
+{
+    if (!propia_ || cerrada_)
+        return;
+    cerrada_ = true;
+    try {
+        c_.CommitTrans();
+    } catch (...) {
+        // A commit the engine refused leaves nothing half-stored.
+        try {
+            c_.RollbackTrans();
+        } catch (const std::exception&) {
+        }
+        throw;
+    }
 }
 
 // ---- Recordset ---------------------------------------------------------------

@@ -6,9 +6,11 @@
 // is; SQLite receives it adapted by DialectoSqlite.
 
 #include "common/Currency.h"
+#include "common/VbError.h"
 
 #include <QHash>
 #include <QSqlDatabase>
+#include <QSqlError>
 #include <QSqlQuery>
 #include <QString>
 #include <QStringList>
@@ -27,6 +29,8 @@ class Conexion : public std::enable_shared_from_this<Conexion> {
 public:
     // ADO's execute option for a statement that runs without waiting.
     static constexpr int adAsyncExecute = 16;
+    // How long a statement waits for another user's write to finish (SQLite).
+    static constexpr int kEsperaBloqueoDefecto = 5000;
 
     // Opens (creating it if needed) an SQLite database file, or ":memory:".
     static std::shared_ptr<Conexion> abrirSqlite(const QString& fichero);
@@ -54,6 +58,8 @@ public:
     void CommitTrans();
     void RollbackTrans();
     bool enTransaccion() const { return transacciones_ > 0; }
+    // SQLite only: how long a statement waits on another user's lock.
+    void setEsperaBloqueo(int milisegundos);
 
     // Composed texts, in the order they were sent (before any adaptation).
     const std::deque<QString>& registro() const { return registro_; }
@@ -82,6 +88,9 @@ public:
     // Internal use by Recordset and Comando.
     void anotar(const QString& sql);
     [[noreturn]] void lanzarErrorMotor(const QSqlQuery& q, const QString& sql) const;
+    // The system's error for an engine error, saying first when the database
+    // is read-only or locked by another user.
+    VbError errorMotor(const QSqlError& e) const;
 
 private:
     Conexion(Motor motor, QString nombreConexion);
@@ -100,6 +109,24 @@ private:
     std::vector<QString> pendientes_;
     QString errorAsincrono_;
     bool completando_ = false;
+};
+
+// A transaction for one user operation. Inside an operation that already
+// holds one it does nothing, so a step can be an operation of its own or
+// part of a larger one. Not committed when it goes out of scope: rolled back.
+class Transaccion {
+public:
+    explicit Transaccion(Conexion& c);
+    ~Transaccion();
+    Transaccion(const Transaccion&) = delete;
+    Transaccion& operator=(const Transaccion&) = delete;
+    void confirmar();
+    bool propia() const { return propia_; }
+
+private:
+    Conexion& c_;
+    bool propia_ = false;
+    bool cerrada_ = false;
 };
 
 // Forward-only recordset: positioned on the first record after opening.

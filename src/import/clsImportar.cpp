@@ -8,7 +8,9 @@
 #include "import/AplicacionExcel.h"
 
 #include <QCoreApplication>
+#include <array>
 #include <limits>
+#include <map>
 #include <optional>
 
 namespace presupuestos {
@@ -78,7 +80,45 @@ QVariant texto(const ValorCelda& v)
     return QVariant(cadena(v));
 }
 
+bool fueraDeRango(__int128 s)
+{
+    return s > std::numeric_limits<std::int64_t>::max() || s < std::numeric_limits<std::int64_t>::min();
+}
+
 } // namespace
+
+void clsImportar::comprobarTotales()
+{
+    // Every department's month and year totals, and the company's, as the
+    // worksheet adds them with all departments shown, must stay in range.
+    QString sql = QStringLiteral("SELECT Dpto");
+    for (int m = 1; m <= 12; ++m)
+        sql += QStringLiteral(", M") + QString::number(m);
+    sql += QStringLiteral(" FROM Presupuestos WHERE Cod_Empresa = ") + QString::number(modPublic::EmpresaActiva->CodigoEmpresa())
+           + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(modPublic::EjercicioActivo);
+    Recordset rs = modPublic::ConexionActiva->Abrir(sql);
+    std::map<int, std::array<__int128, 13>> porDpto;
+    std::array<__int128, 13> general{};
+    while (!rs.eof()) {
+        auto& d = porDpto[rs.entero(0)];
+        for (int m = 0; m < 12; ++m) {
+            const __int128 v = rs.moneda(m + 1).raw();
+            d[static_cast<std::size_t>(m)] += v;
+            d[12] += v;
+            general[static_cast<std::size_t>(m)] += v;
+            general[12] += v;
+        }
+        rs.MoveNext();
+    }
+    rs.Close();
+    for (const auto& [dpto, sumas] : porDpto)
+        for (__int128 s : sumas)
+            if (fueraDeRango(s))
+                throw VbError::overflow();
+    for (__int128 s : general)
+        if (fueraDeRango(s))
+            throw VbError::overflow();
+}
 
 clsImportar::clsImportar(QObject* parent) : QObject(parent) {}
 
@@ -174,11 +214,17 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
             if (!cadena(hoja.valor(fila, c)).isEmpty()) {
                 int k = 0;
                 const qint16 ultimoMes = suma16(c, 13);
+                __int128 totalFila = 0;
                 for (columna = suma16(c, 2); columna <= ultimoMes; ++columna, ++k) {
                     const Currency valor = hoja.vacia(fila, columna) ? Currency() : moneda(hoja.valor(fila, columna));
+                    totalFila += valor.raw();
                     ComandoUpdate->setValor(k, valor);
                     ComandoInsert->setValor(k, valor);
                 }
+                // A year no amount can represent would keep the worksheet from
+                // showing the row's total.
+                if (fueraDeRango(totalFila))
+                    throw VbError::overflow();
                 const QVariant cuenta = texto(hoja.valor(fila, suma16(c, 1)));
                 ComandoUpdate->setValor(12, cuenta);
                 ComandoInsert->setValor(12, cuenta);
@@ -189,14 +235,23 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
                 const long afectadas = ComandoUpdate->Execute();
                 if (afectadas > std::numeric_limits<qint32>::max())
                     throw VbError::overflow();
-                if (afectadas == 0)
-                    ComandoInsert->Execute();
+                if (afectadas == 0) {
+                    try {
+                        ComandoInsert->Execute();
+                    } catch (const VbError& e) {
+                        // Another user created the row since the update found none.
+                        if (e.causa() != VbError::Causa::ClaveDuplicada)
+                            throw;
+                        ComandoUpdate->Execute();
+                    }
+                }
                 ++importadas;
             }
             emit Progress(fila, hoja.texto(fila, 1) + QStringLiteral(" - ") + hoja.texto(fila, 2));
             QCoreApplication::processEvents();
         }
 
+        comprobarTotales();
         ExcelApp->Quit();
         modPublic::ConexionActiva->CommitTrans();
         enTransaccion = false;
@@ -212,6 +267,12 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
         }
         if (ExcelApp)
             ExcelApp->Quit();
+        if (error.causa() == VbError::Causa::SoloLectura || error.causa() == VbError::Causa::Bloqueada) {
+            // The workbook is not at fault: say what happened to the database.
+            throw VbError(error.number(), error.description() + kCrLf + kCrLf + QStringLiteral("Fila: ") + QString::number(fila)
+                                              + QStringLiteral(" Columna: ") + QString::number(columna),
+                          0, error.causa());
+        }
         const QString lugar = error.line() > 0 ? QLatin1Char('[') + QString::number(error.line()) + QStringLiteral("] ")
                                                : QString();
         throw VbError(error.number(),

@@ -48,6 +48,8 @@ signals:
     void ImportCompleted(qint32 TotalRowsImported);
 
 private:
+    // Raises "Overflow" when the stored year would hold a total out of range.
+    void comprobarTotales();
     bool CrearExcel();
     void PrepararComandosImportacion();
 

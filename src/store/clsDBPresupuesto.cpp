@@ -105,7 +105,7 @@ void clsDBPresupuesto::Actualizar(const clsPresupItem& item)
     ComandoInsert->setValor(15, entero(item.MetodoCalc));
     ComandoInsert->setValor(16, entero(item.Manual));
     ComandoInsert->setValor(17, item.Valor);
-    ComandoInsert->Execute();
+    insertarOActualizar([this] { ComandoUpdate->Execute(); });
 }
 
 void clsDBPresupuesto::ActualizacionManual(QString Cuenta, qint16 Dpto, qint16 Mes, Currency Valor)
@@ -131,7 +131,7 @@ void clsDBPresupuesto::ActualizacionManual(QString Cuenta, qint16 Dpto, qint16 M
     ComandoInsert->setValor(15, entero(0));
     ComandoInsert->setValor(16, entero(bit));
     ComandoInsert->setValor(17, Currency());
-    ComandoInsert->Execute();
+    insertarOActualizar([&sql] { modPublic::ConexionActiva->Execute(sql); });
 }
 
 void clsDBPresupuesto::SetVisible(QString Cuenta, qint16 Dpto, bool Visible)
@@ -147,9 +147,51 @@ void clsDBPresupuesto::SetVisible(QString Cuenta, qint16 Dpto, bool Visible)
     ComandoInsert->setValor(15, entero(0));
     ComandoInsert->setValor(16, entero(0));
     ComandoInsert->setValor(17, Currency());
-    ComandoInsert->Execute();
     // The new row has the table's default flag; give it the one asked for.
+    // Created meanwhile by another user, it gets the flag all the same.
+    insertarOActualizar([] {});
     ComandoVer->Execute();
+}
+
+void clsDBPresupuesto::insertarOActualizar(const std::function<void()>& actualizar)
+{
+    try {
+        ComandoInsert->Execute();
+    } catch (const VbError& e) {
+        if (e.causa() != VbError::Causa::ClaveDuplicada)
+            throw;
+        actualizar();
+    }
+}
+
+bool clsDBPresupuesto::FilaGuardada::todoCero() const
+{
+    for (const Currency& m : meses)
+        if (!m.isZero())
+            return false;
+    return true;
+}
+
+std::optional<clsDBPresupuesto::FilaGuardada> clsDBPresupuesto::Leer(const QString& Cuenta, qint16 Dpto) const
+{
+    QString sql = QStringLiteral("SELECT M1");
+    for (int m = 2; m <= 12; ++m)
+        sql += QStringLiteral(", M") + QString::number(m);
+    sql += QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor FROM Presupuestos WHERE Cod_Empresa = ")
+           + QString::number(modPublic::EmpresaActiva->CodigoEmpresa()) + QStringLiteral(" AND Cod_Ejercicio = ")
+           + QString::number(modPublic::EjercicioActivo) + QStringLiteral(" AND Cuenta = '") + literal(Cuenta)
+           + QStringLiteral("' AND Dpto = ") + QString::number(Dpto);
+    Recordset rs = modPublic::ConexionActiva->Abrir(sql);
+    if (rs.eof())
+        return std::nullopt;
+    FilaGuardada f;
+    for (int m = 0; m < 12; ++m)
+        f.meses[static_cast<std::size_t>(m)] = rs.moneda(m);
+    f.metodo = rs.moneda(12).toInt32();
+    f.manual = rs.moneda(13).toInt32();
+    f.valor = rs.moneda(14);
+    rs.Close();
+    return f;
 }
 
 void clsDBPresupuesto::insertVacio(const QString& Cuenta, qint16 Dpto)

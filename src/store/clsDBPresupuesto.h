@@ -7,15 +7,19 @@
 //
 // The company code and the connection are captured when the commands are
 // built; the fiscal year is read on every call. The statement for a month
-// typed by hand is composed anew each time, on the current connection. No error handling and no
-// transaction: an update that worked and an insert that failed leave the
-// table as the update left it.
+// typed by hand is composed anew each time, on the current connection. The
+// callers decide the transaction. When another user creates the row between
+// the update and the insert, the insert hits the key and the update runs
+// again, so neither user's figure is lost.
 
 #include "calculation/clsPresupItem.h"
 #include "common/Currency.h"
 
 #include <QString>
+#include <functional>
+#include <array>
 #include <memory>
+#include <optional>
 
 namespace presupuestos {
 
@@ -36,10 +40,23 @@ public:
     // Shows or hides the row in the worksheet, creating an empty row if needed.
     void SetVisible(QString Cuenta, qint16 Dpto, bool Visible);
 
+    // The row as the database holds it now; empty when there is none.
+    struct FilaGuardada {
+        std::array<Currency, 12> meses{};
+        qint32 metodo = 0;
+        qint32 manual = 0;
+        Currency valor;
+        bool todoCero() const;
+    };
+    std::optional<FilaGuardada> Leer(const QString& Cuenta, qint16 Dpto) const;
+
 private:
     void PrepararComandos();
     // Fills the insert with an empty row of the current year for the key.
     void insertVacio(const QString& Cuenta, qint16 Dpto);
+    // Runs the prepared insert; when the key is taken by then, runs the
+    // update that found no row before.
+    void insertarOActualizar(const std::function<void()>& actualizar);
 
     std::unique_ptr<Comando> ComandoUpdate;
     std::unique_ptr<Comando> ComandoInsert;
