@@ -11,9 +11,9 @@
 
 namespace presupuestos::prueba {
 
-BaseDatosPrueba::BaseDatosPrueba(bool conDatosDemo)
+BaseDatosPrueba::BaseDatosPrueba(bool conDatosDemo, const QString& fichero)
 {
-    conexion = Conexion::abrirSqlite(QStringLiteral(":memory:"));
+    conexion = Conexion::abrirSqlite(fichero);
     conexion->asociarBaseDatos(QStringLiteral("Pelvor"), QStringLiteral(":memory:"));
     if (conDatosDemo) {
         DatosDemo::generar(*conexion);

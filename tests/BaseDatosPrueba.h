@@ -13,7 +13,8 @@ namespace presupuestos::prueba {
 
 struct BaseDatosPrueba {
     // codEmpresa 1, current fiscal year 2026, chart digits 1,2,3,4,8.
-    explicit BaseDatosPrueba(bool conDatosDemo = false);
+    // fichero: a file, for tests where a second connection or process shares it.
+    explicit BaseDatosPrueba(bool conDatosDemo = false, const QString& fichero = QStringLiteral(":memory:"));
     ~BaseDatosPrueba();
 
     std::shared_ptr<Conexion> conexion;

@@ -32,7 +32,7 @@ std::string mensajesMostrados(const PlataformaDePrueba& p)
     return r.toStdString();
 }
 
-HojaAbierta::HojaAbierta(bool demo) : bd(demo)
+HojaAbierta::HojaAbierta(bool demo, const QString& fichero) : bd(demo, fichero)
 {
     if (!demo)
         crearEmpresaPequena(bd);

@@ -39,7 +39,7 @@ struct HojaAbierta {
     frmclsfrmActPresupusto clase;
     frmActPresupusto* hoja = nullptr;
     // demo: the generated demo company; otherwise the small company above.
-    explicit HojaAbierta(bool demo = false);
+    explicit HojaAbierta(bool demo = false, const QString& fichero = QStringLiteral(":memory:"));
 };
 
 } // namespace presupuestos::prueba

@@ -212,28 +212,6 @@ TEST(HojaEdicion, ClipboardTextThatIsNotNumbersChangesNothing)
     EXPECT_EQ(h.m().TextMatrix(7, 5), QStringLiteral("100"));
 }
 
-TEST(HojaEdicion, ClipboardNumbersFollowSpanishRules)
-{
-    Hoja h;
-    h.hoja->Decimales = 1;
-    h.plataforma.portapapeles->contenido = QStringLiteral("1.500\t1,25\t  -3 \r\n\t1.234,56\t\r\n");
-    const auto v = h.hoja->LeerClipboard();
-    ASSERT_TRUE(v.has_value());
-    ASSERT_EQ(v->size(), 2u);
-    EXPECT_EQ((*v)[0][0], Currency::fromInt(1500));
-    EXPECT_EQ((*v)[0][1].raw(), 12000);   // 1,25 to one decimal, halves to even
-    EXPECT_EQ((*v)[0][2], Currency::fromInt(-3));
-    EXPECT_EQ((*v)[1][0], Currency());
-    EXPECT_EQ((*v)[1][1].raw(), 12346000);
-
-    // Lines ended by a bare line feed, as LibreOffice Calc copies them here.
-    h.plataforma.portapapeles->contenido = QStringLiteral("1\t2\n3\t4\n");
-    const auto lf = h.hoja->LeerClipboard();
-    ASSERT_TRUE(lf.has_value());
-    ASSERT_EQ(lf->size(), 2u);
-    EXPECT_EQ((*lf)[1][1], Currency::fromInt(4));
-}
-
 TEST(HojaEdicion, ClearingStartsAtJanuaryWhateverTheSelection)
 {
     Hoja h;

@@ -5,6 +5,7 @@
 
 #include <QStringList>
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <utility>
 
@@ -62,19 +63,28 @@ bool leerRapido(const QString& texto, Currency& valor)
     return true;
 }
 
-Currency leerValor(const QString& texto)
+// A cell as a term of a sum: its amount, or the mark of a total that no
+// amount can represent (which makes every sum holding it unrepresentable).
+struct Termino {
+    Suma valor = 0;
+    int desbordadas = 0;
+};
+
+Termino leerValor(const QString& texto)
 {
     Currency v;
     if (leerRapido(texto, v))
-        return v;
+        return {v.raw(), 0};
+    if (texto == ModeloRejilla::MarcaDesbordamiento())
+        return {0, 1};
     try {
         if (es::intentarMoneda(texto, v))
-            return v;
+            return {v.raw(), 0};
     } catch (const VbError&) {
         // A number too large for the currency type cannot have been typed
         // into a month; it counts as nothing, like any other non-number.
     }
-    return Currency();
+    return {};
 }
 
 QString componerTitulo(const QString& patron, const QString& valor)
@@ -129,7 +139,8 @@ struct ModeloRejilla::Datos {
     };
 
     struct SumasColumna {
-        std::vector<Currency> suma;   // one per group
+        std::vector<Suma> suma;       // one per group, exact: never overflows
+        std::vector<int> desbordadas; // cells of the group holding the overflow mark
         std::vector<char> sucio;
         std::vector<int> sucios;      // the dirty groups, so a refresh never walks them all
         bool vigente = false;
@@ -346,32 +357,41 @@ struct ModeloRejilla::Datos {
     {
         const std::size_t n = a.grupos.size();
         s.vigente = false;
-        s.suma.assign(n, Currency());
+        s.suma.assign(n, 0);
+        s.desbordadas.assign(n, 0);
         s.sucio.assign(n, 0);
         s.sucios.clear();
         for (std::size_t g = 0; g < n; ++g) {
-            Currency total;
+            Termino total;
             for (int r = a.grupos[g].primera; r <= a.grupos[g].ultima; ++r) {
                 if (!esDeCuenta(r))
                     continue;
                 ++sumadas;
-                total += leerValor(celda(r, c).texto);
+                const Termino t = leerValor(celda(r, c).texto);
+                total.valor += t.valor;
+                total.desbordadas += t.desbordadas;
             }
-            s.suma[g] = total;
+            s.suma[g] = total.valor;
+            s.desbordadas[g] = total.desbordadas;
         }
         s.vigente = true;
         for (std::size_t g = 0; g < n; ++g)
-            escribirSubtotal(a.grupos[g].filaSubtotal, c, es::formatear(s.suma[g], s.formato));
+            escribirSubtotal(a.grupos[g].filaSubtotal, c, textoSuma(s, g));
+    }
+
+    static QString textoSuma(const SumasColumna& s, std::size_t g)
+    {
+        return ModeloRejilla::FormatearSuma(s.desbordadas[g] > 0 ? kSumaFueraDeRango : s.suma[g], s.formato);
     }
 
     void escribirSumas(const Agrupacion& a, int c, SumasColumna& s, bool todas)
     {
         if (todas) {
             for (std::size_t g = 0; g < a.grupos.size(); ++g)
-                escribirSubtotal(a.grupos[g].filaSubtotal, c, es::formatear(s.suma[g], s.formato));
+                escribirSubtotal(a.grupos[g].filaSubtotal, c, textoSuma(s, g));
         } else {
             for (int g : s.sucios)
-                escribirSubtotal(a.grupos[g].filaSubtotal, c, es::formatear(s.suma[g], s.formato));
+                escribirSubtotal(a.grupos[g].filaSubtotal, c, textoSuma(s, g));
         }
         for (int g : s.sucios)
             s.sucio[g] = 0;
@@ -383,7 +403,7 @@ struct ModeloRejilla::Datos {
     void seguirCambio(int f, int c, const QString& anterior, const QString& nuevo)
     {
         bool leido = false;
-        Currency diferencia;
+        Termino diferencia;
         for (auto& a : agrupaciones) {
             if (!a.valida)
                 continue;
@@ -400,20 +420,15 @@ struct ModeloRejilla::Datos {
                 continue;
             if (!leido) {
                 sumadas += 2;
-                diferencia = leerValor(nuevo) - leerValor(anterior);
+                const Termino n = leerValor(nuevo), v = leerValor(anterior);
+                diferencia = {n.valor - v.valor, n.desbordadas - v.desbordadas};
                 leido = true;
             }
-            if (diferencia.isZero())
+            if (diferencia.valor == 0 && diferencia.desbordadas == 0)
                 continue;
             SumasColumna& s = it->second;
-            try {
-                s.suma[g] += diferencia;
-            } catch (const VbError&) {
-                // Sum from scratch on the next Subtotal call, which reports
-                // the overflow where the caller expects errors.
-                s.vigente = false;
-                continue;
-            }
+            s.suma[g] += diferencia.valor;
+            s.desbordadas[g] += diferencia.desbordadas;
             if (!s.sucio[g]) {
                 s.sucio[g] = 1;
                 s.sucios.push_back(g);
@@ -1000,6 +1015,58 @@ QString ModeloRejilla::Clip(int fila1, int col1, int fila2, int col2) const
 }
 
 // ---- Subtotals ------------------------------------------------------------------
+
+QString ModeloRejilla::MarcaDesbordamiento() { return QStringLiteral("#¡NUM!"); }
+
+QString ModeloRejilla::FormatearSuma(Suma suma, const QString& formato)
+{
+    if (suma > std::numeric_limits<std::int64_t>::max() || suma < std::numeric_limits<std::int64_t>::min())
+        return MarcaDesbordamiento();
+    try {
+        return es::formatear(Currency::fromRaw(static_cast<std::int64_t>(suma)), formato);
+    } catch (const VbError&) {
+        // Rounded to the format's decimals it no longer fits.
+        return MarcaDesbordamiento();
+    }
+}
+
+Suma ModeloRejilla::ValorSuma(const QString& texto, bool* desbordada)
+{
+    const Termino t = leerValor(texto);
+    if (desbordada)
+        *desbordada = t.desbordadas > 0;
+    return t.valor;
+}
+
+std::optional<ModeloRejilla::SumaGrupo> ModeloRejilla::sumaGrupo(int colAgrupar, int fila, int col) const
+{
+    const Datos::Agrupacion* a = nullptr;
+    for (const auto& ag : d->agrupaciones)
+        if (ag.columna == colAgrupar)
+            a = &ag;
+    if (!a || !a->valida || col < 0 || col >= d->cols || fila < 0 || fila >= d->numFilas() || !d->esDeCuenta(fila))
+        return std::nullopt;
+    const int g = Datos::grupoDe(*a, fila);
+    if (g < 0)
+        return std::nullopt;
+    SumaGrupo r;
+    r.grupo = g;
+    auto it = a->sumas.find(col);
+    if (it != a->sumas.end() && it->second.vigente) {
+        r.suma = it->second.suma[static_cast<std::size_t>(g)];
+        r.desbordadas = it->second.desbordadas[static_cast<std::size_t>(g)];
+        return r;
+    }
+    const Datos::Grupo& gr = a->grupos[static_cast<std::size_t>(g)];
+    for (int f = gr.primera; f <= gr.ultima; ++f) {
+        if (!d->esDeCuenta(f))
+            continue;
+        const Termino t = leerValor(d->celda(f, col).texto);
+        r.suma += t.valor;
+        r.desbordadas += t.desbordadas;
+    }
+    return r;
+}
 
 ModeloRejilla::PosicionSubtotal ModeloRejilla::SubtotalPosition() const { return d->posicion; }
 void ModeloRejilla::setSubtotalPosition(PosicionSubtotal p) { d->posicion = p; }

@@ -15,9 +15,17 @@
 #include <QString>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace presupuestos {
+
+// An exact sum of currency amounts in ten-thousandths: totals of rows,
+// departments and the whole year are added in it, so that a total out of
+// the currency's range shows as such instead of stopping a load.
+using Suma = __int128;
+// Any value outside the currency's range.
+inline constexpr Suma kSumaFueraDeRango = static_cast<Suma>(1) << 100;
 
 class ModeloRejilla : public QObject {
     Q_OBJECT
@@ -138,6 +146,23 @@ public:
     // Grouping column of a subtotal row (-1 for the grand total); -2 for an account row.
     int SubtotalGroupColumn(int fila) const;
     static QString TituloTotalGeneral();
+
+    // What a total shows when no currency amount can represent it.
+    static QString MarcaDesbordamiento();
+    // A sum in the format, or the overflow mark when it is out of range.
+    static QString FormatearSuma(Suma suma, const QString& formato);
+    // A cell's text as a term of a sum (0 for a non-number); *desbordada
+    // tells the overflow mark apart.
+    static Suma ValorSuma(const QString& texto, bool* desbordada = nullptr);
+    // The current sum of column col over the group that holds account row
+    // fila in the grouping on colAgrupar, with how many of its cells hold the
+    // overflow mark; empty when there is no such grouping or group.
+    struct SumaGrupo {
+        int grupo = -1;
+        Suma suma = 0;
+        int desbordadas = 0;
+    };
+    std::optional<SumaGrupo> sumaGrupo(int colAgrupar, int fila, int col) const;
 
     // Counters for benchmarks and tests: cells whose text was parsed to sum.
     long long celdasSumadas() const;

@@ -674,12 +674,33 @@ void VistaRejilla::commitData(QWidget* editor)
 
 void VistaRejilla::closeEditor(QWidget* editor, QAbstractItemDelegate::EndEditHint hint)
 {
-    QTableView::closeEditor(editor, hint);
+    // Tab and Shift+Tab end the edit and move to the next cell without
+    // opening it; the edit is finished before the cursor moves (the view
+    // itself would open the next editor first and the typed amount would
+    // never reach AfterEdit).
+    const bool mover = hint == QAbstractItemDelegate::EditNextItem || hint == QAbstractItemDelegate::EditPreviousItem;
+    QTableView::closeEditor(editor, mover ? QAbstractItemDelegate::NoHint : hint);
     // Raised once the editor is gone, so the handler may move the cursor.
     if (afterEditPendiente_) {
         afterEditPendiente_ = false;
         emit AfterEdit(filaEdicion_, colEdicion_);
     }
+    if (mover) {
+        const QModelIndex siguiente = moveCursor(hint == QAbstractItemDelegate::EditNextItem ? MoveNext : MovePrevious, Qt::NoModifier);
+        if (siguiente.isValid())
+            selectionModel()->setCurrentIndex(siguiente, QItemSelectionModel::ClearAndSelect);
+    }
+}
+
+void VistaRejilla::terminarEdicion()
+{
+    if (state() != EditingState || filaEdicion_ < adaptador_->fijas())
+        return;
+    QWidget* editor = indexWidget(adaptador_->index(filaEdicion_ - adaptador_->fijas(), colEdicion_));
+    if (!editor)
+        return;
+    commitData(editor);
+    closeEditor(editor, QAbstractItemDelegate::NoHint);
 }
 
 // ---- Keys and mouse -------------------------------------------------------------------

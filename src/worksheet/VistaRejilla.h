@@ -23,6 +23,9 @@ public:
 
     // Allow typing into cells (BeforeEdit may still cancel an edit).
     void setEditable(bool editable);
+    // Ends an open cell edit keeping its text, as leaving the cell would
+    // (AfterEdit is raised); for a window about to close.
+    void terminarEdicion();
     // Whether the user is extending a selection (more than one cell selected).
     bool seleccionExtendida() const;
     // Grid row and column under a point of the viewport; -1 outside.

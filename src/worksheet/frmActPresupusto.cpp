@@ -213,6 +213,12 @@ void frmActPresupusto::crearControles()
 
     connect(cboEjercicio, &QComboBox::currentIndexChanged, this, [this](int) { cboEjercicio_Click(); });
     connect(chkMostrarHistorico, &QCheckBox::clicked, this, [this] { chkMostrarHistorico_Click(); });
+    // The history grid follows every change of the switch, also those the
+    // worksheet makes itself (showing the accounts out of the budget
+    // unchecks it).
+    connect(chkMostrarHistorico, &QCheckBox::toggled, this, [this] {
+        conManejador(kForm + QStringLiteral("chkMostrarHistorico_Click"), [this] { DistribuirRejillas(); });
+    });
     connect(cmdVer, &QPushButton::clicked, this, [this] { cmdVer_Click(); });
     connect(UpDown1, &UpDown::UpClick, this, [this] { UpDown1_Click(); });
     connect(UpDown1, &UpDown::DownClick, this, [this] { UpDown1_Click(); });
@@ -403,6 +409,8 @@ bool frmActPresupusto::event(QEvent* e)
 
 void frmActPresupusto::closeEvent(QCloseEvent* e)
 {
+    // A figure still in the cell editor is stored, not dropped with the window.
+    vsPresupuesto->terminarEdicion();
     if (cargado_ && !descargado_) {
         descargado_ = true;
         Form_Unload();

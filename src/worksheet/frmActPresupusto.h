@@ -5,14 +5,18 @@
 
 #include "common/Currency.h"
 #include "db/Conexion.h"
+#include "store/clsDBPresupuesto.h"
+#include "worksheet/LectorPortapapeles.h"
 
 #include <QColor>
 #include <QHash>
 #include <QPointer>
 #include <QString>
 #include <QWidget>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <vector>
 
 class QCheckBox;
@@ -33,7 +37,7 @@ namespace presupuestos {
 class VistaRejilla;
 class UpDown;
 class frmOperaciones;
-class clsDBPresupuesto;
+class frmProgress;
 class frmImportar;
 
 class frmActPresupusto : public QWidget {
@@ -199,14 +203,14 @@ public:
     void MostrarOperaciones();
 
     // ---- Clipboard ------------------------------------------------------------------
-    using ValoresPortapapeles = std::vector<std::vector<Currency>>;
     void Copiar_A_Clipboard(VistaRejilla* rejilla);
     void Copiar_Desde_Clipboard();
     void BorrarValorCeldas();
     int GetPrimaFilaSeccion(int fila);
     int GetUltimaFilaSeccion(int fila);
-    // Empty when any field is not a number.
-    std::optional<ValoresPortapapeles> LeerClipboard();
+    // Empty when the clipboard holds no text or any field is not a number;
+    // keeps at most the cells a paste at the cursor can reach.
+    std::optional<LectorPortapapeles::Bloque> LeerClipboard(int maxLineas, int maxCampos);
     static void OrdenarPar(int& a, int& b);
 
     // ---- Commands -------------------------------------------------------------------
@@ -259,6 +263,31 @@ private:
     void indexarFilas();
     static QString clave(const QString& cuenta, int dpto) { return cuenta + QLatin1Char('|') + QString::number(dpto); }
     bool dependenciasPendientes_ = false;
+
+    // The one write path of a month amount: refuses totals out of range,
+    // stores, resets a row whose year becomes zero (when the database agrees),
+    // and on any failure shows the row as stored before raising the error.
+    void escribirCelda(int Row, int Col, Currency Valor, bool comprobarTotales);
+    // Shows a row as given, or as the database holds it now (false when it
+    // cannot be read).
+    void mostrarFila(int Row, const clsDBPresupuesto::FilaGuardada& f);
+    bool mostrarFilaGuardada(int Row);
+    // A user operation of many writes: one transaction; the first failure
+    // stops it, what was stored before it is committed, and the error is
+    // raised once. Inside another batch it is part of that one.
+    void enLote(const std::function<void()>& cuerpo);
+    struct CeldaLote {
+        int fila;
+        int col;
+        Currency valor;
+    };
+    void escribirLote(const std::vector<CeldaLote>& celdas, frmProgress* progreso);
+    void recalcularDependencias();
+    // Rows written by the batch under way, shown again from the database when
+    // its commit fails.
+    std::set<int> filasLote_;
+    // The cell's text when its edit began.
+    QString textoAlEditar_;
     void llenarRejilla(VistaRejilla* rejilla, Recordset& rs, bool conDatosCalculo, int* filas, int* filasConValores);
     void fijarBarra(QProgressBar* barra, int valor, int maximo);
     bool seleccionandoDptos_ = false;

@@ -92,14 +92,15 @@ void frmActPresupusto::llenarRejilla(VistaRejilla* rejilla, Recordset& rs, bool 
         int mascara = 0;
         if (conDatosCalculo)
             mascara = rs.moneda(iManual).toInt16();
-        Currency total;
-        Currency meses[12];
+        // A year that no amount can represent shows as such: one row stored
+        // out of range must not keep the worksheet from opening.
+        Suma total = 0;
         for (int mes = 0; mes < 12; ++mes) {
-            meses[mes] = rs.moneda(iMes[mes]).rounded(Decimales);
-            total += meses[mes];
-            campos << es::formatear(meses[mes], FormatoNumero);
+            const Currency importe = rs.moneda(iMes[mes]).rounded(Decimales);
+            total += importe.raw();
+            campos << es::formatear(importe, FormatoNumero);
         }
-        campos << es::formatear(total, FormatoNumero);
+        campos << ModeloRejilla::FormatearSuma(total, FormatoNumero);
         if (conDatosCalculo)
             campos << QString::number(rs.moneda(iMetodo).toInt32()) << QString::number(mascara) << rs.moneda(iValor).toPlainText();
         m.AddItem(campos.join(QLatin1Char('\t')));
@@ -109,7 +110,7 @@ void frmActPresupusto::llenarRejilla(VistaRejilla* rejilla, Recordset& rs, bool 
                 m.setCellBackColor(r, mes + 3, Color1);
         }
         ++*filas;
-        if (!total.isZero())
+        if (total != 0)
             ++*filasConValores;
         rs.MoveNext();
     }
@@ -220,13 +221,17 @@ void frmActPresupusto::CrearTotales(VistaRejilla* rejilla)
 void frmActPresupusto::RecalcularFilas(int FilaDesde, int FilaHasta, int ColDesde, int ColHasta)
 {
     ModeloRejilla& m = vsPresupuesto->modelo();
+    // Only whether a total is zero moves the completion bars.
+    auto indicador = [](Suma s, bool desbordada) { return Currency::fromRaw(s != 0 || desbordada ? 1 : 0); };
     for (int r = FilaDesde; r <= FilaHasta; ++r) {
-        Currency total;
+        Suma total = 0;
         for (int c = 4; c <= 15; ++c)
-            total += es::aMoneda(m.TextMatrix(r, c));
-        SetProgreesFila(es::aMoneda(m.TextMatrix(r, 16)), total);
-        m.setTextMatrix(r, 16, es::formatear(total, FormatoNumero));
-        m.setCellForeColor(r, 16, total < Currency() ? kRojo : QColor());
+            total += ModeloRejilla::ValorSuma(m.TextMatrix(r, c));
+        bool desbordadoAntes = false;
+        const Suma antes = ModeloRejilla::ValorSuma(m.TextMatrix(r, 16), &desbordadoAntes);
+        SetProgreesFila(indicador(antes, desbordadoAntes), indicador(total, false));
+        m.setTextMatrix(r, 16, ModeloRejilla::FormatearSuma(total, FormatoNumero));
+        m.setCellForeColor(r, 16, total < 0 ? kRojo : QColor());
     }
     m.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Debajo);
     for (int c = ColDesde; c <= ColHasta; ++c)
@@ -304,6 +309,8 @@ void frmActPresupusto::CargarHistorico()
 void frmActPresupusto::DistribuirRejillas()
 {
     const bool mostrar = chkMostrarHistorico->isChecked();
+    if (vsHistorico->isVisibleTo(this) == mostrar)
+        return;
     vsHistorico->setVisible(mostrar);
     if (mostrar) {
         const int ancho = std::max(divisor_->width(), 600);

@@ -12,6 +12,8 @@
 #include "import/frmImportar.h"
 #include "progress/frmProgress.h"
 #include "store/clsDBPresupuesto.h"
+#include "worksheet/ComprobadorTotales.h"
+#include "worksheet/LectorPortapapeles.h"
 #include "worksheet/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
 #include "worksheet/frmActPresupusto_comun.h"
@@ -23,6 +25,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollBar>
+#include <exception>
 
 namespace presupuestos {
 
@@ -94,8 +97,9 @@ void frmActPresupusto::vsPresupuesto_BeforeEdit(int Row, int Col, bool& Cancel)
             Cancel = true;
             return;
         }
+        textoAlEditar_ = m.TextMatrix(Row, Col);
         Currency v;
-        ValorAnterior = es::intentarMoneda(m.TextMatrix(Row, Col), v) ? v : Currency();
+        ValorAnterior = es::intentarMoneda(textoAlEditar_, v) ? v : Currency();
     });
 }
 
@@ -106,8 +110,21 @@ void frmActPresupusto::vsPresupuesto_AfterEdit(int Row, int Col)
     conManejador(kForm + QStringLiteral("vsPresupuesto_AfterEdit"), [&] {
         ModeloRejilla& m = vsPresupuesto->modelo();
         const QString texto = m.TextMatrix(Row, Col);
-        if (es::esNumerico(texto)) {
-            EditCellValue(Row, Col, es::aMoneda(texto));
+        // Opening a cell and leaving it as it was is no edit: nothing is
+        // stored and the month is not marked as typed.
+        const bool sinCambio = texto == textoAlEditar_;
+        if (sinCambio || es::esNumerico(texto)) {
+            if (!sinCambio) {
+                try {
+                    escribirCelda(Row, Col, es::aMoneda(texto), true);
+                } catch (const std::exception&) {
+                    // A refused amount leaves the cell as it was, not the raw
+                    // text, and the row goes on working.
+                    if (m.TextMatrix(Row, Col) == texto)
+                        m.setTextMatrix(Row, Col, textoAlEditar_);
+                    throw;
+                }
+            }
             const bool otraColumna = Col != ColumnaEditada;
             ColumnaEditada = Col;
             FilaEditada = Row;
@@ -128,37 +145,138 @@ void frmActPresupusto::vsPresupuesto_AfterEdit(int Row, int Col)
 
 void frmActPresupusto::EditCellValue(int Row, int Col, Currency Valor)
 {
-    conManejador(kForm + QStringLiteral("EditCellValue"), [&] {
-        ModeloRejilla& m = vsPresupuesto->modelo();
-        if (Row < 1 || Row >= m.Rows())
-            throw VbError::subscriptOutOfRange();
-        m.setTextMatrix(Row, Col, es::formatear(Valor, FormatoNumero));
-        const QString cuenta = m.TextMatrix(Row, 2);
-        const qint16 dpto = static_cast<qint16>(es::valEntero(m.TextMatrix(Row, 0)));
-        dbPresupuesto_->ActualizacionManual(cuenta, dpto, static_cast<qint16>(Col - 3), Valor);
-        if (esVentas(cuenta)) {
-            if (loteEdicion_ > 0)
-                dependenciasPendientes_ = true;
-            else
-                RecalcularDependencias();
-        }
-        RecalcularFilas(Row, Row, Col, Col);
-        int marcas;
-        if (!es::aMoneda(m.TextMatrix(Row, kTotal)).isZero()) {
-            marcas = es::valEntero(m.TextMatrix(Row, 18)) | (1 << (Col - 4));
-            m.setCellBackColor(Row, Col, Color1);
+    conManejador(kForm + QStringLiteral("EditCellValue"), [&] { escribirCelda(Row, Col, Valor, true); });
+}
+
+void frmActPresupusto::escribirCelda(int Row, int Col, Currency Valor, bool comprobarTotales)
+{
+    ModeloRejilla& m = vsPresupuesto->modelo();
+    if (Row < 1 || Row >= m.Rows())
+        throw VbError::subscriptOutOfRange();
+    const Currency mostrado = Valor.rounded(Decimales);
+    if (comprobarTotales) {
+        ComprobadorTotales comprobador(m);
+        comprobador.cambiar(Row, Col, mostrado);
+        comprobador.comprobar();
+    }
+    const QString textoAnterior = m.TextMatrix(Row, Col);
+    const QString cuenta = m.TextMatrix(Row, 2);
+    const qint16 dpto = static_cast<qint16>(es::valEntero(m.TextMatrix(Row, 0)));
+    if (ConexionActiva->enTransaccion())
+        filasLote_.insert(Row);
+
+    // Whether the year adds up to nothing once this month is in.
+    Suma total = mostrado.raw();
+    for (int c = kPrimerMes; c <= kUltimoMes; ++c)
+        if (c != Col)
+            total += ModeloRejilla::ValorSuma(m.TextMatrix(Row, c));
+
+    m.setTextMatrix(Row, Col, es::formatear(Valor, FormatoNumero));
+    std::optional<clsDBPresupuesto::FilaGuardada> guardada;
+    bool reiniciar = false;
+    try {
+        if (total != 0) {
+            dbPresupuesto_->ActualizacionManual(cuenta, dpto, static_cast<qint16>(Col - 3), Valor);
         } else {
-            // A row whose year adds up to nothing starts clean: no method,
-            // no marks, all months stored as zero.
-            marcas = 0;
-            m.setCellBackColor(Row, kPrimerMes, Row, kUltimoMes, kBlanco);
-            clsPresupItem item;
-            item.Cuenta = cuenta;
-            item.Dpto = dpto;
-            dbPresupuesto_->Actualizar(item);
+            // A row whose year adds up to nothing starts clean: no method, no
+            // marks, all months zero - but only if the database agrees.
+            // Another user may have stored months this worksheet does not
+            // show yet; those stay, and the row is shown as stored.
+            Transaccion t(*ConexionActiva);
+            dbPresupuesto_->ActualizacionManual(cuenta, dpto, static_cast<qint16>(Col - 3), Valor);
+            guardada = dbPresupuesto_->Leer(cuenta, dpto);
+            reiniciar = !guardada || guardada->todoCero();
+            if (reiniciar) {
+                clsPresupItem item;
+                item.Cuenta = cuenta;
+                item.Dpto = dpto;
+                dbPresupuesto_->Actualizar(item);
+            }
+            t.confirmar();
         }
-        m.setTextMatrix(Row, 18, QString::number(marcas));
-    });
+    } catch (const std::exception&) {
+        // The cell shows what the database holds, never a figure it refused.
+        if (!mostrarFilaGuardada(Row))
+            m.setTextMatrix(Row, Col, textoAnterior);
+        RecalcularFilas(Row, Row, Col, Col);
+        throw;
+    }
+    if (esVentas(cuenta)) {
+        if (loteEdicion_ > 0)
+            dependenciasPendientes_ = true;
+        else
+            RecalcularDependencias();
+    }
+    if (guardada && !reiniciar) {
+        mostrarFila(Row, *guardada);
+        return;
+    }
+    RecalcularFilas(Row, Row, Col, Col);
+    int marcas;
+    if (!reiniciar) {
+        marcas = es::valEntero(m.TextMatrix(Row, 18)) | (1 << (Col - 4));
+        m.setCellBackColor(Row, Col, Color1);
+    } else {
+        marcas = 0;
+        m.setCellBackColor(Row, kPrimerMes, Row, kUltimoMes, kBlanco);
+    }
+    m.setTextMatrix(Row, 18, QString::number(marcas));
+}
+
+void frmActPresupusto::mostrarFila(int Row, const clsDBPresupuesto::FilaGuardada& f)
+{
+    ModeloRejilla& m = vsPresupuesto->modelo();
+    for (int i = 0; i < 12; ++i) {
+        m.setTextMatrix(Row, kPrimerMes + i, es::formatear(f.meses[static_cast<std::size_t>(i)].rounded(Decimales), FormatoNumero));
+        m.setCellBackColor(Row, kPrimerMes + i, (f.manual & (1 << i)) ? Color1 : kBlanco);
+    }
+    m.setTextMatrix(Row, 17, QString::number(f.metodo));
+    m.setTextMatrix(Row, 18, QString::number(f.manual));
+    m.setTextMatrix(Row, 19, f.valor.toPlainText());
+    RecalcularFilas(Row, Row, kPrimerMes, kUltimoMes);
+}
+
+bool frmActPresupusto::mostrarFilaGuardada(int Row)
+{
+    ModeloRejilla& m = vsPresupuesto->modelo();
+    if (Row < 1 || Row >= m.Rows() || m.IsSubtotal(Row))
+        return false;
+    try {
+        const auto f = dbPresupuesto_->Leer(m.TextMatrix(Row, 2), static_cast<qint16>(es::valEntero(m.TextMatrix(Row, 0))));
+        mostrarFila(Row, f.value_or(clsDBPresupuesto::FilaGuardada{}));
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+void frmActPresupusto::enLote(const std::function<void()>& cuerpo)
+{
+    Transaccion t(*ConexionActiva);
+    if (!t.propia()) {
+        cuerpo();
+        return;
+    }
+    filasLote_.clear();
+    std::exception_ptr fallo;
+    try {
+        cuerpo();
+    } catch (...) {
+        fallo = std::current_exception();
+    }
+    // What was stored before a failure stays stored; if even that cannot be
+    // kept, every row of the batch shows the database again.
+    try {
+        t.confirmar();
+    } catch (...) {
+        for (int r : filasLote_)
+            mostrarFilaGuardada(r);
+        if (!fallo)
+            fallo = std::current_exception();
+    }
+    filasLote_.clear();
+    if (fallo)
+        std::rethrow_exception(fallo);
 }
 
 void frmActPresupusto::SetNextRowEdit()
@@ -364,47 +482,9 @@ void frmActPresupusto::Copiar_A_Clipboard(VistaRejilla* rejilla)
     });
 }
 
-std::optional<frmActPresupusto::ValoresPortapapeles> frmActPresupusto::LeerClipboard()
+std::optional<LectorPortapapeles::Bloque> frmActPresupusto::LeerClipboard(int maxLineas, int maxCampos)
 {
-    QString s = Plataforma::portapapeles().texto();
-    if (s.endsWith(QStringLiteral("\r\n")))
-        s.chop(2);
-    else if (s.endsWith(QLatin1Char('\n')))
-        s.chop(1);
-    // Spreadsheets on this system end their lines with a bare line feed;
-    // either ending separates lines alike.
-    s.replace(QStringLiteral("\r\n"), QStringLiteral("\r"));
-    s.replace(QLatin1Char('\n'), QLatin1Char('\r'));
-    // The full stop is a thousands separator; the comma is the decimal one.
-    s.remove(QLatin1Char('.'));
-    // Only blanks are trimmed: a trailing tab still marks an empty last field.
-    while (s.startsWith(QLatin1Char(' ')))
-        s.remove(0, 1);
-    while (s.endsWith(QLatin1Char(' ')))
-        s.chop(1);
-    const QStringList lineas = s.split(QLatin1Char('\r'));
-    const int ancho = static_cast<int>(lineas.first().split(QLatin1Char('\t')).size());
-    ValoresPortapapeles valores(static_cast<std::size_t>(lineas.size()), std::vector<Currency>(static_cast<std::size_t>(ancho)));
-    bool valido = true;
-    for (int i = 0; i < lineas.size(); ++i) {
-        const QStringList campos = lineas[i].split(QLatin1Char('\t'));
-        for (int j = 0; j < ancho; ++j) {
-            if (j >= campos.size())
-                throw VbError::subscriptOutOfRange();
-            const QString campo = campos[j].trimmed();
-            Currency v;
-            if (campo.isEmpty()) {
-                v = Currency();
-            } else if (!es::intentarMoneda(campo, v)) {
-                valido = false;
-                break;
-            }
-            valores[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)] = v.rounded(Decimales);
-        }
-    }
-    if (!valido)
-        return std::nullopt;
-    return valores;
+    return LectorPortapapeles::leer(Plataforma::portapapeles().texto(), Decimales, maxLineas, maxCampos);
 }
 
 void frmActPresupusto::refrescarSubtotales(int colDesde, int colHasta)
@@ -422,6 +502,31 @@ void frmActPresupusto::refrescarSubtotales(int colDesde, int colHasta)
     m.Subtotal(-1, kTotal, FormatoNumero);
 }
 
+void frmActPresupusto::escribirLote(const std::vector<CeldaLote>& celdas, frmProgress* progreso)
+{
+    ModeloRejilla& m = vsPresupuesto->modelo();
+    // Every total the batch reaches is checked before the first cell is stored.
+    ComprobadorTotales comprobador(m);
+    for (const CeldaLote& c : celdas)
+        comprobador.cambiar(c.fila, c.col, c.valor.rounded(Decimales));
+    comprobador.comprobar();
+    enLote([&] {
+        int contador = 0;
+        for (const CeldaLote& c : celdas) {
+            Currency anterior;
+            es::intentarMoneda(m.TextMatrix(c.fila, c.col), anterior);
+            ValorAnterior = anterior;
+            escribirCelda(c.fila, c.col, c.valor, false);
+            if (progreso)
+                progreso->SetValue(contador++);
+        }
+        if (dependenciasPendientes_) {
+            dependenciasPendientes_ = false;
+            recalcularDependencias();
+        }
+    });
+}
+
 void frmActPresupusto::Copiar_Desde_Clipboard()
 {
     if (!VerPresupuestables)
@@ -433,56 +538,48 @@ void frmActPresupusto::Copiar_Desde_Clipboard()
     Plataforma::puntero().establecer(Puntero::RelojArena);
     conManejador(kForm + QStringLiteral("Copiar_Desde_Clipboard"), [&] {
         Lote lote(m, loteEdicion_);
-        if (col >= kPrimerMes && fila >= 1 && fila < m.Rows() && !m.IsSubtotal(fila)) {
-            const auto valores = LeerClipboard();
-            if (valores) {
-                if (m.IsSubtotal(filaFin))
-                    --filaFin;
-                if (colFin > kUltimoMes)
-                    colFin = kUltimoMes;
-                lote.progreso = new frmProgress(this);
-                lote.progreso->Init(QStringLiteral("Proceso en curso."), (filaFin - fila) * (colFin - col));
-                lote.progreso->SetText(QStringLiteral("Copiando..."));
-                lote.progreso->Start_Delayed(3);
-                m.setRedraw(false);
-                int contador = 0;
-                auto escribir = [&](int r, int c, Currency v) {
-                    Currency anterior;
-                    es::intentarMoneda(m.TextMatrix(r, c), anterior);
-                    ValorAnterior = anterior;
-                    EditCellValue(r, c, v);
-                    lote.progreso->SetValue(contador++);
-                };
-                if (valores->size() == 1 && valores->front().size() == 1) {
-                    const Currency v = valores->front().front();
-                    for (int r = fila; r <= filaFin; ++r) {
-                        if (m.IsSubtotal(r))
-                            continue;
-                        for (int c = col; c <= colFin; ++c)
-                            escribir(r, c, v);
-                    }
-                } else {
-                    for (std::size_t i = 0; i < valores->size(); ++i) {
-                        const int r = fila + static_cast<int>(i);
-                        if (r >= m.Rows())
-                            throw VbError::subscriptOutOfRange();
-                        // A total row takes its line of the block: nothing shifts past it.
-                        if (m.IsSubtotal(r))
-                            continue;
-                        for (std::size_t j = 0; j < (*valores)[i].size(); ++j) {
-                            const int c = col + static_cast<int>(j);
-                            if (c < kTotal)
-                                escribir(r, c, (*valores)[i][j]);
-                        }
-                    }
-                }
-            }
-        }
-    });
-    if (dependenciasPendientes_) {
         dependenciasPendientes_ = false;
-        RecalcularDependencias();
-    }
+        if (col < kPrimerMes || fila < 1 || fila >= m.Rows() || m.IsSubtotal(fila))
+            return;
+        // Only the cells a paste can reach are kept from the text.
+        const auto bloque = LeerClipboard(m.Rows() - fila, kTotal - col);
+        if (!bloque)
+            return;
+        if (m.IsSubtotal(filaFin))
+            --filaFin;
+        if (colFin > kUltimoMes)
+            colFin = kUltimoMes;
+        std::vector<CeldaLote> celdas;
+        bool pasaDelFinal = false;
+        if (bloque->unValor()) {
+            const Currency v = bloque->valores.front().front();
+            for (int r = fila; r <= filaFin; ++r) {
+                if (m.IsSubtotal(r))
+                    continue;
+                for (int c = col; c <= colFin; ++c)
+                    celdas.push_back({r, c, v});
+            }
+        } else {
+            for (std::size_t i = 0; i < bloque->valores.size(); ++i) {
+                const int r = fila + static_cast<int>(i);
+                // A total row takes its line of the block: nothing shifts past it.
+                if (m.IsSubtotal(r))
+                    continue;
+                for (std::size_t j = 0; j < bloque->valores[i].size(); ++j)
+                    celdas.push_back({r, col + static_cast<int>(j), bloque->valores[i][j]});
+            }
+            pasaDelFinal = fila + bloque->lineas > m.Rows();
+        }
+        lote.progreso = new frmProgress(this);
+        lote.progreso->Init(QStringLiteral("Proceso en curso."), (filaFin - fila) * (colFin - col));
+        lote.progreso->SetText(QStringLiteral("Copiando..."));
+        lote.progreso->Start_Delayed(3);
+        m.setRedraw(false);
+        escribirLote(celdas, lote.progreso);
+        // A block longer than the worksheet is written down to its last row.
+        if (pasaDelFinal)
+            throw VbError::subscriptOutOfRange();
+    });
     m.setRedraw(true);
     m.Select(fila, col, filaFin, colFin);
     if (col >= kPrimerMes)
@@ -501,28 +598,21 @@ void frmActPresupusto::BorrarValorCeldas()
     colFin = std::min(colFin, kUltimoMes);
     conManejador(kForm + QStringLiteral("BorrarValorCeldas"), [&] {
         Lote lote(m, loteEdicion_);
+        dependenciasPendientes_ = false;
         lote.progreso = new frmProgress(this);
         lote.progreso->Init(QStringLiteral("Proceso en curso."), (colFin - col) * (filaFin - fila));
         lote.progreso->SetText(QStringLiteral("Borrando celdas..."));
         lote.progreso->Start_Delayed(3);
         m.setRedraw(false);
-        int contador = 0;
+        std::vector<CeldaLote> celdas;
         for (int r = std::max(fila, 1); r <= filaFin && r < m.Rows(); ++r) {
             if (m.IsSubtotal(r))
                 continue;
-            for (int c = col; c <= colFin; ++c) {
-                Currency anterior;
-                es::intentarMoneda(m.TextMatrix(r, c), anterior);
-                ValorAnterior = anterior;
-                EditCellValue(r, c, Currency());
-                lote.progreso->SetValue(contador++);
-            }
+            for (int c = col; c <= colFin; ++c)
+                celdas.push_back({r, c, Currency()});
         }
+        escribirLote(celdas, lote.progreso);
     });
-    if (dependenciasPendientes_) {
-        dependenciasPendientes_ = false;
-        RecalcularDependencias();
-    }
     m.setRedraw(true);
     m.Select(fila, m.Col() < kPrimerMes ? m.Col() : col, filaFin, colFin);
     Plataforma::puntero().establecer(Puntero::Defecto);
@@ -656,77 +746,91 @@ void frmActPresupusto::frmCal_Aplicar()
         item.Valor = frmCal_->Valor();
         for (int i = 0; i < 12; ++i)
             item.setMes(i, frmCal_->Mes(i));
-        dbPresupuesto_->Actualizar(item);
-        if (esVentas(frmCal_->Cuenta()))
-            RecalcularDependencias();
         ModeloRejilla& m = vsPresupuesto->modelo();
         const int r = m.Row();
-        if (r < 1 || r >= m.Rows())
-            return;
-        for (int i = 0; i < 12; ++i) {
-            // Only the display is rounded; the stored months keep four decimals.
-            m.setTextMatrix(r, i + 4, es::formatear(frmCal_->Mes(i).rounded(Decimales), FormatoNumero));
-            m.setCellBackColor(r, i + 4, kBlanco);
-            m.setCellFloodPercent(r, i + 4, 0);
+        const bool enRejilla = r >= 1 && r < m.Rows() && !m.IsSubtotal(r);
+        if (enRejilla) {
+            ComprobadorTotales comprobador(m);
+            for (int i = 0; i < 12; ++i)
+                comprobador.cambiar(r, i + 4, item.Mes(i).rounded(Decimales));
+            comprobador.comprobar();
         }
-        m.setTextMatrix(r, 18, QStringLiteral("0"));
-        m.setTextMatrix(r, 17, QString::number(frmCal_->MetodoCalculo()));
-        m.setTextMatrix(r, 19, frmCal_->Valor().toPlainText());
-        RecalcularFilas(r, r, kPrimerMes, kUltimoMes);
+        enLote([&] {
+            dbPresupuesto_->Actualizar(item);
+            if (enRejilla) {
+                filasLote_.insert(r);
+                for (int i = 0; i < 12; ++i) {
+                    // Only the display is rounded; the stored months keep four decimals.
+                    m.setTextMatrix(r, i + 4, es::formatear(item.Mes(i).rounded(Decimales), FormatoNumero));
+                    m.setCellBackColor(r, i + 4, kBlanco);
+                    m.setCellFloodPercent(r, i + 4, 0);
+                }
+                m.setTextMatrix(r, 18, QStringLiteral("0"));
+                m.setTextMatrix(r, 17, QString::number(item.MetodoCalc));
+                m.setTextMatrix(r, 19, item.Valor.toPlainText());
+                RecalcularFilas(r, r, kPrimerMes, kUltimoMes);
+            }
+            if (esVentas(item.Cuenta))
+                recalcularDependencias();
+        });
     });
 }
 
 void frmActPresupusto::RecalcularDependencias()
 {
-    conManejador(kForm + QStringLiteral("RecalcularDependencias"), [this] {
-        // Only rows planned on each month's sales follow them; rows planned
-        // on the year's sales keep what they were given.
-        Recordset rs = ConexionActiva->Abrir(QStringLiteral("SELECT Cuenta, Dpto, Valor FROM Presupuestos WHERE Cod_Empresa = ")
-                                             + QString::number(EmpresaActiva->CodigoEmpresa())
-                                             + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(EjercicioActivo)
-                                             + QStringLiteral(" AND Metodo_Calculo = ") + QStringLiteral("6"));
-        struct Fila {
-            QString cuenta;
-            qint16 dpto;
-            Currency valor;
-        };
-        // Read to the end before writing, so the rows being rewritten never
-        // move under the open read.
-        std::vector<Fila> filas;
-        while (!rs.eof()) {
-            filas.push_back({rs.texto(QStringLiteral("Cuenta")), static_cast<qint16>(rs.entero(QStringLiteral("Dpto"))),
-                             rs.moneda(QStringLiteral("Valor"))});
-            rs.MoveNext();
-        }
-        rs.Close();
-        clsCalculo calculo;
-        calculo.setEjercicio(EjercicioActivo);
-        clsPresupItem item;
-        for (const Fila& f : filas) {
-            calculo.setDpto(f.dpto);
-            calculo.Calcular(6, f.cuenta, f.valor);
-            item.Cuenta = f.cuenta;
-            item.Dpto = f.dpto;
-            item.MetodoCalc = 6;
-            item.Valor = f.valor;
-            for (int i = 0; i < 12; ++i)
-                item.setMes(i, calculo.Mes(i));
-            dbPresupuesto_->Actualizar(item);
-            // The row follows on screen too when the worksheet shows it.
-            const int r = filaPorClave_.value(clave(f.cuenta, f.dpto), -1);
-            ModeloRejilla& m = vsPresupuesto->modelo();
-            if (r > 0 && r < m.Rows() && m.TextMatrix(r, 2) == f.cuenta) {
-                for (int i = 0; i < 12; ++i) {
-                    m.setTextMatrix(r, i + 4, es::formatear(calculo.Mes(i).rounded(Decimales), FormatoNumero));
-                    m.setCellBackColor(r, i + 4, kBlanco);
-                }
-                m.setTextMatrix(r, 17, QStringLiteral("6"));
-                m.setTextMatrix(r, 18, QStringLiteral("0"));
-                m.setTextMatrix(r, 19, f.valor.toPlainText());
-                RecalcularFilas(r, r, kPrimerMes, kUltimoMes);
+    conManejador(kForm + QStringLiteral("RecalcularDependencias"), [this] { enLote([this] { recalcularDependencias(); }); });
+}
+
+void frmActPresupusto::recalcularDependencias()
+{
+    // Only rows planned on each month's sales follow them; rows planned
+    // on the year's sales keep what they were given.
+    Recordset rs = ConexionActiva->Abrir(QStringLiteral("SELECT Cuenta, Dpto, Valor FROM Presupuestos WHERE Cod_Empresa = ")
+                                         + QString::number(EmpresaActiva->CodigoEmpresa())
+                                         + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(EjercicioActivo)
+                                         + QStringLiteral(" AND Metodo_Calculo = ") + QStringLiteral("6"));
+    struct Fila {
+        QString cuenta;
+        qint16 dpto;
+        Currency valor;
+    };
+    // Read to the end before writing, so the rows being rewritten never
+    // move under the open read.
+    std::vector<Fila> filas;
+    while (!rs.eof()) {
+        filas.push_back({rs.texto(QStringLiteral("Cuenta")), static_cast<qint16>(rs.entero(QStringLiteral("Dpto"))),
+                         rs.moneda(QStringLiteral("Valor"))});
+        rs.MoveNext();
+    }
+    rs.Close();
+    clsCalculo calculo;
+    calculo.setEjercicio(EjercicioActivo);
+    clsPresupItem item;
+    for (const Fila& f : filas) {
+        calculo.setDpto(f.dpto);
+        calculo.Calcular(6, f.cuenta, f.valor);
+        item.Cuenta = f.cuenta;
+        item.Dpto = f.dpto;
+        item.MetodoCalc = 6;
+        item.Valor = f.valor;
+        for (int i = 0; i < 12; ++i)
+            item.setMes(i, calculo.Mes(i));
+        dbPresupuesto_->Actualizar(item);
+        // The row follows on screen too when the worksheet shows it.
+        const int r = filaPorClave_.value(clave(f.cuenta, f.dpto), -1);
+        ModeloRejilla& m = vsPresupuesto->modelo();
+        if (r > 0 && r < m.Rows() && m.TextMatrix(r, 2) == f.cuenta) {
+            filasLote_.insert(r);
+            for (int i = 0; i < 12; ++i) {
+                m.setTextMatrix(r, i + 4, es::formatear(calculo.Mes(i).rounded(Decimales), FormatoNumero));
+                m.setCellBackColor(r, i + 4, kBlanco);
             }
+            m.setTextMatrix(r, 17, QStringLiteral("6"));
+            m.setTextMatrix(r, 18, QStringLiteral("0"));
+            m.setTextMatrix(r, 19, f.valor.toPlainText());
+            RecalcularFilas(r, r, kPrimerMes, kUltimoMes);
         }
-    });
+    }
 }
 
 } // namespace presupuestos

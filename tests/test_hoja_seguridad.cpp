@@ -1,0 +1,340 @@
+// Everyday actions that must never lose a figure, leave the worksheet
+// unable to open or show figures the database does not hold.
+
+#include "EventosPrueba.h"
+#include "HojaPrueba.h"
+#include "store/clsDBPresupuesto.h"
+#include "worksheet/VistaRejilla.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QProcess>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+using namespace presupuestos::prueba;
+
+namespace {
+
+// Rows of the small company's worksheet: 1 grand total; 2..6 Norte
+// (62100001, 62800001, 70000001, 70000002, CTO002); 7 subtotal Norte;
+// 8..12 Sur in the same order; 13 subtotal Sur.
+constexpr int kAlquilerNorte = 2;
+constexpr int kVentasNorte = 4;
+constexpr int kCalzadoNorte = 5;
+constexpr int kLuzSur = 9;
+constexpr int kCalzadoSur = 11;
+constexpr int kSubtotalNorte = 7;
+
+struct Hoja : HojaAbierta {
+    using HojaAbierta::HojaAbierta;
+    ModeloRejilla& m() { return hoja->vsPresupuesto->modelo(); }
+    // An edit as the grid raises it: before, the text the editor leaves, after.
+    void teclear(int fila, int col, const QString& texto)
+    {
+        m().Select(fila, col);
+        bool cancelar = false;
+        hoja->vsPresupuesto_BeforeEdit(fila, col, cancelar);
+        ASSERT_FALSE(cancelar);
+        m().setTextMatrix(fila, col, texto);
+        hoja->vsPresupuesto_AfterEdit(fila, col);
+    }
+    QStringList guardado(const QString& cuenta, int dpto) { return bd.presupuestoGuardado(cuenta, dpto); }
+    int escrituras()
+    {
+        int n = 0;
+        for (const QString& t : bd.tomarRegistro())
+            if (t.startsWith(QLatin1String("UPDATE")) || t.startsWith(QLatin1String("INSERT")))
+                ++n;
+        return n;
+    }
+    std::vector<QString> mostrados()
+    {
+        std::vector<QString> r;
+        for (const auto& x : plataforma.mensajes->mostrados)
+            r.push_back(x.prompt);
+        plataforma.mensajes->mostrados.clear();
+        return r;
+    }
+};
+
+QString muchoDinero() { return QStringLiteral("500.000.000.000.000"); }
+
+} // namespace
+
+TEST(HojaSeguridad, AClipboardWithoutTextPastesNothing)
+{
+    Hoja h;
+    h.hoja->mnuPopupSelTodo_Click();
+    h.bd.tomarRegistro();
+    h.plataforma.portapapeles->contenido.clear();
+    h.hoja->Copiar_Desde_Clipboard();
+    EXPECT_EQ(h.escrituras(), 0);
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 4), QStringLiteral("100"));
+    EXPECT_EQ(h.guardado(QStringLiteral("70000001"), 1).at(12), QStringLiteral("3")) << "the method stays";
+}
+
+TEST(HojaSeguridad, AnAmountThatWouldOverflowATotalIsRefusedBeforeAnythingIsStored)
+{
+    Hoja h;
+    h.teclear(kCalzadoNorte, 4, muchoDinero());
+    EXPECT_TRUE(h.mostrados().empty());
+    h.bd.tomarRegistro();
+    // The second would take the row total out of range.
+    h.teclear(kCalzadoNorte, 5, muchoDinero());
+    ASSERT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
+    EXPECT_EQ(h.escrituras(), 0);
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 5), QStringLiteral("0")) << "the cell shows what it held";
+    // Two rows of the same department: the subtotal would overflow.
+    h.teclear(kAlquilerNorte, 5, muchoDinero());
+    EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
+    EXPECT_EQ(h.escrituras(), 0);
+    // Another department: its own subtotal fits, the grand total would not.
+    h.teclear(kCalzadoSur, 5, muchoDinero());
+    EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
+    EXPECT_EQ(h.escrituras(), 0);
+    // A paste whose block would overflow stores none of its cells.
+    h.plataforma.portapapeles->contenido = QStringLiteral("1\t") + muchoDinero();
+    h.m().Select(kAlquilerNorte, 4);
+    h.hoja->Copiar_Desde_Clipboard();
+    EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
+    EXPECT_EQ(h.escrituras(), 0);
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, 4), QStringLiteral("0"));
+    // The row goes on working.
+    h.teclear(kCalzadoNorte, 6, QStringLiteral("7"));
+    EXPECT_TRUE(h.mostrados().empty());
+    EXPECT_EQ(h.guardado(QStringLiteral("70000002"), 1).at(2), QStringLiteral("7"));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 16), QStringLiteral("500.000.000.000.007"));
+}
+
+TEST(HojaSeguridad, RowsStoredOutOfRangeStillLoadWithTheirTotalsMarked)
+{
+    Hoja h;
+    h.bd.sql(QStringLiteral("UPDATE Presupuestos SET M1 = 500000000000000, M2 = 500000000000000 WHERE Cuenta = '70000001'"));
+    h.hoja->CargarPresupuesto();
+    EXPECT_TRUE(h.mostrados().empty());
+    ASSERT_EQ(h.m().Rows(), 14) << "every row loaded";
+    const QString marca = ModeloRejilla::MarcaDesbordamiento();
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 16), marca);
+    EXPECT_EQ(h.m().TextMatrix(kSubtotalNorte, 16), marca);
+    EXPECT_EQ(h.m().TextMatrix(1, 16), marca);
+    EXPECT_EQ(h.m().TextMatrix(kSubtotalNorte, 4), QStringLiteral("500.000.000.000.000"));
+    EXPECT_EQ(h.m().TextMatrix(13, 16), QStringLiteral("-50")) << "the other department is unaffected";
+    // Bringing the row back into range clears the marks.
+    h.teclear(kVentasNorte, 5, QStringLiteral("0"));
+    EXPECT_TRUE(h.mostrados().empty());
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 16), QStringLiteral("500.000.000.001.000"));
+    EXPECT_EQ(h.m().TextMatrix(1, 16), QStringLiteral("500.000.000.000.950"));
+}
+
+TEST(HojaSeguridad, LeavingACellUnchangedStoresAndMarksNothing)
+{
+    Hoja h;
+    h.bd.sql(QStringLiteral("UPDATE Presupuestos SET M2 = 4062.5, Modificacion_Manual = 0 WHERE Cuenta = '70000001'"));
+    h.hoja->CargarPresupuesto();
+    ASSERT_EQ(h.m().TextMatrix(kVentasNorte, 5), QStringLiteral("4.062"));
+    h.bd.tomarRegistro();
+    h.teclear(kVentasNorte, 5, QStringLiteral("4.062"));
+    EXPECT_EQ(h.escrituras(), 0);
+    EXPECT_EQ(h.guardado(QStringLiteral("70000001"), 1).at(1), QStringLiteral("4062.5"));
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 18), QStringLiteral("0"));
+    EXPECT_NE(h.m().CellBackColor(kVentasNorte, 5), QColor(172, 250, 185));
+}
+
+TEST(HojaSeguridad, ARefusedAmountLeavesTheCellAsItWasAndTheRowWorking)
+{
+    Hoja h;
+    for (const char* texto : {"99999999999999999", "1e400"}) {
+        h.teclear(kVentasNorte, 5, QString::fromLatin1(texto));
+        EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")}) << texto;
+        EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 5), QStringLiteral("100")) << texto;
+    }
+    h.teclear(kVentasNorte, 6, QStringLiteral("50"));
+    EXPECT_TRUE(h.mostrados().empty());
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 16), QStringLiteral("1.150"));
+    EXPECT_EQ(h.m().TextMatrix(1, 16), QStringLiteral("1.100"));
+}
+
+TEST(HojaSeguridad, EveryWayOfLeavingAnEditThatKeepsTheTextStoresItOnce)
+{
+    Hoja h;
+    VistaRejilla* v = h.hoja->vsPresupuesto;
+    h.hoja->show();
+    auto abrir = [&](int fila, int col, const QString& texto) {
+        v->modelo().Select(fila, col);
+        v->setFocus();
+        tecla(v, Qt::Key_F2);
+        QLineEdit* e = editorAbierto(*v);
+        EXPECT_NE(e, nullptr);
+        if (e)
+            e->setText(texto);
+        return e;
+    };
+    auto mes = [&](const QString& cuenta, int dpto, int m) { return h.guardado(cuenta, dpto).value(m - 1); };
+
+    QLineEdit* e = abrir(kCalzadoNorte, 4, QStringLiteral("90"));
+    ASSERT_NE(e, nullptr);
+    tecla(e, Qt::Key_Tab);
+    QApplication::processEvents();
+    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 1), QStringLiteral("90")) << "Tab";
+    EXPECT_EQ(v->modelo().Col(), 5);
+    EXPECT_EQ(h.m().TextMatrix(kSubtotalNorte, 4), QStringLiteral("190"));
+
+    e = abrir(kCalzadoNorte, 6, QStringLiteral("30"));
+    ASSERT_NE(e, nullptr);
+    tecla(e, Qt::Key_Backtab, Qt::ShiftModifier);
+    QApplication::processEvents();
+    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 3), QStringLiteral("30")) << "Shift+Tab";
+    EXPECT_EQ(v->modelo().Col(), 5);
+
+    e = abrir(kCalzadoNorte, 7, QStringLiteral("40"));
+    ASSERT_NE(e, nullptr);
+    clic(*v, kAlquilerNorte, 9);
+    QApplication::processEvents();
+    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 4), QStringLiteral("40")) << "a click on another cell";
+
+    e = abrir(kCalzadoNorte, 8, QStringLiteral("60"));
+    ASSERT_NE(e, nullptr);
+    tecla(e, Qt::Key_Escape);
+    QApplication::processEvents();
+    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 5), QStringLiteral("0")) << "Escape abandons";
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 8), QStringLiteral("0"));
+
+    e = abrir(kCalzadoNorte, 9, QStringLiteral("70"));
+    ASSERT_NE(e, nullptr);
+    h.hoja->close();
+    QApplication::processEvents();
+    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 6), QStringLiteral("70")) << "closing the window";
+    EXPECT_TRUE(h.mostrados().empty());
+}
+
+TEST(HojaSeguridad, TheHistoryGridFollowsTheSwitchHoweverItChanges)
+{
+    Hoja h;
+    h.hoja->show();
+    h.hoja->chkMostrarHistorico->click();
+    EXPECT_TRUE(h.hoja->vsHistorico->isVisible());
+    // Showing the accounts out of the budget unchecks the switch by code.
+    h.hoja->cmdVer_Click();
+    EXPECT_FALSE(h.hoja->chkMostrarHistorico->isChecked());
+    EXPECT_FALSE(h.hoja->vsHistorico->isVisible());
+    h.hoja->cmdVer_Click();
+    h.hoja->chkMostrarHistorico->click();
+    EXPECT_TRUE(h.hoja->vsHistorico->isVisible());
+    EXPECT_GT(h.hoja->vsHistorico->modelo().Rows(), 1);
+}
+
+// ---- Two users, one database ------------------------------------------------
+
+namespace {
+
+int otroUsuario(const QStringList& argumentos)
+{
+    QProcess p;
+    p.start(QStringLiteral(PRESUPUESTOS_OTRO_USUARIO), argumentos);
+    p.waitForFinished(60000);
+    return p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+}
+
+} // namespace
+
+TEST(HojaDosUsuarios, TypingZeroResetsOnlyWhatTheStoredRowHoldsAsZero)
+{
+    QTemporaryDir dir;
+    const QString fichero = dir.filePath(QStringLiteral("empresa.db"));
+    Hoja h(false, fichero);
+    ASSERT_EQ(h.m().TextMatrix(kLuzSur, 16), QStringLiteral("-50"));
+    // Another user stores May for the row this worksheet shows with January only.
+    ASSERT_EQ(otroUsuario({fichero, QStringLiteral("62800001"), QStringLiteral("2"), QStringLiteral("5"), QStringLiteral("500")}), 0);
+    h.teclear(kLuzSur, 4, QStringLiteral("0"));
+    EXPECT_TRUE(h.mostrados().empty());
+    const QStringList fila = h.guardado(QStringLiteral("62800001"), 2);
+    EXPECT_EQ(fila.at(0), QStringLiteral("0"));
+    EXPECT_EQ(fila.at(4), QStringLiteral("500")) << "the other user's May stays";
+    EXPECT_EQ(fila.at(13), QStringLiteral("17")) << "and so do both marks";
+    // The worksheet shows the row as stored.
+    EXPECT_EQ(h.m().TextMatrix(kLuzSur, 8), QStringLiteral("500"));
+    EXPECT_EQ(h.m().TextMatrix(kLuzSur, 16), QStringLiteral("500"));
+    EXPECT_EQ(h.m().TextMatrix(kLuzSur, 18), QStringLiteral("17"));
+
+    // With nothing else stored, the row is reset as before.
+    h.teclear(kLuzSur, 8, QStringLiteral("0"));
+    EXPECT_EQ(h.guardado(QStringLiteral("62800001"), 2).at(13), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kLuzSur, 18), QStringLiteral("0"));
+}
+
+TEST(HojaDosUsuarios, TwoUsersCreatingTheSameRowsAtOnceLoseNoMonth)
+{
+    QTemporaryDir dir;
+    const QString fichero = dir.filePath(QStringLiteral("empresa.db"));
+    {
+        BaseDatosPrueba bd(false, fichero);
+    }
+    const int filas = 300;
+    QProcess a, b;
+    a.start(QStringLiteral(PRESUPUESTOS_OTRO_USUARIO),
+            {fichero, QStringLiteral("C"), QStringLiteral("1"), QStringLiteral("1"), QStringLiteral("10"), QString::number(filas)});
+    b.start(QStringLiteral(PRESUPUESTOS_OTRO_USUARIO),
+            {fichero, QStringLiteral("C"), QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("20"), QString::number(filas)});
+    ASSERT_TRUE(a.waitForFinished(120000));
+    ASSERT_TRUE(b.waitForFinished(120000));
+    EXPECT_EQ(a.exitCode(), 0) << a.readAllStandardError().toStdString();
+    EXPECT_EQ(b.exitCode(), 0) << b.readAllStandardError().toStdString();
+    BaseDatosPrueba bd(false, fichero);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE M1 = 10 AND M2 = 20 AND Modificacion_Manual = 3")).toInt(),
+              filas);
+}
+
+// ---- A database that refuses the write ------------------------------------------
+
+TEST(HojaBaseDatos, AReadOnlyDatabaseStopsAPasteWithOneMessageAndShowsTheStoredValues)
+{
+    Hoja h;
+    h.bd.sql(QStringLiteral("PRAGMA query_only = 1"));
+    h.plataforma.portapapeles->contenido = QStringLiteral("1\t2\t3\r\n4\t5\t6\r\n");
+    h.m().Select(kAlquilerNorte, 4);
+    h.hoja->Copiar_Desde_Clipboard();
+    const auto mensajes = h.mostrados();
+    ASSERT_EQ(mensajes.size(), 1u);
+    EXPECT_TRUE(mensajes[0].startsWith(QStringLiteral("La base de datos es de solo lectura"))) << mensajes[0].toStdString();
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, 4), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kLuzSur - 6, 4), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kSubtotalNorte, 4), QStringLiteral("100"));
+    EXPECT_TRUE(h.guardado(QStringLiteral("62100001"), 1).isEmpty());
+}
+
+TEST(HojaBaseDatos, ALockedDatabaseStopsABatchCommittingWhatWasStoredBefore)
+{
+    QTemporaryDir dir;
+    const QString fichero = dir.filePath(QStringLiteral("empresa.db"));
+    Hoja h(false, fichero);
+    h.bd.conexion->setEsperaBloqueo(50);
+    auto otro = Conexion::abrirSqlite(fichero);
+    QSqlQuery bloqueo(otro->baseDatos());
+    ASSERT_TRUE(bloqueo.exec(QStringLiteral("BEGIN IMMEDIATE")));
+    h.m().Select(kAlquilerNorte, 4, kVentasNorte, 15);
+    h.hoja->BorrarValorCeldas();
+    auto mensajes = h.mostrados();
+    ASSERT_EQ(mensajes.size(), 1u);
+    EXPECT_TRUE(mensajes[0].startsWith(QStringLiteral("La base de datos está bloqueada por otro usuario"))) << mensajes[0].toStdString();
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 4), QStringLiteral("100")) << "nothing was stored";
+    EXPECT_EQ(h.m().TextMatrix(kSubtotalNorte, 16), QStringLiteral("1.200"));
+    ASSERT_TRUE(bloqueo.exec(QStringLiteral("ROLLBACK")));
+
+    // A failure in the middle: the rows before it stay stored and shown.
+    h.bd.sql(QStringLiteral("CREATE TRIGGER rechazo BEFORE UPDATE ON Presupuestos WHEN NEW.Cuenta = '70000002' "
+                            "BEGIN SELECT RAISE(ABORT, 'rechazada'); END"));
+    h.bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto) VALUES (1, 2027, '70000002', 1)"));
+    h.plataforma.portapapeles->contenido = QStringLiteral("7");
+    h.m().Select(kVentasNorte, 4, kCalzadoNorte, 5);
+    h.hoja->Copiar_Desde_Clipboard();
+    mensajes = h.mostrados();
+    ASSERT_EQ(mensajes.size(), 1u);
+    EXPECT_TRUE(mensajes[0].contains(QStringLiteral("rechazada"))) << mensajes[0].toStdString();
+    EXPECT_EQ(h.guardado(QStringLiteral("70000001"), 1).at(1), QStringLiteral("7"));
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 5), QStringLiteral("7"));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 4), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kSubtotalNorte, 4), QStringLiteral("7"));
+}
