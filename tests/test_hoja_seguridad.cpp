@@ -3,6 +3,7 @@
 
 #include "EventosPrueba.h"
 #include "HojaPrueba.h"
+#include "calculation/frmOperaciones.h"
 #include "store/clsDBPresupuesto.h"
 #include "worksheet/VistaRejilla.h"
 
@@ -141,6 +142,22 @@ TEST(HojaSeguridad, LeavingACellUnchangedStoresAndMarksNothing)
     EXPECT_EQ(h.guardado(QStringLiteral("70000001"), 1).at(1), QStringLiteral("4062.5"));
     EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 18), QStringLiteral("0"));
     EXPECT_NE(h.m().CellBackColor(kVentasNorte, 5), QColor(172, 250, 185));
+
+    // A double click opens the operations dialog and the cell's editor; the
+    // editor closing later rewrites nothing either.
+    VistaRejilla* v = h.hoja->vsPresupuesto;
+    h.hoja->show();
+    const QPoint p = v->rectCelda(kVentasNorte, 5).center();
+    raton(*v, QEvent::MouseButtonPress, Qt::LeftButton, p);
+    raton(*v, QEvent::MouseButtonRelease, Qt::LeftButton, p);
+    raton(*v, QEvent::MouseButtonDblClick, Qt::LeftButton, p);
+    raton(*v, QEvent::MouseButtonRelease, Qt::LeftButton, p);
+    EXPECT_TRUE(h.hoja->operaciones()->isVisible());
+    EXPECT_NE(editorAbierto(*v), nullptr);
+    clic(*v, kAlquilerNorte, 9);
+    QApplication::processEvents();
+    EXPECT_EQ(h.escrituras(), 0);
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 18), QStringLiteral("0"));
 }
 
 TEST(HojaSeguridad, ARefusedAmountLeavesTheCellAsItWasAndTheRowWorking)

@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QSqlQuery>
+#include <QTemporaryDir>
 #include <QTimer>
 #include <gtest/gtest.h>
 
@@ -400,3 +401,37 @@ TEST_F(Importar, AFailedFirstAttemptFailsTheImportEvenWhenALaterOneWorks)
 }
 
 } // namespace
+
+// ---- What the database and the totals allow --------------------------------------------
+
+TEST_F(Importar, AWorkbookWhoseTotalsLeaveTheCurrencyRangeImportsNothing)
+{
+    filaExistente(QStringLiteral("70000001"), 1);
+    const QString enorme = QStringLiteral("500000000000000");
+    // One row whose year overflows, and two rows that overflow their department together.
+    for (const QString& d : {fila(2, QStringLiteral("1"), QStringLiteral("62800001"), {enorme, enorme}),
+                             fila(2, QStringLiteral("2"), QStringLiteral("62800001"), {enorme})
+                                 + fila(3, QStringLiteral("2"), QStringLiteral("62100001"), {enorme})}) {
+        int numero = 0;
+        const QString error = importar(libros.generar(d), 2, 3, &numero);
+        EXPECT_EQ(numero, VbError::Overflow);
+        EXPECT_TRUE(error.contains(QStringLiteral("Overflow"))) << error.toStdString();
+        EXPECT_EQ(filas(), 1);
+    }
+}
+
+TEST_F(Importar, ALockedDatabaseIsReportedAsSuchNotAsAWorkbookFault)
+{
+    QTemporaryDir dir;
+    const QString fichero = dir.filePath(QStringLiteral("empresa.db"));
+    BaseDatosPrueba enFichero(false, fichero);
+    enFichero.conexion->setEsperaBloqueo(50);
+    auto otro = Conexion::abrirSqlite(fichero);
+    QSqlQuery bloqueo(otro->baseDatos());
+    ASSERT_TRUE(bloqueo.exec(QStringLiteral("BEGIN IMMEDIATE")));
+    const QString error = importar(libros.generar(fila(2, QStringLiteral("1"), QStringLiteral("62800001"), doce(QStringLiteral("1")))));
+    EXPECT_TRUE(error.startsWith(QStringLiteral("La base de datos está bloqueada por otro usuario"))) << error.toStdString();
+    EXPECT_FALSE(error.contains(QStringLiteral("formato correcto"))) << error.toStdString();
+    bloqueo.exec(QStringLiteral("ROLLBACK"));
+    EXPECT_EQ(enFichero.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(), 0);
+}
