@@ -4,6 +4,7 @@
 // With FILAS, stores the month in FILAS new rows (accounts CUENTA1 ...
 // CUENTA<FILAS>), as fast as it can, to meet another process doing the same.
 
+#include "common/VbError.h"
 #include "db/Conexion.h"
 #include "host/Empresa.h"
 #include "host/modPublic.h"

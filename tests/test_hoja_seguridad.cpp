@@ -212,6 +212,12 @@ TEST(HojaSeguridad, EveryWayOfLeavingAnEditThatKeepsTheTextStoresItOnce)
     QApplication::processEvents();
     EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 4), QStringLiteral("40")) << "a click on another cell";
 
+    e = abrir(kCalzadoNorte, 10, QStringLiteral("80"));
+    ASSERT_NE(e, nullptr);
+    tecla(e, Qt::Key_Down);
+    QApplication::processEvents();
+    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 7), QStringLiteral("80")) << "an arrow key";
+
     e = abrir(kCalzadoNorte, 8, QStringLiteral("60"));
     ASSERT_NE(e, nullptr);
     tecla(e, Qt::Key_Escape);
