@@ -19,19 +19,34 @@ using namespace presupuestos::prueba;
 
 namespace {
 
-// Rows of the small company's worksheet: 1 grand total; 2..6 Norte
-// (62100001, 62800001, 70000001, 70000002, CTO002); 7 subtotal Norte;
-// 8..12 Sur in the same order; 13 subtotal Sur.
-constexpr int kAlquilerNorte = 2;
-constexpr int kVentasNorte = 4;
-constexpr int kCalzadoNorte = 5;
-constexpr int kLuzSur = 9;
-constexpr int kCalzadoSur = 11;
-constexpr int kSubtotalNorte = 7;
-
 struct Hoja : HojaAbierta {
-    using HojaAbierta::HojaAbierta;
+    explicit Hoja(bool demo = false, const QString& fichero = QStringLiteral(":memory:")) : HojaAbierta(demo, fichero)
+    {
+        kAlquilerNorte = fila(QStringLiteral("62100001"), 1);
+        kLuzNorte = fila(QStringLiteral("62800001"), 1);
+        kVentasNorte = fila(QStringLiteral("70000001"), 1);
+        kCalzadoNorte = fila(QStringLiteral("70000002"), 1);
+        kLuzSur = fila(QStringLiteral("62800001"), 2);
+        kCalzadoSur = fila(QStringLiteral("70000002"), 2);
+        kSubtotalNorte = subtotal(QStringLiteral("Norte"));
+        kSubtotalSur = subtotal(QStringLiteral("Sur"));
+    }
     ModeloRejilla& m() { return hoja->vsPresupuesto->modelo(); }
+    int fila(const QString& cuenta, int dpto)
+    {
+        for (int r = 1; r < m().Rows(); ++r)
+            if (!m().IsSubtotal(r) && m().TextMatrix(r, 2) == cuenta && m().TextMatrix(r, 0) == QString::number(dpto))
+                return r;
+        return -1;
+    }
+    int subtotal(const QString& dpto)
+    {
+        for (int r = 1; r < m().Rows(); ++r)
+            if (m().IsSubtotal(r) && m().TextMatrix(r, 3) == dpto)
+                return r;
+        return -1;
+    }
+    int kAlquilerNorte, kLuzNorte, kVentasNorte, kCalzadoNorte, kLuzSur, kCalzadoSur, kSubtotalNorte, kSubtotalSur;
     // An edit as the grid raises it: before, the text the editor leaves, after.
     void teclear(int fila, int col, const QString& texto)
     {
@@ -73,60 +88,61 @@ TEST(HojaSeguridad, AClipboardWithoutTextPastesNothing)
     h.plataforma.portapapeles->contenido.clear();
     h.hoja->Copiar_Desde_Clipboard();
     EXPECT_EQ(h.escrituras(), 0);
-    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 4), QStringLiteral("100"));
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 4), QStringLiteral("100"));
     EXPECT_EQ(h.guardado(QStringLiteral("70000001"), 1).at(12), QStringLiteral("3")) << "the method stays";
 }
 
 TEST(HojaSeguridad, AnAmountThatWouldOverflowATotalIsRefusedBeforeAnythingIsStored)
 {
     Hoja h;
-    h.teclear(kCalzadoNorte, 4, muchoDinero());
+    h.teclear(h.kCalzadoNorte, 4, muchoDinero());
     EXPECT_TRUE(h.mostrados().empty());
     h.bd.tomarRegistro();
     // The second would take the row total out of range.
-    h.teclear(kCalzadoNorte, 5, muchoDinero());
+    h.teclear(h.kCalzadoNorte, 5, muchoDinero());
     ASSERT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
     EXPECT_EQ(h.escrituras(), 0);
-    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 5), QStringLiteral("0")) << "the cell shows what it held";
+    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, 5), QStringLiteral("0")) << "the cell shows what it held";
     // Two rows of the same department: the subtotal would overflow.
-    h.teclear(kAlquilerNorte, 5, muchoDinero());
+    h.teclear(h.kAlquilerNorte, 5, muchoDinero());
     EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
     EXPECT_EQ(h.escrituras(), 0);
     // Another department: its own subtotal fits, the grand total would not.
-    h.teclear(kCalzadoSur, 5, muchoDinero());
+    h.teclear(h.kCalzadoSur, 5, muchoDinero());
     EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
     EXPECT_EQ(h.escrituras(), 0);
     // A paste whose block would overflow stores none of its cells.
     h.plataforma.portapapeles->contenido = QStringLiteral("1\t") + muchoDinero();
-    h.m().Select(kAlquilerNorte, 4);
+    h.m().Select(h.kAlquilerNorte, 4);
     h.hoja->Copiar_Desde_Clipboard();
     EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
     EXPECT_EQ(h.escrituras(), 0);
-    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, 4), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kAlquilerNorte, 4), QStringLiteral("0"));
     // The row goes on working.
-    h.teclear(kCalzadoNorte, 6, QStringLiteral("7"));
+    h.teclear(h.kCalzadoNorte, 6, QStringLiteral("7"));
     EXPECT_TRUE(h.mostrados().empty());
     EXPECT_EQ(h.guardado(QStringLiteral("70000002"), 1).at(2), QStringLiteral("7"));
-    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 16), QStringLiteral("500.000.000.000.007"));
+    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, 16), QStringLiteral("500.000.000.000.007"));
 }
 
 TEST(HojaSeguridad, RowsStoredOutOfRangeStillLoadWithTheirTotalsMarked)
 {
     Hoja h;
+    const int filasAntes = h.m().Rows();
     h.bd.sql(QStringLiteral("UPDATE Presupuestos SET M1 = 500000000000000, M2 = 500000000000000 WHERE Cuenta = '70000001'"));
     h.hoja->CargarPresupuesto();
     EXPECT_TRUE(h.mostrados().empty());
-    ASSERT_EQ(h.m().Rows(), 14) << "every row loaded";
+    EXPECT_EQ(h.m().Rows(), filasAntes) << "every row loaded";
     const QString marca = ModeloRejilla::MarcaDesbordamiento();
-    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 16), marca);
-    EXPECT_EQ(h.m().TextMatrix(kSubtotalNorte, 16), marca);
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 16), marca);
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, 16), marca);
     EXPECT_EQ(h.m().TextMatrix(1, 16), marca);
-    EXPECT_EQ(h.m().TextMatrix(kSubtotalNorte, 4), QStringLiteral("500.000.000.000.000"));
-    EXPECT_EQ(h.m().TextMatrix(13, 16), QStringLiteral("-50")) << "the other department is unaffected";
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, 4), QStringLiteral("500.000.000.000.000"));
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalSur, 16), QStringLiteral("-50")) << "the other department is unaffected";
     // Bringing the row back into range clears the marks.
-    h.teclear(kVentasNorte, 5, QStringLiteral("0"));
+    h.teclear(h.kVentasNorte, 5, QStringLiteral("0"));
     EXPECT_TRUE(h.mostrados().empty());
-    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 16), QStringLiteral("500.000.000.001.000"));
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 16), QStringLiteral("500.000.000.001.000"));
     EXPECT_EQ(h.m().TextMatrix(1, 16), QStringLiteral("500.000.000.000.950"));
 }
 
@@ -135,42 +151,42 @@ TEST(HojaSeguridad, LeavingACellUnchangedStoresAndMarksNothing)
     Hoja h;
     h.bd.sql(QStringLiteral("UPDATE Presupuestos SET M2 = 4062.5, Modificacion_Manual = 0 WHERE Cuenta = '70000001'"));
     h.hoja->CargarPresupuesto();
-    ASSERT_EQ(h.m().TextMatrix(kVentasNorte, 5), QStringLiteral("4.062"));
+    ASSERT_EQ(h.m().TextMatrix(h.kVentasNorte, 5), QStringLiteral("4.062"));
     h.bd.tomarRegistro();
-    h.teclear(kVentasNorte, 5, QStringLiteral("4.062"));
+    h.teclear(h.kVentasNorte, 5, QStringLiteral("4.062"));
     EXPECT_EQ(h.escrituras(), 0);
     EXPECT_EQ(h.guardado(QStringLiteral("70000001"), 1).at(1), QStringLiteral("4062.5"));
-    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 18), QStringLiteral("0"));
-    EXPECT_NE(h.m().CellBackColor(kVentasNorte, 5), QColor(172, 250, 185));
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 18), QStringLiteral("0"));
+    EXPECT_NE(h.m().CellBackColor(h.kVentasNorte, 5), QColor(172, 250, 185));
 
     // A double click opens the operations dialog and the cell's editor; the
     // editor closing later rewrites nothing either.
     VistaRejilla* v = h.hoja->vsPresupuesto;
     h.hoja->show();
-    const QPoint p = v->rectCelda(kVentasNorte, 5).center();
+    const QPoint p = v->rectCelda(h.kVentasNorte, 5).center();
     raton(*v, QEvent::MouseButtonPress, Qt::LeftButton, p);
     raton(*v, QEvent::MouseButtonRelease, Qt::LeftButton, p);
     raton(*v, QEvent::MouseButtonDblClick, Qt::LeftButton, p);
     raton(*v, QEvent::MouseButtonRelease, Qt::LeftButton, p);
     EXPECT_TRUE(h.hoja->operaciones()->isVisible());
     EXPECT_NE(editorAbierto(*v), nullptr);
-    clic(*v, kAlquilerNorte, 9);
+    clic(*v, h.kAlquilerNorte, 9);
     QApplication::processEvents();
     EXPECT_EQ(h.escrituras(), 0);
-    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 18), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 18), QStringLiteral("0"));
 }
 
 TEST(HojaSeguridad, ARefusedAmountLeavesTheCellAsItWasAndTheRowWorking)
 {
     Hoja h;
     for (const char* texto : {"99999999999999999", "1e400"}) {
-        h.teclear(kVentasNorte, 5, QString::fromLatin1(texto));
+        h.teclear(h.kVentasNorte, 5, QString::fromLatin1(texto));
         EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")}) << texto;
-        EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 5), QStringLiteral("100")) << texto;
+        EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 5), QStringLiteral("100")) << texto;
     }
-    h.teclear(kVentasNorte, 6, QStringLiteral("50"));
+    h.teclear(h.kVentasNorte, 6, QStringLiteral("50"));
     EXPECT_TRUE(h.mostrados().empty());
-    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 16), QStringLiteral("1.150"));
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 16), QStringLiteral("1.150"));
     EXPECT_EQ(h.m().TextMatrix(1, 16), QStringLiteral("1.100"));
 }
 
@@ -191,41 +207,41 @@ TEST(HojaSeguridad, EveryWayOfLeavingAnEditThatKeepsTheTextStoresItOnce)
     };
     auto mes = [&](const QString& cuenta, int dpto, int m) { return h.guardado(cuenta, dpto).value(m - 1); };
 
-    QLineEdit* e = abrir(kCalzadoNorte, 4, QStringLiteral("90"));
+    QLineEdit* e = abrir(h.kCalzadoNorte, 4, QStringLiteral("90"));
     ASSERT_NE(e, nullptr);
     tecla(e, Qt::Key_Tab);
     QApplication::processEvents();
     EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 1), QStringLiteral("90")) << "Tab";
     EXPECT_EQ(v->modelo().Col(), 5);
-    EXPECT_EQ(h.m().TextMatrix(kSubtotalNorte, 4), QStringLiteral("190"));
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, 4), QStringLiteral("190"));
 
-    e = abrir(kCalzadoNorte, 6, QStringLiteral("30"));
+    e = abrir(h.kCalzadoNorte, 6, QStringLiteral("30"));
     ASSERT_NE(e, nullptr);
     tecla(e, Qt::Key_Backtab, Qt::ShiftModifier);
     QApplication::processEvents();
     EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 3), QStringLiteral("30")) << "Shift+Tab";
     EXPECT_EQ(v->modelo().Col(), 5);
 
-    e = abrir(kCalzadoNorte, 7, QStringLiteral("40"));
+    e = abrir(h.kCalzadoNorte, 7, QStringLiteral("40"));
     ASSERT_NE(e, nullptr);
-    clic(*v, kAlquilerNorte, 9);
+    clic(*v, h.kAlquilerNorte, 9);
     QApplication::processEvents();
     EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 4), QStringLiteral("40")) << "a click on another cell";
 
-    e = abrir(kCalzadoNorte, 10, QStringLiteral("80"));
+    e = abrir(h.kCalzadoNorte, 10, QStringLiteral("80"));
     ASSERT_NE(e, nullptr);
     tecla(e, Qt::Key_Down);
     QApplication::processEvents();
     EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 7), QStringLiteral("80")) << "an arrow key";
 
-    e = abrir(kCalzadoNorte, 8, QStringLiteral("60"));
+    e = abrir(h.kCalzadoNorte, 8, QStringLiteral("60"));
     ASSERT_NE(e, nullptr);
     tecla(e, Qt::Key_Escape);
     QApplication::processEvents();
     EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 5), QStringLiteral("0")) << "Escape abandons";
-    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 8), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, 8), QStringLiteral("0"));
 
-    e = abrir(kCalzadoNorte, 9, QStringLiteral("70"));
+    e = abrir(h.kCalzadoNorte, 9, QStringLiteral("70"));
     ASSERT_NE(e, nullptr);
     h.hoja->close();
     QApplication::processEvents();
@@ -268,24 +284,24 @@ TEST(HojaDosUsuarios, TypingZeroResetsOnlyWhatTheStoredRowHoldsAsZero)
     QTemporaryDir dir;
     const QString fichero = dir.filePath(QStringLiteral("empresa.db"));
     Hoja h(false, fichero);
-    ASSERT_EQ(h.m().TextMatrix(kLuzSur, 16), QStringLiteral("-50"));
+    ASSERT_EQ(h.m().TextMatrix(h.kLuzSur, 16), QStringLiteral("-50"));
     // Another user stores May for the row this worksheet shows with January only.
     ASSERT_EQ(otroUsuario({fichero, QStringLiteral("62800001"), QStringLiteral("2"), QStringLiteral("5"), QStringLiteral("500")}), 0);
-    h.teclear(kLuzSur, 4, QStringLiteral("0"));
+    h.teclear(h.kLuzSur, 4, QStringLiteral("0"));
     EXPECT_TRUE(h.mostrados().empty());
     const QStringList fila = h.guardado(QStringLiteral("62800001"), 2);
     EXPECT_EQ(fila.at(0), QStringLiteral("0"));
     EXPECT_EQ(fila.at(4), QStringLiteral("500")) << "the other user's May stays";
     EXPECT_EQ(fila.at(13), QStringLiteral("17")) << "and so do both marks";
     // The worksheet shows the row as stored.
-    EXPECT_EQ(h.m().TextMatrix(kLuzSur, 8), QStringLiteral("500"));
-    EXPECT_EQ(h.m().TextMatrix(kLuzSur, 16), QStringLiteral("500"));
-    EXPECT_EQ(h.m().TextMatrix(kLuzSur, 18), QStringLiteral("17"));
+    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, 8), QStringLiteral("500"));
+    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, 16), QStringLiteral("500"));
+    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, 18), QStringLiteral("17"));
 
     // With nothing else stored, the row is reset as before.
-    h.teclear(kLuzSur, 8, QStringLiteral("0"));
+    h.teclear(h.kLuzSur, 8, QStringLiteral("0"));
     EXPECT_EQ(h.guardado(QStringLiteral("62800001"), 2).at(13), QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(kLuzSur, 18), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, 18), QStringLiteral("0"));
 }
 
 TEST(HojaDosUsuarios, TwoUsersCreatingTheSameRowsAtOnceLoseNoMonth)
@@ -317,14 +333,14 @@ TEST(HojaBaseDatos, AReadOnlyDatabaseStopsAPasteWithOneMessageAndShowsTheStoredV
     Hoja h;
     h.bd.sql(QStringLiteral("PRAGMA query_only = 1"));
     h.plataforma.portapapeles->contenido = QStringLiteral("1\t2\t3\r\n4\t5\t6\r\n");
-    h.m().Select(kAlquilerNorte, 4);
+    h.m().Select(h.kAlquilerNorte, 4);
     h.hoja->Copiar_Desde_Clipboard();
     const auto mensajes = h.mostrados();
     ASSERT_EQ(mensajes.size(), 1u);
     EXPECT_TRUE(mensajes[0].startsWith(QStringLiteral("La base de datos es de solo lectura"))) << mensajes[0].toStdString();
-    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, 4), QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(kLuzSur - 6, 4), QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(kSubtotalNorte, 4), QStringLiteral("100"));
+    EXPECT_EQ(h.m().TextMatrix(h.kAlquilerNorte, 4), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kLuzNorte, 4), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, 4), QStringLiteral("100"));
     EXPECT_TRUE(h.guardado(QStringLiteral("62100001"), 1).isEmpty());
 }
 
@@ -337,13 +353,13 @@ TEST(HojaBaseDatos, ALockedDatabaseStopsABatchCommittingWhatWasStoredBefore)
     auto otro = Conexion::abrirSqlite(fichero);
     QSqlQuery bloqueo(otro->baseDatos());
     ASSERT_TRUE(bloqueo.exec(QStringLiteral("BEGIN IMMEDIATE")));
-    h.m().Select(kAlquilerNorte, 4, kVentasNorte, 15);
+    h.m().Select(h.kAlquilerNorte, 4, h.kVentasNorte, 15);
     h.hoja->BorrarValorCeldas();
     auto mensajes = h.mostrados();
     ASSERT_EQ(mensajes.size(), 1u);
     EXPECT_TRUE(mensajes[0].startsWith(QStringLiteral("La base de datos está bloqueada por otro usuario"))) << mensajes[0].toStdString();
-    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 4), QStringLiteral("100")) << "nothing was stored";
-    EXPECT_EQ(h.m().TextMatrix(kSubtotalNorte, 16), QStringLiteral("1.200"));
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 4), QStringLiteral("100")) << "nothing was stored";
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, 16), QStringLiteral("1.200"));
     ASSERT_TRUE(bloqueo.exec(QStringLiteral("ROLLBACK")));
 
     // A failure in the middle: the rows before it stay stored and shown.
@@ -351,13 +367,13 @@ TEST(HojaBaseDatos, ALockedDatabaseStopsABatchCommittingWhatWasStoredBefore)
                             "BEGIN SELECT RAISE(ABORT, 'rechazada'); END"));
     h.bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto) VALUES (1, 2027, '70000002', 1)"));
     h.plataforma.portapapeles->contenido = QStringLiteral("7");
-    h.m().Select(kVentasNorte, 4, kCalzadoNorte, 5);
+    h.m().Select(h.kVentasNorte, 4, h.kCalzadoNorte, 5);
     h.hoja->Copiar_Desde_Clipboard();
     mensajes = h.mostrados();
     ASSERT_EQ(mensajes.size(), 1u);
     EXPECT_TRUE(mensajes[0].contains(QStringLiteral("rechazada"))) << mensajes[0].toStdString();
     EXPECT_EQ(h.guardado(QStringLiteral("70000001"), 1).at(1), QStringLiteral("7"));
-    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 5), QStringLiteral("7"));
-    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 4), QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(kSubtotalNorte, 4), QStringLiteral("7"));
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 5), QStringLiteral("7"));
+    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, 4), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, 4), QStringLiteral("7"));
 }
