@@ -28,6 +28,11 @@ public:
     static bool parsePlain(const QString& text, Currency& out);
 
     constexpr std::int64_t raw() const { return raw_; }
+    // Whether an exact sum of amounts (in ten-thousandths) is an amount too.
+    static constexpr bool enRango(__int128 diezmilesimas)
+    {
+        return diezmilesimas >= INT64_MIN && diezmilesimas <= INT64_MAX;
+    }
     double toDouble() const;
     bool isZero() const { return raw_ == 0; }
 

@@ -80,11 +80,6 @@ QVariant texto(const ValorCelda& v)
     return QVariant(cadena(v));
 }
 
-bool fueraDeRango(__int128 s)
-{
-    return s > std::numeric_limits<std::int64_t>::max() || s < std::numeric_limits<std::int64_t>::min();
-}
-
 } // namespace
 
 void clsImportar::comprobarTotales()
@@ -113,10 +108,10 @@ void clsImportar::comprobarTotales()
     rs.Close();
     for (const auto& [dpto, sumas] : porDpto)
         for (__int128 s : sumas)
-            if (fueraDeRango(s))
+            if (!Currency::enRango(s))
                 throw VbError::overflow();
     for (__int128 s : general)
-        if (fueraDeRango(s))
+        if (!Currency::enRango(s))
             throw VbError::overflow();
 }
 
@@ -223,7 +218,7 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
                 }
                 // A year no amount can represent would keep the worksheet from
                 // showing the row's total.
-                if (fueraDeRango(totalFila))
+                if (!Currency::enRango(totalFila))
                     throw VbError::overflow();
                 const QVariant cuenta = texto(hoja.valor(fila, suma16(c, 1)));
                 ComandoUpdate->setValor(12, cuenta);

@@ -3,17 +3,9 @@
 #include "common/VbError.h"
 #include "worksheet/frmActPresupusto_comun.h"
 
-#include <limits>
 #include <tuple>
 
 namespace presupuestos {
-
-namespace {
-bool fueraDeRango(Suma s)
-{
-    return s > std::numeric_limits<std::int64_t>::max() || s < std::numeric_limits<std::int64_t>::min();
-}
-} // namespace
 
 void ComprobadorTotales::cambiar(int fila, int col, Currency valor)
 {
@@ -56,7 +48,7 @@ void ComprobadorTotales::comprobar() const
             if (meses[i] != antes)
                 anotar(fila, col, meses[i] - antes, 0);
         }
-        if (fueraDeRango(total))
+        if (!Currency::enRango(total))
             throw VbError::overflow();
         bool desbordadoAntes = false;
         const Suma totalAntes = ModeloRejilla::ValorSuma(m_.TextMatrix(fila, hoja::kTotal), &desbordadoAntes);
@@ -66,7 +58,7 @@ void ComprobadorTotales::comprobar() const
         const auto g = m_.sumaGrupo(std::get<0>(clave), c.filaMuestra, std::get<2>(clave));
         if (!g || g->desbordadas + c.desbordadas > 0)
             continue;
-        if (fueraDeRango(g->suma + c.diferencia))
+        if (!Currency::enRango(g->suma + c.diferencia))
             throw VbError::overflow();
     }
 }

@@ -1020,7 +1020,7 @@ QString ModeloRejilla::MarcaDesbordamiento() { return QStringLiteral("#¡NUM!");
 
 QString ModeloRejilla::FormatearSuma(Suma suma, const QString& formato)
 {
-    if (suma > std::numeric_limits<std::int64_t>::max() || suma < std::numeric_limits<std::int64_t>::min())
+    if (!Currency::enRango(suma))
         return MarcaDesbordamiento();
     try {
         return es::formatear(Currency::fromRaw(static_cast<std::int64_t>(suma)), formato);
