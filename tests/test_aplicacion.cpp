@@ -1,13 +1,22 @@
 // The standalone host run as a user runs it: exit codes and messages.
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QImage>
 #include <QProcess>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
 #include <QTemporaryDir>
+#include <QVariant>
 #include <gtest/gtest.h>
 
 namespace {
+
+// What a run that never ends reports: a blocked host fails its case instead
+// of holding up the suite. A crash reports -1.
+constexpr int kNoTermina = -2;
 
 struct Resultado {
     int codigo = -1;
@@ -22,35 +31,130 @@ Resultado ejecutar(const QStringList& argumentos)
     entorno.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     p.setProcessEnvironment(entorno);
     p.start(QStringLiteral(PRESUPUESTOS_APP), argumentos);
-    p.waitForFinished(120000);
-    return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1, QString::fromUtf8(p.readAllStandardError()),
-            QString::fromUtf8(p.readAllStandardOutput())};
+    int codigo = -1;
+    if (!p.waitForFinished(120000)) {
+        p.kill();
+        p.waitForFinished();
+        codigo = kNoTermina;
+    } else if (p.exitStatus() == QProcess::NormalExit) {
+        codigo = p.exitCode();
+    }
+    return {codigo, QString::fromUtf8(p.readAllStandardError()), QString::fromUtf8(p.readAllStandardOutput())};
 }
+
+// Direct access to a database file, to leave it as a case needs it and to
+// look at what a run left in it.
+class Fichero {
+public:
+    explicit Fichero(const QString& ruta)
+    {
+        db_ = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("prueba_aplicacion"));
+        db_.setDatabaseName(ruta);
+        db_.open();
+    }
+    ~Fichero()
+    {
+        db_.close();
+        db_ = QSqlDatabase();
+        QSqlDatabase::removeDatabase(QStringLiteral("prueba_aplicacion"));
+    }
+    void sql(const QString& sentencia)
+    {
+        QSqlQuery q(db_);
+        ASSERT_TRUE(q.exec(sentencia)) << sentencia.toStdString() << ": " << q.lastError().text().toStdString();
+    }
+    qint64 contar(const QString& consulta)
+    {
+        QSqlQuery q(db_);
+        if (!q.exec(consulta) || !q.next())
+            return -1;
+        return q.value(0).toLongLong();
+    }
+
+private:
+    QSqlDatabase db_;
+};
+
+void escribir(const QString& ruta, const QByteArray& contenido)
+{
+    QFile f(ruta);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(contenido);
+}
+
+// Cases on the demo company: it is generated once, and every case works on
+// a copy of its own.
+class AplicacionDemo : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        original_ = new QTemporaryDir;
+        const Resultado r = ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--bd"), original_->filePath(QStringLiteral("demo.db"))});
+        ASSERT_EQ(r.codigo, 0) << r.error.toStdString();
+    }
+    static void TearDownTestSuite()
+    {
+        delete original_;
+        original_ = nullptr;
+    }
+
+    // A copy of the demo database, with the retail database beside it, in a
+    // folder of its own.
+    QString copiaDemo(const QString& carpeta)
+    {
+        QDir(dir_.path()).mkpath(carpeta);
+        const QDir destino(dir_.filePath(carpeta));
+        for (const QString& nombre : {QStringLiteral("demo.db"), QStringLiteral("Pelvor.db")})
+            EXPECT_TRUE(QFile::copy(original_->filePath(nombre), destino.filePath(nombre)));
+        return destino.filePath(QStringLiteral("demo.db"));
+    }
+
+    QTemporaryDir dir_;
+    static QTemporaryDir* original_;
+};
+
+QTemporaryDir* AplicacionDemo::original_ = nullptr;
 
 } // namespace
 
-TEST(Aplicacion, BadDatabasesEndWithAClearMessageAndTheirExitCode)
+TEST_F(AplicacionDemo, DatabasesThatCannotBeUsedEndWithExitCode2AndSayWhy)
 {
-    const Resultado sinFichero = ejecutar({QStringLiteral("--bd"), QStringLiteral("/no/existe/empresa.db")});
-    EXPECT_EQ(sinFichero.codigo, 2);
-    EXPECT_TRUE(sinFichero.error.contains(QStringLiteral("No se encuentra la base de datos \"/no/existe/empresa.db\"")))
-        << sinFichero.error.toStdString();
+    const QString basura = dir_.filePath(QStringLiteral("basura.db"));
+    escribir(basura, QByteArray(8192, 'x'));
+    const QString sinPresupuestos = copiaDemo(QStringLiteral("sin_presupuestos"));
+    Fichero(sinPresupuestos).sql(QStringLiteral("DROP TABLE Presupuestos"));
+    const QString ajena = dir_.filePath(QStringLiteral("ajena.db"));
+    Fichero(ajena).sql(QStringLiteral("CREATE TABLE Clientes (Codigo INT)"));
 
-    QTemporaryDir dir;
-    const QString basura = dir.filePath(QStringLiteral("basura.db"));
-    QFile f(basura);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(QByteArray(8192, 'x'));
-    f.close();
-    const Resultado danada = ejecutar({QStringLiteral("--bd"), basura});
-    EXPECT_EQ(danada.codigo, 2);
-    EXPECT_TRUE(danada.error.contains(QStringLiteral("No se puede abrir la base de datos"))) << danada.error.toStdString();
+    const struct {
+        QString fichero;
+        QString mensaje;
+    } casos[] = {
+        {QStringLiteral("/no/existe/empresa.db"), QStringLiteral("No se encuentra la base de datos \"/no/existe/empresa.db\"")},
+        {basura, QStringLiteral("No se puede abrir la base de datos \"%1\"").arg(basura)},
+        {sinPresupuestos, QStringLiteral("\"%1\": no es una base de datos de presupuestos, falta la tabla Presupuestos").arg(sinPresupuestos)},
+        {ajena, QStringLiteral("\"%1\": no es una base de datos de presupuestos, falta la tabla Empresas").arg(ajena)},
+    };
+    for (const auto& caso : casos) {
+        SCOPED_TRACE(caso.fichero.toStdString());
+        const Resultado r = ejecutar({QStringLiteral("--bd"), caso.fichero});
+        EXPECT_EQ(r.codigo, 2) << r.error.toStdString();
+        EXPECT_TRUE(r.error.contains(caso.mensaje)) << r.error.toStdString();
+    }
 
     const Resultado servidor = ejecutar({QStringLiteral("--odbc"),
                                          QStringLiteral("DRIVER={FreeTDS};SERVER=127.0.0.1;PORT=1;DATABASE=x;UID=u;PWD=p")});
     EXPECT_EQ(servidor.codigo, 2);
     EXPECT_TRUE(servidor.error.contains(QStringLiteral("SQL Server")) || servidor.error.contains(QStringLiteral("ODBC")))
         << servidor.error.toStdString();
+}
+
+TEST_F(AplicacionDemo, ACaptureThatCannotBeMadeEndsWithItsExitCodeWithoutWaitingForAnAnswer)
+{
+    const Resultado r = ejecutar({QStringLiteral("--bd"), copiaDemo(QStringLiteral("demo")), QStringLiteral("--captura"), QStringLiteral("/no/such/dir/x.png")});
+    EXPECT_EQ(r.codigo, 4) << r.error.toStdString();
+    EXPECT_TRUE(r.error.contains(QStringLiteral("No se puede guardar la captura en \"/no/such/dir/x.png\""))) << r.error.toStdString();
+    EXPECT_TRUE(r.salida.isEmpty()) << r.salida.toStdString();
 }
 
 TEST(Aplicacion, GeneratesTheDemoAndRendersTheLoadedWorksheet)

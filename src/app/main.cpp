@@ -64,20 +64,23 @@ void crearDemo(const QString& fichero, const OpcionesDemo& opciones)
     DatosDemo::generar(*c, opciones);
 }
 
-} // namespace
-
-int main(int argc, char* argv[])
+// Tables without which a database is not one the worksheet can work on:
+// the host's companies and the budget itself. Returns the first missing.
+QString tablaQueFalta(Conexion& conexion)
 {
-    // Without a display, render offscreen instead of failing to start.
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
-        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    if (qgetenv("QT_QPA_PLATFORM") == "offscreen")
-        qInstallMessageHandler(filtrarAvisosSinPantalla);
-    QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("presupuestos"));
-    QApplication::setOrganizationName(QStringLiteral("presupuestos"));
+    for (const QString& tabla : {QStringLiteral("Empresas"), QStringLiteral("Presupuestos")}) {
+        try {
+            Recordset rs = conexion.Abrir(QStringLiteral("SELECT Count(*) FROM ") + tabla + QStringLiteral(" WHERE 1 = 0"));
+            rs.Close();
+        } catch (const VbError&) {
+            return tabla;
+        }
+    }
+    return QString();
+}
 
+int ejecutar(QApplication& app)
+{
     QCommandLineParser p;
     p.setApplicationDescription(QStringLiteral("Hoja de presupuestos: importe por cuenta, departamento y mes."));
     p.addHelpOption();
@@ -119,12 +122,16 @@ int main(int argc, char* argv[])
     }
 
     std::shared_ptr<Conexion> conexion;
+    QString nombreBase;
     try {
         if (p.isSet(optOdbc)) {
+            // The connection string carries the password: messages do not repeat it.
+            nombreBase = QStringLiteral("del servidor SQL Server");
             conexion = Conexion::abrirOdbc(p.value(optOdbc));
         } else {
             const bool porDefecto = !p.isSet(optBd);
             const QString fichero = porDefecto ? baseDemoPorDefecto() : p.value(optBd);
+            nombreBase = QStringLiteral("\"%1\"").arg(fichero);
             if (!QFileInfo::exists(fichero)) {
                 if (!porDefecto)
                     return fallo(ErrorBaseDatos, QStringLiteral("No se encuentra la base de datos \"%1\".").arg(fichero));
@@ -135,6 +142,13 @@ int main(int argc, char* argv[])
     } catch (const VbError& e) {
         return fallo(ErrorBaseDatos, e.description());
     }
+    // Found here, a database of something else is told apart from a
+    // company that is not there, and the worksheet never starts on it.
+    const QString falta = tablaQueFalta(*conexion);
+    if (!falta.isEmpty())
+        return fallo(ErrorBaseDatos,
+                     QStringLiteral("No se puede usar la base de datos %1: no es una base de datos de presupuestos, falta la tabla %2.")
+                         .arg(nombreBase, falta));
 
     std::shared_ptr<IEmpresa> empresa;
     try {
@@ -143,6 +157,8 @@ int main(int argc, char* argv[])
         return fallo(ErrorEmpresa, e.description());
     }
 
+    // Destroyed as this function returns, before main releases the shared
+    // connection: the worksheet still drops its temporary tables on it.
     auto clase = std::make_unique<frmclsfrmActPresupusto>();
     clase->setEmpresaLarvex(empresa);
     clase->setConexionLarvex(conexion);
@@ -167,14 +183,31 @@ int main(int argc, char* argv[])
         if (!hoja->grab().save(png))
             return fallo(ErrorCaptura, QStringLiteral("No se puede guardar la captura en \"%1\".").arg(png));
         QTextStream(stdout) << png << Qt::endl;
-        clase.reset();
-        modPublic::Liberar();
         return Ok;
     }
 
     QObject::connect(hoja, &QObject::destroyed, &app, &QApplication::quit);
-    const int r = QApplication::exec();
-    clase.reset();
+    return QApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    // Without a display, render offscreen instead of failing to start.
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (qgetenv("QT_QPA_PLATFORM") == "offscreen")
+        qInstallMessageHandler(filtrarAvisosSinPantalla);
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("presupuestos"));
+    QApplication::setOrganizationName(QStringLiteral("presupuestos"));
+
+    const int codigo = ejecutar(app);
+    // However the run ended, the shared state still holds the connection;
+    // it has to close while the application and its SQL drivers exist, not
+    // among the static destructors after main.
     modPublic::Liberar();
-    return r;
+    return codigo;
 }
