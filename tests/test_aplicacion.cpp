@@ -151,10 +151,33 @@ TEST_F(AplicacionDemo, DatabasesThatCannotBeUsedEndWithExitCode2AndSayWhy)
 
 TEST_F(AplicacionDemo, ACaptureThatCannotBeMadeEndsWithItsExitCodeWithoutWaitingForAnAnswer)
 {
-    const Resultado r = ejecutar({QStringLiteral("--bd"), copiaDemo(QStringLiteral("demo")), QStringLiteral("--captura"), QStringLiteral("/no/such/dir/x.png")});
-    EXPECT_EQ(r.codigo, 4) << r.error.toStdString();
-    EXPECT_TRUE(r.error.contains(QStringLiteral("No se puede guardar la captura en \"/no/such/dir/x.png\""))) << r.error.toStdString();
-    EXPECT_TRUE(r.salida.isEmpty()) << r.salida.toStdString();
+    const QString sinCuentas = copiaDemo(QStringLiteral("sin_cuentas"));
+    Fichero(sinCuentas).sql(QStringLiteral("DROP TABLE Cuentas"));
+    const QString png = dir_.filePath(QStringLiteral("hoja.png"));
+
+    const struct {
+        QStringList argumentos;
+        int codigo;
+        QStringList mensajes;
+    } casos[] = {
+        {{QStringLiteral("--bd"), copiaDemo(QStringLiteral("demo")), QStringLiteral("--captura"), QStringLiteral("/no/such/dir/x.png")},
+         4,
+         {QStringLiteral("No se puede guardar la captura en \"/no/such/dir/x.png\"")}},
+        // The worksheet's own error box, title and text, then why the host gives up.
+        {{QStringLiteral("--bd"), sinCuentas, QStringLiteral("--captura"), png},
+         2,
+         {QStringLiteral("frmActPresupusto:CargarFiltroCuentas"), QStringLiteral("no such table: Cuentas"),
+          QStringLiteral("No se puede cargar la hoja")}},
+    };
+    for (const auto& caso : casos) {
+        SCOPED_TRACE(caso.argumentos.join(QLatin1Char(' ')).toStdString());
+        const Resultado r = ejecutar(caso.argumentos);
+        EXPECT_EQ(r.codigo, caso.codigo) << r.error.toStdString();
+        for (const QString& m : caso.mensajes)
+            EXPECT_TRUE(r.error.contains(m)) << m.toStdString() << " in: " << r.error.toStdString();
+        EXPECT_TRUE(r.salida.isEmpty()) << r.salida.toStdString();
+    }
+    EXPECT_FALSE(QFileInfo::exists(png));
 }
 
 TEST(Aplicacion, GeneratesTheDemoAndRendersTheLoadedWorksheet)

@@ -1,6 +1,7 @@
 // The standalone host: opens a database, creates the host class, hands it
 // the company and the connection, and shows the worksheet.
 
+#include "common/Plataforma.h"
 #include "common/VbError.h"
 #include "db/Conexion.h"
 #include "db/schema/DatosDemo.h"
@@ -14,7 +15,6 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFileInfo>
-#include <QMessageBox>
 #include <QStandardPaths>
 #include <QTextStream>
 #include <QTimer>
@@ -41,11 +41,35 @@ bool hayPantalla()
     return plataforma != QLatin1String("offscreen") && plataforma != QLatin1String("minimal");
 }
 
+// With nobody to answer (a screenshot being rendered, or no display) a
+// message box would wait for ever: its title and text go to standard error
+// and it answers at once. A question gets No, so nothing is confirmed on the
+// user's behalf.
+class CuadroMensajeConsola : public ICuadroMensaje {
+public:
+    int MsgBox(const QString& prompt, int estilo, const QString& titulo) override
+    {
+        QString texto = prompt;
+        texto.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+        QTextStream(stderr) << "presupuestos: " << titulo << ": " << texto << Qt::endl;
+        if ((estilo & 0x70) == vb::Critical)
+            ++errores_;
+        return (estilo & 0x0F) == vb::YesNo ? vb::RespuestaNo : vb::RespuestaOK;
+    }
+    // Error boxes shown so far: the worksheet reports a failed load only so.
+    int errores() const { return errores_; }
+
+private:
+    int errores_ = 0;
+};
+
+bool mensajesEnConsola = false;
+
 int fallo(int codigo, const QString& mensaje)
 {
     QTextStream(stderr) << "presupuestos: " << mensaje << Qt::endl;
-    if (hayPantalla())
-        QMessageBox::critical(nullptr, QStringLiteral("Presupuestos"), mensaje);
+    if (!mensajesEnConsola)
+        Plataforma::mensajes().MsgBox(mensaje, vb::Critical, QStringLiteral("Presupuestos"));
     return codigo;
 }
 
@@ -101,6 +125,13 @@ int ejecutar(QApplication& app)
                                 QStringLiteral("n"), QStringLiteral("0"));
     p.addOptions({optBd, optOdbc, optEmpresa, optCaptura, optHistorico, optCuentas, optDptos});
     p.process(app);
+
+    const bool captura = p.isSet(optCaptura);
+    auto consola = std::make_shared<CuadroMensajeConsola>();
+    if (captura || !hayPantalla()) {
+        Plataforma::instalar(consola, nullptr, nullptr, nullptr);
+        mensajesEnConsola = true;
+    }
 
     const int codEmpresa = p.value(optEmpresa).toInt();
     const QStringList ordenes = p.positionalArguments();
@@ -175,10 +206,15 @@ int ejecutar(QApplication& app)
         hoja->chkMostrarHistorico_Click();
     }
 
-    if (p.isSet(optCaptura)) {
+    if (captura) {
         QApplication::processEvents();
         hoja->Form_Activate();
         QApplication::processEvents();
+        // The boxes have been printed; a picture of a worksheet that did not
+        // load would pass for one that did.
+        if (consola->errores() > 0)
+            return fallo(ErrorBaseDatos,
+                         QStringLiteral("No se puede cargar la hoja de la base de datos %1: no se guarda la captura.").arg(nombreBase));
         const QString png = QFileInfo(p.value(optCaptura)).absoluteFilePath();
         if (!hoja->grab().save(png))
             return fallo(ErrorCaptura, QStringLiteral("No se puede guardar la captura en \"%1\".").arg(png));
