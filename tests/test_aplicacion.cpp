@@ -119,8 +119,12 @@ QTemporaryDir* AplicacionDemo::original_ = nullptr;
 
 TEST_F(AplicacionDemo, DatabasesThatCannotBeUsedEndWithExitCode2AndSayWhy)
 {
+    const QString vacio = dir_.filePath(QStringLiteral("vacio.db"));
+    escribir(vacio, QByteArray());
     const QString basura = dir_.filePath(QStringLiteral("basura.db"));
     escribir(basura, QByteArray(8192, 'x'));
+    const QString texto = dir_.filePath(QStringLiteral("notas.db"));
+    escribir(texto, QByteArrayLiteral("presupuesto 2027\n"));
     const QString sinPresupuestos = copiaDemo(QStringLiteral("sin_presupuestos"));
     Fichero(sinPresupuestos).sql(QStringLiteral("DROP TABLE Presupuestos"));
     const QString ajena = dir_.filePath(QStringLiteral("ajena.db"));
@@ -131,7 +135,9 @@ TEST_F(AplicacionDemo, DatabasesThatCannotBeUsedEndWithExitCode2AndSayWhy)
         QString mensaje;
     } casos[] = {
         {QStringLiteral("/no/existe/empresa.db"), QStringLiteral("No se encuentra la base de datos \"/no/existe/empresa.db\"")},
-        {basura, QStringLiteral("No se puede abrir la base de datos \"%1\"").arg(basura)},
+        {vacio, QStringLiteral("No se puede abrir la base de datos \"%1\": el fichero está vacío").arg(vacio)},
+        {basura, QStringLiteral("No se puede abrir la base de datos \"%1\": no es una base de datos SQLite").arg(basura)},
+        {texto, QStringLiteral("No se puede abrir la base de datos \"%1\": no es una base de datos SQLite").arg(texto)},
         {sinPresupuestos, QStringLiteral("\"%1\": no es una base de datos de presupuestos, falta la tabla Presupuestos").arg(sinPresupuestos)},
         {ajena, QStringLiteral("\"%1\": no es una base de datos de presupuestos, falta la tabla Empresas").arg(ajena)},
     };
@@ -141,6 +147,16 @@ TEST_F(AplicacionDemo, DatabasesThatCannotBeUsedEndWithExitCode2AndSayWhy)
         EXPECT_EQ(r.codigo, 2) << r.error.toStdString();
         EXPECT_TRUE(r.error.contains(caso.mensaje)) << r.error.toStdString();
     }
+    // Refused, not turned into a database.
+    EXPECT_EQ(QFileInfo(vacio).size(), 0);
+
+    // Generating the demo, another file is refused untouched; an empty one is where it goes.
+    const Resultado generarEnBasura = ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--bd"), basura});
+    EXPECT_EQ(generarEnBasura.codigo, 2);
+    EXPECT_TRUE(generarEnBasura.error.contains(QStringLiteral("\"%1\": no es una base de datos SQLite").arg(basura)))
+        << generarEnBasura.error.toStdString();
+    EXPECT_EQ(QFileInfo(basura).size(), 8192);
+    EXPECT_EQ(ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--bd"), vacio}).codigo, 0);
 
     const Resultado servidor = ejecutar({QStringLiteral("--odbc"),
                                          QStringLiteral("DRIVER={FreeTDS};SERVER=127.0.0.1;PORT=1;DATABASE=x;UID=u;PWD=p")});

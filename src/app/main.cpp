@@ -14,6 +14,7 @@
 #include <QCheckBox>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
 #include <QTextStream>
@@ -88,6 +89,23 @@ void crearDemo(const QString& fichero, const OpcionesDemo& opciones)
     DatosDemo::generar(*c, opciones);
 }
 
+// Why an existing file cannot be taken for an SQLite database, empty when it
+// can. SQLite itself takes an empty file for a new database and writes one
+// into it, and describes any other file only in English.
+QString noEsSqlite(const QString& fichero, bool admitirVacio)
+{
+    QFile f(fichero);
+    // A file that cannot be read is left for the engine to describe.
+    if (!f.open(QIODevice::ReadOnly))
+        return QString();
+    if (f.size() == 0)
+        return admitirVacio ? QString() : QStringLiteral("el fichero está vacío");
+    static const QByteArray cabecera("SQLite format 3", 16);
+    if (f.read(cabecera.size()) != cabecera)
+        return QStringLiteral("no es una base de datos SQLite");
+    return QString();
+}
+
 // Tables without which a database is not one the worksheet can work on:
 // the host's companies and the budget itself. Returns the first missing.
 QString tablaQueFalta(Conexion& conexion)
@@ -139,6 +157,10 @@ int ejecutar(QApplication& app)
     if (!ordenes.isEmpty()) {
         if (ordenes.first() != QLatin1String("generar-demo") || !p.isSet(optBd))
             return fallo(ErrorUso, QStringLiteral("Uso: presupuestos generar-demo --bd FICHERO [--cuentas N --departamentos N]"));
+        // An empty file is where a new database goes; anything else must be one.
+        const QString motivo = QFileInfo::exists(p.value(optBd)) ? noEsSqlite(p.value(optBd), true) : QString();
+        if (!motivo.isEmpty())
+            return fallo(ErrorBaseDatos, QStringLiteral("No se puede abrir la base de datos \"%1\": %2.").arg(p.value(optBd), motivo));
         try {
             OpcionesDemo o;
             o.codEmpresa = codEmpresa;
@@ -168,6 +190,9 @@ int ejecutar(QApplication& app)
                     return fallo(ErrorBaseDatos, QStringLiteral("No se encuentra la base de datos \"%1\".").arg(fichero));
                 crearDemo(fichero, OpcionesDemo{});
             }
+            const QString motivo = noEsSqlite(fichero, false);
+            if (!motivo.isEmpty())
+                return fallo(ErrorBaseDatos, QStringLiteral("No se puede abrir la base de datos \"%1\": %2.").arg(fichero, motivo));
             conexion = Conexion::abrirSqlite(fichero);
         }
     } catch (const VbError& e) {
