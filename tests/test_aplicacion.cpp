@@ -196,6 +196,36 @@ TEST_F(AplicacionDemo, ACaptureThatCannotBeMadeEndsWithItsExitCodeWithoutWaiting
     EXPECT_FALSE(QFileInfo::exists(png));
 }
 
+TEST(Aplicacion, NumbersThatAreNotValidAreBadUsage)
+{
+    QTemporaryDir dir;
+    const QString nueva = dir.filePath(QStringLiteral("nueva.db"));
+    const struct {
+        QStringList argumentos;
+        QString mensaje;
+    } casos[] = {
+        {{QStringLiteral("--empresa"), QStringLiteral("abc")}, QStringLiteral("El código de empresa \"abc\" no es válido")},
+        {{QStringLiteral("--empresa"), QStringLiteral("1x")}, QStringLiteral("El código de empresa \"1x\" no es válido")},
+        {{QStringLiteral("--empresa"), QStringLiteral("2.5")}, QStringLiteral("El código de empresa \"2.5\" no es válido")},
+        {{QStringLiteral("--empresa"), QString()}, QStringLiteral("El código de empresa \"\" no es válido")},
+        {{QStringLiteral("--empresa"), QStringLiteral("32768")}, QStringLiteral("El código de empresa \"32768\" no es válido")},
+        {{QStringLiteral("--empresa"), QStringLiteral("-32769")}, QStringLiteral("El código de empresa \"-32769\" no es válido")},
+        {{QStringLiteral("--empresa"), QStringLiteral("70000"), QStringLiteral("generar-demo")},
+         QStringLiteral("El código de empresa \"70000\" no es válido")},
+        {{QStringLiteral("--cuentas"), QStringLiteral("muchas"), QStringLiteral("generar-demo")},
+         QStringLiteral("El número de cuentas \"muchas\" no es válido")},
+        {{QStringLiteral("--departamentos"), QStringLiteral("-3"), QStringLiteral("generar-demo")},
+         QStringLiteral("El número de departamentos \"-3\" no es válido")},
+    };
+    for (const auto& caso : casos) {
+        SCOPED_TRACE(caso.argumentos.join(QLatin1Char(' ')).toStdString());
+        const Resultado r = ejecutar(QStringList{QStringLiteral("--bd"), nueva} + caso.argumentos);
+        EXPECT_EQ(r.codigo, 1) << r.error.toStdString();
+        EXPECT_TRUE(r.error.contains(caso.mensaje)) << r.error.toStdString();
+    }
+    EXPECT_FALSE(QFileInfo::exists(nueva));
+}
+
 TEST(Aplicacion, GeneratesTheDemoAndRendersTheLoadedWorksheet)
 {
     QTemporaryDir dir;

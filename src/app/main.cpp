@@ -20,6 +20,8 @@
 #include <QTextStream>
 #include <QTimer>
 #include <cstdio>
+#include <limits>
+#include <optional>
 
 using namespace presupuestos;
 
@@ -89,6 +91,16 @@ void crearDemo(const QString& fichero, const OpcionesDemo& opciones)
     DatosDemo::generar(*c, opciones);
 }
 
+// A whole number given on the command line, when it is one within the bounds.
+std::optional<int> numeroEntre(const QString& texto, int minimo, int maximo)
+{
+    bool ok = false;
+    const int n = texto.toInt(&ok);
+    if (!ok || n < minimo || n > maximo)
+        return std::nullopt;
+    return n;
+}
+
 // Why an existing file cannot be taken for an SQLite database, empty when it
 // can. SQLite itself takes an empty file for a new database and writes one
 // into it, and describes any other file only in English.
@@ -151,7 +163,21 @@ int ejecutar(QApplication& app)
         mensajesEnConsola = true;
     }
 
-    const int codEmpresa = p.value(optEmpresa).toInt();
+    // Company codes are 16-bit throughout the worksheet and its tables.
+    const auto codEmpresa = numeroEntre(p.value(optEmpresa), std::numeric_limits<qint16>::min(), std::numeric_limits<qint16>::max());
+    if (!codEmpresa)
+        return fallo(ErrorUso, QStringLiteral("El código de empresa \"%1\" no es válido: ha de ser un número entero entre %2 y %3.")
+                                   .arg(p.value(optEmpresa))
+                                   .arg(std::numeric_limits<qint16>::min())
+                                   .arg(std::numeric_limits<qint16>::max()));
+    const auto cuentas = numeroEntre(p.value(optCuentas), 0, std::numeric_limits<int>::max());
+    if (!cuentas)
+        return fallo(ErrorUso, QStringLiteral("El número de cuentas \"%1\" no es válido: ha de ser un número entero no negativo.")
+                                   .arg(p.value(optCuentas)));
+    const auto departamentos = numeroEntre(p.value(optDptos), 0, std::numeric_limits<int>::max());
+    if (!departamentos)
+        return fallo(ErrorUso, QStringLiteral("El número de departamentos \"%1\" no es válido: ha de ser un número entero no negativo.")
+                                   .arg(p.value(optDptos)));
     const QStringList ordenes = p.positionalArguments();
 
     if (!ordenes.isEmpty()) {
@@ -163,9 +189,9 @@ int ejecutar(QApplication& app)
             return fallo(ErrorBaseDatos, QStringLiteral("No se puede abrir la base de datos \"%1\": %2.").arg(p.value(optBd), motivo));
         try {
             OpcionesDemo o;
-            o.codEmpresa = codEmpresa;
-            o.cuentas = p.value(optCuentas).toInt();
-            o.departamentos = p.value(optDptos).toInt();
+            o.codEmpresa = *codEmpresa;
+            o.cuentas = *cuentas;
+            o.departamentos = *departamentos;
             crearDemo(p.value(optBd), o);
         } catch (const VbError& e) {
             return fallo(ErrorBaseDatos, e.description());
@@ -208,7 +234,7 @@ int ejecutar(QApplication& app)
 
     std::shared_ptr<IEmpresa> empresa;
     try {
-        empresa = cargarEmpresa(*conexion, codEmpresa);
+        empresa = cargarEmpresa(*conexion, *codEmpresa);
     } catch (const VbError& e) {
         return fallo(ErrorEmpresa, e.description());
     }
