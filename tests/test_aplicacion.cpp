@@ -226,6 +226,46 @@ TEST(Aplicacion, NumbersThatAreNotValidAreBadUsage)
     EXPECT_FALSE(QFileInfo::exists(nueva));
 }
 
+TEST_F(AplicacionDemo, GenerarDemoKeepsACompanyThatIsThereUnlessToldToReplaceIt)
+{
+    const QString bd = copiaDemo(QStringLiteral("dos_empresas"));
+    const QStringList generar{QStringLiteral("generar-demo"), QStringLiteral("--bd"), bd};
+    ASSERT_EQ(ejecutar(generar + QStringList{QStringLiteral("--empresa"), QStringLiteral("2")}).codigo, 0);
+    // Rows the generator never writes, in both databases: only a replacement removes them.
+    const QString retail = QFileInfo(bd).dir().filePath(QStringLiteral("Pelvor.db"));
+    Fichero(bd).sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2027, '99999999', 1, 5)"));
+    Fichero(retail).sql(QStringLiteral("INSERT INTO Almacen_Acumulados_2 SELECT Cod_Empresa, 1, '2001-01-01', 1, 10, 100 "
+                                       "FROM Empresas_Contabilidad WHERE Cod_EmpresaC = 1"));
+    const QString extra = QStringLiteral("SELECT Count(*) FROM Presupuestos WHERE Cuenta = '99999999'");
+    const QString extraRetail = QStringLiteral("SELECT Count(*) FROM Almacen_Acumulados_2 WHERE Fecha = '2001-01-01'");
+    const QString retailEmpresa2 = QStringLiteral("SELECT Count(*) FROM Almacen_Acumulados_2 a JOIN Empresas_Contabilidad e "
+                                                  "ON e.Cod_Empresa = a.Cod_Empresa WHERE e.Cod_EmpresaC = 2");
+    ASSERT_EQ(Fichero(retail).contar(extraRetail), 1);
+    const QString filasEmpresa1 = QStringLiteral("SELECT Count(*) FROM Presupuestos WHERE Cod_Empresa = 1");
+    const QString filasEmpresa2 = QStringLiteral("SELECT Count(*) FROM Presupuestos WHERE Cod_Empresa = 2");
+    const qint64 antes1 = Fichero(bd).contar(filasEmpresa1);
+    const qint64 antes2 = Fichero(bd).contar(filasEmpresa2);
+    const qint64 antesRetail2 = Fichero(retail).contar(retailEmpresa2);
+    ASSERT_GT(antes2, 0);
+    ASSERT_GT(antesRetail2, 0);
+
+    const Resultado negada = ejecutar(generar);
+    EXPECT_EQ(negada.codigo, 1);
+    EXPECT_TRUE(negada.error.contains(QStringLiteral("ya tiene la empresa 1"))) << negada.error.toStdString();
+    EXPECT_TRUE(negada.error.contains(QStringLiteral("--reemplazar"))) << negada.error.toStdString();
+    EXPECT_EQ(Fichero(bd).contar(extra), 1);
+    EXPECT_EQ(Fichero(retail).contar(extraRetail), 1);
+    EXPECT_EQ(Fichero(bd).contar(filasEmpresa1), antes1);
+
+    const Resultado reemplazo = ejecutar(generar + QStringList{QStringLiteral("--reemplazar")});
+    EXPECT_EQ(reemplazo.codigo, 0) << reemplazo.error.toStdString();
+    EXPECT_EQ(Fichero(bd).contar(extra), 0);
+    EXPECT_EQ(Fichero(retail).contar(extraRetail), 0);
+    EXPECT_EQ(Fichero(bd).contar(filasEmpresa1), antes1 - 1);
+    EXPECT_EQ(Fichero(bd).contar(filasEmpresa2), antes2);
+    EXPECT_EQ(Fichero(retail).contar(retailEmpresa2), antesRetail2);
+}
+
 TEST(Aplicacion, GeneratesTheDemoAndRendersTheLoadedWorksheet)
 {
     QTemporaryDir dir;

@@ -83,12 +83,17 @@ QString baseDemoPorDefecto()
     return QDir(dir).filePath(QStringLiteral("presupuestos-demo.db"));
 }
 
-// Creates the demo company in a new SQLite file, with its retail database beside it.
-void crearDemo(const QString& fichero, const OpcionesDemo& opciones)
+// Creates the demo company in an SQLite file, with its retail database
+// beside it. A company already in the file is kept unless the options say
+// to replace it: then nothing is written and the answer is false.
+bool crearDemo(const QString& fichero, const OpcionesDemo& opciones)
 {
     auto c = Conexion::abrirSqlite(fichero);
+    if (!opciones.reemplazar && DatosDemo::existeEmpresa(*c, opciones.codEmpresa))
+        return false;
     c->asociarBaseDatos(opciones.baseRetail, QFileInfo(fichero).absoluteDir().filePath(opciones.baseRetail + QStringLiteral(".db")));
     DatosDemo::generar(*c, opciones);
+    return true;
 }
 
 // A whole number given on the command line, when it is one within the bounds.
@@ -153,7 +158,9 @@ int ejecutar(QApplication& app)
                                   QStringLiteral("n"), QStringLiteral("0"));
     QCommandLineOption optDptos(QStringLiteral("departamentos"), QStringLiteral("generar-demo: número de departamentos (empresa grande)."),
                                 QStringLiteral("n"), QStringLiteral("0"));
-    p.addOptions({optBd, optOdbc, optEmpresa, optCaptura, optHistorico, optCuentas, optDptos});
+    QCommandLineOption optReemplazar(QStringLiteral("reemplazar"),
+                                     QStringLiteral("generar-demo: sustituye los datos de la empresa si ya está en la base de datos."));
+    p.addOptions({optBd, optOdbc, optEmpresa, optCaptura, optHistorico, optCuentas, optDptos, optReemplazar});
     p.process(app);
 
     const bool captura = p.isSet(optCaptura);
@@ -182,7 +189,7 @@ int ejecutar(QApplication& app)
 
     if (!ordenes.isEmpty()) {
         if (ordenes.first() != QLatin1String("generar-demo") || !p.isSet(optBd))
-            return fallo(ErrorUso, QStringLiteral("Uso: presupuestos generar-demo --bd FICHERO [--cuentas N --departamentos N]"));
+            return fallo(ErrorUso, QStringLiteral("Uso: presupuestos generar-demo --bd FICHERO [--empresa N] [--cuentas N --departamentos N] [--reemplazar]"));
         // An empty file is where a new database goes; anything else must be one.
         const QString motivo = QFileInfo::exists(p.value(optBd)) ? noEsSqlite(p.value(optBd), true) : QString();
         if (!motivo.isEmpty())
@@ -192,7 +199,12 @@ int ejecutar(QApplication& app)
             o.codEmpresa = *codEmpresa;
             o.cuentas = *cuentas;
             o.departamentos = *departamentos;
-            crearDemo(p.value(optBd), o);
+            o.reemplazar = p.isSet(optReemplazar);
+            if (!crearDemo(p.value(optBd), o))
+                return fallo(ErrorUso, QStringLiteral("La base de datos \"%1\" ya tiene la empresa %2: no se genera la demostración. "
+                                                      "Para sustituir los datos de la empresa, añada --reemplazar.")
+                                           .arg(p.value(optBd))
+                                           .arg(*codEmpresa));
         } catch (const VbError& e) {
             return fallo(ErrorBaseDatos, e.description());
         }
