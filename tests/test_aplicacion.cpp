@@ -1,13 +1,22 @@
 // The standalone host run as a user runs it: exit codes and messages.
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QImage>
 #include <QProcess>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
 #include <QTemporaryDir>
+#include <QVariant>
 #include <gtest/gtest.h>
 
 namespace {
+
+// What a run that never ends reports: a blocked host fails its case instead
+// of holding up the suite. A crash reports -1.
+constexpr int kNoTermina = -2;
 
 struct Resultado {
     int codigo = -1;
@@ -22,35 +31,239 @@ Resultado ejecutar(const QStringList& argumentos)
     entorno.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     p.setProcessEnvironment(entorno);
     p.start(QStringLiteral(PRESUPUESTOS_APP), argumentos);
-    p.waitForFinished(120000);
-    return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1, QString::fromUtf8(p.readAllStandardError()),
-            QString::fromUtf8(p.readAllStandardOutput())};
+    int codigo = -1;
+    if (!p.waitForFinished(120000)) {
+        p.kill();
+        p.waitForFinished();
+        codigo = kNoTermina;
+    } else if (p.exitStatus() == QProcess::NormalExit) {
+        codigo = p.exitCode();
+    }
+    return {codigo, QString::fromUtf8(p.readAllStandardError()), QString::fromUtf8(p.readAllStandardOutput())};
 }
+
+// Direct access to a database file, to leave it as a case needs it and to
+// look at what a run left in it.
+class Fichero {
+public:
+    explicit Fichero(const QString& ruta)
+    {
+        db_ = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("prueba_aplicacion"));
+        db_.setDatabaseName(ruta);
+        db_.open();
+    }
+    ~Fichero()
+    {
+        db_.close();
+        db_ = QSqlDatabase();
+        QSqlDatabase::removeDatabase(QStringLiteral("prueba_aplicacion"));
+    }
+    void sql(const QString& sentencia)
+    {
+        QSqlQuery q(db_);
+        ASSERT_TRUE(q.exec(sentencia)) << sentencia.toStdString() << ": " << q.lastError().text().toStdString();
+    }
+    qint64 contar(const QString& consulta)
+    {
+        QSqlQuery q(db_);
+        if (!q.exec(consulta) || !q.next())
+            return -1;
+        return q.value(0).toLongLong();
+    }
+
+private:
+    QSqlDatabase db_;
+};
+
+void escribir(const QString& ruta, const QByteArray& contenido)
+{
+    QFile f(ruta);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(contenido);
+}
+
+// Cases on the demo company: it is generated once, and every case works on
+// a copy of its own.
+class AplicacionDemo : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        original_ = new QTemporaryDir;
+        const Resultado r = ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--bd"), original_->filePath(QStringLiteral("demo.db"))});
+        ASSERT_EQ(r.codigo, 0) << r.error.toStdString();
+    }
+    static void TearDownTestSuite()
+    {
+        delete original_;
+        original_ = nullptr;
+    }
+
+    // A copy of the demo database, with the retail database beside it, in a
+    // folder of its own.
+    QString copiaDemo(const QString& carpeta)
+    {
+        QDir(dir_.path()).mkpath(carpeta);
+        const QDir destino(dir_.filePath(carpeta));
+        for (const QString& nombre : {QStringLiteral("demo.db"), QStringLiteral("Pelvor.db")})
+            EXPECT_TRUE(QFile::copy(original_->filePath(nombre), destino.filePath(nombre)));
+        return destino.filePath(QStringLiteral("demo.db"));
+    }
+
+    QTemporaryDir dir_;
+    static QTemporaryDir* original_;
+};
+
+QTemporaryDir* AplicacionDemo::original_ = nullptr;
 
 } // namespace
 
-TEST(Aplicacion, BadDatabasesEndWithAClearMessageAndTheirExitCode)
+TEST_F(AplicacionDemo, DatabasesThatCannotBeUsedEndWithExitCode2AndSayWhy)
 {
-    const Resultado sinFichero = ejecutar({QStringLiteral("--bd"), QStringLiteral("/no/existe/empresa.db")});
-    EXPECT_EQ(sinFichero.codigo, 2);
-    EXPECT_TRUE(sinFichero.error.contains(QStringLiteral("No se encuentra la base de datos \"/no/existe/empresa.db\"")))
-        << sinFichero.error.toStdString();
+    const QString vacio = dir_.filePath(QStringLiteral("vacio.db"));
+    escribir(vacio, QByteArray());
+    const QString basura = dir_.filePath(QStringLiteral("basura.db"));
+    escribir(basura, QByteArray(8192, 'x'));
+    const QString texto = dir_.filePath(QStringLiteral("notas.db"));
+    escribir(texto, QByteArrayLiteral("presupuesto 2027\n"));
+    const QString sinPresupuestos = copiaDemo(QStringLiteral("sin_presupuestos"));
+    Fichero(sinPresupuestos).sql(QStringLiteral("DROP TABLE Presupuestos"));
+    const QString ajena = dir_.filePath(QStringLiteral("ajena.db"));
+    Fichero(ajena).sql(QStringLiteral("CREATE TABLE Clientes (Codigo INT)"));
 
-    QTemporaryDir dir;
-    const QString basura = dir.filePath(QStringLiteral("basura.db"));
-    QFile f(basura);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(QByteArray(8192, 'x'));
-    f.close();
-    const Resultado danada = ejecutar({QStringLiteral("--bd"), basura});
-    EXPECT_EQ(danada.codigo, 2);
-    EXPECT_TRUE(danada.error.contains(QStringLiteral("No se puede abrir la base de datos"))) << danada.error.toStdString();
+    const struct {
+        QString fichero;
+        QString mensaje;
+    } casos[] = {
+        {QStringLiteral("/no/existe/empresa.db"), QStringLiteral("No se encuentra la base de datos \"/no/existe/empresa.db\"")},
+        {vacio, QStringLiteral("No se puede abrir la base de datos \"%1\": el fichero está vacío").arg(vacio)},
+        {basura, QStringLiteral("No se puede abrir la base de datos \"%1\": no es una base de datos SQLite").arg(basura)},
+        {texto, QStringLiteral("No se puede abrir la base de datos \"%1\": no es una base de datos SQLite").arg(texto)},
+        {sinPresupuestos, QStringLiteral("\"%1\": no es una base de datos de presupuestos, falta la tabla Presupuestos").arg(sinPresupuestos)},
+        {ajena, QStringLiteral("\"%1\": no es una base de datos de presupuestos, falta la tabla Empresas").arg(ajena)},
+    };
+    for (const auto& caso : casos) {
+        SCOPED_TRACE(caso.fichero.toStdString());
+        const Resultado r = ejecutar({QStringLiteral("--bd"), caso.fichero});
+        EXPECT_EQ(r.codigo, 2) << r.error.toStdString();
+        EXPECT_TRUE(r.error.contains(caso.mensaje)) << r.error.toStdString();
+    }
+    // Refused, not turned into a database.
+    EXPECT_EQ(QFileInfo(vacio).size(), 0);
+
+    // Generating the demo, another file is refused untouched; an empty one is where it goes.
+    const Resultado generarEnBasura = ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--bd"), basura});
+    EXPECT_EQ(generarEnBasura.codigo, 2);
+    EXPECT_TRUE(generarEnBasura.error.contains(QStringLiteral("\"%1\": no es una base de datos SQLite").arg(basura)))
+        << generarEnBasura.error.toStdString();
+    EXPECT_EQ(QFileInfo(basura).size(), 8192);
+    EXPECT_EQ(ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--bd"), vacio}).codigo, 0);
 
     const Resultado servidor = ejecutar({QStringLiteral("--odbc"),
                                          QStringLiteral("DRIVER={FreeTDS};SERVER=127.0.0.1;PORT=1;DATABASE=x;UID=u;PWD=p")});
     EXPECT_EQ(servidor.codigo, 2);
     EXPECT_TRUE(servidor.error.contains(QStringLiteral("SQL Server")) || servidor.error.contains(QStringLiteral("ODBC")))
         << servidor.error.toStdString();
+}
+
+TEST_F(AplicacionDemo, ACaptureThatCannotBeMadeEndsWithItsExitCodeWithoutWaitingForAnAnswer)
+{
+    const QString sinCuentas = copiaDemo(QStringLiteral("sin_cuentas"));
+    Fichero(sinCuentas).sql(QStringLiteral("DROP TABLE Cuentas"));
+    const QString png = dir_.filePath(QStringLiteral("hoja.png"));
+
+    const struct {
+        QStringList argumentos;
+        int codigo;
+        QStringList mensajes;
+    } casos[] = {
+        {{QStringLiteral("--bd"), copiaDemo(QStringLiteral("demo")), QStringLiteral("--captura"), QStringLiteral("/no/such/dir/x.png")},
+         4,
+         {QStringLiteral("No se puede guardar la captura en \"/no/such/dir/x.png\"")}},
+        // The worksheet's own error box, title and text, then why the host gives up.
+        {{QStringLiteral("--bd"), sinCuentas, QStringLiteral("--captura"), png},
+         2,
+         {QStringLiteral("frmActPresupusto:CargarFiltroCuentas"), QStringLiteral("no such table: Cuentas"),
+          QStringLiteral("No se puede cargar la hoja")}},
+    };
+    for (const auto& caso : casos) {
+        SCOPED_TRACE(caso.argumentos.join(QLatin1Char(' ')).toStdString());
+        const Resultado r = ejecutar(caso.argumentos);
+        EXPECT_EQ(r.codigo, caso.codigo) << r.error.toStdString();
+        for (const QString& m : caso.mensajes)
+            EXPECT_TRUE(r.error.contains(m)) << m.toStdString() << " in: " << r.error.toStdString();
+        EXPECT_TRUE(r.salida.isEmpty()) << r.salida.toStdString();
+    }
+    EXPECT_FALSE(QFileInfo::exists(png));
+}
+
+TEST(Aplicacion, NumbersThatAreNotValidAreBadUsage)
+{
+    QTemporaryDir dir;
+    const QString nueva = dir.filePath(QStringLiteral("nueva.db"));
+    const struct {
+        QStringList argumentos;
+        QString mensaje;
+    } casos[] = {
+        {{QStringLiteral("--empresa"), QStringLiteral("abc")}, QStringLiteral("El código de empresa \"abc\" no es válido")},
+        {{QStringLiteral("--empresa"), QStringLiteral("1x")}, QStringLiteral("El código de empresa \"1x\" no es válido")},
+        {{QStringLiteral("--empresa"), QStringLiteral("2.5")}, QStringLiteral("El código de empresa \"2.5\" no es válido")},
+        {{QStringLiteral("--empresa"), QString()}, QStringLiteral("El código de empresa \"\" no es válido")},
+        {{QStringLiteral("--empresa"), QStringLiteral("32768")}, QStringLiteral("El código de empresa \"32768\" no es válido")},
+        {{QStringLiteral("--empresa"), QStringLiteral("-32769")}, QStringLiteral("El código de empresa \"-32769\" no es válido")},
+        {{QStringLiteral("--empresa"), QStringLiteral("70000"), QStringLiteral("generar-demo")},
+         QStringLiteral("El código de empresa \"70000\" no es válido")},
+        {{QStringLiteral("--cuentas"), QStringLiteral("muchas"), QStringLiteral("generar-demo")},
+         QStringLiteral("El número de cuentas \"muchas\" no es válido")},
+        {{QStringLiteral("--departamentos"), QStringLiteral("-3"), QStringLiteral("generar-demo")},
+         QStringLiteral("El número de departamentos \"-3\" no es válido")},
+    };
+    for (const auto& caso : casos) {
+        SCOPED_TRACE(caso.argumentos.join(QLatin1Char(' ')).toStdString());
+        const Resultado r = ejecutar(QStringList{QStringLiteral("--bd"), nueva} + caso.argumentos);
+        EXPECT_EQ(r.codigo, 1) << r.error.toStdString();
+        EXPECT_TRUE(r.error.contains(caso.mensaje)) << r.error.toStdString();
+    }
+    EXPECT_FALSE(QFileInfo::exists(nueva));
+}
+
+TEST_F(AplicacionDemo, GenerarDemoKeepsACompanyThatIsThereUnlessToldToReplaceIt)
+{
+    const QString bd = copiaDemo(QStringLiteral("dos_empresas"));
+    const QStringList generar{QStringLiteral("generar-demo"), QStringLiteral("--bd"), bd};
+    ASSERT_EQ(ejecutar(generar + QStringList{QStringLiteral("--empresa"), QStringLiteral("2")}).codigo, 0);
+    // Rows the generator never writes, in both databases: only a replacement removes them.
+    const QString retail = QFileInfo(bd).dir().filePath(QStringLiteral("Pelvor.db"));
+    Fichero(bd).sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2027, '99999999', 1, 5)"));
+    Fichero(retail).sql(QStringLiteral("INSERT INTO Almacen_Acumulados_2 SELECT Cod_Empresa, 1, '2001-01-01', 1, 10, 100 "
+                                       "FROM Empresas_Contabilidad WHERE Cod_EmpresaC = 1"));
+    const QString extra = QStringLiteral("SELECT Count(*) FROM Presupuestos WHERE Cuenta = '99999999'");
+    const QString extraRetail = QStringLiteral("SELECT Count(*) FROM Almacen_Acumulados_2 WHERE Fecha = '2001-01-01'");
+    const QString retailEmpresa2 = QStringLiteral("SELECT Count(*) FROM Almacen_Acumulados_2 a JOIN Empresas_Contabilidad e "
+                                                  "ON e.Cod_Empresa = a.Cod_Empresa WHERE e.Cod_EmpresaC = 2");
+    ASSERT_EQ(Fichero(retail).contar(extraRetail), 1);
+    const QString filasEmpresa1 = QStringLiteral("SELECT Count(*) FROM Presupuestos WHERE Cod_Empresa = 1");
+    const QString filasEmpresa2 = QStringLiteral("SELECT Count(*) FROM Presupuestos WHERE Cod_Empresa = 2");
+    const qint64 antes1 = Fichero(bd).contar(filasEmpresa1);
+    const qint64 antes2 = Fichero(bd).contar(filasEmpresa2);
+    const qint64 antesRetail2 = Fichero(retail).contar(retailEmpresa2);
+    ASSERT_GT(antes2, 0);
+    ASSERT_GT(antesRetail2, 0);
+
+    const Resultado negada = ejecutar(generar);
+    EXPECT_EQ(negada.codigo, 1);
+    EXPECT_TRUE(negada.error.contains(QStringLiteral("ya tiene la empresa 1"))) << negada.error.toStdString();
+    EXPECT_TRUE(negada.error.contains(QStringLiteral("--reemplazar"))) << negada.error.toStdString();
+    EXPECT_EQ(Fichero(bd).contar(extra), 1);
+    EXPECT_EQ(Fichero(retail).contar(extraRetail), 1);
+    EXPECT_EQ(Fichero(bd).contar(filasEmpresa1), antes1);
+
+    const Resultado reemplazo = ejecutar(generar + QStringList{QStringLiteral("--reemplazar")});
+    EXPECT_EQ(reemplazo.codigo, 0) << reemplazo.error.toStdString();
+    EXPECT_EQ(Fichero(bd).contar(extra), 0);
+    EXPECT_EQ(Fichero(retail).contar(extraRetail), 0);
+    EXPECT_EQ(Fichero(bd).contar(filasEmpresa1), antes1 - 1);
+    EXPECT_EQ(Fichero(bd).contar(filasEmpresa2), antes2);
+    EXPECT_EQ(Fichero(retail).contar(retailEmpresa2), antesRetail2);
 }
 
 TEST(Aplicacion, GeneratesTheDemoAndRendersTheLoadedWorksheet)

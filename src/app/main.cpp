@@ -1,6 +1,7 @@
 // The standalone host: opens a database, creates the host class, hands it
 // the company and the connection, and shows the worksheet.
 
+#include "common/Plataforma.h"
 #include "common/VbError.h"
 #include "db/Conexion.h"
 #include "db/schema/DatosDemo.h"
@@ -13,12 +14,14 @@
 #include <QCheckBox>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
-#include <QMessageBox>
 #include <QStandardPaths>
 #include <QTextStream>
 #include <QTimer>
 #include <cstdio>
+#include <limits>
+#include <optional>
 
 using namespace presupuestos;
 
@@ -41,11 +44,35 @@ bool hayPantalla()
     return plataforma != QLatin1String("offscreen") && plataforma != QLatin1String("minimal");
 }
 
+// With nobody to answer (a screenshot being rendered, or no display) a
+// message box would wait for ever: its title and text go to standard error
+// and it answers at once. A question gets No, so nothing is confirmed on the
+// user's behalf.
+class CuadroMensajeConsola : public ICuadroMensaje {
+public:
+    int MsgBox(const QString& prompt, int estilo, const QString& titulo) override
+    {
+        QString texto = prompt;
+        texto.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+        QTextStream(stderr) << "presupuestos: " << titulo << ": " << texto << Qt::endl;
+        if ((estilo & 0x70) == vb::Critical)
+            ++errores_;
+        return (estilo & 0x0F) == vb::YesNo ? vb::RespuestaNo : vb::RespuestaOK;
+    }
+    // Error boxes shown so far: the worksheet reports a failed load only so.
+    int errores() const { return errores_; }
+
+private:
+    int errores_ = 0;
+};
+
+bool mensajesEnConsola = false;
+
 int fallo(int codigo, const QString& mensaje)
 {
     QTextStream(stderr) << "presupuestos: " << mensaje << Qt::endl;
-    if (hayPantalla())
-        QMessageBox::critical(nullptr, QStringLiteral("Presupuestos"), mensaje);
+    if (!mensajesEnConsola)
+        Plataforma::mensajes().MsgBox(mensaje, vb::Critical, QStringLiteral("Presupuestos"));
     return codigo;
 }
 
@@ -56,28 +83,63 @@ QString baseDemoPorDefecto()
     return QDir(dir).filePath(QStringLiteral("presupuestos-demo.db"));
 }
 
-// Creates the demo company in a new SQLite file, with its retail database beside it.
-void crearDemo(const QString& fichero, const OpcionesDemo& opciones)
+// Creates the demo company in an SQLite file, with its retail database
+// beside it. A company already in the file is kept unless the options say
+// to replace it: then nothing is written and the answer is false.
+bool crearDemo(const QString& fichero, const OpcionesDemo& opciones)
 {
     auto c = Conexion::abrirSqlite(fichero);
+    if (!opciones.reemplazar && DatosDemo::existeEmpresa(*c, opciones.codEmpresa))
+        return false;
     c->asociarBaseDatos(opciones.baseRetail, QFileInfo(fichero).absoluteDir().filePath(opciones.baseRetail + QStringLiteral(".db")));
     DatosDemo::generar(*c, opciones);
+    return true;
 }
 
-} // namespace
-
-int main(int argc, char* argv[])
+// A whole number given on the command line, when it is one within the bounds.
+std::optional<int> numeroEntre(const QString& texto, int minimo, int maximo)
 {
-    // Without a display, render offscreen instead of failing to start.
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
-        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    if (qgetenv("QT_QPA_PLATFORM") == "offscreen")
-        qInstallMessageHandler(filtrarAvisosSinPantalla);
-    QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("presupuestos"));
-    QApplication::setOrganizationName(QStringLiteral("presupuestos"));
+    bool ok = false;
+    const int n = texto.toInt(&ok);
+    if (!ok || n < minimo || n > maximo)
+        return std::nullopt;
+    return n;
+}
 
+// Why an existing file cannot be taken for an SQLite database, empty when it
+// can. SQLite itself takes an empty file for a new database and writes one
+// into it, and describes any other file only in English.
+QString noEsSqlite(const QString& fichero, bool admitirVacio)
+{
+    QFile f(fichero);
+    // A file that cannot be read is left for the engine to describe.
+    if (!f.open(QIODevice::ReadOnly))
+        return QString();
+    if (f.size() == 0)
+        return admitirVacio ? QString() : QStringLiteral("el fichero está vacío");
+    static const QByteArray cabecera("SQLite format 3", 16);
+    if (f.read(cabecera.size()) != cabecera)
+        return QStringLiteral("no es una base de datos SQLite");
+    return QString();
+}
+
+// Tables without which a database is not one the worksheet can work on:
+// the host's companies and the budget itself. Returns the first missing.
+QString tablaQueFalta(Conexion& conexion)
+{
+    for (const QString& tabla : {QStringLiteral("Empresas"), QStringLiteral("Presupuestos")}) {
+        try {
+            Recordset rs = conexion.Abrir(QStringLiteral("SELECT Count(*) FROM ") + tabla + QStringLiteral(" WHERE 1 = 0"));
+            rs.Close();
+        } catch (const VbError&) {
+            return tabla;
+        }
+    }
+    return QString();
+}
+
+int ejecutar(QApplication& app)
+{
     QCommandLineParser p;
     p.setApplicationDescription(QStringLiteral("Hoja de presupuestos: importe por cuenta, departamento y mes."));
     p.addHelpOption();
@@ -96,21 +158,53 @@ int main(int argc, char* argv[])
                                   QStringLiteral("n"), QStringLiteral("0"));
     QCommandLineOption optDptos(QStringLiteral("departamentos"), QStringLiteral("generar-demo: número de departamentos (empresa grande)."),
                                 QStringLiteral("n"), QStringLiteral("0"));
-    p.addOptions({optBd, optOdbc, optEmpresa, optCaptura, optHistorico, optCuentas, optDptos});
+    QCommandLineOption optReemplazar(QStringLiteral("reemplazar"),
+                                     QStringLiteral("generar-demo: sustituye los datos de la empresa si ya está en la base de datos."));
+    p.addOptions({optBd, optOdbc, optEmpresa, optCaptura, optHistorico, optCuentas, optDptos, optReemplazar});
     p.process(app);
 
-    const int codEmpresa = p.value(optEmpresa).toInt();
+    const bool captura = p.isSet(optCaptura);
+    auto consola = std::make_shared<CuadroMensajeConsola>();
+    if (captura || !hayPantalla()) {
+        Plataforma::instalar(consola, nullptr, nullptr, nullptr);
+        mensajesEnConsola = true;
+    }
+
+    // Company codes are 16-bit throughout the worksheet and its tables.
+    const auto codEmpresa = numeroEntre(p.value(optEmpresa), std::numeric_limits<qint16>::min(), std::numeric_limits<qint16>::max());
+    if (!codEmpresa)
+        return fallo(ErrorUso, QStringLiteral("El código de empresa \"%1\" no es válido: ha de ser un número entero entre %2 y %3.")
+                                   .arg(p.value(optEmpresa))
+                                   .arg(std::numeric_limits<qint16>::min())
+                                   .arg(std::numeric_limits<qint16>::max()));
+    const auto cuentas = numeroEntre(p.value(optCuentas), 0, std::numeric_limits<int>::max());
+    if (!cuentas)
+        return fallo(ErrorUso, QStringLiteral("El número de cuentas \"%1\" no es válido: ha de ser un número entero no negativo.")
+                                   .arg(p.value(optCuentas)));
+    const auto departamentos = numeroEntre(p.value(optDptos), 0, std::numeric_limits<int>::max());
+    if (!departamentos)
+        return fallo(ErrorUso, QStringLiteral("El número de departamentos \"%1\" no es válido: ha de ser un número entero no negativo.")
+                                   .arg(p.value(optDptos)));
     const QStringList ordenes = p.positionalArguments();
 
     if (!ordenes.isEmpty()) {
         if (ordenes.first() != QLatin1String("generar-demo") || !p.isSet(optBd))
-            return fallo(ErrorUso, QStringLiteral("Uso: presupuestos generar-demo --bd FICHERO [--cuentas N --departamentos N]"));
+            return fallo(ErrorUso, QStringLiteral("Uso: presupuestos generar-demo --bd FICHERO [--empresa N] [--cuentas N --departamentos N] [--reemplazar]"));
+        // An empty file is where a new database goes; anything else must be one.
+        const QString motivo = QFileInfo::exists(p.value(optBd)) ? noEsSqlite(p.value(optBd), true) : QString();
+        if (!motivo.isEmpty())
+            return fallo(ErrorBaseDatos, QStringLiteral("No se puede abrir la base de datos \"%1\": %2.").arg(p.value(optBd), motivo));
         try {
             OpcionesDemo o;
-            o.codEmpresa = codEmpresa;
-            o.cuentas = p.value(optCuentas).toInt();
-            o.departamentos = p.value(optDptos).toInt();
-            crearDemo(p.value(optBd), o);
+            o.codEmpresa = *codEmpresa;
+            o.cuentas = *cuentas;
+            o.departamentos = *departamentos;
+            o.reemplazar = p.isSet(optReemplazar);
+            if (!crearDemo(p.value(optBd), o))
+                return fallo(ErrorUso, QStringLiteral("La base de datos \"%1\" ya tiene la empresa %2: no se genera la demostración. "
+                                                      "Para sustituir los datos de la empresa, añada --reemplazar.")
+                                           .arg(p.value(optBd))
+                                           .arg(*codEmpresa));
         } catch (const VbError& e) {
             return fallo(ErrorBaseDatos, e.description());
         }
@@ -119,30 +213,46 @@ int main(int argc, char* argv[])
     }
 
     std::shared_ptr<Conexion> conexion;
+    QString nombreBase;
     try {
         if (p.isSet(optOdbc)) {
+            // The connection string carries the password: messages do not repeat it.
+            nombreBase = QStringLiteral("del servidor SQL Server");
             conexion = Conexion::abrirOdbc(p.value(optOdbc));
         } else {
             const bool porDefecto = !p.isSet(optBd);
             const QString fichero = porDefecto ? baseDemoPorDefecto() : p.value(optBd);
+            nombreBase = QStringLiteral("\"%1\"").arg(fichero);
             if (!QFileInfo::exists(fichero)) {
                 if (!porDefecto)
                     return fallo(ErrorBaseDatos, QStringLiteral("No se encuentra la base de datos \"%1\".").arg(fichero));
                 crearDemo(fichero, OpcionesDemo{});
             }
+            const QString motivo = noEsSqlite(fichero, false);
+            if (!motivo.isEmpty())
+                return fallo(ErrorBaseDatos, QStringLiteral("No se puede abrir la base de datos \"%1\": %2.").arg(fichero, motivo));
             conexion = Conexion::abrirSqlite(fichero);
         }
     } catch (const VbError& e) {
         return fallo(ErrorBaseDatos, e.description());
     }
+    // Found here, a database of something else is told apart from a
+    // company that is not there, and the worksheet never starts on it.
+    const QString falta = tablaQueFalta(*conexion);
+    if (!falta.isEmpty())
+        return fallo(ErrorBaseDatos,
+                     QStringLiteral("No se puede usar la base de datos %1: no es una base de datos de presupuestos, falta la tabla %2.")
+                         .arg(nombreBase, falta));
 
     std::shared_ptr<IEmpresa> empresa;
     try {
-        empresa = cargarEmpresa(*conexion, codEmpresa);
+        empresa = cargarEmpresa(*conexion, *codEmpresa);
     } catch (const VbError& e) {
         return fallo(ErrorEmpresa, e.description());
     }
 
+    // Destroyed as this function returns, before main releases the shared
+    // connection: the worksheet still drops its temporary tables on it.
     auto clase = std::make_unique<frmclsfrmActPresupusto>();
     clase->setEmpresaLarvex(empresa);
     clase->setConexionLarvex(conexion);
@@ -159,22 +269,44 @@ int main(int argc, char* argv[])
         hoja->chkMostrarHistorico_Click();
     }
 
-    if (p.isSet(optCaptura)) {
+    if (captura) {
         QApplication::processEvents();
         hoja->Form_Activate();
         QApplication::processEvents();
+        // The boxes have been printed; a picture of a worksheet that did not
+        // load would pass for one that did.
+        if (consola->errores() > 0)
+            return fallo(ErrorBaseDatos,
+                         QStringLiteral("No se puede cargar la hoja de la base de datos %1: no se guarda la captura.").arg(nombreBase));
         const QString png = QFileInfo(p.value(optCaptura)).absoluteFilePath();
         if (!hoja->grab().save(png))
             return fallo(ErrorCaptura, QStringLiteral("No se puede guardar la captura en \"%1\".").arg(png));
         QTextStream(stdout) << png << Qt::endl;
-        clase.reset();
-        modPublic::Liberar();
         return Ok;
     }
 
     QObject::connect(hoja, &QObject::destroyed, &app, &QApplication::quit);
-    const int r = QApplication::exec();
-    clase.reset();
+    return QApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    // Without a display, render offscreen instead of failing to start.
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (qgetenv("QT_QPA_PLATFORM") == "offscreen")
+        qInstallMessageHandler(filtrarAvisosSinPantalla);
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("presupuestos"));
+    QApplication::setOrganizationName(QStringLiteral("presupuestos"));
+
+    const int codigo = ejecutar(app);
+    // However the run ended, the shared state still holds the connection;
+    // it has to close while the application and its SQL drivers exist, not
+    // among the static destructors after main.
     modPublic::Liberar();
-    return r;
+    return codigo;
 }

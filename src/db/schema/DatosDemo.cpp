@@ -129,6 +129,27 @@ bool esFestivo(const QDate& d)
            || (m == 10 && dia == 12) || (m == 11 && dia == 1) || (m == 12 && (dia == 6 || dia == 8 || dia == 25));
 }
 
+// The company's rows in the management tables and, through its link, its
+// retail company's rows; what other companies share is left as it is.
+void borrarEmpresa(Conexion& c, int emp, const QString& retail)
+{
+    for (const char* tabla : {"Empresas", "Departamentos", "Cuentas", "Config_Balances", "Presupuestos", "Acumulados", "Acumulados_Dpto"}) {
+        QSqlQuery q = preparar(c, QStringLiteral("DELETE FROM %1 WHERE Cod_Empresa = ?").arg(QLatin1String(tabla)));
+        q.addBindValue(emp);
+        exec(q);
+    }
+    for (const char* tabla : {"Almacen_Acumulados", "Almacen_Acumulados_2"}) {
+        QSqlQuery q = preparar(c, QStringLiteral("DELETE FROM %1.%2 WHERE Cod_Empresa IN "
+                                                 "(SELECT Cod_Empresa FROM %1.Empresas_Contabilidad WHERE Cod_EmpresaC = ?)")
+                                      .arg(retail, QLatin1String(tabla)));
+        q.addBindValue(emp);
+        exec(q);
+    }
+    QSqlQuery q = preparar(c, QStringLiteral("DELETE FROM %1.Empresas_Contabilidad WHERE Cod_EmpresaC = ?").arg(retail));
+    q.addBindValue(emp);
+    exec(q);
+}
+
 } // namespace
 
 bool DatosDemo::existeEmpresa(Conexion& c, int codEmpresa)
@@ -152,6 +173,8 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
 
     c.baseDatos().transaction();
     try {
+        if (o.reemplazar)
+            borrarEmpresa(c, emp, retail);
         // Company and departments.
         {
             QSqlQuery q = preparar(c, QStringLiteral("INSERT OR REPLACE INTO Empresas VALUES (?, ?, ?, ?)"));

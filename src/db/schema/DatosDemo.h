@@ -20,6 +20,9 @@ struct OpcionesDemo {
     // Name of the retail database in three-part names.
     QString baseRetail = QStringLiteral("Pelvor");
     bool presupuestoIniciado = true;
+    // Removes the company's rows in both databases first, so that nothing of
+    // an earlier generation is left beside the new one.
+    bool reemplazar = false;
     quint32 semilla = 20261122;
 };
 
