@@ -206,6 +206,8 @@ TEST(HojaSeguridad, EveryWayOfLeavingAnEditThatKeepsTheTextStoresItOnce)
         return e;
     };
     auto mes = [&](const QString& cuenta, int dpto, int m) { return h.guardado(cuenta, dpto).value(m - 1); };
+    int despues = 0;
+    QObject::connect(v, &VistaRejilla::AfterEdit, [&] { ++despues; });
 
     QLineEdit* e = abrir(h.kCalzadoNorte, 4, QStringLiteral("90"));
     ASSERT_NE(e, nullptr);
@@ -246,6 +248,7 @@ TEST(HojaSeguridad, EveryWayOfLeavingAnEditThatKeepsTheTextStoresItOnce)
     h.hoja->close();
     QApplication::processEvents();
     EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 6), QStringLiteral("70")) << "closing the window";
+    EXPECT_EQ(despues, 5) << "once for each way of leaving that keeps the text, never for Escape";
     EXPECT_TRUE(h.mostrados().empty());
 }
 
