@@ -45,6 +45,8 @@ TEST(Currency, OutOfRangeRaisesOverflow)
     EXPECT_THROW(max * std::int64_t(2), VbError);
     EXPECT_THROW(c("1000000000") * c("1000000000"), VbError);
     EXPECT_THROW(c("3000000000").toInt32(), VbError);
+    // An unsigned database integer past the signed range is no negative number.
+    EXPECT_THROW(Currency::fromVariant(QVariant::fromValue(std::numeric_limits<qulonglong>::max())), VbError);
 }
 
 TEST(Currency, ArithmeticIsExactAndProductsRoundHalvesToEven)

@@ -64,8 +64,12 @@ Currency Currency::fromVariant(const QVariant& value)
     case QMetaType::UShort:
     case QMetaType::Long:
     case QMetaType::LongLong:
-    case QMetaType::ULongLong:
         return fromInt(value.toLongLong());
+    case QMetaType::ULong:
+    case QMetaType::ULongLong:
+        if (value.toULongLong() > static_cast<qulonglong>(std::numeric_limits<std::int64_t>::max()))
+            throw VbError::overflow();
+        return fromInt(static_cast<std::int64_t>(value.toULongLong()));
     case QMetaType::Double:
     case QMetaType::Float:
         return fromDouble(value.toDouble());
