@@ -27,7 +27,6 @@ constexpr int kTotalNorte = 13;
 constexpr int kAlquilerSur = 14;
 constexpr int kLuzSur = 15;
 constexpr int kVentasSur = 16;
-constexpr int kCalzadoSur = 17;
 constexpr int kConceptoSur = 24;
 
 struct Hoja : HojaAbierta {
