@@ -3,13 +3,13 @@
 # for the given seconds, on its corpus in build-fuzz/corpus/OBJETIVO plus
 # seeds written here.
 #   fuzz/ejecutar.sh [OBJETIVO] [SEGUNDOS]
-#     OBJETIVO: lector_xlsx (default), numeros, or todos (each for SEGUNDOS)
+#     OBJETIVO: lector_xlsx (default), numeros, dialecto, or todos (each for SEGUNDOS)
 #     SEGUNDOS: 300 by default; a lone number is taken as SEGUNDOS for lector_xlsx
 # lector_xlsx seeds with workbooks written by generar_libro, from the normal
 # build (scripts/build), plus bare-XML inputs.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-OBJETIVOS=(lector_xlsx numeros)
+OBJETIVOS=(lector_xlsx numeros dialecto)
 OBJETIVO=lector_xlsx
 if [[ $# -gt 0 && ! "$1" =~ ^[0-9]+$ ]]; then
   OBJETIVO="$1"
@@ -18,8 +18,8 @@ fi
 SEGUNDOS="${1:-300}"
 case "$OBJETIVO" in
   todos) ;;
-  lector_xlsx|numeros) OBJETIVOS=("$OBJETIVO") ;;
-  *) echo "objetivo desconocido: $OBJETIVO (lector_xlsx, numeros o todos)" >&2; exit 2 ;;
+  lector_xlsx|numeros|dialecto) OBJETIVOS=("$OBJETIVO") ;;
+  *) echo "objetivo desconocido: $OBJETIVO (lector_xlsx, numeros, dialecto o todos)" >&2; exit 2 ;;
 esac
 
 if [ ! -f build-fuzz/build.ninja ]; then
@@ -51,13 +51,27 @@ semillas_numeros() {
   done
 }
 
+semillas_dialecto() {
+  local SEMILLAS="$1" i=0 t
+  for t in "INSERT INTO ##PresupFiltroCuentas_4523.5 SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos WHERE Cod_Empresa = 1" \
+           "SELECT Top 1 Cod_Ejercicio FROM ##Drumav_Estadisticas_512.5 WHERE Cod_Ejercicio = 2026" \
+           "CREATE TABLE ##PresupFiltroCuentas_1 ([Codigo] INT, Cuenta [VARCHAR](12), Nombre VARCHAR(200))" \
+           "TRUNCATE TABLE ##PresupFiltroCuentas_1" \
+           "UPDATE Presupuestos  SET M5 = 12.5, Modificacion_Manual |= 16 WHERE Cuenta = 'Bar D''Angelo'" \
+           "SELECT Cod_Empresa FROM [Pelvor].dbo.Empresas_Contabilidad  WHERE Cod_EmpresaC = 1 AND n = 'Caja.dbo.Central'" \
+           "SELECT 'CTO002' AS Cpto,2026 AS Cod_Ejercicio,  Cod_Almacen, ISNULL([1], 0) AS [1] FROM (SELECT Cod_Almacen, MONTH(fecha) as Mes, ISNULL(Count(DISTINCT Fecha),0) AS Dias FROM Pelvor.dbo.Almacen_Acumulados_2 GROUP BY Cod_Almacen, MONTH(fecha)) AS SourceTable PIVOT (SUM(Dias) FOR Mes IN ([1],[2])) AS PivotTable" \
+           "SELECT \"x ISNULL( y\", [a]]b |= c] -- TOP 2 x" ; do
+    printf '%s' "$t" > "$SEMILLAS/semilla_$((i++))"
+  done
+}
+
 for objetivo in "${OBJETIVOS[@]}"; do
   SEMILLAS="build-fuzz/semillas/$objetivo"
   CORPUS="build-fuzz/corpus/$objetivo"
   mkdir -p "$SEMILLAS" "$CORPUS"
   "semillas_$objetivo" "$SEMILLAS"
-  DICCIONARIO=fuzz/xlsx.dict
-  [ "$objetivo" = numeros ] && DICCIONARIO=fuzz/numeros.dict
+  DICCIONARIO="fuzz/$objetivo.dict"
+  [ "$objetivo" = lector_xlsx ] && DICCIONARIO=fuzz/xlsx.dict
   echo "== fuzz_$objetivo, $SEGUNDOS s" >&2
   "build-fuzz/fuzz/fuzz_$objetivo" -dict="$DICCIONARIO" -max_total_time="$SEGUNDOS" -rss_limit_mb=2048 \
     -timeout=10 -print_final_stats=1 "$CORPUS" "$SEMILLAS"
