@@ -59,6 +59,10 @@ TEST(DialectoSqlite, OnlyTextOutsideLiteralsAndNamesIsRewritten)
         {"SELECT N'Caja.dbo.Central', ISNULL ( a, 1)", "SELECT N'Caja.dbo.Central', IFNULL( a, 1)", {}},
         {"SELECT 'sin cerrar ISNULL( TOP 2 x", "SELECT 'sin cerrar ISNULL( TOP 2 x", {}},
         {"SELECT a FROM (SELECT 'PIVOT (x) AS y' AS a) AS s", "SELECT a FROM (SELECT 'PIVOT (x) AS y' AS a) AS s", {}},
+        // Rewritten tokens never fuse with their neighbours into a comment or a longer name.
+        {"SELECT 1-TOP 2 -1 FROM t WHERE n = 'x'", "SELECT 1- -1 FROM t WHERE n = 'x' LIMIT 2", {}},
+        {"SELECT \"a\"##t.1\"b\" FROM x", "SELECT \"a\" \"##t.1\" \"b\" FROM x", {}},
+        {"SELECT \"a\"[Caja].dbo.t", "SELECT \"a\" \"Caja\".t", {QStringLiteral("Caja")}},
     };
     for (const auto& c : casos) {
         const QString tsql = QString::fromUtf8(c.tsql);

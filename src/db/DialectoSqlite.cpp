@@ -76,6 +76,17 @@ QString entreComillas(QString nombreBd)
     return QLatin1Char('"') + nombreBd.replace(QLatin1Char('"'), QStringLiteral("\"\"")) + QLatin1Char('"');
 }
 
+// Puts a name in double quotes in place of token i. A blank keeps it apart
+// from a double-quoted neighbour, with which it would read as one name.
+void ponerComillas(Tokens& t, int i, const QString& nombreBd)
+{
+    t[i] = TokenSql{Tipo::Comillas, entreComillas(nombreBd)};
+    if (en(t, i + 1) && t[i + 1].texto.startsWith(QLatin1Char('"')))
+        t.insert(t.begin() + i + 1, TokenSql{Tipo::Espacio, QStringLiteral(" ")});
+    if (i > 0 && t[i - 1].texto.endsWith(QLatin1Char('"')))
+        t.insert(t.begin() + i, TokenSql{Tipo::Espacio, QStringLiteral(" ")});
+}
+
 // Replaces tokens [desde, hasta] by one token already in SQLite's terms.
 void sustituir(Tokens& t, int desde, int hasta, const QString& texto)
 {
@@ -98,9 +109,9 @@ void pasoTemporales(Tokens& t)
     }
     // SQLite keeps a temporary table in the "temp" schema; the name only has
     // to survive its '#' and the point some stamps carry.
-    for (auto& token : t)
-        if (esTemporal(token))
-            token = TokenSql{Tipo::Comillas, entreComillas(token.texto)};
+    for (int i = 0; i < static_cast<int>(t.size()); ++i)
+        if (esTemporal(t[i]))
+            ponerComillas(t, i, t[i].texto);
 }
 
 void pasoTresPartes(Tokens& t, QStringList* basesDatos)
@@ -115,8 +126,8 @@ void pasoTresPartes(Tokens& t, QStringList* basesDatos)
         const QString bd = nombre(t[i]);
         if (basesDatos && !basesDatos->contains(bd, Qt::CaseInsensitive))
             basesDatos->append(bd);
-        t[i] = TokenSql{Tipo::Comillas, entreComillas(bd)};
         t.erase(t.begin() + i + 2, t.begin() + i + 4);
+        ponerComillas(t, i, bd);
     }
 }
 
@@ -305,7 +316,10 @@ void pasoTop(Tokens& t)
         if (!entero)
             continue;
         const QString n = t[i + 2].texto;
-        t.erase(t.begin() + i, t.begin() + i + 4);
+        // The blank after the count goes too, unless it is all that keeps
+        // the tokens on either side apart ("1-TOP 2 -1" is no comment).
+        const bool blancoAntes = i == 0 || t[i - 1].tipo == Tipo::Espacio;
+        t.erase(t.begin() + i, t.begin() + i + (blancoAntes ? 4 : 3));
         while (!t.empty() && (t.back().tipo == Tipo::Espacio || esSigno(t.back(), ";")))
             t.pop_back();
         t.push_back(TokenSql{Tipo::Crudo, QStringLiteral(" LIMIT ") + n});
