@@ -11,12 +11,16 @@ void crearEmpresaPequena(BaseDatosPrueba& bd)
                           "(1, 11, 4, 0, 'Servicios', 3, 1), (1, 11, 5, 0, 'Suministros', 4, 1), (1, 11, 6, 0, 'Vacía', 3, 1),"
                           "(1, 11, 245, 0, 'ESTADÍSTICAS', 0, 1),"
                           "(1, 11, 20, 1, '7000', 2, 1), (1, 11, 21, 1, '6280', 5, 1), (1, 11, 22, 1, '6210', 4, 1),"
-                          "(1, 11, 23, 1, '6230', 4, 0), (1, 11, 246, 1, 'CTO002', 245, 1),"
+                          "(1, 11, 23, 1, '6230', 4, 0), (1, 11, 24, 1, '9000', 2, 1), (1, 11, 246, 1, 'CTO002', 245, 1),"
                           "(1, 12, 30, 1, '6280', 5, 1)"));
     bd.sql(QStringLiteral("INSERT INTO Presupuestos_Conceptos VALUES ('CTO002', 'Días con actividad')"));
     bd.sql(QStringLiteral("INSERT INTO Cuentas VALUES (1, 2026, '70000001', 'Ventas textil'), (1, 2026, '70000002', 'Ventas calzado'),"
                           "(1, 2026, '62800001', 'Electricidad'), (1, 2026, '62100001', 'Alquiler'), (1, 2026, '62300001', 'Asesoría'),"
                           "(1, 2026, '7000', 'Ventas de mercaderías'), (1, 2025, '70009999', 'Cuenta cerrada')"));
+    // Names that look like the syntax the connection adapts for SQLite.
+    bd.sql(QStringLiteral("INSERT INTO Cuentas VALUES (1, 2026, '90000001', 'Ventas TOP 2 tiendas'), (1, 2026, '90000002', 'Caja.dbo.Central'),"
+                          "(1, 2026, '90000003', 'x ISNULL( y'), (1, 2026, '90000004', '##tabla'), (1, 2026, '90000005', 'a |= b'),"
+                          "(1, 2026, '90000006', 'Bar D''Angelo')"));
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12, "
                           "Metodo_Calculo, Modificacion_Manual, Valor) VALUES "
                           "(1, 2027, '70000001', 1, 100, 100, 100, 100, 100, 100, 100, 100, 100, 100, 100, 100, 3, 4, 100),"

@@ -22,9 +22,12 @@ struct RelojFijo {
 //  categories 1 INGRESOS > 2 Ventas; 3 GASTOS > 4 Servicios > 5 Suministros;
 //  3 GASTOS > 6 Vacía (no accounts); 245 ESTADÍSTICAS;
 //  account lines 20 "7000" (Ventas), 21 "6280" (Suministros), 22 "6210"
-//  (Servicios), 23 "6230" (Servicios, not budgeted), 246 "CTO002";
-//  accounts of 2026: 70000001, 70000002, 62800001, 62100001, 62300001 and the
-//  4-digit 7000; 2025 only: 70009999;
+//  (Servicios), 23 "6230" (Servicios, not budgeted), 24 "9000" (Ventas),
+//  246 "CTO002";
+//  accounts of 2026: 70000001, 70000002, 62800001, 62100001, 62300001, the
+//  4-digit 7000, and 90000001..90000006 named like SQL ("Ventas TOP 2
+//  tiendas", "Caja.dbo.Central", "x ISNULL( y", "##tabla", "a |= b",
+//  "Bar D'Angelo"); 2025 only: 70009999;
 //  budget 2027: 70000001/1 twelve months of 100 with March typed by hand;
 //  62800001/2 January -50,5;
 //  balances 2026: 70000001/1 January credit 1.000, debit 100.

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <limits>
+#include <optional>
 
 using presupuestos::Currency;
 using presupuestos::VbError;
@@ -44,6 +45,8 @@ TEST(Currency, OutOfRangeRaisesOverflow)
     EXPECT_THROW(max * std::int64_t(2), VbError);
     EXPECT_THROW(c("1000000000") * c("1000000000"), VbError);
     EXPECT_THROW(c("3000000000").toInt32(), VbError);
+    // An unsigned database integer past the signed range is no negative number.
+    EXPECT_THROW(Currency::fromVariant(QVariant::fromValue(std::numeric_limits<qulonglong>::max())), VbError);
 }
 
 TEST(Currency, ArithmeticIsExactAndProductsRoundHalvesToEven)
@@ -90,4 +93,52 @@ TEST(Currency, TextForms)
     Currency v;
     EXPECT_FALSE(Currency::parsePlain(QStringLiteral("1.2.3"), v));
     EXPECT_FALSE(Currency::parsePlain(QStringLiteral("-"), v));
+}
+
+// Database texts of any length: exact digits, rounded halves to even, and
+// Overflow only for values out of range.
+TEST(Currency, PlainTextsOfAnyLengthRoundExactly)
+{
+    constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
+    constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
+    const QString digitos40 = QStringLiteral("1234567890").repeated(4);
+    const QString ceros40(40, QLatin1Char('0'));
+    struct Caso {
+        QString texto;
+        std::optional<std::int64_t> raw;   // none: Overflow
+    };
+    const Caso casos[] = {
+        {QStringLiteral("59999,4") + digitos40, 599994123},
+        {QStringLiteral("-59999.4") + digitos40, -599994123},
+        {QStringLiteral("92233720368547,7") + digitos40, 922337203685477123},
+        {QStringLiteral("0.") + QString(40, QLatin1Char('3')), 3333},
+        {QStringLiteral("0.00005") + ceros40, 0},
+        {QStringLiteral("0.00005") + ceros40 + QStringLiteral("1"), 1},
+        {QStringLiteral("0.00015") + ceros40, 2},
+        {ceros40 + ceros40 + QStringLiteral("12.5"), 125000},
+        {QStringLiteral("922337203685477.5807"), kMax},
+        {QStringLiteral("+922337203685477.58074") + digitos40, kMax},
+        {QStringLiteral("922337203685477.58075"), std::nullopt},
+        {QStringLiteral("922337203685477.5808"), std::nullopt},
+        {QStringLiteral("-922337203685477.5808"), kMin},
+        {QStringLiteral("-922337203685477.58085"), kMin},
+        {QStringLiteral("-922337203685477.5809"), std::nullopt},
+        {QStringLiteral("12345678901234567890"), std::nullopt},
+        {QStringLiteral("1") + digitos40 + QStringLiteral(".5"), std::nullopt},
+    };
+    for (const auto& caso : casos) {
+        Currency v;
+        if (caso.raw) {
+            ASSERT_TRUE(Currency::parsePlain(caso.texto, v)) << caso.texto.toStdString();
+            EXPECT_EQ(v.raw(), *caso.raw) << caso.texto.toStdString();
+            EXPECT_EQ(Currency::fromVariant(caso.texto).raw(), *caso.raw) << caso.texto.toStdString();
+        } else {
+            try {
+                Currency::parsePlain(caso.texto, v);
+                ADD_FAILURE() << "no Overflow: " << caso.texto.toStdString();
+            } catch (const VbError& e) {
+                EXPECT_EQ(e.number(), VbError::Overflow) << caso.texto.toStdString();
+            }
+        }
+    }
 }

@@ -27,6 +27,55 @@ TEST(DialectoSqlite, RewritesEachConstruct)
     EXPECT_EQ(DialectoSqlite::pivot(sinCambios), sinCambios);
 }
 
+// Names an accountant may give to accounts and departments: whatever sits
+// in a literal, a bracketed or a quoted name is data, never syntax.
+TEST(DialectoSqlite, OnlyTextOutsideLiteralsAndNamesIsRewritten)
+{
+    struct Caso {
+        const char* tsql;
+        const char* sqlite;
+        QStringList bases;
+    };
+    const Caso casos[] = {
+        {"INSERT INTO ##PresupFiltroCuentas_4523.5 SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos",
+         "INSERT INTO \"##PresupFiltroCuentas_4523.5\" SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos", {}},
+        {"SELECT Top 1 Nombre FROM Cuentas WHERE Nombre = 'Ventas TOP 2 tiendas'",
+         "SELECT Nombre FROM Cuentas WHERE Nombre = 'Ventas TOP 2 tiendas' LIMIT 1", {}},
+        {"SELECT Nombre FROM [Pelvor].dbo.Cuentas WHERE Nombre = 'Caja.dbo.Central'",
+         "SELECT Nombre FROM \"Pelvor\".Cuentas WHERE Nombre = 'Caja.dbo.Central'", {QStringLiteral("Pelvor")}},
+        {"SELECT 'x ISNULL( y', ISNULL(a,0)", "SELECT 'x ISNULL( y', IFNULL(a,0)", {}},
+        {"SELECT '##tabla', '#tabla' FROM t", "SELECT '##tabla', '#tabla' FROM t", {}},
+        {"UPDATE t SET Nombre = 'a |= b', Modificacion_Manual |= 2 WHERE n = 'c |= d'",
+         "UPDATE t SET Nombre = 'a |= b', Modificacion_Manual = Modificacion_Manual | 2 WHERE n = 'c |= d'", {}},
+        // A doubled quote does not end the literal, nor does the one after it start another.
+        {"SELECT 'Bar D''Angelo', ISNULL(x,0) FROM t WHERE n = 'D''TOP 3 ''x''' AND m = ''''",
+         "SELECT 'Bar D''Angelo', IFNULL(x,0) FROM t WHERE n = 'D''TOP 3 ''x''' AND m = ''''", {}},
+        {"SELECT [Caja.dbo.Central], [x ISNULL( y], [a]]b |= c], [TOP 2 x] FROM [##tabla]",
+         "SELECT [Caja.dbo.Central], [x ISNULL( y], [a]]b |= c], [TOP 2 x] FROM [##tabla]", {}},
+        {"SELECT \"ISNULL(\", \"Caja.dbo.Central\", \"a\"\"|= b\" FROM t", "SELECT \"ISNULL(\", \"Caja.dbo.Central\", \"a\"\"|= b\" FROM t", {}},
+        {"SELECT a -- TOP 2 x ISNULL(\n FROM t /* Caja.dbo.Central */", "SELECT a -- TOP 2 x ISNULL(\n FROM t /* Caja.dbo.Central */", {}},
+        {"SELECT 'TRUNCATE TABLE t'", "SELECT 'TRUNCATE TABLE t'", {}},
+        {"SELECT 'CREATE TABLE ##x (a INT)'", "SELECT 'CREATE TABLE ##x (a INT)'", {}},
+        {"SELECT N'Caja.dbo.Central', ISNULL ( a, 1)", "SELECT N'Caja.dbo.Central', IFNULL( a, 1)", {}},
+        {"SELECT 'sin cerrar ISNULL( TOP 2 x", "SELECT 'sin cerrar ISNULL( TOP 2 x", {}},
+        {"SELECT a FROM (SELECT 'PIVOT (x) AS y' AS a) AS s", "SELECT a FROM (SELECT 'PIVOT (x) AS y' AS a) AS s", {}},
+        // Rewritten tokens never fuse with their neighbours into a comment or a longer name.
+        {"SELECT 1-TOP 2 -1 FROM t WHERE n = 'x'", "SELECT 1- -1 FROM t WHERE n = 'x' LIMIT 2", {}},
+        {"SELECT \"a\"##t.1\"b\" FROM x", "SELECT \"a\" \"##t.1\" \"b\" FROM x", {}},
+        {"SELECT \"a\"[Caja].dbo.t", "SELECT \"a\" \"Caja\".t", {QStringLiteral("Caja")}},
+    };
+    for (const auto& c : casos) {
+        const QString tsql = QString::fromUtf8(c.tsql);
+        const SqlAdaptado a = DialectoSqlite::adaptar(tsql);
+        EXPECT_EQ(a.texto, QString::fromUtf8(c.sqlite)) << c.tsql;
+        EXPECT_EQ(a.basesDatos, c.bases) << c.tsql;
+        QString unido;
+        for (const auto& t : DialectoSqlite::tokenizar(tsql))
+            unido += t.texto;
+        EXPECT_EQ(unido, tsql);
+    }
+}
+
 TEST(DialectoSqlite, TemporaryTablesWithAStampCarryingAPointRunForReal)
 {
     BaseDatosPrueba bd;

@@ -43,7 +43,7 @@ TEST(HojaCarga, EveryAccountAndDepartmentWithMonthsTotalsSubtotalsAndGrandTotal)
     frmActPresupusto* f = h.hoja;
     EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty()) << mensajesMostrados(h.plataforma);
     const ModeloRejilla& m = f->vsPresupuesto->modelo();
-    ASSERT_EQ(m.Rows(), 14);
+    ASSERT_EQ(m.Rows(), 26);
     EXPECT_EQ(m.TextMatrix(0, 4), QStringLiteral("Enero"));
     EXPECT_EQ(m.TextMatrix(0, 15), QStringLiteral("Diciembre"));
     EXPECT_EQ(m.TextMatrix(0, 16), QStringLiteral("Total"));
@@ -52,17 +52,19 @@ TEST(HojaCarga, EveryAccountAndDepartmentWithMonthsTotalsSubtotalsAndGrandTotal)
 
     // Grand total on top, a subtotal below each department.
     EXPECT_TRUE(m.IsSubtotal(1));
-    EXPECT_TRUE(m.IsSubtotal(7));
     EXPECT_TRUE(m.IsSubtotal(13));
-    EXPECT_EQ(m.TextMatrix(7, 3), QStringLiteral("Norte"));
-    EXPECT_EQ(m.TextMatrix(13, 3), QStringLiteral("Sur"));
+    EXPECT_TRUE(m.IsSubtotal(25));
+    EXPECT_EQ(m.TextMatrix(13, 3), QStringLiteral("Norte"));
+    EXPECT_EQ(m.TextMatrix(25, 3), QStringLiteral("Sur"));
     const QStringList orden = {QStringLiteral("62100001"), QStringLiteral("62800001"), QStringLiteral("70000001"),
-                               QStringLiteral("70000002"), QStringLiteral("CTO002")};
-    for (int i = 0; i < 5; ++i) {
+                               QStringLiteral("70000002"), QStringLiteral("90000001"), QStringLiteral("90000002"),
+                               QStringLiteral("90000003"), QStringLiteral("90000004"), QStringLiteral("90000005"),
+                               QStringLiteral("90000006"), QStringLiteral("CTO002")};
+    for (int i = 0; i < orden.size(); ++i) {
         EXPECT_EQ(m.TextMatrix(2 + i, 2), orden[i]);
-        EXPECT_EQ(m.TextMatrix(8 + i, 2), orden[i]);
+        EXPECT_EQ(m.TextMatrix(14 + i, 2), orden[i]);
         EXPECT_EQ(m.TextMatrix(2 + i, 0), QStringLiteral("1"));
-        EXPECT_EQ(m.TextMatrix(8 + i, 1), QStringLiteral("Sur"));
+        EXPECT_EQ(m.TextMatrix(14 + i, 1), QStringLiteral("Sur"));
     }
 
     const int ventas = filaDe(m, QStringLiteral("70000001"), QStringLiteral("1"));
@@ -87,19 +89,49 @@ TEST(HojaCarga, EveryAccountAndDepartmentWithMonthsTotalsSubtotalsAndGrandTotal)
     EXPECT_EQ(m.TextMatrix(luz, 16), QStringLiteral("-50"));
     EXPECT_EQ(m.CellForeColor(luz, 4), QColor(255, 0, 0));
 
-    EXPECT_EQ(m.TextMatrix(7, 4), QStringLiteral("100"));
-    EXPECT_EQ(m.TextMatrix(7, 16), QStringLiteral("1.200"));
-    EXPECT_EQ(m.TextMatrix(13, 4), QStringLiteral("-50"));
+    EXPECT_EQ(m.TextMatrix(13, 4), QStringLiteral("100"));
+    EXPECT_EQ(m.TextMatrix(13, 16), QStringLiteral("1.200"));
+    EXPECT_EQ(m.TextMatrix(25, 4), QStringLiteral("-50"));
     EXPECT_EQ(m.TextMatrix(1, 4), QStringLiteral("50"));
     EXPECT_EQ(m.TextMatrix(1, 16), QStringLiteral("1.150"));
-    EXPECT_EQ(m.CellBackColor(7, 4), QColor(190, 228, 245));
+    EXPECT_EQ(m.CellBackColor(13, 4), QColor(190, 228, 245));
     EXPECT_EQ(m.CellBackColor(3, 16), QColor(190, 228, 245));
 
-    // Ten rows, two of them with values.
-    EXPECT_EQ(f->pbrSeleccion->property("texto").toString(), QStringLiteral("20%"));
-    EXPECT_EQ(f->pbrTotal->property("texto").toString(), QStringLiteral("20%"));
-    EXPECT_EQ(f->pbrSeleccion->property("maximo").toInt(), 10);
+    // Twenty-two rows, two of them with values.
+    EXPECT_EQ(f->pbrSeleccion->property("texto").toString(), QStringLiteral("9%"));
+    EXPECT_EQ(f->pbrTotal->property("texto").toString(), QStringLiteral("9%"));
+    EXPECT_EQ(f->pbrSeleccion->property("maximo").toInt(), 22);
     EXPECT_EQ(f->lblSeleccion->text(), QStringLiteral("Todas - Todas"));
+}
+
+TEST(HojaCarga, AccountsNamedLikeSqlLoadForEveryDepartmentWithTheirNames)
+{
+    HojaAbierta h;
+    frmActPresupusto* f = h.hoja;
+    f->chkMostrarHistorico->setChecked(true);
+    f->chkMostrarHistorico_Click();
+    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty()) << mensajesMostrados(h.plataforma);
+    const struct {
+        const char* cuenta;
+        const char* nombre;
+    } cuentas[] = {{"90000001", "Ventas TOP 2 tiendas"}, {"90000002", "Caja.dbo.Central"}, {"90000003", "x ISNULL( y"},
+                   {"90000004", "##tabla"},            {"90000005", "a |= b"},           {"90000006", "Bar D'Angelo"}};
+    for (const auto& c : cuentas) {
+        const QString cuenta = QString::fromLatin1(c.cuenta);
+        const QString nombre = QString::fromLatin1(c.nombre);
+        for (const ModeloRejilla* m : {&f->vsPresupuesto->modelo(), &f->vsHistorico->modelo()}) {
+            for (const char* dpto : {"1", "2"}) {
+                const int fila = filaDe(*m, cuenta, QString::fromLatin1(dpto));
+                ASSERT_GT(fila, 0) << c.cuenta << "/" << dpto;
+                EXPECT_EQ(m->TextMatrix(fila, 3), nombre) << c.cuenta << "/" << dpto;
+            }
+        }
+        EXPECT_EQ(h.bd.valor(QStringLiteral("SELECT COUNT(*) FROM \"%1\" WHERE Cuenta = '%2' AND Nombre = '%3'")
+                                 .arg(f->TablaFiltroCuentas, cuenta, QString(nombre).replace(QLatin1Char('\''), QStringLiteral("''"))))
+                      .toInt(),
+                  2)
+            << c.cuenta;
+    }
 }
 
 TEST(HojaCarga, DecimalsReformatAndTotalsAddTheRoundedMonths)
@@ -114,8 +146,8 @@ TEST(HojaCarga, DecimalsReformatAndTotalsAddTheRoundedMonths)
     // Later loads leave the overall bar alone.
     h.bd.sql(QStringLiteral("UPDATE Presupuestos SET M1 = 0 WHERE Cuenta = '62800001'"));
     h.hoja->CargarPresupuesto();
-    EXPECT_EQ(h.hoja->pbrSeleccion->property("texto").toString(), QStringLiteral("10%"));
-    EXPECT_EQ(h.hoja->pbrTotal->property("texto").toString(), QStringLiteral("20%"));
+    EXPECT_EQ(h.hoja->pbrSeleccion->property("texto").toString(), QStringLiteral("5%"));
+    EXPECT_EQ(h.hoja->pbrTotal->property("texto").toString(), QStringLiteral("9%"));
 }
 
 TEST(HojaCarga, CompletionBarsFollowRowsThatBecomeZeroOrNonZero)
@@ -123,8 +155,8 @@ TEST(HojaCarga, CompletionBarsFollowRowsThatBecomeZeroOrNonZero)
     HojaAbierta h;
     frmActPresupusto* f = h.hoja;
     f->SetProgreesFila(Currency(), Currency::fromInt(5));
-    EXPECT_EQ(f->pbrSeleccion->property("texto").toString(), QStringLiteral("30%"));
-    EXPECT_EQ(f->pbrTotal->property("texto").toString(), QStringLiteral("30%"));
+    EXPECT_EQ(f->pbrSeleccion->property("texto").toString(), QStringLiteral("14%"));
+    EXPECT_EQ(f->pbrTotal->property("texto").toString(), QStringLiteral("14%"));
     f->SetProgreesFila(Currency::fromInt(5), Currency::fromInt(7));
     EXPECT_EQ(f->pbrSeleccion->property("valor").toInt(), 3);
     f->SetProgreesFila(Currency::fromInt(7), Currency());
@@ -146,32 +178,34 @@ TEST(HojaCarga, SubtotalsFollowASingleCellChange)
     m.setTextMatrix(ventas, 5, QStringLiteral("1.100"));
     f->RecalcularFilas(ventas, ventas, 5, 5);
     EXPECT_EQ(m.TextMatrix(ventas, 16), QStringLiteral("2.200"));
-    EXPECT_EQ(m.TextMatrix(7, 5), QStringLiteral("1.100"));
-    EXPECT_EQ(m.TextMatrix(7, 16), QStringLiteral("2.200"));
+    EXPECT_EQ(m.TextMatrix(13, 5), QStringLiteral("1.100"));
+    EXPECT_EQ(m.TextMatrix(13, 16), QStringLiteral("2.200"));
     EXPECT_EQ(m.TextMatrix(1, 5), QStringLiteral("1.100"));
     EXPECT_EQ(m.TextMatrix(1, 16), QStringLiteral("2.150"));
-    EXPECT_EQ(m.TextMatrix(13, 5), QStringLiteral("0"));
-    EXPECT_EQ(m.Rows(), 14);
+    EXPECT_EQ(m.TextMatrix(25, 5), QStringLiteral("0"));
+    EXPECT_EQ(m.Rows(), 26);
 }
 
 TEST(HojaCarga, AccountListReadsDetailAccountsOfTheLatestChartAndConcepts)
 {
     HojaAbierta h;
     const ModeloRejilla& cuentas = h.hoja->vsFiltroCuentas->modelo();
-    ASSERT_EQ(cuentas.Rows(), 6);
+    ASSERT_EQ(cuentas.Rows(), 12);
     EXPECT_EQ(cuentas.TextMatrix(0, 1), QStringLiteral("Todas"));
     QStringList codigos;
     for (int r = 1; r < cuentas.Rows(); ++r)
         codigos << cuentas.TextMatrix(r, 1);
     codigos.sort();
     EXPECT_EQ(codigos, (QStringList{QStringLiteral("62100001"), QStringLiteral("62800001"), QStringLiteral("70000001"),
-                                    QStringLiteral("70000002"), QStringLiteral("CTO002")}));
-    EXPECT_EQ(filasTablaFiltro(h), 10);
+                                    QStringLiteral("70000002"), QStringLiteral("90000001"), QStringLiteral("90000002"),
+                                    QStringLiteral("90000003"), QStringLiteral("90000004"), QStringLiteral("90000005"),
+                                    QStringLiteral("90000006"), QStringLiteral("CTO002")}));
+    EXPECT_EQ(filasTablaFiltro(h), 22);
     // One INSERT ... SELECT per visible account, for all departments at once.
     int inserciones = 0;
     for (const auto& t : h.bd.conexion->registro())
         inserciones += t.startsWith(QStringLiteral("INSERT INTO ") + h.hoja->TablaFiltroCuentas);
-    EXPECT_EQ(inserciones, 5);
+    EXPECT_EQ(inserciones, 11);
 }
 
 TEST(HojaCarga, CategoryTreeIndentsBoldsAndHidesEmptyCategories)
@@ -271,7 +305,7 @@ TEST(HojaCarga, NonBudgetableViewShowsTheAccountLinesTakenOutAndRowsMarkedSo)
         if (!m.IsSubtotal(r))
             filas << m.TextMatrix(r, 2) + QLatin1Char('/') + m.TextMatrix(r, 0);
     EXPECT_EQ(filas, (QStringList{QStringLiteral("62800001/2")}));
-    EXPECT_EQ(h.hoja->vsFiltroCuentas->modelo().Rows(), 7);
+    EXPECT_EQ(h.hoja->vsFiltroCuentas->modelo().Rows(), 13);
 }
 
 TEST(HojaCarga, DepartmentListTextsAndTheirQuirks)

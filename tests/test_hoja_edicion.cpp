@@ -16,15 +16,18 @@ using namespace presupuestos::prueba;
 
 namespace {
 
-// Rows of the small company's worksheet: 1 grand total; 2..6 Norte
-// (62100001, 62800001, 70000001, 70000002, CTO002); 7 subtotal Norte;
-// 8..12 Sur in the same order; 13 subtotal Sur.
+// Rows of the small company's worksheet: 1 grand total; 2..12 Norte
+// (62100001, 62800001, 70000001, 70000002, 90000001..90000006, CTO002);
+// 13 subtotal Norte; 14..24 Sur in the same order; 25 subtotal Sur.
 constexpr int kAlquilerNorte = 2;
 constexpr int kVentasNorte = 4;
 constexpr int kCalzadoNorte = 5;
-constexpr int kConceptoNorte = 6;
-constexpr int kLuzSur = 9;
-constexpr int kCalzadoSur = 11;
+constexpr int kConceptoNorte = 12;
+constexpr int kTotalNorte = 13;
+constexpr int kAlquilerSur = 14;
+constexpr int kLuzSur = 15;
+constexpr int kVentasSur = 16;
+constexpr int kConceptoSur = 24;
 
 struct Hoja : HojaAbierta {
     ModeloRejilla& m() { return hoja->vsPresupuesto->modelo(); }
@@ -59,15 +62,15 @@ TEST(HojaEdicion, TypedAmountIsStoredMarkedAndTotalled)
     EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 18), QStringLiteral("4"));
     EXPECT_EQ(h.m().CellBackColor(kCalzadoNorte, 6), QColor(172, 250, 185));
     EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 16), QStringLiteral("1.500"));
-    EXPECT_EQ(h.m().TextMatrix(7, 6), QStringLiteral("1.600"));
+    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, 6), QStringLiteral("1.600"));
     EXPECT_EQ(h.m().TextMatrix(1, 16), QStringLiteral("2.650"));
     // A second month keeps the first one's mark.
     h.teclear(kCalzadoNorte, 7, QStringLiteral("-20"));
     EXPECT_EQ(h.bd_(QStringLiteral("Modificacion_Manual"), QStringLiteral("70000002"), 1).toInt(), 12);
     EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 18), QStringLiteral("12"));
     EXPECT_EQ(h.m().CellForeColor(kCalzadoNorte, 7), QColor(255, 0, 0));
-    // Three rows with values out of ten now.
-    EXPECT_EQ(h.hoja->pbrSeleccion->property("texto").toString(), QStringLiteral("30%"));
+    // Three rows with values out of twenty-two now.
+    EXPECT_EQ(h.hoja->pbrSeleccion->property("texto").toString(), QStringLiteral("14%"));
 }
 
 TEST(HojaEdicion, TextThatIsNotANumberShowsZeroAndSavesNothing)
@@ -96,7 +99,7 @@ TEST(HojaEdicion, RowWhoseYearBecomesZeroIsStoredCleanWithoutMethodOrMarks)
     EXPECT_EQ(h.bd_(QStringLiteral("Modificacion_Manual"), QStringLiteral("62800001"), 2).toInt(), 0);
     EXPECT_EQ(h.bd_(QStringLiteral("Valor"), QStringLiteral("62800001"), 2).toDouble(), 0.0);
     EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62800001"), 2).toDouble(), 0.0);
-    EXPECT_EQ(h.hoja->pbrSeleccion->property("texto").toString(), QStringLiteral("10%"));
+    EXPECT_EQ(h.hoja->pbrSeleccion->property("texto").toString(), QStringLiteral("5%"));
 }
 
 TEST(HojaEdicion, OnlyMonthCellsOfAccountRowsAreEditableWhileBudgetingIsShown)
@@ -104,7 +107,7 @@ TEST(HojaEdicion, OnlyMonthCellsOfAccountRowsAreEditableWhileBudgetingIsShown)
     Hoja h;
     struct Caso { int fila, col; bool cancelada; };
     for (const Caso& c : {Caso{kVentasNorte, 3, true}, Caso{kVentasNorte, 16, true}, Caso{kVentasNorte, 17, true},
-                          Caso{7, 5, true}, Caso{1, 5, true}, Caso{kVentasNorte, 4, false}, Caso{kVentasNorte, 15, false}}) {
+                          Caso{kTotalNorte, 5, true}, Caso{1, 5, true}, Caso{kVentasNorte, 4, false}, Caso{kVentasNorte, 15, false}}) {
         bool cancelar = false;
         h.hoja->vsPresupuesto_BeforeEdit(c.fila, c.col, cancelar);
         EXPECT_EQ(cancelar, c.cancelada) << c.fila << "," << c.col;
@@ -129,11 +132,11 @@ TEST(HojaEdicion, EnterWalksRightAlongARowAndDownAColumnSkippingTotals)
     EXPECT_EQ(h.m().Col(), 7);
     h.teclear(kConceptoNorte, 6, QStringLiteral("3"), true);
     // Same column as the edit before: down, past the department's total row.
-    EXPECT_EQ(h.m().Row(), 8);
+    EXPECT_EQ(h.m().Row(), kAlquilerSur);
     EXPECT_EQ(h.m().Col(), 6);
     // Without Enter the cursor stays.
-    h.teclear(8, 6, QStringLiteral("4"));
-    EXPECT_EQ(h.m().Row(), 8);
+    h.teclear(kAlquilerSur, 6, QStringLiteral("4"));
+    EXPECT_EQ(h.m().Row(), kAlquilerSur);
     EXPECT_FALSE(h.hoja->EditadoConIntro);
 }
 
@@ -161,16 +164,16 @@ TEST(HojaEdicion, OneClipboardValueFillsTheSelectionSkippingTotalRows)
 {
     Hoja h;
     h.plataforma.portapapeles->contenido = QStringLiteral("1.234,5\r\n");
-    h.m().Select(kCalzadoNorte, 4, 8, 5);
+    h.m().Select(kCalzadoNorte, 4, kAlquilerSur, 5);
     h.hoja->Copiar_Desde_Clipboard();
-    for (int fila : {kCalzadoNorte, kConceptoNorte, 8})
+    for (int fila : {kCalzadoNorte, kConceptoNorte, kAlquilerSur})
         for (int col : {4, 5})
             EXPECT_EQ(h.m().TextMatrix(fila, col), QStringLiteral("1.234")) << fila << "," << col;   // rounded to 0 decimals, halves to even
-    EXPECT_TRUE(h.m().IsSubtotal(7));
+    EXPECT_TRUE(h.m().IsSubtotal(kTotalNorte));
     EXPECT_EQ(h.bd_(QStringLiteral("M2"), QStringLiteral("70000002"), 1).toDouble(), 1234.0);
     EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62100001"), 2).toDouble(), 1234.0);
     EXPECT_EQ(h.m().Row(), kCalzadoNorte);
-    EXPECT_EQ(h.m().RowSel(), 8);
+    EXPECT_EQ(h.m().RowSel(), kAlquilerSur);
     EXPECT_EQ(h.plataforma.puntero->actual(), Puntero::Defecto);
 }
 
@@ -183,10 +186,10 @@ TEST(HojaEdicion, ABlockIsPlacedAtTheCursorTotalRowsConsumeTheirLineAndColumnsSt
     EXPECT_EQ(h.m().TextMatrix(kConceptoNorte, 14), QStringLiteral("1"));
     EXPECT_EQ(h.m().TextMatrix(kConceptoNorte, 15), QStringLiteral("2"));
     EXPECT_EQ(h.m().TextMatrix(kConceptoNorte, 16), QStringLiteral("3"));   // the row total, not the third field
-    EXPECT_EQ(h.m().TextMatrix(8, 14), QStringLiteral("7"));
-    EXPECT_EQ(h.m().TextMatrix(8, 15), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerSur, 14), QStringLiteral("7"));
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerSur, 15), QStringLiteral("0"));
     EXPECT_EQ(h.bd_(QStringLiteral("M11"), QStringLiteral("62100001"), 2).toDouble(), 7.0);
-    EXPECT_EQ(h.m().TextMatrix(7, 14), QStringLiteral("101"));
+    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, 14), QStringLiteral("101"));
 }
 
 TEST(HojaEdicion, ClipboardTextThatIsNotNumbersChangesNothing)
@@ -204,12 +207,12 @@ TEST(HojaEdicion, ClipboardTextThatIsNotNumbersChangesNothing)
     EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty()) << mensajesMostrados(h.plataforma);
     // Nowhere to paste: a total row, a column before the months, or the other view.
     h.plataforma.portapapeles->contenido = QStringLiteral("9");
-    h.m().Select(7, 5);
+    h.m().Select(kTotalNorte, 5);
     h.hoja->Copiar_Desde_Clipboard();
     h.m().Select(kCalzadoNorte, 3);
     h.hoja->Copiar_Desde_Clipboard();
     EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 3), QStringLiteral("Ventas calzado"));
-    EXPECT_EQ(h.m().TextMatrix(7, 5), QStringLiteral("100"));
+    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, 5), QStringLiteral("100"));
 }
 
 TEST(HojaEdicion, ClearingStartsAtJanuaryWhateverTheSelection)
@@ -222,25 +225,25 @@ TEST(HojaEdicion, ClearingStartsAtJanuaryWhateverTheSelection)
     EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 3), QStringLiteral("Ventas textil"));
     EXPECT_EQ(h.bd_(QStringLiteral("M12"), QStringLiteral("70000001"), 1).toDouble(), 0.0);
     EXPECT_EQ(h.bd_(QStringLiteral("Metodo_Calculo"), QStringLiteral("70000001"), 1).toInt(), 0);
-    EXPECT_EQ(h.m().TextMatrix(7, 16), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, 16), QStringLiteral("0"));
 }
 
 TEST(HojaEdicion, SectionsRunBetweenTotalRows)
 {
     Hoja h;
     EXPECT_EQ(h.hoja->GetPrimaFilaSeccion(kVentasNorte), 2);
-    EXPECT_EQ(h.hoja->GetUltimaFilaSeccion(2), 6);
-    EXPECT_EQ(h.hoja->GetPrimaFilaSeccion(10), 8);
-    EXPECT_EQ(h.hoja->GetUltimaFilaSeccion(8), 12);
-    h.m().Select(10, 7);
+    EXPECT_EQ(h.hoja->GetUltimaFilaSeccion(2), kConceptoNorte);
+    EXPECT_EQ(h.hoja->GetPrimaFilaSeccion(kVentasSur), kAlquilerSur);
+    EXPECT_EQ(h.hoja->GetUltimaFilaSeccion(kAlquilerSur), kConceptoSur);
+    h.m().Select(kVentasSur, 7);
     h.hoja->mnuPopupSelDpto_Click();
-    EXPECT_EQ(h.m().Row(), 8);
+    EXPECT_EQ(h.m().Row(), kAlquilerSur);
     EXPECT_EQ(h.m().Col(), 4);
-    EXPECT_EQ(h.m().RowSel(), 12);
+    EXPECT_EQ(h.m().RowSel(), kConceptoSur);
     EXPECT_EQ(h.m().ColSel(), 15);
     h.hoja->mnuPopupSelTodo_Click();
     EXPECT_EQ(h.m().Row(), 2);
-    EXPECT_EQ(h.m().RowSel(), 12);   // the last row is a total row
+    EXPECT_EQ(h.m().RowSel(), kConceptoSur);   // the last row is a total row
 }
 
 TEST(HojaEdicion, CopyTakesTheSelectionOfTheFocusedGrid)
@@ -285,7 +288,7 @@ TEST(HojaEdicion, TakingAnAccountOutOfTheBudgetAsksFirstAndPuttingItBackDoesNot)
     h.plataforma.mensajes->respuestas = {vb::RespuestaYes};
     h.hoja->mnuPopupOcultar_Click();
     EXPECT_EQ(h.bd_(QStringLiteral("Ver"), QStringLiteral("70000001"), 1).toInt(), 0);
-    EXPECT_EQ(h.m().Rows(), 13);
+    EXPECT_EQ(h.m().Rows(), 25);
 
     h.hoja->cmdVer_Click();
     ASSERT_EQ(h.m().TextMatrix(2, 2), QStringLiteral("70000001"));

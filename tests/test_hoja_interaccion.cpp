@@ -19,6 +19,7 @@ namespace {
 
 constexpr int kVentasNorte = 4;
 constexpr int kCalzadoNorte = 5;
+constexpr int kTotalNorte = 13;
 
 } // namespace
 
@@ -69,7 +70,7 @@ TEST(HojaInteraccion, RightClickOpensTheMenuOnAccountRowsOnly)
     HojaAbierta h;
     VistaRejilla* v = h.hoja->vsPresupuesto;
     v->modelo().Select(2, 4);
-    clic(*v, 7, 5, Qt::RightButton);   // a total row
+    clic(*v, kTotalNorte, 5, Qt::RightButton);
     EXPECT_FALSE(h.hoja->mnuPopup->isVisible());
     EXPECT_EQ(v->modelo().Row(), 2);
     clic(*v, kCalzadoNorte, 6, Qt::RightButton);

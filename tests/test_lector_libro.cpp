@@ -89,7 +89,10 @@ TEST(HojaExcel, CellsKeepTheirTypeTheLastValueWinsAndPositionsOutsideRaise)
     EXPECT_TRUE(h.valor(10, 5).vacia());
 
     int numero = 0;
-    for (auto [f, c] : {std::pair{0, 1}, {1, 0}, {11, 1}, {1, 6}, {-3, 2}}) {
+    for (const auto& celda : {std::pair{0, 1}, {1, 0}, {11, 1}, {1, 6}, {-3, 2}}) {
+        // Plain variables: clang 14 does not let a lambda capture structured bindings.
+        const int f = celda.first;
+        const int c = celda.second;
         EXPECT_FALSE(errorDe([&] { h.valor(f, c); }, &numero).isEmpty()) << f << "," << c;
         EXPECT_EQ(numero, 1004);
     }

@@ -2,6 +2,8 @@
 #include "common/VbError.h"
 
 #include <gtest/gtest.h>
+#include <limits>
+#include <optional>
 
 using namespace presupuestos;
 
@@ -96,4 +98,62 @@ TEST(NumerosEs, WholeNumbersAndMonthNames)
     EXPECT_EQ(es::nombreMes(1), QStringLiteral("Enero"));
     EXPECT_EQ(es::nombreMes(7), QStringLiteral("Julio"));
     EXPECT_EQ(es::nombreMes(12), QStringLiteral("Diciembre"));
+}
+
+// Digits beyond what currency holds are rounded, halves to even, however
+// many there are; only a value out of currency's range overflows.
+TEST(NumerosEs, LongNumbersRoundAndOnlyValuesOutOfRangeOverflow)
+{
+    constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
+    constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
+    const QString ceros40(40, QLatin1Char('0'));
+    struct Caso {
+        QString texto;
+        std::optional<std::int64_t> raw;   // none: Overflow
+    };
+    const Caso casos[] = {
+        {QStringLiteral("0,") + QString(40, QLatin1Char('3')), 3333},
+        {QStringLiteral("-0,") + QString(40, QLatin1Char('6')), -6667},
+        {QStringLiteral("0,00005") + ceros40, 0},
+        {QStringLiteral("0,00005") + ceros40 + QStringLiteral("1"), 1},
+        {QStringLiteral("0,00015") + ceros40, 2},
+        {ceros40 + QStringLiteral("1.234,5"), 12345000},
+        {QStringLiteral("1") + ceros40 + QStringLiteral("E-40"), 10000},
+        {QStringLiteral("3,") + QString(40, QLatin1Char('3')) + QStringLiteral("E2"), 3333333},
+        {QStringLiteral("0,") + QString(60, QLatin1Char('0')) + QStringLiteral("1E60"), 1000},
+        {QStringLiteral("922.337.203.685.477,5807"), kMax},
+        {QStringLiteral("922.337.203.685.477,580749999999999999999999"), kMax},
+        {QStringLiteral("922.337.203.685.477,58075"), std::nullopt},
+        {QStringLiteral("922.337.203.685.477,5808"), std::nullopt},
+        {QStringLiteral("-922.337.203.685.477,5808"), kMin},
+        {QStringLiteral("922.337.203.685.477,5808-"), kMin},
+        {QStringLiteral("-922.337.203.685.477,58085"), kMin},   // the tie goes to the even 5808
+        {QStringLiteral("-922.337.203.685.477,5809"), std::nullopt},
+        {QStringLiteral("9,223372036854775807E14"), kMax},
+        {QStringLiteral("9,223372036854775808E14"), std::nullopt},
+        {QStringLiteral("1E14"), 100000000000000 * 10000LL},
+        {QStringLiteral("1E15"), std::nullopt},
+        {QStringLiteral("1E400"), std::nullopt},
+        {QStringLiteral("1") + ceros40, std::nullopt},
+        {QStringLiteral("5E-5"), 0},
+        {QStringLiteral("1,5E-4"), 2},
+        {QStringLiteral("2,5E-4"), 2},
+        {QStringLiteral("1E-400"), 0},
+        {QStringLiteral("0E400"), 0},
+    };
+    for (const auto& caso : casos) {
+        Currency v;
+        if (caso.raw) {
+            ASSERT_TRUE(es::intentarMoneda(caso.texto, v)) << caso.texto.toStdString();
+            EXPECT_EQ(v.raw(), *caso.raw) << caso.texto.toStdString();
+        } else {
+            try {
+                es::intentarMoneda(caso.texto, v);
+                ADD_FAILURE() << "no Overflow: " << caso.texto.toStdString();
+            } catch (const VbError& e) {
+                EXPECT_EQ(e.number(), VbError::Overflow) << caso.texto.toStdString();
+            }
+        }
+        EXPECT_TRUE(es::esNumerico(caso.texto)) << caso.texto.toStdString();
+    }
 }

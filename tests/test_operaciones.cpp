@@ -16,7 +16,8 @@ using namespace presupuestos::prueba;
 namespace {
 constexpr int kAlquilerNorte = 2;
 constexpr int kVentasNorte = 4;
-constexpr int kLuzSur = 9;
+constexpr int kTotalNorte = 13;
+constexpr int kLuzSur = 15;
 
 QVariant campo(BaseDatosPrueba& bd, const QString& c, const QString& cuenta, int dpto)
 {
@@ -30,7 +31,7 @@ TEST(Operaciones, WithoutAnAccountRowNothingCanBeApplied)
 {
     HojaAbierta h;
     frmOperaciones* d = h.hoja->operaciones();
-    h.hoja->vsPresupuesto->modelo().Select(7, 5);   // a total row
+    h.hoja->vsPresupuesto->modelo().Select(kTotalNorte, 5);
     h.hoja->vsPresupuesto_RowColChange();
     EXPECT_EQ(d->lblCuenta->text(), QStringLiteral("Seleccione una fila de cuenta"));
     EXPECT_EQ(d->lblCuenta->palette().color(QPalette::WindowText), QColor(255, 0, 0));

@@ -2,6 +2,7 @@
 
 #include "common/VbError.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -63,8 +64,12 @@ Currency Currency::fromVariant(const QVariant& value)
     case QMetaType::UShort:
     case QMetaType::Long:
     case QMetaType::LongLong:
-    case QMetaType::ULongLong:
         return fromInt(value.toLongLong());
+    case QMetaType::ULong:
+    case QMetaType::ULongLong:
+        if (value.toULongLong() > static_cast<qulonglong>(std::numeric_limits<std::int64_t>::max()))
+            throw VbError::overflow();
+        return fromInt(static_cast<std::int64_t>(value.toULongLong()));
     case QMetaType::Double:
     case QMetaType::Float:
         return fromDouble(value.toDouble());
@@ -89,34 +94,50 @@ bool Currency::parsePlain(const QString& text, Currency& out)
         negative = text[0] == QLatin1Char('-');
         ++i;
     }
-    __int128 units = 0;
-    int intDigits = 0;
-    for (; i < text.size() && text[i].isDigit(); ++i) {
-        units = units * 10 + text[i].digitValue();
-        if (units > kMax)
-            throw VbError::overflow();
-        ++intDigits;
-    }
-    __int128 frac = 0;
-    int fracDigits = 0;
-    __int128 denominator = 1;
+    QString digits;
+    for (; i < text.size() && text[i].isDigit(); ++i)
+        digits += text[i];
+    std::int64_t fracDigits = 0;
     if (i < text.size() && (text[i] == QLatin1Char('.') || text[i] == QLatin1Char(','))) {
-        ++i;
-        for (; i < text.size() && text[i].isDigit(); ++i) {
-            if (fracDigits < 30) {
-                frac = frac * 10 + text[i].digitValue();
-                denominator *= 10;
-                ++fracDigits;
-            }
-        }
+        for (++i; i < text.size() && text[i].isDigit(); ++i, ++fracDigits)
+            digits += text[i];
     }
-    if (i != text.size() || (intDigits == 0 && fracDigits == 0))
+    if (i != text.size() || digits.isEmpty())
         return false;
-    __int128 numerator = units * denominator + frac;
-    if (negative)
-        numerator = -numerator;
-    out = fromRaw(roundHalfEvenDiv(numerator * Scale, denominator));
+    out = fromDecimalDigits(negative, digits, -fracDigits);
     return true;
+}
+
+Currency Currency::fromDecimalDigits(bool negative, QStringView digits, std::int64_t exponent)
+{
+    while (!digits.isEmpty() && digits.front().digitValue() == 0)
+        digits = digits.mid(1);
+    if (digits.isEmpty())
+        return {};
+    // In ten-thousandths the value is digits x 10^shift, whose whole part has
+    // `whole` digits (none or fewer when it is below one).
+    const std::int64_t shift = exponent + 4;
+    const std::int64_t whole = digits.size() + shift;
+    // A leading digit at 10^19 or above is past 2^63 already; below that the
+    // whole part fits a 128-bit integer with room to spare.
+    if (whole > 19)
+        throw VbError::overflow();
+    __int128 q = 0;
+    for (std::int64_t k = 0; k < std::min<std::int64_t>(whole, digits.size()); ++k)
+        q = q * 10 + digits[k].digitValue();
+    for (std::int64_t k = digits.size(); k < whole; ++k)
+        q *= 10;
+    // What is left after the whole part decides the rounding: above half,
+    // below half, or exactly half, where the even neighbour wins.
+    if (whole >= 0 && whole < digits.size()) {
+        const int first = digits[whole].digitValue();
+        bool rest = false;
+        for (std::int64_t k = whole + 1; k < digits.size() && !rest; ++k)
+            rest = digits[k].digitValue() != 0;
+        if (first > 5 || (first == 5 && (rest || q % 2 != 0)))
+            ++q;
+    }
+    return fromRaw(checked(negative ? -q : q));
 }
 
 double Currency::toDouble() const

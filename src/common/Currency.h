@@ -24,8 +24,13 @@ public:
     static Currency fromVariant(const QVariant& value);
     // Exact parse of a plain decimal text with '.' or ',' as decimal point
     // and no grouping ("-12.5", "8,3333"); more than four decimals round
-    // halves to even. Returns false for anything else.
+    // halves to even. Returns false for anything else; raises Overflow for a
+    // value out of range.
     static bool parsePlain(const QString& text, Currency& out);
+    // The value of +/- digits x 10^exponent (digits: decimal digits only, as
+    // many as there are), rounded to four decimals, halves to even. Raises
+    // Overflow only when the rounded value does not fit.
+    static Currency fromDecimalDigits(bool negative, QStringView digits, std::int64_t exponent);
 
     constexpr std::int64_t raw() const { return raw_; }
     // Whether an exact sum of amounts (in ten-thousandths) is an amount too.

@@ -3,7 +3,9 @@
 #include "common/VbError.h"
 
 #include <QLocale>
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 namespace presupuestos::es {
 
@@ -121,7 +123,7 @@ namespace {
 
 // Splits a Spanish number into sign, digits and decimal exponent.
 // Returns false if the text is not a number.
-bool analizar(const QString& original, bool& negativo, QString& digitos, int& exponente)
+bool analizar(const QString& original, bool& negativo, QString& digitos, std::int64_t& exponente)
 {
     QString t = original.trimmed();
     negativo = false;
@@ -184,13 +186,13 @@ bool analizar(const QString& original, bool& negativo, QString& digitos, int& ex
             expNeg = t[i] == QLatin1Char('-');
             ++i;
         }
-        int e = 0;
+        // Far beyond any digit count a text can have, so a capped exponent
+        // still gives the value its true magnitude.
+        constexpr std::int64_t kTope = std::int64_t(1) << 40;
+        std::int64_t e = 0;
         int n = 0;
-        for (; i < t.size() && t[i].isDigit() && t[i].unicode() < 128; ++i, ++n) {
-            e = e * 10 + t[i].digitValue();
-            if (e > 400)
-                e = 400;
-        }
+        for (; i < t.size() && t[i].isDigit() && t[i].unicode() < 128; ++i, ++n)
+            e = std::min(e * 10 + t[i].digitValue(), kTope);
         if (n == 0)
             return false;
         exponente = expNeg ? -e : e;
@@ -208,7 +210,7 @@ bool esNumerico(const QString& texto)
 {
     bool negativo;
     QString digitos;
-    int exponente;
+    std::int64_t exponente;
     return analizar(texto, negativo, digitos, exponente);
 }
 
@@ -216,43 +218,10 @@ bool intentarMoneda(const QString& texto, Currency& valor)
 {
     bool negativo;
     QString digitos;
-    int exponente;
+    std::int64_t exponente;
     if (!analizar(texto, negativo, digitos, exponente))
         return false;
-    // value = digits * 10^exponente; in ten-thousandths: digits * 10^(exponente+4)
-    while (digitos.size() > 1 && digitos[0] == QLatin1Char('0'))
-        digitos.remove(0, 1);
-    int e = exponente + 4;
-    __int128 n = 0;
-    const __int128 limite = static_cast<__int128>(1) << 100;
-    for (QChar c : digitos) {
-        n = n * 10 + c.digitValue();
-        if (n > limite)
-            throw VbError::overflow();
-    }
-    if (n == 0) {
-        valor = Currency();
-        return true;
-    }
-    if (negativo)
-        n = -n;
-    if (e >= 0) {
-        for (int k = 0; k < e; ++k) {
-            n *= 10;
-            if (n > limite || n < -limite)
-                throw VbError::overflow();
-        }
-        valor = Currency::fromRaw(roundHalfEvenDiv(n, 1));
-    } else {
-        if (-e > 35) {
-            valor = Currency();
-            return true;
-        }
-        __int128 d = 1;
-        for (int k = 0; k < -e; ++k)
-            d *= 10;
-        valor = Currency::fromRaw(roundHalfEvenDiv(n, d));
-    }
+    valor = Currency::fromDecimalDigits(negativo, digitos, exponente);
     return true;
 }
 

@@ -2,9 +2,15 @@
 // Adapts the Transact-SQL texts the system composes to SQLite, at the
 // connection boundary, so that the composed text itself stays the SQL Server
 // one everywhere above this layer.
+//
+// The text is cut into tokens first and only sequences of tokens are
+// rewritten: whatever sits inside a quoted literal, a bracketed or quoted
+// name or a comment reaches SQLite exactly as composed, so an account called
+// "Ventas TOP 2 tiendas" or "Caja.dbo.Central" is data, never syntax.
 
 #include <QString>
 #include <QStringList>
+#include <vector>
 
 namespace presupuestos {
 
@@ -15,9 +21,27 @@ struct SqlAdaptado {
     QStringList basesDatos;
 };
 
+struct TokenSql {
+    enum class Tipo {
+        Palabra,      // keyword or plain name, ##temporary names included
+        Literal,      // '...' with '' inside
+        Corchetes,    // [...] with ]] inside
+        Comillas,     // "..." with "" inside
+        Numero,
+        Espacio,      // blanks and comments: never rewritten, never significant
+        Signo,        // one punctuation character, or the two of |=
+        Crudo,        // text already written for SQLite by an earlier step
+    };
+    Tipo tipo;
+    QString texto;
+};
+
 class DialectoSqlite {
 public:
     static SqlAdaptado adaptar(const QString& tsql);
+
+    // The tokens of a text; joined back they give the text unchanged.
+    static std::vector<TokenSql> tokenizar(const QString& sql);
 
     // Single steps, exposed for tests.
     static QString tablasTemporales(const QString& sql);
