@@ -3,13 +3,13 @@
 # for the given seconds, on its corpus in build-fuzz/corpus/OBJETIVO plus
 # seeds written here.
 #   fuzz/ejecutar.sh [OBJETIVO] [SEGUNDOS]
-#     OBJETIVO: lector_xlsx (default), numeros, dialecto, or todos (each for SEGUNDOS)
+#     OBJETIVO: lector_xlsx (default), numeros, dialecto, portapapeles, or todos (each for SEGUNDOS)
 #     SEGUNDOS: 300 by default; a lone number is taken as SEGUNDOS for lector_xlsx
 # lector_xlsx seeds with workbooks written by generar_libro, from the normal
 # build (scripts/build), plus bare-XML inputs.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-OBJETIVOS=(lector_xlsx numeros dialecto)
+OBJETIVOS=(lector_xlsx numeros dialecto portapapeles)
 OBJETIVO=lector_xlsx
 if [[ $# -gt 0 && ! "$1" =~ ^[0-9]+$ ]]; then
   OBJETIVO="$1"
@@ -18,8 +18,8 @@ fi
 SEGUNDOS="${1:-300}"
 case "$OBJETIVO" in
   todos) ;;
-  lector_xlsx|numeros|dialecto) OBJETIVOS=("$OBJETIVO") ;;
-  *) echo "objetivo desconocido: $OBJETIVO (lector_xlsx, numeros, dialecto o todos)" >&2; exit 2 ;;
+  lector_xlsx|numeros|dialecto|portapapeles) OBJETIVOS=("$OBJETIVO") ;;
+  *) echo "objetivo desconocido: $OBJETIVO (lector_xlsx, numeros, dialecto, portapapeles o todos)" >&2; exit 2 ;;
 esac
 
 if [ ! -f build-fuzz/build.ninja ]; then
@@ -61,6 +61,15 @@ semillas_dialecto() {
            "SELECT Cod_Empresa FROM [Pelvor].dbo.Empresas_Contabilidad  WHERE Cod_EmpresaC = 1 AND n = 'Caja.dbo.Central'" \
            "SELECT 'CTO002' AS Cpto,2026 AS Cod_Ejercicio,  Cod_Almacen, ISNULL([1], 0) AS [1] FROM (SELECT Cod_Almacen, MONTH(fecha) as Mes, ISNULL(Count(DISTINCT Fecha),0) AS Dias FROM Pelvor.dbo.Almacen_Acumulados_2 GROUP BY Cod_Almacen, MONTH(fecha)) AS SourceTable PIVOT (SUM(Dias) FOR Mes IN ([1],[2])) AS PivotTable" \
            "SELECT \"x ISNULL( y\", [a]]b |= c] -- TOP 2 x" ; do
+    printf '%s' "$t" > "$SEMILLAS/semilla_$((i++))"
+  done
+}
+
+# Three bytes of limits (decimals, lines, fields) and then the text.
+semillas_portapapeles() {
+  local SEMILLAS="$1" i=0 t
+  for t in $'\x02\x0a\x0c1.500\t1,25\t  -3 \r\n\t1.234,56\t\r\n' $'\x00\x03\x02\t\t\t\n\n\n' $'\x04\x01\x01 ' \
+           $'\x01\xff\x0c1\t2\n3\t4\n' $'\x00\x02\x02x\t1' $'\x03\x05\x0c922.337.203.685.477,5807\t-1'; do
     printf '%s' "$t" > "$SEMILLAS/semilla_$((i++))"
   done
 }
