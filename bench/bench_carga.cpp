@@ -11,7 +11,7 @@
 #include "common/Plataforma.h"
 #include "host/modPublic.h"
 #include "store/clsDBPresupuesto.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
 
 #include "Medida.h"

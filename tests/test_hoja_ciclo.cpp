@@ -4,8 +4,8 @@
 #include "common/Reloj.h"
 #include "host/frmclsfrmActPresupusto.h"
 #include "host/modPublic.h"
-#include "worksheet/UpDown.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/UpDown.h"
+#include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
 
 #include <QAction>

@@ -5,7 +5,7 @@
 #include "HojaPrueba.h"
 #include "calculation/frmOperaciones.h"
 #include "store/clsDBPresupuesto.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/VistaRejilla.h"
 
 #include <QApplication>
 #include <QCheckBox>

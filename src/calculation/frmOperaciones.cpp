@@ -3,7 +3,7 @@
 #include "common/NumerosEs.h"
 #include "common/VbError.h"
 #include "host/modPublic.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/VistaRejilla.h"
 
 #include <QCloseEvent>
 #include <QComboBox>

@@ -8,8 +8,8 @@
 #include "common/Reloj.h"
 #include "host/modPublic.h"
 #include "store/clsDBPresupuesto.h"
-#include "worksheet/UpDown.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/UpDown.h"
+#include "grid/widgets/VistaRejilla.h"
 
 #include <QAction>
 #include <QApplication>

@@ -14,7 +14,7 @@
 #include "store/clsDBPresupuesto.h"
 #include "worksheet/ComprobadorTotales.h"
 #include "worksheet/LectorPortapapeles.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
 #include "worksheet/frmActPresupusto_comun.h"
 

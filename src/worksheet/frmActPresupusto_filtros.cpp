@@ -8,7 +8,7 @@
 #include "common/Plataforma.h"
 #include "host/modPublic.h"
 #include "worksheet/ConsultasHoja.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
 #include "worksheet/frmActPresupusto_comun.h"
 
