@@ -1,5 +1,5 @@
 #include "worksheet/frmActPresupusto.h"
-#include "worksheet/frmActPresupusto_comun.h"
+#include "worksheet/core/frmActPresupusto_comun.h"
 
 #include "calculation/frmOperaciones.h"
 #include "common/ErrorReport.h"

@@ -12,11 +12,11 @@
 #include "import/frmImportar.h"
 #include "progress/frmProgress.h"
 #include "store/clsDBPresupuesto.h"
-#include "worksheet/ComprobadorTotales.h"
-#include "worksheet/LectorPortapapeles.h"
+#include "worksheet/core/ComprobadorTotales.h"
+#include "worksheet/core/LectorPortapapeles.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
-#include "worksheet/frmActPresupusto_comun.h"
+#include "worksheet/core/frmActPresupusto_comun.h"
 
 #include <QAction>
 #include <QCheckBox>
