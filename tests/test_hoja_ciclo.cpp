@@ -1,5 +1,5 @@
 #include "HojaPrueba.h"
-#include "calculation/frmOperaciones.h"
+#include "calculation/dialog/frmOperaciones.h"
 #include "common/Plataforma.h"
 #include "common/Reloj.h"
 #include "host/frmclsfrmActPresupusto.h"

@@ -3,7 +3,7 @@
 
 #include "EventosPrueba.h"
 #include "HojaPrueba.h"
-#include "calculation/frmOperaciones.h"
+#include "calculation/dialog/frmOperaciones.h"
 #include "store/clsDBPresupuesto.h"
 #include "grid/widgets/VistaRejilla.h"
 

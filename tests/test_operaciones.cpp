@@ -1,5 +1,5 @@
 #include "HojaPrueba.h"
-#include "calculation/frmOperaciones.h"
+#include "calculation/dialog/frmOperaciones.h"
 #include "grid/widgets/VistaRejilla.h"
 
 #include <QApplication>

@@ -1,7 +1,7 @@
 #include "worksheet/frmActPresupusto.h"
 #include "worksheet/core/frmActPresupusto_comun.h"
 
-#include "calculation/frmOperaciones.h"
+#include "calculation/dialog/frmOperaciones.h"
 #include "common/ErrorReport.h"
 #include "common/NumerosEs.h"
 #include "common/Plataforma.h"

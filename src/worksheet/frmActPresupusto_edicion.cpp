@@ -4,7 +4,7 @@
 
 #include "calculation/clsCalculo.h"
 #include "calculation/clsPresupItem.h"
-#include "calculation/frmOperaciones.h"
+#include "calculation/dialog/frmOperaciones.h"
 #include "common/ErrorReport.h"
 #include "common/NumerosEs.h"
 #include "common/Plataforma.h"

@@ -1,4 +1,4 @@
-#include "calculation/frmOperaciones.h"
+#include "calculation/dialog/frmOperaciones.h"
 
 #include "common/NumerosEs.h"
 #include "common/VbError.h"
