@@ -6,7 +6,7 @@
 #include <QPushButton>
 #include <QCheckBox>
 #include <QTimer>
-#include "import/frmImportar.h"
+#include "import/dialog/frmImportar.h"
 #include <QMenu>
 #include <QProgressBar>
 #include <gtest/gtest.h>

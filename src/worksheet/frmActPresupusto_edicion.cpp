@@ -9,7 +9,7 @@
 #include "common/NumerosEs.h"
 #include "common/Plataforma.h"
 #include "host/modPublic.h"
-#include "import/frmImportar.h"
+#include "import/dialog/frmImportar.h"
 #include "progress/frmProgress.h"
 #include "store/clsDBPresupuesto.h"
 #include "worksheet/core/ComprobadorTotales.h"
