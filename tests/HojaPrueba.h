@@ -5,7 +5,7 @@
 #include "BaseDatosPrueba.h"
 #include "common/Plataforma.h"
 #include "common/Reloj.h"
-#include "host/frmclsfrmActPresupusto.h"
+#include "host/entry/frmclsfrmActPresupusto.h"
 #include "worksheet/frmActPresupusto.h"
 
 namespace presupuestos::prueba {

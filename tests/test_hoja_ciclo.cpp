@@ -2,7 +2,7 @@
 #include "calculation/dialog/frmOperaciones.h"
 #include "common/Plataforma.h"
 #include "common/Reloj.h"
-#include "host/frmclsfrmActPresupusto.h"
+#include "host/entry/frmclsfrmActPresupusto.h"
 #include "host/modPublic.h"
 #include "grid/widgets/UpDown.h"
 #include "grid/widgets/VistaRejilla.h"

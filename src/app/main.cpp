@@ -6,7 +6,7 @@
 #include "db/Conexion.h"
 #include "db/schema/DatosDemo.h"
 #include "host/Empresa.h"
-#include "host/frmclsfrmActPresupusto.h"
+#include "host/entry/frmclsfrmActPresupusto.h"
 #include "host/modPublic.h"
 #include "worksheet/frmActPresupusto.h"
 
