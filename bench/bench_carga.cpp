@@ -9,6 +9,7 @@
 #include "host/Empresa.h"
 #include "host/entry/frmclsfrmActPresupusto.h"
 #include "common/Plataforma.h"
+#include "desktop/PlataformaQt.h"
 #include "host/modPublic.h"
 #include "store/clsDBPresupuesto.h"
 #include "grid/widgets/VistaRejilla.h"
@@ -63,6 +64,7 @@ int main(int argc, char** argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
+    predeterminarPlataformaQt();
     const QStringList args = app.arguments();
     const int cuentas = argumento(args, QStringLiteral("--cuentas"), 2000);
     const int dptos = argumento(args, QStringLiteral("--departamentos"), 20);

@@ -1,5 +1,6 @@
 #include "common/ErrorReport.h"
 #include "common/Plataforma.h"
+#include "desktop/PlataformaQt.h"
 
 #include <gtest/gtest.h>
 

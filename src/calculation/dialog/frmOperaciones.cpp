@@ -2,7 +2,7 @@
 
 #include "common/NumerosEs.h"
 #include "common/VbError.h"
-#include "host/modPublic.h"
+#include "desktop/Ventana.h"
 #include "grid/widgets/VistaRejilla.h"
 
 #include <QCloseEvent>
@@ -99,7 +99,7 @@ frmOperaciones::frmOperaciones(QWidget* parent) : QWidget(parent, Qt::Tool)
     });
     cboMetodo->setCurrentIndex(-1);
     cboMetodo->setCurrentIndex(0);
-    modPublic::MantenerEncima(this);
+    MantenerEncima(this);
     disenarResultado();
     actualizarEtiquetas();
     ActualizarEstadoOperaciones();
