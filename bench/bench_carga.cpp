@@ -16,6 +16,7 @@
 #include "worksheet/frmActPresupusto.h"
 
 #include "Medida.h"
+#include "PlataformaDePrueba.h"
 
 #include <QApplication>
 #include <QLineEdit>

@@ -1,3 +1,4 @@
+#include "PlataformaDePrueba.h"
 #include "common/ErrorReport.h"
 #include "common/Plataforma.h"
 #include "desktop/PlataformaQt.h"

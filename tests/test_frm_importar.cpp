@@ -1,5 +1,6 @@
 #include "BaseDatosPrueba.h"
 #include "LibroPrueba.h"
+#include "PlataformaDePrueba.h"
 #include "common/Plataforma.h"
 #include "common/VbError.h"
 #include "import/readers/AplicacionExcel.h"

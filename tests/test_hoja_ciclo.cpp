@@ -1,4 +1,5 @@
 #include "HojaPrueba.h"
+#include "PlataformaDePrueba.h"
 #include "calculation/dialog/frmOperaciones.h"
 #include "common/Plataforma.h"
 #include "common/Reloj.h"

@@ -3,6 +3,7 @@
 // with recording platform services, for tests that drive the form.
 
 #include "BaseDatosPrueba.h"
+#include "PlataformaDePrueba.h"
 #include "common/Plataforma.h"
 #include "common/Reloj.h"
 #include "host/entry/frmclsfrmActPresupusto.h"
