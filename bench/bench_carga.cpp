@@ -7,14 +7,16 @@
 #include "db/Conexion.h"
 #include "db/schema/DatosDemo.h"
 #include "host/Empresa.h"
-#include "host/frmclsfrmActPresupusto.h"
+#include "host/entry/frmclsfrmActPresupusto.h"
 #include "common/Plataforma.h"
+#include "desktop/PlataformaQt.h"
 #include "host/modPublic.h"
 #include "store/clsDBPresupuesto.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
 
 #include "Medida.h"
+#include "PlataformaDePrueba.h"
 
 #include <QApplication>
 #include <QLineEdit>
@@ -63,6 +65,7 @@ int main(int argc, char** argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
+    predeterminarPlataformaQt();
     const QStringList args = app.arguments();
     const int cuentas = argumento(args, QStringLiteral("--cuentas"), 2000);
     const int dptos = argumento(args, QStringLiteral("--departamentos"), 20);

@@ -11,7 +11,7 @@
 #include "db/schema/Esquema.h"
 #include "host/Empresa.h"
 #include "host/modPublic.h"
-#include "import/LectorLibro.h"
+#include "import/readers/LectorLibro.h"
 #include "import/clsImportar.h"
 
 #include <QCoreApplication>

@@ -3,7 +3,7 @@
 // shows that the refresh reads only the changed cell, whatever the size.
 
 #include "common/NumerosEs.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/VistaRejilla.h"
 
 #include <QApplication>
 #include <chrono>

@@ -8,7 +8,7 @@
 //   fuzz_lector_xlsx -dict=fuzz/xlsx.dict CORPUS_DIR SEED_DIR
 
 #include "common/VbError.h"
-#include "import/LectorLibro.h"
+#include "import/readers/LectorLibro.h"
 
 #include <QByteArray>
 #include <QList>

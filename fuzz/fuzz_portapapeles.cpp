@@ -11,7 +11,7 @@
 //   fuzz_portapapeles -dict=fuzz/portapapeles.dict CORPUS_DIR SEED_DIR
 
 #include "common/VbError.h"
-#include "worksheet/LectorPortapapeles.h"
+#include "worksheet/core/LectorPortapapeles.h"
 
 #include <algorithm>
 #include <cstdint>

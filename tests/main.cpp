@@ -1,3 +1,5 @@
+#include "desktop/PlataformaQt.h"
+
 #include <QApplication>
 #include <cstdio>
 #include <gtest/gtest.h>
@@ -18,6 +20,7 @@ int main(int argc, char** argv)
     // Test discovery runs this binary at build time, where there is no display.
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
+    presupuestos::predeterminarPlataformaQt();
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -1,5 +1,5 @@
 #include "BaseDatosPrueba.h"
-#include "worksheet/ConsultasHoja.h"
+#include "worksheet/core/ConsultasHoja.h"
 
 #include <QSqlQuery>
 #include <gtest/gtest.h>

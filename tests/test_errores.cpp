@@ -1,5 +1,7 @@
+#include "PlataformaDePrueba.h"
 #include "common/ErrorReport.h"
 #include "common/Plataforma.h"
+#include "desktop/PlataformaQt.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,11 @@
 #include "BaseDatosPrueba.h"
 #include "LibroPrueba.h"
+#include "PlataformaDePrueba.h"
 #include "common/Plataforma.h"
 #include "common/VbError.h"
-#include "import/AplicacionExcel.h"
+#include "import/readers/AplicacionExcel.h"
 #include "import/clsImportar.h"
-#include "import/frmImportar.h"
+#include "import/dialog/frmImportar.h"
 
 #include <QApplication>
 #include <QFrame>

@@ -1,5 +1,5 @@
 #include "HojaPrueba.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/VistaRejilla.h"
 
 #include <QCheckBox>
 #include <QFrame>

@@ -1,11 +1,12 @@
 #include "HojaPrueba.h"
-#include "calculation/frmOperaciones.h"
+#include "PlataformaDePrueba.h"
+#include "calculation/dialog/frmOperaciones.h"
 #include "common/Plataforma.h"
 #include "common/Reloj.h"
-#include "host/frmclsfrmActPresupusto.h"
+#include "host/entry/frmclsfrmActPresupusto.h"
 #include "host/modPublic.h"
-#include "worksheet/UpDown.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/UpDown.h"
+#include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
 
 #include <QAction>

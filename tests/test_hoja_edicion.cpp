@@ -1,12 +1,12 @@
 #include "HojaPrueba.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/VistaRejilla.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QPushButton>
 #include <QCheckBox>
 #include <QTimer>
-#include "import/frmImportar.h"
+#include "import/dialog/frmImportar.h"
 #include <QMenu>
 #include <QProgressBar>
 #include <gtest/gtest.h>

@@ -3,7 +3,7 @@
 
 #include "HojaPrueba.h"
 #include "EventosPrueba.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/VistaRejilla.h"
 
 #include <QApplication>
 #include <QKeyEvent>

@@ -3,9 +3,9 @@
 
 #include "EventosPrueba.h"
 #include "HojaPrueba.h"
-#include "calculation/frmOperaciones.h"
+#include "calculation/dialog/frmOperaciones.h"
 #include "store/clsDBPresupuesto.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/VistaRejilla.h"
 
 #include <QApplication>
 #include <QCheckBox>

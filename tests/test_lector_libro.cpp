@@ -1,8 +1,8 @@
 #include "LibroPrueba.h"
 #include "common/VbError.h"
-#include "import/AplicacionExcel.h"
-#include "import/HojaExcel.h"
-#include "import/LectorLibro.h"
+#include "import/readers/AplicacionExcel.h"
+#include "import/readers/HojaExcel.h"
+#include "import/readers/LectorLibro.h"
 
 #include <QFile>
 #include <functional>

@@ -1,6 +1,6 @@
 #include "BaseDatosPrueba.h"
 #include "common/VbError.h"
-#include "worksheet/LectorPortapapeles.h"
+#include "worksheet/core/LectorPortapapeles.h"
 
 #include <gtest/gtest.h>
 

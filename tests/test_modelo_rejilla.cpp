@@ -1,4 +1,4 @@
-#include "worksheet/ModeloRejilla.h"
+#include "grid/ModeloRejilla.h"
 
 #include "common/NumerosEs.h"
 #include "common/VbError.h"

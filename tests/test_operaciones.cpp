@@ -1,6 +1,6 @@
 #include "HojaPrueba.h"
-#include "calculation/frmOperaciones.h"
-#include "worksheet/VistaRejilla.h"
+#include "calculation/dialog/frmOperaciones.h"
+#include "grid/widgets/VistaRejilla.h"
 
 #include <QApplication>
 #include <QComboBox>

@@ -1,5 +1,5 @@
 #include "EventosPrueba.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/VistaRejilla.h"
 
 #include <QApplication>
 #include <QClipboard>

@@ -5,8 +5,9 @@
 #include "common/VbError.h"
 #include "db/Conexion.h"
 #include "db/schema/DatosDemo.h"
+#include "desktop/PlataformaQt.h"
 #include "host/Empresa.h"
-#include "host/frmclsfrmActPresupusto.h"
+#include "host/entry/frmclsfrmActPresupusto.h"
 #include "host/modPublic.h"
 #include "worksheet/frmActPresupusto.h"
 
@@ -302,6 +303,7 @@ int main(int argc, char* argv[])
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("presupuestos"));
     QApplication::setOrganizationName(QStringLiteral("presupuestos"));
+    predeterminarPlataformaQt();
 
     const int codigo = ejecutar(app);
     // However the run ended, the shared state still holds the connection;

@@ -4,10 +4,8 @@
 
 #include <QString>
 #include <QStringList>
+#include <functional>
 #include <memory>
-#include <vector>
-
-class QWidget;
 
 namespace presupuestos {
 
@@ -70,115 +68,31 @@ public:
     virtual QString abrir(const QString& filtro) = 0;
 };
 
-// The services in force. Qt implementations by default; tests replace them.
+// The services in force. The layer that owns the windows gives the ones a
+// process starts with; tests put recording ones in for a while.
 class Plataforma {
 public:
+    struct Servicios {
+        std::shared_ptr<ICuadroMensaje> mensajes;
+        std::shared_ptr<IPunteroRaton> puntero;
+        std::shared_ptr<IPortapapeles> portapapeles;
+        std::shared_ptr<IFoco> foco;
+        std::shared_ptr<IDialogoArchivo> dialogoArchivo;
+    };
+
     static ICuadroMensaje& mensajes();
     static IPunteroRaton& puntero();
     static IPortapapeles& portapapeles();
     static IFoco& foco();
     static IDialogoArchivo& dialogoArchivo();
 
+    // Puts in a set that fabrica makes, and makes a new one with it on
+    // every restaurar().
+    static void predeterminar(std::function<Servicios()> fabrica);
     static void instalar(std::shared_ptr<ICuadroMensaje> m, std::shared_ptr<IPunteroRaton> p,
                          std::shared_ptr<IPortapapeles> c, std::shared_ptr<IFoco> f,
                          std::shared_ptr<IDialogoArchivo> d = nullptr);
-    static void restaurarQt();
-};
-
-// ---- Qt implementations ----------------------------------------------------
-
-class CuadroMensajeQt : public ICuadroMensaje {
-public:
-    int MsgBox(const QString& prompt, int estilo, const QString& titulo) override;
-};
-
-class PunteroRatonQt : public IPunteroRaton {
-public:
-    void establecer(Puntero p) override;
-    Puntero actual() const override { return actual_; }
-
-private:
-    Puntero actual_ = Puntero::Defecto;
-};
-
-class PortapapelesQt : public IPortapapeles {
-public:
-    QString texto() const override;
-    void limpiar() override;
-    void ponerTexto(const QString& texto) override;
-};
-
-class FocoQt : public IFoco {
-public:
-    QString nombreControlActivo() const override;
-};
-
-class DialogoArchivoQt : public IDialogoArchivo {
-public:
-    QString abrir(const QString& filtro) override;
-    // The common dialog's filter in Qt's form: "description (patterns);;...".
-    static QString filtroQt(const QString& filtro);
-};
-
-// ---- Recording implementations for tests ----------------------------------
-
-struct MensajeMostrado {
-    QString prompt;
-    int estilo = 0;
-    QString titulo;
-};
-
-class CuadroMensajeGrabado : public ICuadroMensaje {
-public:
-    int MsgBox(const QString& prompt, int estilo, const QString& titulo) override;
-    // Answers given in order; when they run out, OK (or Yes for Yes/No boxes).
-    std::vector<int> respuestas;
-    std::vector<MensajeMostrado> mostrados;
-};
-
-class PunteroRatonGrabado : public IPunteroRaton {
-public:
-    void establecer(Puntero p) override { actual_ = p; historial.push_back(p); }
-    Puntero actual() const override { return actual_; }
-    std::vector<Puntero> historial;
-
-private:
-    Puntero actual_ = Puntero::Defecto;
-};
-
-class PortapapelesGrabado : public IPortapapeles {
-public:
-    QString texto() const override { return contenido; }
-    void limpiar() override { contenido.clear(); }
-    void ponerTexto(const QString& t) override { contenido = t; }
-    QString contenido;
-};
-
-class FocoGrabado : public IFoco {
-public:
-    QString nombreControlActivo() const override { return nombre; }
-    QString nombre;
-};
-
-class DialogoArchivoGrabado : public IDialogoArchivo {
-public:
-    QString abrir(const QString& filtro) override;
-    // Paths chosen in order (an empty one cancels); when they run out, cancel.
-    std::vector<QString> respuestas;
-    // The filter of every dialog shown.
-    std::vector<QString> filtros;
-};
-
-// Installs recording services for the lifetime of the object.
-class PlataformaDePrueba {
-public:
-    PlataformaDePrueba();
-    ~PlataformaDePrueba();
-    std::shared_ptr<CuadroMensajeGrabado> mensajes;
-    std::shared_ptr<PunteroRatonGrabado> puntero;
-    std::shared_ptr<PortapapelesGrabado> portapapeles;
-    std::shared_ptr<FocoGrabado> foco;
-    std::shared_ptr<DialogoArchivoGrabado> dialogoArchivo;
+    static void restaurar();
 };
 
 } // namespace presupuestos

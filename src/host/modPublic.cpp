@@ -1,7 +1,5 @@
 #include "host/modPublic.h"
 
-#include <QWidget>
-
 namespace presupuestos::modPublic {
 
 std::shared_ptr<IEmpresa> EmpresaActiva;
@@ -12,17 +10,6 @@ void Liberar()
 {
     ConexionActiva.reset();
     EmpresaActiva.reset();
-}
-
-void MantenerEncima(QWidget* form)
-{
-    if (!form)
-        return;
-    const bool visible = form->isVisible();
-    form->setWindowFlag(Qt::WindowStaysOnTopHint, true);
-    // Changing window flags hides a shown window; show it again as it was.
-    if (visible)
-        form->show();
 }
 
 } // namespace presupuestos::modPublic

@@ -8,8 +8,6 @@
 
 #include <memory>
 
-class QWidget;
-
 namespace presupuestos::modPublic {
 
 extern std::shared_ptr<IEmpresa> EmpresaActiva;
@@ -19,8 +17,5 @@ extern qint16 EjercicioActivo;
 // Releases the shared state; the host does this before it ends, since the
 // connection must close while the database layer still exists.
 void Liberar();
-
-// Keeps a window above all others.
-void MantenerEncima(QWidget* form);
 
 } // namespace presupuestos::modPublic

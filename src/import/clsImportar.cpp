@@ -5,7 +5,7 @@
 #include "common/VbError.h"
 #include "db/Conexion.h"
 #include "host/modPublic.h"
-#include "import/AplicacionExcel.h"
+#include "import/readers/AplicacionExcel.h"
 
 #include <QCoreApplication>
 #include <array>

@@ -1,7 +1,7 @@
 #include "progress/frmProgress.h"
 
 #include "common/VbError.h"
-#include "host/modPublic.h"
+#include "desktop/Ventana.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
@@ -55,7 +55,7 @@ frmProgress::frmProgress(QWidget* parent) : QWidget(parent, Qt::Tool | Qt::Windo
         const QRect r = pantalla->availableGeometry();
         move(r.x() + (r.width() - width()) / 2, r.y() + (r.height() - height()) / 2);
     }
-    modPublic::MantenerEncima(this);
+    MantenerEncima(this);
 }
 
 void frmProgress::Init(const QString& strTitle, int intMax)

@@ -1,15 +1,15 @@
 #include "worksheet/frmActPresupusto.h"
-#include "worksheet/frmActPresupusto_comun.h"
+#include "worksheet/core/frmActPresupusto_comun.h"
 
-#include "calculation/frmOperaciones.h"
+#include "calculation/dialog/frmOperaciones.h"
 #include "common/ErrorReport.h"
 #include "common/NumerosEs.h"
 #include "common/Plataforma.h"
 #include "common/Reloj.h"
 #include "host/modPublic.h"
 #include "store/clsDBPresupuesto.h"
-#include "worksheet/UpDown.h"
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/UpDown.h"
+#include "grid/widgets/VistaRejilla.h"
 
 #include <QAction>
 #include <QApplication>

@@ -6,7 +6,7 @@
 #include "common/Currency.h"
 #include "db/Conexion.h"
 #include "store/clsDBPresupuesto.h"
-#include "worksheet/LectorPortapapeles.h"
+#include "worksheet/core/LectorPortapapeles.h"
 
 #include <QColor>
 #include <QHash>

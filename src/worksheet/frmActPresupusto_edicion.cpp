@@ -4,19 +4,19 @@
 
 #include "calculation/clsCalculo.h"
 #include "calculation/clsPresupItem.h"
-#include "calculation/frmOperaciones.h"
+#include "calculation/dialog/frmOperaciones.h"
 #include "common/ErrorReport.h"
 #include "common/NumerosEs.h"
 #include "common/Plataforma.h"
 #include "host/modPublic.h"
-#include "import/frmImportar.h"
+#include "import/dialog/frmImportar.h"
 #include "progress/frmProgress.h"
 #include "store/clsDBPresupuesto.h"
-#include "worksheet/ComprobadorTotales.h"
-#include "worksheet/LectorPortapapeles.h"
-#include "worksheet/VistaRejilla.h"
+#include "worksheet/core/ComprobadorTotales.h"
+#include "worksheet/core/LectorPortapapeles.h"
+#include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
-#include "worksheet/frmActPresupusto_comun.h"
+#include "worksheet/core/frmActPresupusto_comun.h"
 
 #include <QAction>
 #include <QCheckBox>

@@ -7,10 +7,10 @@
 #include "common/NumerosEs.h"
 #include "common/Plataforma.h"
 #include "host/modPublic.h"
-#include "worksheet/ConsultasHoja.h"
-#include "worksheet/VistaRejilla.h"
+#include "worksheet/core/ConsultasHoja.h"
+#include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
-#include "worksheet/frmActPresupusto_comun.h"
+#include "worksheet/core/frmActPresupusto_comun.h"
 
 #include <QCheckBox>
 #include <QFocusEvent>

@@ -1,4 +1,4 @@
-#include "worksheet/LectorPortapapeles.h"
+#include "worksheet/core/LectorPortapapeles.h"
 
 #include "common/NumerosEs.h"
 #include "common/VbError.h"

@@ -5,7 +5,7 @@
 // shown must never come from an edit, a paste, a clear or a method.
 
 #include "common/Currency.h"
-#include "worksheet/ModeloRejilla.h"
+#include "grid/ModeloRejilla.h"
 
 #include <array>
 #include <map>

@@ -1,4 +1,4 @@
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/VistaRejilla.h"
 
 #include "common/NumerosEs.h"
 

@@ -1,4 +1,4 @@
-#include "import/frmImportar.h"
+#include "import/dialog/frmImportar.h"
 
 #include "common/ErrorReport.h"
 #include "common/Plataforma.h"

@@ -1,9 +1,9 @@
-#include "calculation/frmOperaciones.h"
+#include "calculation/dialog/frmOperaciones.h"
 
 #include "common/NumerosEs.h"
 #include "common/VbError.h"
-#include "host/modPublic.h"
-#include "worksheet/VistaRejilla.h"
+#include "desktop/Ventana.h"
+#include "grid/widgets/VistaRejilla.h"
 
 #include <QCloseEvent>
 #include <QComboBox>
@@ -99,7 +99,7 @@ frmOperaciones::frmOperaciones(QWidget* parent) : QWidget(parent, Qt::Tool)
     });
     cboMetodo->setCurrentIndex(-1);
     cboMetodo->setCurrentIndex(0);
-    modPublic::MantenerEncima(this);
+    MantenerEncima(this);
     disenarResultado();
     actualizarEtiquetas();
     ActualizarEstadoOperaciones();

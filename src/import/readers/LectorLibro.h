@@ -12,7 +12,7 @@
 // VbError (1004, as Excel's Workbooks.Open raises it) whose description
 // names the file and the reason in Spanish.
 
-#include "import/HojaExcel.h"
+#include "import/readers/HojaExcel.h"
 
 #include <QByteArray>
 #include <QString>

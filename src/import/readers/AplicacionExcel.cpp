@@ -1,4 +1,4 @@
-#include "import/AplicacionExcel.h"
+#include "import/readers/AplicacionExcel.h"
 
 #include "common/VbError.h"
 

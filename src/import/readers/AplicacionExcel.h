@@ -10,8 +10,8 @@
 // The registry can be changed so that one of them is missing or fails,
 // which is how a machine without a usable Excel looks to the import.
 
-#include "import/HojaExcel.h"
-#include "import/LectorLibro.h"
+#include "import/readers/HojaExcel.h"
+#include "import/readers/LectorLibro.h"
 
 #include <QString>
 #include <functional>

@@ -1,4 +1,4 @@
-#include "import/HojaExcel.h"
+#include "import/readers/HojaExcel.h"
 
 #include "common/VbError.h"
 

@@ -1,4 +1,4 @@
-#include "host/frmclsfrmActPresupusto.h"
+#include "host/entry/frmclsfrmActPresupusto.h"
 
 #include "host/modPublic.h"
 #include "worksheet/frmActPresupusto.h"

@@ -3,7 +3,7 @@
 // the grid events the forms handle (row/column change, scroll, edit start
 // and end, keys, mouse). The model's fixed rows are shown as the header.
 
-#include "worksheet/ModeloRejilla.h"
+#include "grid/ModeloRejilla.h"
 
 #include <QTableView>
 

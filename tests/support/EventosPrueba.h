@@ -1,7 +1,7 @@
 #pragma once
 // Keys and mouse clicks sent to widgets as a user would make them.
 
-#include "worksheet/VistaRejilla.h"
+#include "grid/widgets/VistaRejilla.h"
 
 #include <QApplication>
 #include <QKeyEvent>

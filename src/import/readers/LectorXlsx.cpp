@@ -1,4 +1,4 @@
-#include "import/LectorLibro.h"
+#include "import/readers/LectorLibro.h"
 
 #include "common/VbError.h"
 

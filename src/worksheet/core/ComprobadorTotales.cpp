@@ -1,7 +1,7 @@
-#include "worksheet/ComprobadorTotales.h"
+#include "worksheet/core/ComprobadorTotales.h"
 
 #include "common/VbError.h"
-#include "worksheet/frmActPresupusto_comun.h"
+#include "worksheet/core/frmActPresupusto_comun.h"
 
 #include <tuple>
 

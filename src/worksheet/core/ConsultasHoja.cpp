@@ -1,4 +1,4 @@
-#include "worksheet/ConsultasHoja.h"
+#include "worksheet/core/ConsultasHoja.h"
 
 #include "db/Sql.h"
 

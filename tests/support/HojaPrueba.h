@@ -3,9 +3,10 @@
 // with recording platform services, for tests that drive the form.
 
 #include "BaseDatosPrueba.h"
+#include "PlataformaDePrueba.h"
 #include "common/Plataforma.h"
 #include "common/Reloj.h"
-#include "host/frmclsfrmActPresupusto.h"
+#include "host/entry/frmclsfrmActPresupusto.h"
 #include "worksheet/frmActPresupusto.h"
 
 namespace presupuestos::prueba {

@@ -1,4 +1,4 @@
-#include "worksheet/UpDown.h"
+#include "grid/widgets/UpDown.h"
 
 #include "common/NumerosEs.h"
 

@@ -1,0 +1,25 @@
+# Run at build time by the target presupuestos_capas (Capas.cmake says why):
+# every "folder/Header.h" a folder's files include must be of a folder in
+# that folder's list.
+#   cmake -DCAPAS=capas.cmake -DRAIZ=src -DSELLO=capas.sello -P ComprobarCapas.cmake
+cmake_minimum_required(VERSION 3.22)
+include(${CAPAS})
+set(errores "")
+foreach(carpeta IN LISTS PRESUPUESTOS_CARPETAS)
+  string(MAKE_C_IDENTIFIER "${carpeta}" id)
+  file(GLOB ficheros ${RAIZ}/${carpeta}/*.h ${RAIZ}/${carpeta}/*.cpp)
+  foreach(fichero IN LISTS ficheros)
+    file(STRINGS ${fichero} includes REGEX "^[ \t]*#[ \t]*include[ \t]*\"[^\"]*/[^\"]*\"")
+    foreach(linea IN LISTS includes)
+      string(REGEX REPLACE "^[^\"]*\"(.*)/[^/\"]*\".*$" "\\1" incluida "${linea}")
+      if(NOT incluida IN_LIST CAPA_${id})
+        file(RELATIVE_PATH ruta ${RAIZ} ${fichero})
+        string(APPEND errores "  ${ruta}: ${linea} (${incluida}/ is not below ${carpeta}/)\n")
+      endif()
+    endforeach()
+  endforeach()
+endforeach()
+if(errores)
+  message(FATAL_ERROR "Headers of layers that are not linked below:\n${errores}")
+endif()
+file(TOUCH ${SELLO})

@@ -1,0 +1,46 @@
+#pragma once
+// The platform services on a real desktop, through Qt's widgets.
+
+#include "common/Plataforma.h"
+
+#include <QString>
+
+namespace presupuestos {
+
+// Makes these the services the process starts with and goes back to.
+void predeterminarPlataformaQt();
+
+class CuadroMensajeQt : public ICuadroMensaje {
+public:
+    int MsgBox(const QString& prompt, int estilo, const QString& titulo) override;
+};
+
+class PunteroRatonQt : public IPunteroRaton {
+public:
+    void establecer(Puntero p) override;
+    Puntero actual() const override { return actual_; }
+
+private:
+    Puntero actual_ = Puntero::Defecto;
+};
+
+class PortapapelesQt : public IPortapapeles {
+public:
+    QString texto() const override;
+    void limpiar() override;
+    void ponerTexto(const QString& texto) override;
+};
+
+class FocoQt : public IFoco {
+public:
+    QString nombreControlActivo() const override;
+};
+
+class DialogoArchivoQt : public IDialogoArchivo {
+public:
+    QString abrir(const QString& filtro) override;
+    // The common dialog's filter in Qt's form: "description (patterns);;...".
+    static QString filtroQt(const QString& filtro);
+};
+
+} // namespace presupuestos
