@@ -98,9 +98,9 @@ TEST(HojaCarga, EveryAccountAndDepartmentWithMonthsTotalsSubtotalsAndGrandTotal)
     EXPECT_EQ(m.CellBackColor(3, 16), QColor(190, 228, 245));
 
     // Twenty-two rows, two of them with values.
-    EXPECT_EQ(f->pbrSeleccion->property("texto").toString(), QStringLiteral("9%"));
-    EXPECT_EQ(f->pbrTotal->property("texto").toString(), QStringLiteral("9%"));
-    EXPECT_EQ(f->pbrSeleccion->property("maximo").toInt(), 22);
+    EXPECT_EQ(f->completadoSeleccion().texto(), QStringLiteral("9%"));
+    EXPECT_EQ(f->completadoTotal().texto(), QStringLiteral("9%"));
+    EXPECT_EQ(f->completadoSeleccion().filas, 22);
     EXPECT_EQ(f->lblSeleccion->text(), QStringLiteral("Todas - Todas"));
 }
 
@@ -146,8 +146,8 @@ TEST(HojaCarga, DecimalsReformatAndTotalsAddTheRoundedMonths)
     // Later loads leave the overall bar alone.
     h.bd.sql(QStringLiteral("UPDATE Presupuestos SET M1 = 0 WHERE Cuenta = '62800001'"));
     h.hoja->CargarPresupuesto();
-    EXPECT_EQ(h.hoja->pbrSeleccion->property("texto").toString(), QStringLiteral("5%"));
-    EXPECT_EQ(h.hoja->pbrTotal->property("texto").toString(), QStringLiteral("9%"));
+    EXPECT_EQ(h.hoja->completadoSeleccion().texto(), QStringLiteral("5%"));
+    EXPECT_EQ(h.hoja->completadoTotal().texto(), QStringLiteral("9%"));
 }
 
 TEST(HojaCarga, CompletionBarsFollowRowsThatBecomeZeroOrNonZero)
@@ -155,18 +155,18 @@ TEST(HojaCarga, CompletionBarsFollowRowsThatBecomeZeroOrNonZero)
     HojaAbierta h;
     frmActPresupusto* f = h.hoja;
     f->SetProgreesFila(Currency(), Currency::fromInt(5));
-    EXPECT_EQ(f->pbrSeleccion->property("texto").toString(), QStringLiteral("14%"));
-    EXPECT_EQ(f->pbrTotal->property("texto").toString(), QStringLiteral("14%"));
+    EXPECT_EQ(f->completadoSeleccion().texto(), QStringLiteral("14%"));
+    EXPECT_EQ(f->completadoTotal().texto(), QStringLiteral("14%"));
     f->SetProgreesFila(Currency::fromInt(5), Currency::fromInt(7));
-    EXPECT_EQ(f->pbrSeleccion->property("valor").toInt(), 3);
+    EXPECT_EQ(f->completadoSeleccion().conValores, 3);
     f->SetProgreesFila(Currency::fromInt(7), Currency());
-    EXPECT_EQ(f->pbrSeleccion->property("valor").toInt(), 2);
+    EXPECT_EQ(f->completadoSeleccion().conValores, 2);
     // An empty selection shows no text.
     f->chkSelAllDpto->setChecked(false);
     for (int i = 0; i < f->lstDepartamentos->count(); ++i)
         f->lstDepartamentos->item(i)->setSelected(false);
     f->CargarPresupuesto();
-    EXPECT_EQ(f->pbrSeleccion->property("texto").toString(), QString());
+    EXPECT_EQ(f->completadoSeleccion().texto(), QString());
 }
 
 TEST(HojaCarga, SubtotalsFollowASingleCellChange)

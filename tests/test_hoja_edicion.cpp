@@ -70,7 +70,7 @@ TEST(HojaEdicion, TypedAmountIsStoredMarkedAndTotalled)
     EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 18), QStringLiteral("12"));
     EXPECT_EQ(h.m().CellForeColor(kCalzadoNorte, 7), QColor(255, 0, 0));
     // Three rows with values out of twenty-two now.
-    EXPECT_EQ(h.hoja->pbrSeleccion->property("texto").toString(), QStringLiteral("14%"));
+    EXPECT_EQ(h.hoja->completadoSeleccion().texto(), QStringLiteral("14%"));
 }
 
 TEST(HojaEdicion, TextThatIsNotANumberShowsZeroAndSavesNothing)
@@ -99,7 +99,7 @@ TEST(HojaEdicion, RowWhoseYearBecomesZeroIsStoredCleanWithoutMethodOrMarks)
     EXPECT_EQ(h.bd_(QStringLiteral("Modificacion_Manual"), QStringLiteral("62800001"), 2).toInt(), 0);
     EXPECT_EQ(h.bd_(QStringLiteral("Valor"), QStringLiteral("62800001"), 2).toDouble(), 0.0);
     EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62800001"), 2).toDouble(), 0.0);
-    EXPECT_EQ(h.hoja->pbrSeleccion->property("texto").toString(), QStringLiteral("5%"));
+    EXPECT_EQ(h.hoja->completadoSeleccion().texto(), QStringLiteral("5%"));
 }
 
 TEST(HojaEdicion, OnlyMonthCellsOfAccountRowsAreEditableWhileBudgetingIsShown)

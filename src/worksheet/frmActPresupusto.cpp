@@ -48,6 +48,8 @@ frmActPresupusto::frmActPresupusto(QWidget* owner) : QWidget(owner, Qt::Window),
     setAttribute(Qt::WA_DeleteOnClose);
     resize(1280, 700);
     crearControles();
+    presupuesto_ = std::make_unique<RejillaPresupuesto>(vsPresupuesto->modelo());
+    historico_ = std::make_unique<RejillaPresupuesto>(vsHistorico->modelo());
     crearMenu();
     conectarFiltros();
     conectarEdicion();
@@ -323,6 +325,11 @@ void frmActPresupusto::Form_Load()
 
     PrimeraActivacion = true;
     dbPresupuesto_ = std::make_unique<clsDBPresupuesto>();
+    EscrituraHoja::Avisos avisos;
+    avisos.completado = [this](int n) { cambiarCompletado(n); };
+    avisos.ventasCambiadas = [this] { RecalcularDependencias(); };
+    avisos.antesDeCelda = [this](Currency v) { ValorAnterior = v; };
+    escritura_ = std::make_unique<EscrituraHoja>(*presupuesto_, *dbPresupuesto_, std::move(avisos));
     setWindowTitle(QStringLiteral("Presupuesto ") + QString::number(EjercicioActivo));
 
     frmCal_ = new frmOperaciones(this);

@@ -5,7 +5,8 @@
 
 #include "common/Currency.h"
 #include "db/Conexion.h"
-#include "store/clsDBPresupuesto.h"
+#include "worksheet/core/EscrituraHoja.h"
+#include "worksheet/core/RejillaPresupuesto.h"
 #include "worksheet/core/LectorPortapapeles.h"
 
 #include <QColor>
@@ -233,6 +234,9 @@ public:
     void frmCal_Aplicar();
     void RecalcularDependencias();
 
+    const Completado& completadoSeleccion() const { return completadoSeleccion_; }
+    const Completado& completadoTotal() const { return completadoTotal_; }
+
     // Times each loader ran, for tests of the load sequence.
     int cargasPresupuesto = 0;
     int cargasHistorico = 0;
@@ -253,43 +257,22 @@ private:
     bool cuentaSeleccionada(QString* cuenta) const;
     // Both type boxes share their logic: one of them always stays checked.
     void tipoCuentaClick(QCheckBox* pulsada, QCheckBox* otra);
-    void refrescarSubtotales(int colDesde, int colHasta);
-    // Sales edits inside a paste or a clear recalculate the rows that depend
-    // on them once, at the end.
-    int loteEdicion_ = 0;
-    // Account rows of the budget grid by account and department, so that rows
-    // recalculated in the database can be shown at once.
-    QHash<QString, int> filaPorClave_;
-    void indexarFilas();
-    static QString clave(const QString& cuenta, int dpto) { return cuenta + QLatin1Char('|') + QString::number(dpto); }
-    bool dependenciasPendientes_ = false;
 
-    // The one write path of a month amount: refuses totals out of range,
-    // stores, resets a row whose year becomes zero (when the database agrees),
-    // and on any failure shows the row as stored before raising the error.
+    // The grid rules of one of the two grids, with the worksheet's current
+    // decimals, format, colours and departments.
+    RejillaPresupuesto& reglas(VistaRejilla* rejilla);
+    std::unique_ptr<RejillaPresupuesto> presupuesto_;
+    std::unique_ptr<RejillaPresupuesto> historico_;
+    std::unique_ptr<EscrituraHoja> escritura_;
     void escribirCelda(int Row, int Col, Currency Valor, bool comprobarTotales);
-    // Shows a row as given, or as the database holds it now (false when it
-    // cannot be read).
-    void mostrarFila(int Row, const clsDBPresupuesto::FilaGuardada& f);
-    bool mostrarFilaGuardada(int Row);
-    // A user operation of many writes: one transaction; the first failure
-    // stops it, what was stored before it is committed, and the error is
-    // raised once. Inside another batch it is part of that one.
-    void enLote(const std::function<void()>& cuerpo);
-    struct CeldaLote {
-        int fila;
-        int col;
-        Currency valor;
-    };
-    void escribirLote(const std::vector<CeldaLote>& celdas, frmProgress* progreso);
-    void recalcularDependencias();
-    // Rows written by the batch under way, shown again from the database when
-    // its commit fails.
-    std::set<int> filasLote_;
+    void escribirLote(const std::vector<EscrituraHoja::Celda>& celdas, frmProgress* progreso);
+    // Completion of the rows shown and of the whole budget, drawn on the bars.
+    Completado completadoSeleccion_;
+    Completado completadoTotal_;
+    void mostrarCompletado();
+    void cambiarCompletado(int filasConValores);
     // The cell's text when its edit began.
     QString textoAlEditar_;
-    void llenarRejilla(VistaRejilla* rejilla, Recordset& rs, bool conDatosCalculo, int* filas, int* filasConValores);
-    void fijarBarra(QProgressBar* barra, int valor, int maximo);
     bool seleccionandoDptos_ = false;
     bool seleccionandoCuenta_ = false;
     void crearMenu();

@@ -64,80 +64,36 @@ void frmActPresupusto::DisenarRejilla(VistaRejilla* rejilla)
     rejilla->setEditable(rejilla == vsPresupuesto);
 }
 
-void frmActPresupusto::llenarRejilla(VistaRejilla* rejilla, Recordset& rs, bool conDatosCalculo, int* filas, int* filasConValores)
+RejillaPresupuesto& frmActPresupusto::reglas(VistaRejilla* rejilla)
 {
-    ModeloRejilla& m = rejilla->modelo();
-    auto indice = [&rs](const QString& nombre) {
-        const int i = rs.indiceCampo(nombre);
-        if (i < 0 && !rs.eof())
-            throw VbError::itemNotFound();
-        return i;
+    RejillaPresupuesto& r = rejilla == vsHistorico ? *historico_ : *presupuesto_;
+    RejillaPresupuesto::Aspecto a;
+    a.decimales = Decimales;
+    a.formato = FormatoNumero;
+    a.manual = Color1;
+    a.subtotal = Color4;
+    a.dptos = NumDptosFiltro;
+    r.setAspecto(a);
+    return r;
+}
+
+void frmActPresupusto::mostrarCompletado()
+{
+    const auto fijar = [](QProgressBar* barra, const Completado& c) {
+        // An empty range would turn the bar into a busy indicator.
+        barra->setRange(0, std::max(1, c.filas));
+        barra->setValue(std::clamp(c.conValores, 0, std::max(1, c.filas)));
+        barra->setFormat(c.texto());
     };
-    const int iDpto = indice(QStringLiteral("Dpto")), iDptoNombre = indice(QStringLiteral("Dpto_Nombre"));
-    const int iCuenta = indice(QStringLiteral("Cuenta")), iNombre = indice(QStringLiteral("Nombre"));
-    int iMes[12];
-    for (int mes = 1; mes <= 12; ++mes)
-        iMes[mes - 1] = indice(QStringLiteral("M%1").arg(mes));
-    int iMetodo = -1, iManual = -1, iValor = -1;
-    if (conDatosCalculo) {
-        iMetodo = indice(QStringLiteral("Metodo_Calculo"));
-        iManual = indice(QStringLiteral("Modificacion_Manual"));
-        iValor = indice(QStringLiteral("Valor"));
-    }
-    QStringList campos;
-    campos.reserve(20);
-    while (!rs.eof()) {
-        campos.clear();
-        campos << QString::number(rs.moneda(iDpto).toInt32()) << rs.texto(iDptoNombre) << rs.texto(iCuenta) << rs.texto(iNombre);
-        int mascara = 0;
-        if (conDatosCalculo)
-            mascara = rs.moneda(iManual).toInt16();
-        // A year that no amount can represent shows as such: one row stored
-        // out of range must not keep the worksheet from opening.
-        Suma total = 0;
-        for (int mes = 0; mes < 12; ++mes) {
-            const Currency importe = rs.moneda(iMes[mes]).rounded(Decimales);
-            total += importe.raw();
-            campos << es::formatear(importe, FormatoNumero);
-        }
-        campos << ModeloRejilla::FormatearSuma(total, FormatoNumero);
-        if (conDatosCalculo)
-            campos << QString::number(rs.moneda(iMetodo).toInt32()) << QString::number(mascara) << rs.moneda(iValor).toPlainText();
-        m.AddItem(campos.join(QLatin1Char('\t')));
-        const int r = m.Rows() - 1;
-        for (int mes = 1; mes <= 12; ++mes) {
-            if (mascara & (1 << (mes - 1)))
-                m.setCellBackColor(r, mes + 3, Color1);
-        }
-        ++*filas;
-        if (total != 0)
-            ++*filasConValores;
-        rs.MoveNext();
-    }
+    fijar(pbrSeleccion, completadoSeleccion_);
+    fijar(pbrTotal, completadoTotal_);
 }
 
-void frmActPresupusto::fijarBarra(QProgressBar* barra, int valor, int maximo)
+void frmActPresupusto::cambiarCompletado(int filasConValores)
 {
-    barra->setProperty("maximo", maximo);
-    barra->setProperty("valor", valor);
-    // An empty range would turn the bar into a busy indicator.
-    barra->setRange(0, std::max(1, maximo));
-    barra->setValue(std::clamp(valor, 0, std::max(1, maximo)));
-    QString texto;
-    if (maximo >= 1)
-        texto = es::formatear(static_cast<double>(valor) / maximo, QStringLiteral("0%"));
-    barra->setFormat(texto);
-    barra->setProperty("texto", texto);
-}
-
-void frmActPresupusto::indexarFilas()
-{
-    const ModeloRejilla& m = vsPresupuesto->modelo();
-    filaPorClave_.clear();
-    filaPorClave_.reserve(m.Rows());
-    for (int r = 1; r < m.Rows(); ++r)
-        if (!m.IsSubtotal(r))
-            filaPorClave_.insert(clave(m.TextMatrix(r, 2), es::valEntero(m.TextMatrix(r, 0))), r);
+    completadoSeleccion_.conValores += filasConValores;
+    completadoTotal_.conValores += filasConValores;
+    mostrarCompletado();
 }
 
 bool frmActPresupusto::cuentaSeleccionada(QString* cuenta) const
@@ -163,86 +119,39 @@ void frmActPresupusto::CargarPresupuesto()
         const QString sql = consultas::presupuesto(TablaFiltroCuentas, EmpresaActiva->CodigoEmpresa(), EjercicioActivo,
                                                    VerPresupuestables, dptos, cuenta, hayCuenta);
         Recordset rs = ConexionActiva->Abrir(sql);
-        int filas = 0;
-        int conValores = 0;
         {
-            ModeloRejilla& m = vsPresupuesto->modelo();
-            SinRedibujar sin(m);
-            m.setRows(1);
-            llenarRejilla(vsPresupuesto, rs, true, &filas, &conValores);
+            RejillaPresupuesto& r = reglas(vsPresupuesto);
+            SinRedibujar sin(r.modelo());
+            completadoSeleccion_ = r.llenar(rs, true);
             rs.Close();
             CrearTotales(vsPresupuesto);
-            indexarFilas();
+            r.indexar();
         }
-        fijarBarra(pbrSeleccion, conValores, filas);
         if (PrimeraActivacion)
-            fijarBarra(pbrTotal, conValores, filas);
+            completadoTotal_ = completadoSeleccion_;
+        mostrarCompletado();
     });
 }
 
 void frmActPresupusto::SetProgreesFila(Currency TotalAnterior, Currency TotalNuevo)
 {
     conManejador(kForm + QStringLiteral("SetProgreesFila"), [&] {
-        int d = 0;
-        if (TotalAnterior.isZero() && !TotalNuevo.isZero())
-            d = 1;
-        else if (!TotalAnterior.isZero() && TotalNuevo.isZero())
-            d = -1;
-        if (d == 0)
-            return;
-        for (QProgressBar* barra : {pbrSeleccion, pbrTotal}) {
-            const int maximo = barra->property("maximo").toInt();
-            fijarBarra(barra, barra->property("valor").toInt() + d, maximo);
-        }
+        const int d = (TotalNuevo.isZero() ? 0 : 1) - (TotalAnterior.isZero() ? 0 : 1);
+        if (d != 0)
+            cambiarCompletado(d);
     });
 }
 
 void frmActPresupusto::CrearTotales(VistaRejilla* rejilla)
 {
-    conManejador(kForm + QStringLiteral("CrearTotales"), [this, rejilla] {
-        ModeloRejilla& m = rejilla->modelo();
-        for (int c = 4; c <= 16; ++c) {
-            m.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Debajo);
-            m.Subtotal(1, c, FormatoNumero, Color4, QStringLiteral("%s"));
-            if (NumDptosFiltro > 1) {
-                m.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Encima);
-                m.Subtotal(-1, c, FormatoNumero);
-            }
-        }
-        for (int r = 1; r < m.Rows(); ++r) {
-            if (m.IsSubtotal(r))
-                m.setTextMatrix(r, 3, m.TextMatrix(r, 1));
-        }
-        if (m.Rows() > 1)
-            m.setCellBackColor(1, 16, m.Rows() - 1, 16, Color4);
-    });
+    conManejador(kForm + QStringLiteral("CrearTotales"), [this, rejilla] { reglas(rejilla).crearTotales(); });
 }
 
 void frmActPresupusto::RecalcularFilas(int FilaDesde, int FilaHasta, int ColDesde, int ColHasta)
 {
-    ModeloRejilla& m = vsPresupuesto->modelo();
-    // Only whether a total is zero moves the completion bars.
-    auto indicador = [](Suma s, bool desbordada) { return Currency::fromRaw(s != 0 || desbordada ? 1 : 0); };
-    for (int r = FilaDesde; r <= FilaHasta; ++r) {
-        Suma total = 0;
-        for (int c = 4; c <= 15; ++c)
-            total += ModeloRejilla::ValorSuma(m.TextMatrix(r, c));
-        bool desbordadoAntes = false;
-        const Suma antes = ModeloRejilla::ValorSuma(m.TextMatrix(r, 16), &desbordadoAntes);
-        SetProgreesFila(indicador(antes, desbordadoAntes), indicador(total, false));
-        m.setTextMatrix(r, 16, ModeloRejilla::FormatearSuma(total, FormatoNumero));
-        m.setCellForeColor(r, 16, total < 0 ? kRojo : QColor());
-    }
-    m.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Debajo);
-    for (int c = ColDesde; c <= ColHasta; ++c)
-        m.Subtotal(1, c, FormatoNumero, Color4, QStringLiteral("%s"));
-    m.Subtotal(1, 16, FormatoNumero, Color4, QStringLiteral("%s"));
-    if (NumDptosFiltro < 2)
-        return;
-    m.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Encima);
-    for (int c = ColDesde; c <= ColHasta; ++c)
-        m.Subtotal(-1, c, FormatoNumero);
-    m.Subtotal(-1, 16, FormatoNumero);
+    const int d = reglas(vsPresupuesto).recalcularFilas(FilaDesde, FilaHasta, ColDesde, ColHasta);
+    if (d != 0)
+        cambiarCompletado(d);
 }
 
 // ---------------------------------------------------------------------------
@@ -295,12 +204,9 @@ void frmActPresupusto::CargarHistorico()
         const QString sql = consultas::historico(TablaFiltroCuentas, TablaEstadisticas, EmpresaActiva->CodigoEmpresa(),
                                                  ejercicioHistorico(), GetFiltroDptos(), cuenta, hayCuenta);
         Recordset rs = ConexionActiva->Abrir(sql);
-        int filas = 0;
-        int conValores = 0;
-        ModeloRejilla& m = vsHistorico->modelo();
-        SinRedibujar sin(m);
-        m.setRows(1);
-        llenarRejilla(vsHistorico, rs, false, &filas, &conValores);
+        RejillaPresupuesto& r = reglas(vsHistorico);
+        SinRedibujar sin(r.modelo());
+        r.llenar(rs, false);
         rs.Close();
         CrearTotales(vsHistorico);
     });

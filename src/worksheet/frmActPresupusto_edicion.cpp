@@ -34,16 +34,14 @@ using namespace hoja;
 
 namespace {
 
-bool esVentas(const QString& cuenta) { return cuenta.left(2) == QLatin1String("70"); }
 
 // A paste or a clear in progress: redraw off, hourglass, progress window,
 // and everything put back however the loop ends.
 class Lote {
 public:
-    Lote(ModeloRejilla& m, int& contador) : m_(m), contador_(contador) { ++contador_; }
+    explicit Lote(ModeloRejilla& m) : m_(m) {}
     ~Lote()
     {
-        --contador_;
         m_.setRedraw(true);
         delete progreso;
         Plataforma::puntero().establecer(Puntero::Defecto);
@@ -52,7 +50,6 @@ public:
 
 private:
     ModeloRejilla& m_;
-    int& contador_;
 };
 } // namespace
 
@@ -93,7 +90,7 @@ void frmActPresupusto::vsPresupuesto_BeforeEdit(int Row, int Col, bool& Cancel)
 {
     conManejador(kForm + QStringLiteral("vsPresupuesto_BeforeEdit"), [&] {
         const ModeloRejilla& m = vsPresupuesto->modelo();
-        if (!VerPresupuestables || Col < kPrimerMes || Col >= kTotal || m.IsSubtotal(Row)) {
+        if (!reglas(vsPresupuesto).editable(Row, Col, VerPresupuestables)) {
             Cancel = true;
             return;
         }
@@ -150,145 +147,15 @@ void frmActPresupusto::EditCellValue(int Row, int Col, Currency Valor)
 
 void frmActPresupusto::escribirCelda(int Row, int Col, Currency Valor, bool comprobarTotales)
 {
-    ModeloRejilla& m = vsPresupuesto->modelo();
-    if (Row < 1 || Row >= m.Rows())
-        throw VbError::subscriptOutOfRange();
-    const Currency mostrado = Valor.rounded(Decimales);
-    if (comprobarTotales) {
-        ComprobadorTotales comprobador(m);
-        comprobador.cambiar(Row, Col, mostrado);
-        comprobador.comprobar();
-    }
-    const QString textoAnterior = m.TextMatrix(Row, Col);
-    const QString cuenta = m.TextMatrix(Row, 2);
-    const qint16 dpto = static_cast<qint16>(es::valEntero(m.TextMatrix(Row, 0)));
-    if (ConexionActiva->enTransaccion())
-        filasLote_.insert(Row);
-
-    // Whether the year adds up to nothing once this month is in.
-    Suma total = mostrado.raw();
-    for (int c = kPrimerMes; c <= kUltimoMes; ++c)
-        if (c != Col)
-            total += ModeloRejilla::ValorSuma(m.TextMatrix(Row, c));
-
-    m.setTextMatrix(Row, Col, es::formatear(Valor, FormatoNumero));
-    std::optional<clsDBPresupuesto::FilaGuardada> guardada;
-    bool reiniciar = false;
-    try {
-        if (total != 0) {
-            dbPresupuesto_->ActualizacionManual(cuenta, dpto, static_cast<qint16>(Col - 3), Valor);
-        } else {
-            // A row whose year adds up to nothing starts clean: no method, no
-            // marks, all months zero - but only if the database agrees.
-            // Another user may have stored months this worksheet does not
-            // show yet; those stay, and the row is shown as stored.
-            Transaccion t(*ConexionActiva);
-            dbPresupuesto_->ActualizacionManual(cuenta, dpto, static_cast<qint16>(Col - 3), Valor);
-            guardada = dbPresupuesto_->Leer(cuenta, dpto);
-            reiniciar = !guardada || guardada->todoCero();
-            if (reiniciar) {
-                clsPresupItem item;
-                item.Cuenta = cuenta;
-                item.Dpto = dpto;
-                dbPresupuesto_->Actualizar(item);
-            }
-            t.confirmar();
-        }
-    } catch (const std::exception&) {
-        // The cell shows what the database holds, never a figure it refused.
-        if (!mostrarFilaGuardada(Row))
-            m.setTextMatrix(Row, Col, textoAnterior);
-        RecalcularFilas(Row, Row, Col, Col);
-        throw;
-    }
-    if (esVentas(cuenta)) {
-        if (loteEdicion_ > 0)
-            dependenciasPendientes_ = true;
-        else
-            RecalcularDependencias();
-    }
-    if (guardada && !reiniciar) {
-        mostrarFila(Row, *guardada);
-        return;
-    }
-    RecalcularFilas(Row, Row, Col, Col);
-    int marcas;
-    if (!reiniciar) {
-        marcas = es::valEntero(m.TextMatrix(Row, 18)) | (1 << (Col - 4));
-        m.setCellBackColor(Row, Col, Color1);
-    } else {
-        marcas = 0;
-        m.setCellBackColor(Row, kPrimerMes, Row, kUltimoMes, kBlanco);
-    }
-    m.setTextMatrix(Row, 18, QString::number(marcas));
-}
-
-void frmActPresupusto::mostrarFila(int Row, const clsDBPresupuesto::FilaGuardada& f)
-{
-    ModeloRejilla& m = vsPresupuesto->modelo();
-    for (int i = 0; i < 12; ++i) {
-        m.setTextMatrix(Row, kPrimerMes + i, es::formatear(f.meses[static_cast<std::size_t>(i)].rounded(Decimales), FormatoNumero));
-        m.setCellBackColor(Row, kPrimerMes + i, (f.manual & (1 << i)) ? Color1 : kBlanco);
-    }
-    m.setTextMatrix(Row, 17, QString::number(f.metodo));
-    m.setTextMatrix(Row, 18, QString::number(f.manual));
-    m.setTextMatrix(Row, 19, f.valor.toPlainText());
-    RecalcularFilas(Row, Row, kPrimerMes, kUltimoMes);
-}
-
-bool frmActPresupusto::mostrarFilaGuardada(int Row)
-{
-    ModeloRejilla& m = vsPresupuesto->modelo();
-    if (Row < 1 || Row >= m.Rows() || m.IsSubtotal(Row))
-        return false;
-    try {
-        const auto f = dbPresupuesto_->Leer(m.TextMatrix(Row, 2), static_cast<qint16>(es::valEntero(m.TextMatrix(Row, 0))));
-        mostrarFila(Row, f.value_or(clsDBPresupuesto::FilaGuardada{}));
-        return true;
-    } catch (const std::exception&) {
-        return false;
-    }
-}
-
-void frmActPresupusto::enLote(const std::function<void()>& cuerpo)
-{
-    Transaccion t(*ConexionActiva);
-    if (!t.propia()) {
-        cuerpo();
-        return;
-    }
-    filasLote_.clear();
-    std::exception_ptr fallo;
-    try {
-        cuerpo();
-    } catch (...) {
-        fallo = std::current_exception();
-    }
-    // What was stored before a failure stays stored; if even that cannot be
-    // kept, every row of the batch shows the database again.
-    try {
-        t.confirmar();
-    } catch (...) {
-        for (int r : filasLote_)
-            mostrarFilaGuardada(r);
-        if (!fallo)
-            fallo = std::current_exception();
-    }
-    filasLote_.clear();
-    if (fallo)
-        std::rethrow_exception(fallo);
+    reglas(vsPresupuesto);
+    escritura_->escribirCelda(Row, Col, Valor, comprobarTotales);
 }
 
 void frmActPresupusto::SetNextRowEdit()
 {
     conManejador(kForm + QStringLiteral("SetNextRowEdit"), [this] {
         ModeloRejilla& m = vsPresupuesto->modelo();
-        if (m.Row() < m.Rows() - 1) {
-            int r = m.Row() + 1;
-            while (r < m.Rows() - 1 && m.IsSubtotal(r))
-                ++r;
-            m.setRow(r);
-        }
+        m.setRow(reglas(vsPresupuesto).filaSiguiente(m.Row()));
     });
 }
 
@@ -487,44 +354,23 @@ std::optional<LectorPortapapeles::Bloque> frmActPresupusto::LeerClipboard(int ma
     return LectorPortapapeles::leer(Plataforma::portapapeles().texto(), Decimales, maxLineas, maxCampos);
 }
 
-void frmActPresupusto::refrescarSubtotales(int colDesde, int colHasta)
-{
-    ModeloRejilla& m = vsPresupuesto->modelo();
-    m.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Debajo);
-    for (int c = colDesde; c <= colHasta; ++c)
-        m.Subtotal(1, c, FormatoNumero, Color4, QStringLiteral("%s"));
-    m.Subtotal(1, kTotal, FormatoNumero, Color4, QStringLiteral("%s"));
-    if (NumDptosFiltro < 2)
-        return;
-    m.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Encima);
-    for (int c = colDesde; c <= colHasta; ++c)
-        m.Subtotal(-1, c, FormatoNumero);
-    m.Subtotal(-1, kTotal, FormatoNumero);
-}
+namespace {
+// The progress window, advanced cell by cell.
+class ProgresoVentana : public EscrituraHoja::IProgreso {
+public:
+    explicit ProgresoVentana(frmProgress* p) : p_(p) {}
+    void hecho(int celdas) override { p_->SetValue(celdas); }
 
-void frmActPresupusto::escribirLote(const std::vector<CeldaLote>& celdas, frmProgress* progreso)
+private:
+    frmProgress* p_;
+};
+} // namespace
+
+void frmActPresupusto::escribirLote(const std::vector<EscrituraHoja::Celda>& celdas, frmProgress* progreso)
 {
-    ModeloRejilla& m = vsPresupuesto->modelo();
-    // Every total the batch reaches is checked before the first cell is stored.
-    ComprobadorTotales comprobador(m);
-    for (const CeldaLote& c : celdas)
-        comprobador.cambiar(c.fila, c.col, c.valor.rounded(Decimales));
-    comprobador.comprobar();
-    enLote([&] {
-        int contador = 0;
-        for (const CeldaLote& c : celdas) {
-            Currency anterior;
-            es::intentarMoneda(m.TextMatrix(c.fila, c.col), anterior);
-            ValorAnterior = anterior;
-            escribirCelda(c.fila, c.col, c.valor, false);
-            if (progreso)
-                progreso->SetValue(contador++);
-        }
-        if (dependenciasPendientes_) {
-            dependenciasPendientes_ = false;
-            recalcularDependencias();
-        }
-    });
+    reglas(vsPresupuesto);
+    ProgresoVentana p(progreso);
+    escritura_->escribirLote(celdas, &p);
 }
 
 void frmActPresupusto::Copiar_Desde_Clipboard()
@@ -537,8 +383,7 @@ void frmActPresupusto::Copiar_Desde_Clipboard()
     OrdenarPar(col, colFin);
     Plataforma::puntero().establecer(Puntero::RelojArena);
     conManejador(kForm + QStringLiteral("Copiar_Desde_Clipboard"), [&] {
-        Lote lote(m, loteEdicion_);
-        dependenciasPendientes_ = false;
+        Lote lote(m);
         if (col < kPrimerMes || fila < 1 || fila >= m.Rows() || m.IsSubtotal(fila))
             return;
         // Only the cells a paste can reach are kept from the text.
@@ -549,7 +394,7 @@ void frmActPresupusto::Copiar_Desde_Clipboard()
             --filaFin;
         if (colFin > kUltimoMes)
             colFin = kUltimoMes;
-        std::vector<CeldaLote> celdas;
+        std::vector<EscrituraHoja::Celda> celdas;
         bool pasaDelFinal = false;
         if (bloque->unValor()) {
             const Currency v = bloque->valores.front().front();
@@ -583,7 +428,7 @@ void frmActPresupusto::Copiar_Desde_Clipboard()
     m.setRedraw(true);
     m.Select(fila, col, filaFin, colFin);
     if (col >= kPrimerMes)
-        refrescarSubtotales(std::max(col, kPrimerMes), std::min(colFin, kUltimoMes));
+        reglas(vsPresupuesto).refrescarSubtotales(std::max(col, kPrimerMes), std::min(colFin, kUltimoMes));
     Plataforma::puntero().establecer(Puntero::Defecto);
 }
 
@@ -597,14 +442,13 @@ void frmActPresupusto::BorrarValorCeldas()
     col = std::max(col, kPrimerMes);
     colFin = std::min(colFin, kUltimoMes);
     conManejador(kForm + QStringLiteral("BorrarValorCeldas"), [&] {
-        Lote lote(m, loteEdicion_);
-        dependenciasPendientes_ = false;
+        Lote lote(m);
         lote.progreso = new frmProgress(this);
         lote.progreso->Init(QStringLiteral("Proceso en curso."), (colFin - col) * (filaFin - fila));
         lote.progreso->SetText(QStringLiteral("Borrando celdas..."));
         lote.progreso->Start_Delayed(3);
         m.setRedraw(false);
-        std::vector<CeldaLote> celdas;
+        std::vector<EscrituraHoja::Celda> celdas;
         for (int r = std::max(fila, 1); r <= filaFin && r < m.Rows(); ++r) {
             if (m.IsSubtotal(r))
                 continue;
@@ -621,24 +465,11 @@ void frmActPresupusto::BorrarValorCeldas()
 int frmActPresupusto::GetPrimaFilaSeccion(int fila)
 {
     int resultado = fila;
-    conManejador(kForm + QStringLiteral("GetPrimaFilaSeccion"), [&] {
-        const ModeloRejilla& m = vsPresupuesto->modelo();
-        int r = fila;
-        while (r >= 2 && !m.IsSubtotal(r))
-            --r;
-        resultado = r + 1;
-    });
+    conManejador(kForm + QStringLiteral("GetPrimaFilaSeccion"), [&] { resultado = reglas(vsPresupuesto).primeraFilaSeccion(fila); });
     return resultado;
 }
 
-int frmActPresupusto::GetUltimaFilaSeccion(int fila)
-{
-    const ModeloRejilla& m = vsPresupuesto->modelo();
-    int r = fila;
-    while (r <= m.Rows() - 1 && !m.IsSubtotal(r))
-        ++r;
-    return r - 1;
-}
+int frmActPresupusto::GetUltimaFilaSeccion(int fila) { return reglas(vsPresupuesto).ultimaFilaSeccion(fila); }
 
 // ---------------------------------------------------------------------------
 // Context menu and commands
@@ -746,91 +577,18 @@ void frmActPresupusto::frmCal_Aplicar()
         item.Valor = frmCal_->Valor();
         for (int i = 0; i < 12; ++i)
             item.setMes(i, frmCal_->Mes(i));
-        ModeloRejilla& m = vsPresupuesto->modelo();
-        const int r = m.Row();
-        const bool enRejilla = r >= 1 && r < m.Rows() && !m.IsSubtotal(r);
-        if (enRejilla) {
-            ComprobadorTotales comprobador(m);
-            for (int i = 0; i < 12; ++i)
-                comprobador.cambiar(r, i + 4, item.Mes(i).rounded(Decimales));
-            comprobador.comprobar();
-        }
-        enLote([&] {
-            dbPresupuesto_->Actualizar(item);
-            if (enRejilla) {
-                filasLote_.insert(r);
-                for (int i = 0; i < 12; ++i) {
-                    // Only the display is rounded; the stored months keep four decimals.
-                    m.setTextMatrix(r, i + 4, es::formatear(item.Mes(i).rounded(Decimales), FormatoNumero));
-                    m.setCellBackColor(r, i + 4, kBlanco);
-                    m.setCellFloodPercent(r, i + 4, 0);
-                }
-                m.setTextMatrix(r, 18, QStringLiteral("0"));
-                m.setTextMatrix(r, 17, QString::number(item.MetodoCalc));
-                m.setTextMatrix(r, 19, item.Valor.toPlainText());
-                RecalcularFilas(r, r, kPrimerMes, kUltimoMes);
-            }
-            if (esVentas(item.Cuenta))
-                recalcularDependencias();
-        });
+        // The dialog follows the current row, so the method lands there.
+        reglas(vsPresupuesto);
+        escritura_->aplicarMetodo(vsPresupuesto->modelo().Row(), item);
     });
 }
 
 void frmActPresupusto::RecalcularDependencias()
 {
-    conManejador(kForm + QStringLiteral("RecalcularDependencias"), [this] { enLote([this] { recalcularDependencias(); }); });
-}
-
-void frmActPresupusto::recalcularDependencias()
-{
-    // Only rows planned on each month's sales follow them; rows planned
-    // on the year's sales keep what they were given.
-    Recordset rs = ConexionActiva->Abrir(QStringLiteral("SELECT Cuenta, Dpto, Valor FROM Presupuestos WHERE Cod_Empresa = ")
-                                         + QString::number(EmpresaActiva->CodigoEmpresa())
-                                         + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(EjercicioActivo)
-                                         + QStringLiteral(" AND Metodo_Calculo = ") + QStringLiteral("6"));
-    struct Fila {
-        QString cuenta;
-        qint16 dpto;
-        Currency valor;
-    };
-    // Read to the end before writing, so the rows being rewritten never
-    // move under the open read.
-    std::vector<Fila> filas;
-    while (!rs.eof()) {
-        filas.push_back({rs.texto(QStringLiteral("Cuenta")), static_cast<qint16>(rs.entero(QStringLiteral("Dpto"))),
-                         rs.moneda(QStringLiteral("Valor"))});
-        rs.MoveNext();
-    }
-    rs.Close();
-    clsCalculo calculo;
-    calculo.setEjercicio(EjercicioActivo);
-    clsPresupItem item;
-    for (const Fila& f : filas) {
-        calculo.setDpto(f.dpto);
-        calculo.Calcular(6, f.cuenta, f.valor);
-        item.Cuenta = f.cuenta;
-        item.Dpto = f.dpto;
-        item.MetodoCalc = 6;
-        item.Valor = f.valor;
-        for (int i = 0; i < 12; ++i)
-            item.setMes(i, calculo.Mes(i));
-        dbPresupuesto_->Actualizar(item);
-        // The row follows on screen too when the worksheet shows it.
-        const int r = filaPorClave_.value(clave(f.cuenta, f.dpto), -1);
-        ModeloRejilla& m = vsPresupuesto->modelo();
-        if (r > 0 && r < m.Rows() && m.TextMatrix(r, 2) == f.cuenta) {
-            filasLote_.insert(r);
-            for (int i = 0; i < 12; ++i) {
-                m.setTextMatrix(r, i + 4, es::formatear(calculo.Mes(i).rounded(Decimales), FormatoNumero));
-                m.setCellBackColor(r, i + 4, kBlanco);
-            }
-            m.setTextMatrix(r, 17, QStringLiteral("6"));
-            m.setTextMatrix(r, 18, QStringLiteral("0"));
-            m.setTextMatrix(r, 19, f.valor.toPlainText());
-            RecalcularFilas(r, r, kPrimerMes, kUltimoMes);
-        }
-    }
+    conManejador(kForm + QStringLiteral("RecalcularDependencias"), [this] {
+        reglas(vsPresupuesto);
+        escritura_->recalcularDependencias();
+    });
 }
 
 } // namespace presupuestos

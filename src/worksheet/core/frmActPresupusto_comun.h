@@ -1,6 +1,8 @@
 #pragma once
 // Names shared by the parts of the worksheet form.
 
+#include "worksheet/core/Columnas.h"
+
 #include <QColor>
 #include <QString>
 
@@ -10,9 +12,5 @@ namespace presupuestos::hoja {
 inline const QString kForm = QStringLiteral("frmActPresupusto:");
 inline const QColor kBlanco(255, 255, 255);
 inline const QColor kRojo(255, 0, 0);
-// Month m is column m + 3; the row total follows December.
-constexpr int kPrimerMes = 4;
-constexpr int kUltimoMes = 15;
-constexpr int kTotal = 16;
 
 } // namespace presupuestos::hoja

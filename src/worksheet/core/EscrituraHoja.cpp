@@ -1,0 +1,270 @@
+#include "worksheet/core/EscrituraHoja.h"
+
+#include "calculation/clsCalculo.h"
+#include "common/NumerosEs.h"
+#include "common/VbError.h"
+#include "db/Conexion.h"
+#include "host/modPublic.h"
+#include "worksheet/core/ComprobadorTotales.h"
+
+#include <exception>
+
+namespace presupuestos {
+
+using namespace hoja;
+using modPublic::ConexionActiva;
+
+namespace {
+const QColor kBlanco(255, 255, 255);
+bool esVentas(const QString& cuenta) { return cuenta.left(2) == QLatin1String("70"); }
+
+RejillaPresupuesto::Valores valores(const clsDBPresupuesto::FilaGuardada& f)
+{
+    RejillaPresupuesto::Valores v;
+    v.meses = f.meses;
+    v.metodo = f.metodo;
+    v.manual = f.manual;
+    v.valor = f.valor;
+    return v;
+}
+} // namespace
+
+EscrituraHoja::EscrituraHoja(RejillaPresupuesto& rejilla, clsDBPresupuesto& store, Avisos avisos)
+    : r_(rejilla), store_(store), avisos_(std::move(avisos))
+{
+}
+
+void EscrituraHoja::escribirCelda(int fila, int col, Currency valor, bool comprobar)
+{
+    ModeloRejilla& m = r_.modelo();
+    if (fila < 1 || fila >= m.Rows())
+        throw VbError::subscriptOutOfRange();
+    const int decimales = r_.aspecto().decimales;
+    const Currency mostrado = valor.rounded(decimales);
+    if (comprobar) {
+        ComprobadorTotales comprobador(m);
+        comprobador.cambiar(fila, col, mostrado);
+        comprobador.comprobar();
+    }
+    const QString textoAnterior = m.TextMatrix(fila, col);
+    const QString cuenta = r_.cuenta(fila);
+    const qint16 dpto = r_.dpto(fila);
+    if (enLote_)
+        filasLote_.insert(fila);
+
+    // Whether the year adds up to nothing once this month is in.
+    Suma total = mostrado.raw();
+    for (int c = kPrimerMes; c <= kUltimoMes; ++c)
+        if (c != col)
+            total += ModeloRejilla::ValorSuma(m.TextMatrix(fila, c));
+
+    m.setTextMatrix(fila, col, es::formatear(valor, r_.aspecto().formato));
+    std::optional<clsDBPresupuesto::FilaGuardada> guardada;
+    bool reiniciar = false;
+    try {
+        if (total != 0) {
+            store_.ActualizacionManual(cuenta, dpto, static_cast<qint16>(col - 3), valor);
+        } else {
+            // A row whose year adds up to nothing starts clean: no method, no
+            // marks, all months zero - but only if the database agrees.
+            // Another user may have stored months this worksheet does not
+            // show yet; those stay, and the row is shown as stored.
+            Transaccion t(*ConexionActiva);
+            store_.ActualizacionManual(cuenta, dpto, static_cast<qint16>(col - 3), valor);
+            guardada = store_.Leer(cuenta, dpto);
+            reiniciar = !guardada || guardada->todoCero();
+            if (reiniciar) {
+                clsPresupItem item;
+                item.Cuenta = cuenta;
+                item.Dpto = dpto;
+                store_.Actualizar(item);
+            }
+            t.confirmar();
+        }
+    } catch (const std::exception&) {
+        // The cell shows what the database holds, never a figure it refused.
+        if (!mostrarGuardada(fila)) {
+            m.setTextMatrix(fila, col, textoAnterior);
+            avisarCompletado(r_.recalcularFilas(fila, fila, col, col));
+        }
+        throw;
+    }
+    if (esVentas(cuenta)) {
+        if (enLote_)
+            ventasPendientes_ = true;
+        else if (avisos_.ventasCambiadas)
+            avisos_.ventasCambiadas();
+    }
+    if (guardada && !reiniciar) {
+        avisarCompletado(r_.mostrar(fila, valores(*guardada)));
+        return;
+    }
+    avisarCompletado(r_.recalcularFilas(fila, fila, col, col));
+    int marcas;
+    if (!reiniciar) {
+        marcas = r_.mascara(fila) | (1 << (col - kPrimerMes));
+        m.setCellBackColor(fila, col, r_.aspecto().manual);
+    } else {
+        marcas = 0;
+        m.setCellBackColor(fila, kPrimerMes, fila, kUltimoMes, kBlanco);
+    }
+    m.setTextMatrix(fila, kManual, QString::number(marcas));
+}
+
+bool EscrituraHoja::mostrarGuardada(int fila)
+{
+    if (!r_.esCuenta(fila))
+        return false;
+    try {
+        const auto f = store_.Leer(r_.cuenta(fila), r_.dpto(fila));
+        avisarCompletado(r_.mostrar(fila, valores(f.value_or(clsDBPresupuesto::FilaGuardada{}))));
+        return true;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+void EscrituraHoja::enLote(const std::function<void()>& cuerpo)
+{
+    Transaccion t(*ConexionActiva);
+    if (!t.propia()) {
+        cuerpo();
+        return;
+    }
+    filasLote_.clear();
+    enLote_ = true;
+    ventasPendientes_ = false;
+    std::exception_ptr fallo;
+    try {
+        cuerpo();
+        // Sales changed by the batch move the rows that follow them once, at
+        // the end, inside the same transaction.
+        if (ventasPendientes_) {
+            ventasPendientes_ = false;
+            recalcularDependenciasEnLote();
+        }
+    } catch (...) {
+        fallo = std::current_exception();
+    }
+    enLote_ = false;
+    ventasPendientes_ = false;
+    // What was stored before a failure stays stored; if even that cannot be
+    // kept, every row of the batch shows the database again.
+    try {
+        t.confirmar();
+    } catch (...) {
+        for (int f : filasLote_)
+            mostrarGuardada(f);
+        if (!fallo)
+            fallo = std::current_exception();
+    }
+    filasLote_.clear();
+    if (fallo)
+        std::rethrow_exception(fallo);
+}
+
+void EscrituraHoja::escribirLote(const std::vector<Celda>& celdas, IProgreso* progreso)
+{
+    const ModeloRejilla& m = r_.modelo();
+    // Every total the batch reaches is checked before the first cell is stored.
+    ComprobadorTotales comprobador(m);
+    for (const Celda& c : celdas)
+        comprobador.cambiar(c.fila, c.col, c.valor.rounded(r_.aspecto().decimales));
+    comprobador.comprobar();
+    enLote([&] {
+        int hechas = 0;
+        for (const Celda& c : celdas) {
+            if (avisos_.antesDeCelda)
+                avisos_.antesDeCelda(Currency::fromRaw(static_cast<std::int64_t>(ModeloRejilla::ValorSuma(m.TextMatrix(c.fila, c.col)))));
+            escribirCelda(c.fila, c.col, c.valor, false);
+            if (progreso)
+                progreso->hecho(hechas++);
+        }
+    });
+}
+
+void EscrituraHoja::aplicarMetodo(int fila, const clsPresupItem& item)
+{
+    ModeloRejilla& m = r_.modelo();
+    const bool enRejilla = r_.esCuenta(fila);
+    const int decimales = r_.aspecto().decimales;
+    if (enRejilla) {
+        ComprobadorTotales comprobador(m);
+        for (int i = 0; i < 12; ++i)
+            comprobador.cambiar(fila, kPrimerMes + i, item.Mes(i).rounded(decimales));
+        comprobador.comprobar();
+    }
+    enLote([&] {
+        store_.Actualizar(item);
+        if (enRejilla) {
+            filasLote_.insert(fila);
+            RejillaPresupuesto::Valores v;
+            for (int i = 0; i < 12; ++i)
+                v.meses[static_cast<std::size_t>(i)] = item.Mes(i);
+            v.metodo = item.MetodoCalc;
+            v.valor = item.Valor;
+            // Only the display is rounded; the stored months keep four decimals.
+            avisarCompletado(r_.mostrar(fila, v));
+            for (int i = 0; i < 12; ++i)
+                m.setCellFloodPercent(fila, kPrimerMes + i, 0);
+        }
+        if (esVentas(item.Cuenta))
+            ventasPendientes_ = true;
+    });
+}
+
+void EscrituraHoja::recalcularDependencias()
+{
+    enLote([this] { recalcularDependenciasEnLote(); });
+}
+
+void EscrituraHoja::recalcularDependenciasEnLote()
+{
+    // Only rows planned on each month's sales follow them; rows planned
+    // on the year's sales keep what they were given.
+    Recordset rs = ConexionActiva->Abrir(QStringLiteral("SELECT Cuenta, Dpto, Valor FROM Presupuestos WHERE Cod_Empresa = ")
+                                         + QString::number(modPublic::EmpresaActiva->CodigoEmpresa())
+                                         + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(modPublic::EjercicioActivo)
+                                         + QStringLiteral(" AND Metodo_Calculo = ") + QStringLiteral("6"));
+    struct Fila {
+        QString cuenta;
+        qint16 dpto;
+        Currency valor;
+    };
+    // Read to the end before writing, so the rows being rewritten never
+    // move under the open read.
+    std::vector<Fila> filas;
+    while (!rs.eof()) {
+        filas.push_back({rs.texto(QStringLiteral("Cuenta")), static_cast<qint16>(rs.entero(QStringLiteral("Dpto"))),
+                         rs.moneda(QStringLiteral("Valor"))});
+        rs.MoveNext();
+    }
+    rs.Close();
+    clsCalculo calculo;
+    calculo.setEjercicio(modPublic::EjercicioActivo);
+    clsPresupItem item;
+    for (const Fila& f : filas) {
+        calculo.setDpto(f.dpto);
+        calculo.Calcular(6, f.cuenta, f.valor);
+        item.Cuenta = f.cuenta;
+        item.Dpto = f.dpto;
+        item.MetodoCalc = 6;
+        item.Valor = f.valor;
+        RejillaPresupuesto::Valores v;
+        for (int i = 0; i < 12; ++i) {
+            item.setMes(i, calculo.Mes(i));
+            v.meses[static_cast<std::size_t>(i)] = calculo.Mes(i);
+        }
+        store_.Actualizar(item);
+        // The row follows on screen too when the worksheet shows it.
+        const int fila = r_.fila(f.cuenta, f.dpto);
+        if (r_.esCuenta(fila) && r_.cuenta(fila) == f.cuenta) {
+            filasLote_.insert(fila);
+            v.metodo = 6;
+            v.valor = f.valor;
+            avisarCompletado(r_.mostrar(fila, v));
+        }
+    }
+}
+
+} // namespace presupuestos

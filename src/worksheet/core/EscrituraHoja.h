@@ -1,0 +1,80 @@
+#pragma once
+// The worksheet's one write path. Every way of putting amounts into the
+// budget - a typed month, a paste, a clear, an applied method, the rows that
+// follow the sales - goes through here: totals are checked before anything
+// is stored, the store writes, and the grid shows what the database holds.
+// A batch is one transaction: its first failure stops it, what was stored
+// before stays stored, and the rows show the database again if even that
+// cannot be kept.
+
+#include "calculation/clsPresupItem.h"
+#include "common/Currency.h"
+#include "store/clsDBPresupuesto.h"
+#include "worksheet/core/RejillaPresupuesto.h"
+
+#include <functional>
+#include <set>
+#include <vector>
+
+namespace presupuestos {
+
+class EscrituraHoja {
+public:
+    // What the form hears of the writes.
+    struct Avisos {
+        // Rows holding figures changed by this many (completion bars).
+        std::function<void(int)> completado;
+        // A sales account changed outside a batch: the rows planned on the
+        // sales follow (the form runs them under its own error title).
+        std::function<void()> ventasCambiadas;
+        // The amount a cell of a batch held just before it is written.
+        std::function<void(Currency)> antesDeCelda;
+    };
+    // Progress of a batch, cell by cell.
+    class IProgreso {
+    public:
+        virtual ~IProgreso() = default;
+        virtual void hecho(int celdas) = 0;
+    };
+    struct Celda {
+        int fila;
+        int col;
+        Currency valor;
+    };
+
+    EscrituraHoja(RejillaPresupuesto& rejilla, clsDBPresupuesto& store, Avisos avisos);
+
+    // A month typed or pasted (comprobar: check the totals first). Resets a
+    // row whose year becomes zero when the database agrees; on any failure
+    // shows the row as stored and raises the error.
+    void escribirCelda(int fila, int col, Currency valor, bool comprobar);
+    // Writes the cells as one batch, after checking every total they reach.
+    void escribirLote(const std::vector<Celda>& celdas, IProgreso* progreso);
+    // Stores a method's row, shows it on the grid's row fila (when it is an
+    // account row) and, for a sales account, the rows that follow the sales.
+    void aplicarMetodo(int fila, const clsPresupItem& item);
+    // Recalculates and stores every row planned on each month's sales, in
+    // one batch; those the grid shows follow at once.
+    void recalcularDependencias();
+    // Runs a batch; inside another one it is part of it.
+    void enLote(const std::function<void()>& cuerpo);
+    // Shows a row as the database holds it; false when it cannot be read.
+    bool mostrarGuardada(int fila);
+
+private:
+    void recalcularDependenciasEnLote();
+    void avisarCompletado(int n)
+    {
+        if (n != 0 && avisos_.completado)
+            avisos_.completado(n);
+    }
+
+    RejillaPresupuesto& r_;
+    clsDBPresupuesto& store_;
+    Avisos avisos_;
+    bool enLote_ = false;
+    bool ventasPendientes_ = false;
+    std::set<int> filasLote_;
+};
+
+} // namespace presupuestos
