@@ -38,7 +38,7 @@ void frmActPresupusto::DisenarRejilla(VistaRejilla* rejilla)
 {
     ModeloRejilla& m = rejilla->modelo();
     m.setRedraw(false);
-    m.setCols(20);
+    m.setCols(kColumnas);
     m.setRows(1);
     m.setFixedRows(1);
     m.setFontSize(10);
@@ -46,19 +46,19 @@ void frmActPresupusto::DisenarRejilla(VistaRejilla* rejilla)
     m.setBackColorFixed(Color2);
     m.setBackColorSel(Color3);
     m.setBackColor(kBlanco);
-    m.setTextMatrix(0, 0, QStringLiteral("Dpto"));
-    m.setTextMatrix(0, 2, QStringLiteral("Cuenta"));
-    m.setTextMatrix(0, 3, QStringLiteral("Nombre"));
+    m.setTextMatrix(0, kDpto, QStringLiteral("Dpto"));
+    m.setTextMatrix(0, kCuenta, QStringLiteral("Cuenta"));
+    m.setTextMatrix(0, kNombre, QStringLiteral("Nombre"));
     for (int mes = 1; mes <= 12; ++mes)
-        m.setTextMatrix(0, mes + 3, es::nombreMes(mes));
-    m.setTextMatrix(0, 16, QStringLiteral("Total"));
-    m.setColWidth(2, 1200);
-    m.setColWidth(3, 2500);
-    for (int c = 4; c <= 16; ++c) {
+        m.setTextMatrix(0, colMes(mes), es::nombreMes(mes));
+    m.setTextMatrix(0, kTotal, QStringLiteral("Total"));
+    m.setColWidth(kCuenta, 1200);
+    m.setColWidth(kNombre, 2500);
+    for (int c = kPrimerMes; c <= kTotal; ++c) {
         m.setColWidth(c, 1000);
         m.setColAlignment(c, ModeloRejilla::Alineacion::Derecha);
     }
-    for (int c : {0, 1, 17, 18, 19})
+    for (int c : {kDpto, kDptoNombre, kMetodo, kManual, kValor})
         m.setColHidden(c, true);
     m.setRedraw(true);
     rejilla->setEditable(rejilla == vsPresupuesto);

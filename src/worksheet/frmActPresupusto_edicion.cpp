@@ -162,7 +162,7 @@ void frmActPresupusto::SetNextRowEdit()
 namespace {
 void colorearSigno(ModeloRejilla& m, int Row, int Col)
 {
-    if (Col < 4 || Row < 1)
+    if (Col < kPrimerMes || Row < 1)
         return;
     // Amounts are written formatted, so a negative one starts with its sign.
     const QString texto = m.TextMatrix(Row, Col).trimmed();
@@ -193,13 +193,13 @@ void frmActPresupusto::sincronizarOperaciones()
     const ModeloRejilla& m = vsPresupuesto->modelo();
     const int r = m.Row();
     if (r >= 1 && r < m.Rows() && !m.IsSubtotal(r) && !m.RowHidden(r)) {
-        frmCal_->setCuenta(m.TextMatrix(r, 2));
-        frmCal_->setDpto(static_cast<qint16>(es::valEntero(m.TextMatrix(r, 0))));
-        frmCal_->setDpto_Nombre(m.TextMatrix(r, 1));
-        frmCal_->setCuenta_Nombre(m.TextMatrix(r, 3));
-        frmCal_->setMetodoCalculo(es::valEntero(m.TextMatrix(r, 17)));
+        frmCal_->setCuenta(m.TextMatrix(r, kCuenta));
+        frmCal_->setDpto(presupuesto_->dpto(r));
+        frmCal_->setDpto_Nombre(m.TextMatrix(r, kDptoNombre));
+        frmCal_->setCuenta_Nombre(m.TextMatrix(r, kNombre));
+        frmCal_->setMetodoCalculo(es::valEntero(m.TextMatrix(r, kMetodo)));
         Currency valor;
-        es::intentarMoneda(m.TextMatrix(r, 19), valor);
+        es::intentarMoneda(m.TextMatrix(r, kValor), valor);
         frmCal_->setValor(valor);
     } else {
         frmCal_->Clear();
@@ -527,7 +527,7 @@ void frmActPresupusto::CambiarPresupuestable()
         // Total rows have no account to move.
         if (r < 1 || r >= m.Rows() || m.IsSubtotal(r))
             return;
-        dbPresupuesto_->SetVisible(m.TextMatrix(r, 2), static_cast<qint16>(es::valEntero(m.TextMatrix(r, 0))), !VerPresupuestables);
+        dbPresupuesto_->SetVisible(presupuesto_->cuenta(r), presupuesto_->dpto(r), !VerPresupuestables);
         CargarPresupuesto();
     });
 }
