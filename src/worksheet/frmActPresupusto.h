@@ -5,6 +5,7 @@
 
 #include "common/Currency.h"
 #include "db/Conexion.h"
+#include "worksheet/ControlesHoja.h"
 #include "worksheet/core/EscrituraHoja.h"
 #include "worksheet/core/RejillaPresupuesto.h"
 #include "worksheet/core/LectorPortapapeles.h"
@@ -41,7 +42,8 @@ class frmOperaciones;
 class frmProgress;
 class frmImportar;
 
-class frmActPresupusto : public QWidget {
+// The controls come from ControlesHoja, named as the forms name them.
+class frmActPresupusto : public QWidget, public ControlesHoja {
     Q_OBJECT
 public:
     explicit frmActPresupusto(QWidget* owner = nullptr);
@@ -69,42 +71,6 @@ public:
     // The retail database and company, resolved at load.
     QString BDPelvor = QStringLiteral("[Pelvor]");
     qint16 EmpresaPelvor = 0;
-
-    // ---- Controls, named as the forms name them ------------------------------
-    VistaRejilla* vsPresupuesto = nullptr;
-    VistaRejilla* vsHistorico = nullptr;
-    VistaRejilla* vsFiltrosCategoria = nullptr;
-    VistaRejilla* vsFiltroCuentas = nullptr;
-    QComboBox* cboEjercicio = nullptr;
-    QCheckBox* chkMostrarHistorico = nullptr;
-    QLineEdit* txtEjercicioHist = nullptr;
-    QPushButton* cmdVer = nullptr;
-    QLineEdit* FlatEdit1 = nullptr;
-    UpDown* UpDown1 = nullptr;
-    QTimer* Timer1 = nullptr;
-    QCheckBox* chkTipoCuentaIngresos = nullptr;
-    QCheckBox* chkTipoCuentaGastos = nullptr;
-    QPushButton* cmdDepartamentos = nullptr;
-    QFrame* fraFiltroDpto = nullptr;
-    QListWidget* lstDepartamentos = nullptr;
-    QCheckBox* chkSelAllDpto = nullptr;
-    QPushButton* cmdFiltroDptoAceptar = nullptr;
-    QPushButton* cmdFiltroDptoCancelar = nullptr;
-    QPushButton* cmdNoEnlanzarTablas = nullptr;
-    QPushButton* cmdShowCal = nullptr;
-    QPushButton* cmdImportar = nullptr;
-    QProgressBar* pbrSeleccion = nullptr;
-    QProgressBar* pbrTotal = nullptr;
-    QLabel* lblSeleccion = nullptr;
-    QMenu* mnuPopup = nullptr;
-    QAction* mnuPopupCopiar = nullptr;
-    QAction* mnuPopupPegar = nullptr;
-    QAction* mnuPopupBorrar = nullptr;
-    QAction* mnuPopupSelDpto = nullptr;
-    QAction* mnuPopupSelTodo = nullptr;
-    QAction* mnuPopupOcultar = nullptr;
-    QAction* mnuPopupOperaciones = nullptr;
-    QAction* mnuPopupCancelar = nullptr;
 
     frmOperaciones* operaciones() const { return frmCal_; }
     // The worksheet's one budget store.
@@ -275,7 +241,6 @@ private:
     QString textoAlEditar_;
     bool seleccionandoDptos_ = false;
     bool seleccionandoCuenta_ = false;
-    void crearMenu();
     void aplicarColorBoton(QPushButton* boton, const QColor& color);
     qint16 ejercicioHistorico() const;
 
@@ -285,7 +250,6 @@ private:
     QPointer<QWidget> owner_;
     frmOperaciones* frmCal_ = nullptr;
     std::unique_ptr<clsDBPresupuesto> dbPresupuesto_;
-    QSplitter* divisor_ = nullptr;
 };
 
 } // namespace presupuestos

@@ -219,8 +219,8 @@ void frmActPresupusto::DistribuirRejillas()
         return;
     vsHistorico->setVisible(mostrar);
     if (mostrar) {
-        const int ancho = std::max(divisor_->width(), 600);
-        divisor_->setSizes({ancho / 2, ancho - ancho / 2});
+        const int ancho = std::max(divisor->width(), 600);
+        divisor->setSizes({ancho / 2, ancho - ancho / 2});
         CargarHistorico();
         vsHistorico->modelo().Select(vsPresupuesto->modelo().Row(), vsPresupuesto->modelo().Col());
         vsHistorico->modelo().setTopRow(vsPresupuesto->modelo().TopRow());
