@@ -1,0 +1,180 @@
+// The two worksheet grids side by side: they move together, and their keys
+// and mouse clicks open the menu, the clipboard and the operations dialog.
+
+#include "calculation/clsCalculo.h"
+#include "calculation/clsPresupItem.h"
+#include "calculation/dialog/frmOperaciones.h"
+#include "common/ErrorReport.h"
+#include "common/NumerosEs.h"
+#include "common/Plataforma.h"
+#include "host/modPublic.h"
+#include "import/dialog/frmImportar.h"
+#include "progress/frmProgress.h"
+#include "store/clsDBPresupuesto.h"
+#include "worksheet/core/ComprobadorTotales.h"
+#include "worksheet/core/LectorPortapapeles.h"
+#include "grid/widgets/VistaRejilla.h"
+#include "worksheet/frmActPresupusto.h"
+#include "worksheet/core/frmActPresupusto_comun.h"
+#include <QAction>
+#include <QCheckBox>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPushButton>
+#include <QScreen>
+#include <QScrollBar>
+#include <exception>
+
+namespace presupuestos {
+
+using namespace modPublic;
+using namespace hoja;
+
+// ---------------------------------------------------------------------------
+// The two grids move together
+// ---------------------------------------------------------------------------
+
+void frmActPresupusto::sincronizarOperaciones()
+{
+    if (!frmCal_)
+        return;
+    const ModeloRejilla& m = vsPresupuesto->modelo();
+    const int r = m.Row();
+    if (r >= 1 && r < m.Rows() && !m.IsSubtotal(r) && !m.RowHidden(r)) {
+        frmCal_->setCuenta(m.TextMatrix(r, kCuenta));
+        frmCal_->setDpto(presupuesto_->dpto(r));
+        frmCal_->setDpto_Nombre(m.TextMatrix(r, kDptoNombre));
+        frmCal_->setCuenta_Nombre(m.TextMatrix(r, kNombre));
+        frmCal_->setMetodoCalculo(es::valEntero(m.TextMatrix(r, kMetodo)));
+        Currency valor;
+        es::intentarMoneda(m.TextMatrix(r, kValor), valor);
+        frmCal_->setValor(valor);
+    } else {
+        frmCal_->Clear();
+    }
+}
+
+void frmActPresupusto::vsPresupuesto_RowColChange()
+{
+    try {
+        sincronizarOperaciones();
+    } catch (const std::exception& e) {
+        mostrarError(comoVbError(e), kForm + QStringLiteral("vsPresupuesto_RowColChange"));
+    }
+    if (SincronizandoRejillas || vsHistorico->isHidden())
+        return;
+    SincronizandoRejillas = true;
+    const ModeloRejilla& p = vsPresupuesto->modelo();
+    ModeloRejilla& h = vsHistorico->modelo();
+    if (p.Row() < h.Rows() && p.Col() < h.Cols())
+        h.Select(p.Row(), p.Col());
+    SincronizandoRejillas = false;
+}
+
+void frmActPresupusto::vsHistorico_RowColChange()
+{
+    if (SincronizandoRejillas)
+        return;
+    SincronizandoRejillas = true;
+    const ModeloRejilla& h = vsHistorico->modelo();
+    ModeloRejilla& p = vsPresupuesto->modelo();
+    if (h.Row() < p.Rows() && h.Col() < p.Cols())
+        p.Select(h.Row(), h.Col());
+    SincronizandoRejillas = false;
+}
+
+void frmActPresupusto::vsPresupuesto_AfterScroll(int, int, int NewTopRow, int)
+{
+    conManejador(kForm + QStringLiteral("vsPresupuesto_AfterScroll"), [&] {
+        if (SincronizandoRejillas || !TablasEnlazadas)
+            return;
+        SincronizandoRejillas = true;
+        vsHistorico->modelo().setTopRow(NewTopRow);
+        SincronizandoRejillas = false;
+    });
+}
+
+void frmActPresupusto::vsHistorico_AfterScroll(int, int, int NewTopRow, int)
+{
+    if (SincronizandoRejillas || !TablasEnlazadas)
+        return;
+    SincronizandoRejillas = true;
+    vsPresupuesto->modelo().setTopRow(NewTopRow);
+    SincronizandoRejillas = false;
+}
+
+// ---------------------------------------------------------------------------
+// Keys and mouse
+// ---------------------------------------------------------------------------
+
+void frmActPresupusto::vsPresupuesto_KeyDown(int KeyCode, int Shift)
+{
+    if (KeyCode == 67 && Shift == 2)
+        Copiar_A_Clipboard(vsPresupuesto);
+    else if (KeyCode == 86 && Shift == 2)
+        Copiar_Desde_Clipboard();
+    else if (KeyCode == 46)
+        BorrarValorCeldas();
+}
+
+void frmActPresupusto::vsHistorico_KeyDown(int KeyCode, int Shift)
+{
+    if (KeyCode == 67 && Shift == 2)
+        Copiar_A_Clipboard(vsHistorico);
+}
+
+void frmActPresupusto::abrirMenu(VistaRejilla* rejilla, int Button, int X, int Y)
+{
+    ModeloRejilla& m = rejilla->modelo();
+    if (Button != 2 || m.Rows() <= 1)
+        return;
+    const int fila = rejilla->filaEn(QPoint(X, Y));
+    if (fila <= 0 || m.IsSubtotal(fila))
+        return;
+    // A multi-cell selection stays as it is, so that the menu acts on it.
+    if (!rejilla->seleccionExtendida()) {
+        const int col = rejilla->colEn(QPoint(X, Y));
+        m.Select(fila, col >= 0 ? col : m.Col());
+    }
+    rejilla->setFocus();
+    mnuPopup->popup(rejilla->viewport()->mapToGlobal(QPoint(X, Y)));
+}
+
+void frmActPresupusto::vsPresupuesto_MouseDown(int Button, int, int X, int Y)
+{
+    conManejador(kForm + QStringLiteral("vsPresupuesto_MouseDown"), [&] { abrirMenu(vsPresupuesto, Button, X, Y); });
+}
+
+void frmActPresupusto::vsHistorico_MouseDown(int Button, int, int X, int Y) { abrirMenu(vsHistorico, Button, X, Y); }
+
+void frmActPresupusto::vsPresupuesto_DblClick()
+{
+    const ModeloRejilla& m = vsPresupuesto->modelo();
+    if (m.Row() >= 1 && m.Rows() > 1)
+        MostrarOperaciones();
+}
+
+void frmActPresupusto::MostrarOperaciones()
+{
+    if (!frmCal_)
+        return;
+    frmCal_->setEjercicio(ejercicioHistorico());
+    frmCal_->setDecimales(Decimales);
+    sincronizarOperaciones();
+    // Beside the current cell, below its row when there is room, above it otherwise.
+    const ModeloRejilla& m = vsPresupuesto->modelo();
+    const QRect celda = vsPresupuesto->rectCelda(std::max(1, m.Row()), kPrimerMes);
+    const QPoint arriba = vsPresupuesto->viewport()->mapToGlobal(celda.topLeft());
+    const QPoint abajo = vsPresupuesto->viewport()->mapToGlobal(celda.bottomLeft());
+    QRect pantalla = screen() ? screen()->availableGeometry() : QRect(0, 0, 1366, 768);
+    const QSize tam = frmCal_->frameGeometry().size();
+    int y = abajo.y() + 4;
+    if (y + tam.height() > pantalla.bottom())
+        y = arriba.y() - tam.height() - 4;
+    const int x = std::clamp(arriba.x(), pantalla.left(), std::max(pantalla.left(), pantalla.right() - tam.width()));
+    frmCal_->move(x, std::max(pantalla.top(), y));
+    frmCal_->show();
+    frmCal_->raise();
+}
+
+} // namespace presupuestos
