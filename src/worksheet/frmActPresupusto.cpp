@@ -1,4 +1,5 @@
 #include "worksheet/frmActPresupusto.h"
+#include "worksheet/core/RepositorioHoja.h"
 #include "worksheet/core/frmActPresupusto_comun.h"
 
 #include "calculation/dialog/frmOperaciones.h"
@@ -117,12 +118,7 @@ void frmActPresupusto::Unload()
     hide();
 }
 
-QString frmActPresupusto::SelloTabla(double segundosDesdeMedianoche)
-{
-    const float centesimas = static_cast<float>(segundosDesdeMedianoche) * 100.0f;
-    QString texto = QString::number(static_cast<double>(centesimas), 'g', 7);
-    return texto;
-}
+QString frmActPresupusto::SelloTabla(double segundosDesdeMedianoche) { return RepositorioHoja::sello(segundosDesdeMedianoche); }
 
 void frmActPresupusto::Form_Load()
 {
@@ -175,28 +171,14 @@ void frmActPresupusto::Form_Load()
 
 void frmActPresupusto::EstablecerEjercicioInicial()
 {
-    Recordset rs = ConexionActiva->Abrir(QStringLiteral("SELECT Max(Cod_Ejercicio) FROM Presupuestos WHERE Cod_Empresa = ")
-                                         + QString::number(EmpresaActiva->CodigoEmpresa()));
-    // A maximum always returns one row, so the year is always the company's
-    // next one; the stored maximum would only be taken from an empty result.
-    if (rs.eof())
-        EjercicioActivo = static_cast<qint16>(rs.entero(0));
-    else
-        EjercicioActivo = static_cast<qint16>(EmpresaActiva->EjercicioActual() + 1);
-    rs.Close();
+    EjercicioActivo = RepositorioHoja(*ConexionActiva).ejercicioInicial(EmpresaActiva->CodigoEmpresa(), EmpresaActiva->EjercicioActual());
 }
 
 void frmActPresupusto::CrearTablasTemporales()
 {
-    TablaFiltroCuentas = QStringLiteral("##PresupFiltroCuentas_") + SelloTabla(reloj::segundosDesdeMedianoche());
-    TablaEstadisticas = QStringLiteral("##Drumav_Estadisticas_") + SelloTabla(reloj::segundosDesdeMedianoche());
-    ConexionActiva->Execute(QStringLiteral("CREATE TABLE ") + TablaFiltroCuentas
-                            + QStringLiteral("([Codigo] INT, Cuenta [VARCHAR](12), Nombre VARCHAR(200), Dpto INT, Dpto_Nombre VARCHAR(200))"));
-    QString sql = QStringLiteral("CREATE TABLE ") + TablaEstadisticas + QStringLiteral(" (Cuenta VARCHAR(12), Cod_Ejercicio INT, Dpto INT");
-    for (int m = 1; m <= 11; ++m)
-        sql += QStringLiteral(", M%1 MONEY").arg(m);
-    sql += QStringLiteral(", M12 MONEY)");
-    ConexionActiva->Execute(sql);
+    const auto t = RepositorioHoja(*ConexionActiva).crearTablasTemporales();
+    TablaFiltroCuentas = t.filtroCuentas;
+    TablaEstadisticas = t.estadisticas;
 }
 
 void frmActPresupusto::Form_Activate()
@@ -223,14 +205,7 @@ void frmActPresupusto::Form_Unload()
     // Clean-up: a failure of either drop is silent and never stops the unload.
     if (!ConexionActiva)
         return;
-    for (const QString& tabla : {TablaFiltroCuentas, TablaEstadisticas}) {
-        if (tabla.isEmpty())
-            continue;
-        try {
-            ConexionActiva->Execute(QStringLiteral("DROP TABLE ") + tabla);
-        } catch (const std::exception&) {
-        }
-    }
+    RepositorioHoja(*ConexionActiva).borrarTablasTemporales({TablaFiltroCuentas, TablaEstadisticas});
     if (frmCal_)
         frmCal_->hide();
 }

@@ -8,6 +8,7 @@
 #include "worksheet/core/ConsultasHoja.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
+#include "worksheet/core/RepositorioHoja.h"
 #include "worksheet/core/frmActPresupusto_comun.h"
 
 #include <QCheckBox>
@@ -160,37 +161,17 @@ void frmActPresupusto::RecalcularFilas(int FilaDesde, int FilaHasta, int ColDesd
 
 void frmActPresupusto::ResolverEnlaceDrumav()
 {
-    BDPelvor = QStringLiteral("[Pelvor]");
-    EmpresaPelvor = 0;
     // Without a retail database the statistics simply stay at zero; the
     // worksheet opens all the same.
-    try {
-        Recordset rs = ConexionActiva->Abrir(QStringLiteral("SELECT BDPelvor FROM Configuracion"));
-        if (!rs.eof())
-            BDPelvor = rs.texto(0);
-        rs.Close();
-        Recordset re = ConexionActiva->Abrir(consultas::empresaRetail(BDPelvor, EmpresaActiva->CodigoEmpresa()));
-        if (!re.eof())
-            EmpresaPelvor = static_cast<qint16>(re.entero(0));
-        re.Close();
-    } catch (const VbError&) {
-        EmpresaPelvor = 0;
-    }
+    const auto enlace = RepositorioHoja(*ConexionActiva).enlaceRetail(EmpresaActiva->CodigoEmpresa());
+    BDPelvor = enlace.base;
+    EmpresaPelvor = enlace.empresa;
 }
 
 void frmActPresupusto::GetDrumavData(bool asincrono)
 {
     conManejador(kForm + QStringLiteral("GetDrumavData"), [this, asincrono] {
-        if (EmpresaPelvor <= 0)
-            return;
-        const int anyo = ejercicioHistorico();
-        Recordset rs = ConexionActiva->Abrir(consultas::sondeoEstadisticas(TablaEstadisticas, anyo));
-        const bool enCache = !rs.eof();
-        rs.Close();
-        if (enCache)
-            return;
-        ConexionActiva->Execute(consultas::insertarEstadisticas(TablaEstadisticas, anyo, EmpresaPelvor, BDPelvor),
-                                asincrono ? Conexion::adAsyncExecute : -1);
+        RepositorioHoja(*ConexionActiva).asegurarEstadisticas(TablaEstadisticas, ejercicioHistorico(), {BDPelvor, EmpresaPelvor}, asincrono);
     });
 }
 

@@ -1,0 +1,82 @@
+#include "worksheet/core/RepositorioHoja.h"
+
+#include "common/Reloj.h"
+#include "common/VbError.h"
+#include "worksheet/core/ConsultasHoja.h"
+
+namespace presupuestos {
+
+QString RepositorioHoja::sello(double segundosDesdeMedianoche)
+{
+    const float centesimas = static_cast<float>(segundosDesdeMedianoche) * 100.0f;
+    return QString::number(static_cast<double>(centesimas), 'g', 7);
+}
+
+qint16 RepositorioHoja::ejercicioInicial(int codEmpresa, int ejercicioEmpresa)
+{
+    Recordset rs = c_.Abrir(QStringLiteral("SELECT Max(Cod_Ejercicio) FROM Presupuestos WHERE Cod_Empresa = ")
+                            + QString::number(codEmpresa));
+    const qint16 anyo = rs.eof() ? static_cast<qint16>(rs.entero(0)) : static_cast<qint16>(ejercicioEmpresa + 1);
+    rs.Close();
+    return anyo;
+}
+
+RepositorioHoja::Tablas RepositorioHoja::crearTablasTemporales()
+{
+    Tablas t;
+    t.filtroCuentas = QStringLiteral("##PresupFiltroCuentas_") + sello(reloj::segundosDesdeMedianoche());
+    t.estadisticas = QStringLiteral("##Drumav_Estadisticas_") + sello(reloj::segundosDesdeMedianoche());
+    c_.Execute(QStringLiteral("CREATE TABLE ") + t.filtroCuentas
+               + QStringLiteral("([Codigo] INT, Cuenta [VARCHAR](12), Nombre VARCHAR(200), Dpto INT, Dpto_Nombre VARCHAR(200))"));
+    QString sql = QStringLiteral("CREATE TABLE ") + t.estadisticas + QStringLiteral(" (Cuenta VARCHAR(12), Cod_Ejercicio INT, Dpto INT");
+    for (int m = 1; m <= 11; ++m)
+        sql += QStringLiteral(", M%1 MONEY").arg(m);
+    sql += QStringLiteral(", M12 MONEY)");
+    c_.Execute(sql);
+    return t;
+}
+
+void RepositorioHoja::borrarTablasTemporales(const Tablas& t) noexcept
+{
+    for (const QString& tabla : {t.filtroCuentas, t.estadisticas}) {
+        if (tabla.isEmpty())
+            continue;
+        try {
+            c_.Execute(QStringLiteral("DROP TABLE ") + tabla);
+        } catch (const std::exception&) {
+        }
+    }
+}
+
+RepositorioHoja::EnlaceRetail RepositorioHoja::enlaceRetail(int codEmpresa)
+{
+    EnlaceRetail e;
+    try {
+        Recordset rs = c_.Abrir(QStringLiteral("SELECT BDPelvor FROM Configuracion"));
+        if (!rs.eof())
+            e.base = rs.texto(0);
+        rs.Close();
+        Recordset re = c_.Abrir(consultas::empresaRetail(e.base, codEmpresa));
+        if (!re.eof())
+            e.empresa = static_cast<qint16>(re.entero(0));
+        re.Close();
+    } catch (const VbError&) {
+        e.empresa = 0;
+    }
+    return e;
+}
+
+void RepositorioHoja::asegurarEstadisticas(const QString& tabla, int ejercicio, const EnlaceRetail& enlace, bool asincrono)
+{
+    if (enlace.empresa <= 0)
+        return;
+    Recordset rs = c_.Abrir(consultas::sondeoEstadisticas(tabla, ejercicio));
+    const bool enCache = !rs.eof();
+    rs.Close();
+    if (enCache)
+        return;
+    c_.Execute(consultas::insertarEstadisticas(tabla, ejercicio, enlace.empresa, enlace.base),
+               asincrono ? Conexion::adAsyncExecute : -1);
+}
+
+} // namespace presupuestos

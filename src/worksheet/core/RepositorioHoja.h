@@ -1,0 +1,53 @@
+#pragma once
+// What the worksheet reads and writes on the connection besides budget rows:
+// its two temporary tables, the starting year, the link to the retail
+// database and the statistics cached from it, and the grids' rows. The texts
+// come from the query builders beside it (ConsultasHoja); this runs them.
+
+#include "db/Conexion.h"
+
+#include <QString>
+
+namespace presupuestos {
+
+class RepositorioHoja {
+public:
+    explicit RepositorioHoja(Conexion& c) : c_(c) {}
+
+    // The budget year: the company's next one. (A maximum always returns a
+    // row; the stored maximum would only be taken from an empty result.)
+    qint16 ejercicioInicial(int codEmpresa, int ejercicioEmpresa);
+
+    // Names and creates the filter table and the statistics table, each
+    // stamped with its own reading of the clock.
+    struct Tablas {
+        QString filtroCuentas;
+        QString estadisticas;
+    };
+    Tablas crearTablasTemporales();
+    // Drops them; a failure is silent, as clean-up never stops an unload.
+    void borrarTablasTemporales(const Tablas& t) noexcept;
+
+    // The retail database and the company there; no company (0) when the
+    // link or the database is missing, so the statistics stay at zero.
+    struct EnlaceRetail {
+        QString base = QStringLiteral("[Pelvor]");
+        qint16 empresa = 0;
+    };
+    EnlaceRetail enlaceRetail(int codEmpresa);
+    // Makes sure the statistics table holds the year's concepts; with
+    // asincrono the insert does not wait.
+    void asegurarEstadisticas(const QString& tabla, int ejercicio, const EnlaceRetail& enlace, bool asincrono);
+
+    Recordset abrir(const QString& sql) { return c_.Abrir(sql); }
+
+    // A temporary table's stamp for a time of day: hundredths of a second as
+    // a single-precision number, with up to seven significant digits
+    // ("4501.563", "3600025").
+    static QString sello(double segundosDesdeMedianoche);
+
+private:
+    Conexion& c_;
+};
+
+} // namespace presupuestos
