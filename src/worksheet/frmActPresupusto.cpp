@@ -310,19 +310,18 @@ bool frmActPresupusto::eventFilter(QObject* objeto, QEvent* e)
                 return true;
             }
         } else if (e->type() == QEvent::FocusOut) {
-            static bool validando = false;
             auto* f = static_cast<QFocusEvent*>(e);
             // Only a move to another control validates; a message box or a
             // menu taking the focus for a moment does not.
             const bool movimiento = f->reason() == Qt::MouseFocusReason || f->reason() == Qt::TabFocusReason
                                     || f->reason() == Qt::BacktabFocusReason || f->reason() == Qt::OtherFocusReason;
-            if (movimiento && !validando && isVisible()) {
-                validando = true;
+            if (movimiento && !validandoEjercicioHist_ && isVisible()) {
+                validandoEjercicioHist_ = true;
                 bool cancelar = false;
                 txtEjercicioHist_Validate(cancelar);
                 if (cancelar)
                     QTimer::singleShot(0, txtEjercicioHist, [t = txtEjercicioHist] { t->setFocus(); t->selectAll(); });
-                validando = false;
+                validandoEjercicioHist_ = false;
             }
         }
     }

@@ -245,6 +245,8 @@ private:
     qint16 ejercicioHistorico() const;
 
     bool cargado_ = false;
+    // The history-year check under way (its message box takes the focus too).
+    bool validandoEjercicioHist_ = false;
     bool descargado_ = false;
     bool activando_ = false;
     QPointer<QWidget> owner_;
