@@ -247,27 +247,8 @@ void frmActPresupusto::Copiar_Desde_Clipboard()
             --filaFin;
         if (colFin > kUltimoMes)
             colFin = kUltimoMes;
-        std::vector<EscrituraHoja::Celda> celdas;
         bool pasaDelFinal = false;
-        if (bloque->unValor()) {
-            const Currency v = bloque->valores.front().front();
-            for (int r = fila; r <= filaFin; ++r) {
-                if (m.IsSubtotal(r))
-                    continue;
-                for (int c = col; c <= colFin; ++c)
-                    celdas.push_back({r, c, v});
-            }
-        } else {
-            for (std::size_t i = 0; i < bloque->valores.size(); ++i) {
-                const int r = fila + static_cast<int>(i);
-                // A total row takes its line of the block: nothing shifts past it.
-                if (m.IsSubtotal(r))
-                    continue;
-                for (std::size_t j = 0; j < bloque->valores[i].size(); ++j)
-                    celdas.push_back({r, col + static_cast<int>(j), bloque->valores[i][j]});
-            }
-            pasaDelFinal = fila + bloque->lineas > m.Rows();
-        }
+        const auto celdas = escritura_->celdasPegado(*bloque, fila, filaFin, col, colFin, &pasaDelFinal);
         lote.progreso = new frmProgress(this);
         lote.progreso->Init(QStringLiteral("Proceso en curso."), (filaFin - fila) * (colFin - col));
         lote.progreso->SetText(QStringLiteral("Copiando..."));
@@ -301,14 +282,7 @@ void frmActPresupusto::BorrarValorCeldas()
         lote.progreso->SetText(QStringLiteral("Borrando celdas..."));
         lote.progreso->Start_Delayed(3);
         m.setRedraw(false);
-        std::vector<EscrituraHoja::Celda> celdas;
-        for (int r = std::max(fila, 1); r <= filaFin && r < m.Rows(); ++r) {
-            if (m.IsSubtotal(r))
-                continue;
-            for (int c = col; c <= colFin; ++c)
-                celdas.push_back({r, c, Currency()});
-        }
-        escribirLote(celdas, lote.progreso);
+        escribirLote(escritura_->celdasBorrado(fila, filaFin, col, colFin), lote.progreso);
     });
     m.setRedraw(true);
     m.Select(fila, m.Col() < kPrimerMes ? m.Col() : col, filaFin, colFin);

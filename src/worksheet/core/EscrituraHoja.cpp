@@ -183,6 +183,50 @@ void EscrituraHoja::escribirLote(const std::vector<Celda>& celdas, IProgreso* pr
     });
 }
 
+std::vector<EscrituraHoja::Celda> EscrituraHoja::celdasPegado(const LectorPortapapeles::Bloque& b, int fila, int filaFin, int col,
+                                                              int colFin, bool* pasaDelFinal) const
+{
+    const ModeloRejilla& m = r_.modelo();
+    std::vector<Celda> celdas;
+    *pasaDelFinal = false;
+    if (b.unValor()) {
+        const Currency v = b.valores.front().front();
+        for (int r = fila; r <= filaFin; ++r) {
+            if (m.IsSubtotal(r))
+                continue;
+            for (int c = col; c <= std::min(colFin, kUltimoMes); ++c)
+                celdas.push_back({r, c, v});
+        }
+        return celdas;
+    }
+    for (std::size_t i = 0; i < b.valores.size(); ++i) {
+        const int r = fila + static_cast<int>(i);
+        // A total row takes its line of the block: nothing shifts past it.
+        if (r >= m.Rows() || m.IsSubtotal(r))
+            continue;
+        for (std::size_t j = 0; j < b.valores[i].size(); ++j) {
+            const int c = col + static_cast<int>(j);
+            if (c <= kUltimoMes)
+                celdas.push_back({r, c, b.valores[i][j]});
+        }
+    }
+    *pasaDelFinal = fila + b.lineas > m.Rows();
+    return celdas;
+}
+
+std::vector<EscrituraHoja::Celda> EscrituraHoja::celdasBorrado(int fila, int filaFin, int col, int colFin) const
+{
+    const ModeloRejilla& m = r_.modelo();
+    std::vector<Celda> celdas;
+    for (int r = std::max(fila, 1); r <= filaFin && r < m.Rows(); ++r) {
+        if (m.IsSubtotal(r))
+            continue;
+        for (int c = std::max(col, kPrimerMes); c <= std::min(colFin, kUltimoMes); ++c)
+            celdas.push_back({r, c, Currency()});
+    }
+    return celdas;
+}
+
 void EscrituraHoja::aplicarMetodo(int fila, const clsPresupItem& item)
 {
     ModeloRejilla& m = r_.modelo();

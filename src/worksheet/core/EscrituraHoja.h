@@ -10,6 +10,7 @@
 #include "calculation/clsPresupItem.h"
 #include "common/Currency.h"
 #include "store/clsDBPresupuesto.h"
+#include "worksheet/core/LectorPortapapeles.h"
 #include "worksheet/core/RejillaPresupuesto.h"
 
 #include <functional>
@@ -48,6 +49,15 @@ public:
     // row whose year becomes zero when the database agrees; on any failure
     // shows the row as stored and raises the error.
     void escribirCelda(int fila, int col, Currency valor, bool comprobar);
+    // The cells a paste writes from the selection (rows and columns in
+    // order): one value fills every month of it but the total rows; a block
+    // is placed at its first cell, a total row taking its line and the
+    // columns stopping at December. pasaDelFinal: the block runs past the
+    // last row (what fits is written, then the subscript error is raised).
+    std::vector<Celda> celdasPegado(const LectorPortapapeles::Bloque& b, int fila, int filaFin, int col, int colFin,
+                                    bool* pasaDelFinal) const;
+    // The cells a clear writes: every month of the selection but the total rows.
+    std::vector<Celda> celdasBorrado(int fila, int filaFin, int col, int colFin) const;
     // Writes the cells as one batch, after checking every total they reach.
     void escribirLote(const std::vector<Celda>& celdas, IProgreso* progreso);
     // Stores a method's row, shows it on the grid's row fila (when it is an
