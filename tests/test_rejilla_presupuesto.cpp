@@ -3,6 +3,8 @@
 
 #include "BaseDatosPrueba.h"
 #include "db/Conexion.h"
+#include "store/clsDBPresupuesto.h"
+#include "worksheet/core/EscrituraHoja.h"
 #include "worksheet/core/RejillaPresupuesto.h"
 
 #include <gtest/gtest.h>
@@ -138,4 +140,31 @@ TEST(RejillaPresupuesto, AStoredRowIsShownWithItsMarks)
     EXPECT_EQ(g.m.TextMatrix(3, kMetodo), QStringLiteral("3"));
     EXPECT_EQ(g.m.TextMatrix(3, kValor), QStringLiteral("9"));
     EXPECT_EQ(g.m.TextMatrix(1, kTotal), QStringLiteral("498"));
+}
+
+TEST(RejillaPresupuesto, APasteWritesTheSelectionOrTheBlockAndAClearSkipsTotalRows)
+{
+    Rejilla g;
+    clsDBPresupuesto store;
+    EscrituraHoja e(g.r, store, {});
+    auto celdas = [](const std::vector<EscrituraHoja::Celda>& v) {
+        QStringList l;
+        for (const auto& c : v)
+            l << QStringLiteral("%1,%2=%3").arg(c.fila).arg(c.col).arg(c.valor.toPlainText());
+        return l.join(QLatin1Char(' '));
+    };
+    auto bloque = [](const char* texto) { return *LectorPortapapeles::leer(QString::fromLatin1(texto), 0, 100, 12); };
+    bool pasa = false;
+    // One value over rows 3 to 5 (4 is a subtotal) and January to February.
+    EXPECT_EQ(celdas(e.celdasPegado(bloque("7"), 3, 5, colMes(1), colMes(2), &pasa)),
+              QStringLiteral("3,4=7 3,5=7 5,4=7 5,5=7"));
+    EXPECT_FALSE(pasa);
+    // A block at row 3 from November: the subtotal takes its line, December ends the line.
+    EXPECT_EQ(celdas(e.celdasPegado(bloque("1\t2\t3\r\n4\t5\t6\r\n7\t8\t9"), 3, 3, colMes(11), colMes(11), &pasa)),
+              QStringLiteral("3,14=1 3,15=2 5,14=7 5,15=8"));
+    EXPECT_FALSE(pasa);
+    // Longer than the grid: what fits, and the caller is told.
+    e.celdasPegado(bloque("1\r\n2\r\n3\r\n4"), 5, 5, colMes(1), colMes(1), &pasa);
+    EXPECT_TRUE(pasa);
+    EXPECT_EQ(celdas(e.celdasBorrado(1, 4, kNombre, kTotal)).count(QLatin1Char('=')), 24) << "rows 2 and 3, twelve months each";
 }
