@@ -1,4 +1,5 @@
 #include "HojaPrueba.h"
+#include "worksheet/core/Columnas.h"
 #include "grid/widgets/VistaRejilla.h"
 
 #include <QAction>
@@ -13,6 +14,7 @@
 
 using namespace presupuestos;
 using namespace presupuestos::prueba;
+using namespace presupuestos::hoja;
 
 namespace {
 
@@ -55,20 +57,20 @@ struct Hoja : HojaAbierta {
 TEST(HojaEdicion, TypedAmountIsStoredMarkedAndTotalled)
 {
     Hoja h;
-    h.teclear(kCalzadoNorte, 6, QStringLiteral("1.500"));
+    h.teclear(kCalzadoNorte, colMes(3), QStringLiteral("1.500"));
     EXPECT_EQ(h.bd_(QStringLiteral("M3"), QStringLiteral("70000002"), 1).toDouble(), 1500.0);
     EXPECT_EQ(h.bd_(QStringLiteral("Modificacion_Manual"), QStringLiteral("70000002"), 1).toInt(), 4);
-    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 6), QStringLiteral("1.500"));
-    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 18), QStringLiteral("4"));
-    EXPECT_EQ(h.m().CellBackColor(kCalzadoNorte, 6), QColor(172, 250, 185));
-    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 16), QStringLiteral("1.500"));
-    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, 6), QStringLiteral("1.600"));
-    EXPECT_EQ(h.m().TextMatrix(1, 16), QStringLiteral("2.650"));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(3)), QStringLiteral("1.500"));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, kManual), QStringLiteral("4"));
+    EXPECT_EQ(h.m().CellBackColor(kCalzadoNorte, colMes(3)), QColor(172, 250, 185));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, kTotal), QStringLiteral("1.500"));
+    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, colMes(3)), QStringLiteral("1.600"));
+    EXPECT_EQ(h.m().TextMatrix(1, kTotal), QStringLiteral("2.650"));
     // A second month keeps the first one's mark.
-    h.teclear(kCalzadoNorte, 7, QStringLiteral("-20"));
+    h.teclear(kCalzadoNorte, colMes(4), QStringLiteral("-20"));
     EXPECT_EQ(h.bd_(QStringLiteral("Modificacion_Manual"), QStringLiteral("70000002"), 1).toInt(), 12);
-    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 18), QStringLiteral("12"));
-    EXPECT_EQ(h.m().CellForeColor(kCalzadoNorte, 7), QColor(255, 0, 0));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, kManual), QStringLiteral("12"));
+    EXPECT_EQ(h.m().CellForeColor(kCalzadoNorte, colMes(4)), QColor(255, 0, 0));
     // Three rows with values out of twenty-two now.
     EXPECT_EQ(h.hoja->completadoSeleccion().texto(), QStringLiteral("14%"));
 }
@@ -77,8 +79,8 @@ TEST(HojaEdicion, TextThatIsNotANumberShowsZeroAndSavesNothing)
 {
     Hoja h;
     h.bd.conexion->limpiarRegistro();
-    h.teclear(kCalzadoNorte, 6, QStringLiteral("abc"));
-    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 6), QStringLiteral("0"));
+    h.teclear(kCalzadoNorte, colMes(3), QStringLiteral("abc"));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(3)), QStringLiteral("0"));
     EXPECT_FALSE(h.bd_(QStringLiteral("M3"), QStringLiteral("70000002"), 1).isValid());
     for (const auto& t : h.bd.conexion->registro())
         EXPECT_FALSE(t.startsWith(QStringLiteral("UPDATE")) || t.startsWith(QStringLiteral("INSERT"))) << t.toStdString();
@@ -90,11 +92,11 @@ TEST(HojaEdicion, RowWhoseYearBecomesZeroIsStoredCleanWithoutMethodOrMarks)
     Hoja h;
     h.bd.sql(QStringLiteral("UPDATE Presupuestos SET Metodo_Calculo = 3, Valor = 7 WHERE Cuenta = '62800001'"));
     h.hoja->CargarPresupuesto();
-    h.m().setCellBackColor(kLuzSur, 5, QColor(172, 250, 185));
-    h.teclear(kLuzSur, 4, QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(kLuzSur, 18), QStringLiteral("0"));
-    EXPECT_EQ(h.m().CellBackColor(kLuzSur, 4), QColor(255, 255, 255));
-    EXPECT_EQ(h.m().CellBackColor(kLuzSur, 5), QColor(255, 255, 255));
+    h.m().setCellBackColor(kLuzSur, colMes(2), QColor(172, 250, 185));
+    h.teclear(kLuzSur, colMes(1), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kLuzSur, kManual), QStringLiteral("0"));
+    EXPECT_EQ(h.m().CellBackColor(kLuzSur, colMes(1)), QColor(255, 255, 255));
+    EXPECT_EQ(h.m().CellBackColor(kLuzSur, colMes(2)), QColor(255, 255, 255));
     EXPECT_EQ(h.bd_(QStringLiteral("Metodo_Calculo"), QStringLiteral("62800001"), 2).toInt(), 0);
     EXPECT_EQ(h.bd_(QStringLiteral("Modificacion_Manual"), QStringLiteral("62800001"), 2).toInt(), 0);
     EXPECT_EQ(h.bd_(QStringLiteral("Valor"), QStringLiteral("62800001"), 2).toDouble(), 0.0);
@@ -123,19 +125,19 @@ TEST(HojaEdicion, OnlyMonthCellsOfAccountRowsAreEditableWhileBudgetingIsShown)
 TEST(HojaEdicion, EnterWalksRightAlongARowAndDownAColumnSkippingTotals)
 {
     Hoja h;
-    h.teclear(kAlquilerNorte, 4, QStringLiteral("1"), true);
+    h.teclear(kAlquilerNorte, colMes(1), QStringLiteral("1"), true);
     EXPECT_EQ(h.m().Col(), 5);
-    h.teclear(kAlquilerNorte, 5, QStringLiteral("2"), true);
+    h.teclear(kAlquilerNorte, colMes(2), QStringLiteral("2"), true);
     EXPECT_EQ(h.m().Col(), 6);
     EXPECT_EQ(h.m().Row(), kAlquilerNorte);
-    h.teclear(kCalzadoNorte, 6, QStringLiteral("3"), true);
+    h.teclear(kCalzadoNorte, colMes(3), QStringLiteral("3"), true);
     EXPECT_EQ(h.m().Col(), 7);
-    h.teclear(kConceptoNorte, 6, QStringLiteral("3"), true);
+    h.teclear(kConceptoNorte, colMes(3), QStringLiteral("3"), true);
     // Same column as the edit before: down, past the department's total row.
     EXPECT_EQ(h.m().Row(), kAlquilerSur);
     EXPECT_EQ(h.m().Col(), 6);
     // Without Enter the cursor stays.
-    h.teclear(kAlquilerSur, 6, QStringLiteral("4"));
+    h.teclear(kAlquilerSur, colMes(3), QStringLiteral("4"));
     EXPECT_EQ(h.m().Row(), kAlquilerSur);
     EXPECT_FALSE(h.hoja->EditadoConIntro);
 }
@@ -148,15 +150,15 @@ TEST(HojaEdicion, EditingASalesAccountRecalculatesEveryMonthlySalesPercentageRow
     h.bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, Metodo_Calculo, Valor) VALUES "
                             "(1, 2027, '62100001', 1, 1, 6, 50), (1, 2027, '62100001', 2, 1, 6, 10), (1, 2027, '62800001', 1, 99, 7, 10)"));
     h.hoja->CargarPresupuesto();
-    h.teclear(kVentasNorte, 5, QStringLiteral("300"));
+    h.teclear(kVentasNorte, colMes(2), QStringLiteral("300"));
     EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62100001"), 1).toDouble(), 50.0);
     EXPECT_EQ(h.bd_(QStringLiteral("M2"), QStringLiteral("62100001"), 1).toDouble(), 150.0);
     EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62100001"), 2).toDouble(), 0.0);   // no sales in Sur
     EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62800001"), 1).toDouble(), 99.0);  // year-based: untouched
     EXPECT_EQ(h.bd_(QStringLiteral("Metodo_Calculo"), QStringLiteral("62100001"), 1).toInt(), 6);
     // The recalculated row shows its new months at once; the year-based one keeps its own.
-    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, 5), QStringLiteral("150"));
-    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, 16), QStringLiteral("700"));
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, colMes(2)), QStringLiteral("150"));
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, kTotal), QStringLiteral("700"));
     EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte + 1, 4), QStringLiteral("99"));
 }
 
@@ -164,7 +166,7 @@ TEST(HojaEdicion, OneClipboardValueFillsTheSelectionSkippingTotalRows)
 {
     Hoja h;
     h.plataforma.portapapeles->contenido = QStringLiteral("1.234,5\r\n");
-    h.m().Select(kCalzadoNorte, 4, kAlquilerSur, 5);
+    h.m().Select(kCalzadoNorte, colMes(1), kAlquilerSur, 5);
     h.hoja->Copiar_Desde_Clipboard();
     for (int fila : {kCalzadoNorte, kConceptoNorte, kAlquilerSur})
         for (int col : {4, 5})
@@ -181,15 +183,15 @@ TEST(HojaEdicion, ABlockIsPlacedAtTheCursorTotalRowsConsumeTheirLineAndColumnsSt
 {
     Hoja h;
     h.plataforma.portapapeles->contenido = QStringLiteral("1\t2\t30\r\n4\t5\t6\r\n7\t\t9\r\n");
-    h.m().Select(kConceptoNorte, 14);
+    h.m().Select(kConceptoNorte, colMes(11));
     h.hoja->Copiar_Desde_Clipboard();
-    EXPECT_EQ(h.m().TextMatrix(kConceptoNorte, 14), QStringLiteral("1"));
-    EXPECT_EQ(h.m().TextMatrix(kConceptoNorte, 15), QStringLiteral("2"));
-    EXPECT_EQ(h.m().TextMatrix(kConceptoNorte, 16), QStringLiteral("3"));   // the row total, not the third field
-    EXPECT_EQ(h.m().TextMatrix(kAlquilerSur, 14), QStringLiteral("7"));
-    EXPECT_EQ(h.m().TextMatrix(kAlquilerSur, 15), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kConceptoNorte, colMes(11)), QStringLiteral("1"));
+    EXPECT_EQ(h.m().TextMatrix(kConceptoNorte, colMes(12)), QStringLiteral("2"));
+    EXPECT_EQ(h.m().TextMatrix(kConceptoNorte, kTotal), QStringLiteral("3"));   // the row total, not the third field
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerSur, colMes(11)), QStringLiteral("7"));
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerSur, colMes(12)), QStringLiteral("0"));
     EXPECT_EQ(h.bd_(QStringLiteral("M11"), QStringLiteral("62100001"), 2).toDouble(), 7.0);
-    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, 14), QStringLiteral("101"));
+    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, colMes(11)), QStringLiteral("101"));
 }
 
 TEST(HojaEdicion, ClipboardTextThatIsNotNumbersChangesNothing)
@@ -198,34 +200,34 @@ TEST(HojaEdicion, ClipboardTextThatIsNotNumbersChangesNothing)
     h.bd.conexion->limpiarRegistro();
     for (const char* texto : {"1\tn/a\r\n", "5\r\nabc", "1,5.3x"}) {
         h.plataforma.portapapeles->contenido = QString::fromLatin1(texto);
-        h.m().Select(kCalzadoNorte, 4);
+        h.m().Select(kCalzadoNorte, colMes(1));
         h.hoja->Copiar_Desde_Clipboard();
-        EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 4), QStringLiteral("0")) << texto;
+        EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(1)), QStringLiteral("0")) << texto;
     }
     for (const auto& t : h.bd.conexion->registro())
         EXPECT_FALSE(t.startsWith(QStringLiteral("UPDATE"))) << t.toStdString();
     EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty()) << mensajesMostrados(h.plataforma);
     // Nowhere to paste: a total row, a column before the months, or the other view.
     h.plataforma.portapapeles->contenido = QStringLiteral("9");
-    h.m().Select(kTotalNorte, 5);
+    h.m().Select(kTotalNorte, colMes(2));
     h.hoja->Copiar_Desde_Clipboard();
-    h.m().Select(kCalzadoNorte, 3);
+    h.m().Select(kCalzadoNorte, kNombre);
     h.hoja->Copiar_Desde_Clipboard();
-    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 3), QStringLiteral("Ventas calzado"));
-    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, 5), QStringLiteral("100"));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, kNombre), QStringLiteral("Ventas calzado"));
+    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, colMes(2)), QStringLiteral("100"));
 }
 
 TEST(HojaEdicion, ClearingStartsAtJanuaryWhateverTheSelection)
 {
     Hoja h;
-    h.m().Select(kAlquilerNorte, 1, kVentasNorte, 16);
+    h.m().Select(kAlquilerNorte, kDptoNombre, kVentasNorte, 16);
     h.hoja->BorrarValorCeldas();
     for (int c = 4; c <= 15; ++c)
         EXPECT_EQ(h.m().TextMatrix(kVentasNorte, c), QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 3), QStringLiteral("Ventas textil"));
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, kNombre), QStringLiteral("Ventas textil"));
     EXPECT_EQ(h.bd_(QStringLiteral("M12"), QStringLiteral("70000001"), 1).toDouble(), 0.0);
     EXPECT_EQ(h.bd_(QStringLiteral("Metodo_Calculo"), QStringLiteral("70000001"), 1).toInt(), 0);
-    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, 16), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, kTotal), QStringLiteral("0"));
 }
 
 TEST(HojaEdicion, SectionsRunBetweenTotalRows)
@@ -235,7 +237,7 @@ TEST(HojaEdicion, SectionsRunBetweenTotalRows)
     EXPECT_EQ(h.hoja->GetUltimaFilaSeccion(2), kConceptoNorte);
     EXPECT_EQ(h.hoja->GetPrimaFilaSeccion(kVentasSur), kAlquilerSur);
     EXPECT_EQ(h.hoja->GetUltimaFilaSeccion(kAlquilerSur), kConceptoSur);
-    h.m().Select(kVentasSur, 7);
+    h.m().Select(kVentasSur, colMes(4));
     h.hoja->mnuPopupSelDpto_Click();
     EXPECT_EQ(h.m().Row(), kAlquilerSur);
     EXPECT_EQ(h.m().Col(), 4);
@@ -249,7 +251,7 @@ TEST(HojaEdicion, SectionsRunBetweenTotalRows)
 TEST(HojaEdicion, CopyTakesTheSelectionOfTheFocusedGrid)
 {
     Hoja h;
-    h.m().Select(kVentasNorte, 2, kCalzadoNorte, 5);
+    h.m().Select(kVentasNorte, kCuenta, kCalzadoNorte, 5);
     h.hoja->Copiar_A_Clipboard(h.hoja->vsPresupuesto);
     EXPECT_EQ(h.plataforma.portapapeles->contenido,
               QStringLiteral("70000001\tVentas textil\t100\t100\r\n70000002\tVentas calzado\t0\t0"));
@@ -262,20 +264,20 @@ TEST(HojaEdicion, CopyTakesTheSelectionOfTheFocusedGrid)
     EXPECT_FALSE(h.plataforma.portapapeles->contenido.isEmpty());
     // Paste only into the budget grid.
     h.plataforma.portapapeles->contenido = QStringLiteral("5");
-    h.m().Select(kCalzadoNorte, 4);
+    h.m().Select(kCalzadoNorte, colMes(1));
     h.plataforma.foco->nombre = QStringLiteral("vsHistorico");
     h.hoja->mnuPopupPegar_Click();
-    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 4), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(1)), QStringLiteral("0"));
     h.hoja->vsPresupuesto_KeyDown(86, 2);
-    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 4), QStringLiteral("5"));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(1)), QStringLiteral("5"));
     h.hoja->vsPresupuesto_KeyDown(46, 0);
-    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, 4), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(1)), QStringLiteral("0"));
 }
 
 TEST(HojaEdicion, TakingAnAccountOutOfTheBudgetAsksFirstAndPuttingItBackDoesNot)
 {
     Hoja h;
-    h.m().Select(kVentasNorte, 5);
+    h.m().Select(kVentasNorte, colMes(2));
     h.plataforma.mensajes->respuestas = {vb::RespuestaNo};
     h.hoja->mnuPopupOcultar_Click();
     ASSERT_EQ(h.plataforma.mensajes->mostrados.size(), 1u);
@@ -291,8 +293,8 @@ TEST(HojaEdicion, TakingAnAccountOutOfTheBudgetAsksFirstAndPuttingItBackDoesNot)
     EXPECT_EQ(h.m().Rows(), 25);
 
     h.hoja->cmdVer_Click();
-    ASSERT_EQ(h.m().TextMatrix(2, 2), QStringLiteral("70000001"));
-    h.m().Select(2, 5);
+    ASSERT_EQ(h.m().TextMatrix(2, kCuenta), QStringLiteral("70000001"));
+    h.m().Select(2, colMes(2));
     const auto preguntas = h.plataforma.mensajes->mostrados.size();
     h.hoja->mnuPopupOcultar_Click();
     EXPECT_EQ(h.plataforma.mensajes->mostrados.size(), preguntas);
@@ -300,7 +302,7 @@ TEST(HojaEdicion, TakingAnAccountOutOfTheBudgetAsksFirstAndPuttingItBackDoesNot)
 
     // On the header row: a question, then nothing.
     h.hoja->cmdVer_Click();
-    h.m().Select(0, 5);
+    h.m().Select(0, colMes(2));
     h.bd.conexion->limpiarRegistro();
     h.hoja->mnuPopupOcultar_Click();
     for (const auto& t : h.bd.conexion->registro())
@@ -314,11 +316,11 @@ TEST(HojaEdicion, GridsMoveTogetherAndScrollTogetherOnlyWhileLinked)
     f->chkMostrarHistorico->setChecked(true);
     f->chkMostrarHistorico_Click();
     ModeloRejilla& hist = f->vsHistorico->modelo();
-    h.m().Select(kLuzSur, 7);
+    h.m().Select(kLuzSur, colMes(4));
     f->vsPresupuesto_RowColChange();
     EXPECT_EQ(hist.Row(), kLuzSur);
     EXPECT_EQ(hist.Col(), 7);
-    hist.Select(3, 9);
+    hist.Select(3, colMes(6));
     f->vsHistorico_RowColChange();
     EXPECT_EQ(h.m().Row(), 3);
     EXPECT_EQ(h.m().Col(), 9);

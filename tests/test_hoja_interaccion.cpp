@@ -2,6 +2,7 @@
 // mouse and the cell editor of the real grid view.
 
 #include "HojaPrueba.h"
+#include "worksheet/core/Columnas.h"
 #include "EventosPrueba.h"
 #include "grid/widgets/VistaRejilla.h"
 
@@ -14,6 +15,7 @@
 
 using namespace presupuestos;
 using namespace presupuestos::prueba;
+using namespace presupuestos::hoja;
 
 namespace {
 
@@ -27,7 +29,7 @@ TEST(HojaInteraccion, TypingIntoAMonthAndEnterSavesAndWalksRight)
 {
     HojaAbierta h;
     VistaRejilla* v = h.hoja->vsPresupuesto;
-    v->modelo().Select(kCalzadoNorte, 6);
+    v->modelo().Select(kCalzadoNorte, colMes(3));
     v->setFocus();
     tecla(v, Qt::Key_5, Qt::NoModifier, QStringLiteral("5"));
     QLineEdit* editor = editorAbierto(*v);
@@ -35,14 +37,14 @@ TEST(HojaInteraccion, TypingIntoAMonthAndEnterSavesAndWalksRight)
     editor->setText(QStringLiteral("500"));
     tecla(editor, Qt::Key_Return, Qt::NoModifier, QStringLiteral("\r"));
     QApplication::processEvents();
-    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, 6), QStringLiteral("500"));
-    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, 18), QStringLiteral("4"));
+    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, colMes(3)), QStringLiteral("500"));
+    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, kManual), QStringLiteral("4"));
     EXPECT_EQ(h.bd.valor(QStringLiteral("SELECT M3 FROM Presupuestos WHERE Cuenta = '70000002' AND Dpto = 1")).toDouble(), 500.0);
     EXPECT_EQ(v->modelo().Row(), kCalzadoNorte);
     EXPECT_EQ(v->modelo().Col(), 7);
 
     // The name column does not open an editor.
-    v->modelo().Select(kCalzadoNorte, 3);
+    v->modelo().Select(kCalzadoNorte, kNombre);
     tecla(v, Qt::Key_7, Qt::NoModifier, QStringLiteral("7"));
     EXPECT_EQ(editorAbierto(*v), nullptr);
 }
@@ -51,25 +53,25 @@ TEST(HojaInteraccion, KeyboardCopyAndDeleteOnTheBudgetGrid)
 {
     HojaAbierta h;
     VistaRejilla* v = h.hoja->vsPresupuesto;
-    v->modelo().Select(kVentasNorte, 4, kVentasNorte, 5);
+    v->modelo().Select(kVentasNorte, colMes(1), kVentasNorte, 5);
     tecla(v, Qt::Key_C, Qt::ControlModifier);
     EXPECT_EQ(h.plataforma.portapapeles->contenido, QStringLiteral("100\t100"));
-    v->modelo().Select(kCalzadoNorte, 4);
+    v->modelo().Select(kCalzadoNorte, colMes(1));
     tecla(v, Qt::Key_V, Qt::ControlModifier);
-    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, 4), QStringLiteral("100"));
-    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, 5), QStringLiteral("100"));
-    v->modelo().Select(kVentasNorte, 4, kVentasNorte, 5);
+    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, colMes(1)), QStringLiteral("100"));
+    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, colMes(2)), QStringLiteral("100"));
+    v->modelo().Select(kVentasNorte, colMes(1), kVentasNorte, 5);
     tecla(v, Qt::Key_Delete);
-    EXPECT_EQ(v->modelo().TextMatrix(kVentasNorte, 4), QStringLiteral("0"));
-    EXPECT_EQ(v->modelo().TextMatrix(kVentasNorte, 5), QStringLiteral("0"));
-    EXPECT_EQ(v->modelo().TextMatrix(kVentasNorte, 6), QStringLiteral("100"));
+    EXPECT_EQ(v->modelo().TextMatrix(kVentasNorte, colMes(1)), QStringLiteral("0"));
+    EXPECT_EQ(v->modelo().TextMatrix(kVentasNorte, colMes(2)), QStringLiteral("0"));
+    EXPECT_EQ(v->modelo().TextMatrix(kVentasNorte, colMes(3)), QStringLiteral("100"));
 }
 
 TEST(HojaInteraccion, RightClickOpensTheMenuOnAccountRowsOnly)
 {
     HojaAbierta h;
     VistaRejilla* v = h.hoja->vsPresupuesto;
-    v->modelo().Select(2, 4);
+    v->modelo().Select(2, colMes(1));
     clic(*v, kTotalNorte, 5, Qt::RightButton);
     EXPECT_FALSE(h.hoja->mnuPopup->isVisible());
     EXPECT_EQ(v->modelo().Row(), 2);

@@ -3,6 +3,7 @@
 
 #include "EventosPrueba.h"
 #include "HojaPrueba.h"
+#include "worksheet/core/Columnas.h"
 #include "calculation/dialog/frmOperaciones.h"
 #include "store/clsDBPresupuesto.h"
 #include "grid/widgets/VistaRejilla.h"
@@ -16,6 +17,7 @@
 
 using namespace presupuestos;
 using namespace presupuestos::prueba;
+using namespace presupuestos::hoja;
 
 namespace {
 
@@ -35,14 +37,14 @@ struct Hoja : HojaAbierta {
     int fila(const QString& cuenta, int dpto)
     {
         for (int r = 1; r < m().Rows(); ++r)
-            if (!m().IsSubtotal(r) && m().TextMatrix(r, 2) == cuenta && m().TextMatrix(r, 0) == QString::number(dpto))
+            if (!m().IsSubtotal(r) && m().TextMatrix(r, kCuenta) == cuenta && m().TextMatrix(r, kDpto) == QString::number(dpto))
                 return r;
         return -1;
     }
     int subtotal(const QString& dpto)
     {
         for (int r = 1; r < m().Rows(); ++r)
-            if (m().IsSubtotal(r) && m().TextMatrix(r, 3) == dpto)
+            if (m().IsSubtotal(r) && m().TextMatrix(r, kNombre) == dpto)
                 return r;
         return -1;
     }
@@ -88,41 +90,41 @@ TEST(HojaSeguridad, AClipboardWithoutTextPastesNothing)
     h.plataforma.portapapeles->contenido.clear();
     h.hoja->Copiar_Desde_Clipboard();
     EXPECT_EQ(h.escrituras(), 0);
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 4), QStringLiteral("100"));
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, colMes(1)), QStringLiteral("100"));
     EXPECT_EQ(h.guardado(QStringLiteral("70000001"), 1).at(12), QStringLiteral("3")) << "the method stays";
 }
 
 TEST(HojaSeguridad, AnAmountThatWouldOverflowATotalIsRefusedBeforeAnythingIsStored)
 {
     Hoja h;
-    h.teclear(h.kCalzadoNorte, 4, muchoDinero());
+    h.teclear(h.kCalzadoNorte, colMes(1), muchoDinero());
     EXPECT_TRUE(h.mostrados().empty());
     h.bd.tomarRegistro();
     // The second would take the row total out of range.
-    h.teclear(h.kCalzadoNorte, 5, muchoDinero());
+    h.teclear(h.kCalzadoNorte, colMes(2), muchoDinero());
     ASSERT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
     EXPECT_EQ(h.escrituras(), 0);
-    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, 5), QStringLiteral("0")) << "the cell shows what it held";
+    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(2)), QStringLiteral("0")) << "the cell shows what it held";
     // Two rows of the same department: the subtotal would overflow.
-    h.teclear(h.kAlquilerNorte, 5, muchoDinero());
+    h.teclear(h.kAlquilerNorte, colMes(2), muchoDinero());
     EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
     EXPECT_EQ(h.escrituras(), 0);
     // Another department: its own subtotal fits, the grand total would not.
-    h.teclear(h.kCalzadoSur, 5, muchoDinero());
+    h.teclear(h.kCalzadoSur, colMes(2), muchoDinero());
     EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
     EXPECT_EQ(h.escrituras(), 0);
     // A paste whose block would overflow stores none of its cells.
     h.plataforma.portapapeles->contenido = QStringLiteral("1\t") + muchoDinero();
-    h.m().Select(h.kAlquilerNorte, 4);
+    h.m().Select(h.kAlquilerNorte, colMes(1));
     h.hoja->Copiar_Desde_Clipboard();
     EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
     EXPECT_EQ(h.escrituras(), 0);
-    EXPECT_EQ(h.m().TextMatrix(h.kAlquilerNorte, 4), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kAlquilerNorte, colMes(1)), QStringLiteral("0"));
     // The row goes on working.
-    h.teclear(h.kCalzadoNorte, 6, QStringLiteral("7"));
+    h.teclear(h.kCalzadoNorte, colMes(3), QStringLiteral("7"));
     EXPECT_TRUE(h.mostrados().empty());
     EXPECT_EQ(h.guardado(QStringLiteral("70000002"), 1).at(2), QStringLiteral("7"));
-    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, 16), QStringLiteral("500.000.000.000.007"));
+    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, kTotal), QStringLiteral("500.000.000.000.007"));
 }
 
 TEST(HojaSeguridad, RowsStoredOutOfRangeStillLoadWithTheirTotalsMarked)
@@ -134,16 +136,16 @@ TEST(HojaSeguridad, RowsStoredOutOfRangeStillLoadWithTheirTotalsMarked)
     EXPECT_TRUE(h.mostrados().empty());
     EXPECT_EQ(h.m().Rows(), filasAntes) << "every row loaded";
     const QString marca = ModeloRejilla::MarcaDesbordamiento();
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 16), marca);
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, 16), marca);
-    EXPECT_EQ(h.m().TextMatrix(1, 16), marca);
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, 4), QStringLiteral("500.000.000.000.000"));
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalSur, 16), QStringLiteral("-50")) << "the other department is unaffected";
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, kTotal), marca);
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, kTotal), marca);
+    EXPECT_EQ(h.m().TextMatrix(1, kTotal), marca);
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, colMes(1)), QStringLiteral("500.000.000.000.000"));
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalSur, kTotal), QStringLiteral("-50")) << "the other department is unaffected";
     // Bringing the row back into range clears the marks.
-    h.teclear(h.kVentasNorte, 5, QStringLiteral("0"));
+    h.teclear(h.kVentasNorte, colMes(2), QStringLiteral("0"));
     EXPECT_TRUE(h.mostrados().empty());
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 16), QStringLiteral("500.000.000.001.000"));
-    EXPECT_EQ(h.m().TextMatrix(1, 16), QStringLiteral("500.000.000.000.950"));
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, kTotal), QStringLiteral("500.000.000.001.000"));
+    EXPECT_EQ(h.m().TextMatrix(1, kTotal), QStringLiteral("500.000.000.000.950"));
 }
 
 TEST(HojaSeguridad, LeavingACellUnchangedStoresAndMarksNothing)
@@ -151,19 +153,19 @@ TEST(HojaSeguridad, LeavingACellUnchangedStoresAndMarksNothing)
     Hoja h;
     h.bd.sql(QStringLiteral("UPDATE Presupuestos SET M2 = 4062.5, Modificacion_Manual = 0 WHERE Cuenta = '70000001'"));
     h.hoja->CargarPresupuesto();
-    ASSERT_EQ(h.m().TextMatrix(h.kVentasNorte, 5), QStringLiteral("4.062"));
+    ASSERT_EQ(h.m().TextMatrix(h.kVentasNorte, colMes(2)), QStringLiteral("4.062"));
     h.bd.tomarRegistro();
-    h.teclear(h.kVentasNorte, 5, QStringLiteral("4.062"));
+    h.teclear(h.kVentasNorte, colMes(2), QStringLiteral("4.062"));
     EXPECT_EQ(h.escrituras(), 0);
     EXPECT_EQ(h.guardado(QStringLiteral("70000001"), 1).at(1), QStringLiteral("4062.5"));
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 18), QStringLiteral("0"));
-    EXPECT_NE(h.m().CellBackColor(h.kVentasNorte, 5), QColor(172, 250, 185));
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, kManual), QStringLiteral("0"));
+    EXPECT_NE(h.m().CellBackColor(h.kVentasNorte, colMes(2)), QColor(172, 250, 185));
 
     // A double click opens the operations dialog and the cell's editor; the
     // editor closing later rewrites nothing either.
     VistaRejilla* v = h.hoja->vsPresupuesto;
     h.hoja->show();
-    const QPoint p = v->rectCelda(h.kVentasNorte, 5).center();
+    const QPoint p = v->rectCelda(h.kVentasNorte, colMes(2)).center();
     raton(*v, QEvent::MouseButtonPress, Qt::LeftButton, p);
     raton(*v, QEvent::MouseButtonRelease, Qt::LeftButton, p);
     raton(*v, QEvent::MouseButtonDblClick, Qt::LeftButton, p);
@@ -173,21 +175,21 @@ TEST(HojaSeguridad, LeavingACellUnchangedStoresAndMarksNothing)
     clic(*v, h.kAlquilerNorte, 9);
     QApplication::processEvents();
     EXPECT_EQ(h.escrituras(), 0);
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 18), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, kManual), QStringLiteral("0"));
 }
 
 TEST(HojaSeguridad, ARefusedAmountLeavesTheCellAsItWasAndTheRowWorking)
 {
     Hoja h;
     for (const char* texto : {"99999999999999999", "1e400"}) {
-        h.teclear(h.kVentasNorte, 5, QString::fromLatin1(texto));
+        h.teclear(h.kVentasNorte, colMes(2), QString::fromLatin1(texto));
         EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")}) << texto;
-        EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 5), QStringLiteral("100")) << texto;
+        EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, colMes(2)), QStringLiteral("100")) << texto;
     }
-    h.teclear(h.kVentasNorte, 6, QStringLiteral("50"));
+    h.teclear(h.kVentasNorte, colMes(3), QStringLiteral("50"));
     EXPECT_TRUE(h.mostrados().empty());
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 16), QStringLiteral("1.150"));
-    EXPECT_EQ(h.m().TextMatrix(1, 16), QStringLiteral("1.100"));
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, kTotal), QStringLiteral("1.150"));
+    EXPECT_EQ(h.m().TextMatrix(1, kTotal), QStringLiteral("1.100"));
 }
 
 TEST(HojaSeguridad, EveryWayOfLeavingAnEditThatKeepsTheTextStoresItOnce)
@@ -209,41 +211,41 @@ TEST(HojaSeguridad, EveryWayOfLeavingAnEditThatKeepsTheTextStoresItOnce)
     int despues = 0;
     QObject::connect(v, &VistaRejilla::AfterEdit, [&] { ++despues; });
 
-    QLineEdit* e = abrir(h.kCalzadoNorte, 4, QStringLiteral("90"));
+    QLineEdit* e = abrir(h.kCalzadoNorte, colMes(1), QStringLiteral("90"));
     ASSERT_NE(e, nullptr);
     tecla(e, Qt::Key_Tab);
     QApplication::processEvents();
     EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 1), QStringLiteral("90")) << "Tab";
     EXPECT_EQ(v->modelo().Col(), 5);
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, 4), QStringLiteral("190"));
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, colMes(1)), QStringLiteral("190"));
 
-    e = abrir(h.kCalzadoNorte, 6, QStringLiteral("30"));
+    e = abrir(h.kCalzadoNorte, colMes(3), QStringLiteral("30"));
     ASSERT_NE(e, nullptr);
     tecla(e, Qt::Key_Backtab, Qt::ShiftModifier);
     QApplication::processEvents();
     EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 3), QStringLiteral("30")) << "Shift+Tab";
     EXPECT_EQ(v->modelo().Col(), 5);
 
-    e = abrir(h.kCalzadoNorte, 7, QStringLiteral("40"));
+    e = abrir(h.kCalzadoNorte, colMes(4), QStringLiteral("40"));
     ASSERT_NE(e, nullptr);
     clic(*v, h.kAlquilerNorte, 9);
     QApplication::processEvents();
     EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 4), QStringLiteral("40")) << "a click on another cell";
 
-    e = abrir(h.kCalzadoNorte, 10, QStringLiteral("80"));
+    e = abrir(h.kCalzadoNorte, colMes(7), QStringLiteral("80"));
     ASSERT_NE(e, nullptr);
     tecla(e, Qt::Key_Down);
     QApplication::processEvents();
     EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 7), QStringLiteral("80")) << "an arrow key";
 
-    e = abrir(h.kCalzadoNorte, 8, QStringLiteral("60"));
+    e = abrir(h.kCalzadoNorte, colMes(5), QStringLiteral("60"));
     ASSERT_NE(e, nullptr);
     tecla(e, Qt::Key_Escape);
     QApplication::processEvents();
     EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 5), QStringLiteral("0")) << "Escape abandons";
-    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, 8), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(5)), QStringLiteral("0"));
 
-    e = abrir(h.kCalzadoNorte, 9, QStringLiteral("70"));
+    e = abrir(h.kCalzadoNorte, colMes(6), QStringLiteral("70"));
     ASSERT_NE(e, nullptr);
     h.hoja->close();
     QApplication::processEvents();
@@ -287,24 +289,24 @@ TEST(HojaDosUsuarios, TypingZeroResetsOnlyWhatTheStoredRowHoldsAsZero)
     QTemporaryDir dir;
     const QString fichero = dir.filePath(QStringLiteral("empresa.db"));
     Hoja h(false, fichero);
-    ASSERT_EQ(h.m().TextMatrix(h.kLuzSur, 16), QStringLiteral("-50"));
+    ASSERT_EQ(h.m().TextMatrix(h.kLuzSur, kTotal), QStringLiteral("-50"));
     // Another user stores May for the row this worksheet shows with January only.
     ASSERT_EQ(otroUsuario({fichero, QStringLiteral("62800001"), QStringLiteral("2"), QStringLiteral("5"), QStringLiteral("500")}), 0);
-    h.teclear(h.kLuzSur, 4, QStringLiteral("0"));
+    h.teclear(h.kLuzSur, colMes(1), QStringLiteral("0"));
     EXPECT_TRUE(h.mostrados().empty());
     const QStringList fila = h.guardado(QStringLiteral("62800001"), 2);
     EXPECT_EQ(fila.at(0), QStringLiteral("0"));
     EXPECT_EQ(fila.at(4), QStringLiteral("500")) << "the other user's May stays";
     EXPECT_EQ(fila.at(13), QStringLiteral("17")) << "and so do both marks";
     // The worksheet shows the row as stored.
-    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, 8), QStringLiteral("500"));
-    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, 16), QStringLiteral("500"));
-    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, 18), QStringLiteral("17"));
+    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, colMes(5)), QStringLiteral("500"));
+    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, kTotal), QStringLiteral("500"));
+    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, kManual), QStringLiteral("17"));
 
     // With nothing else stored, the row is reset as before.
-    h.teclear(h.kLuzSur, 8, QStringLiteral("0"));
+    h.teclear(h.kLuzSur, colMes(5), QStringLiteral("0"));
     EXPECT_EQ(h.guardado(QStringLiteral("62800001"), 2).at(13), QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, 18), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, kManual), QStringLiteral("0"));
 }
 
 TEST(HojaDosUsuarios, TwoUsersCreatingTheSameRowsAtOnceLoseNoMonth)
@@ -336,14 +338,14 @@ TEST(HojaBaseDatos, AReadOnlyDatabaseStopsAPasteWithOneMessageAndShowsTheStoredV
     Hoja h;
     h.bd.sql(QStringLiteral("PRAGMA query_only = 1"));
     h.plataforma.portapapeles->contenido = QStringLiteral("1\t2\t3\r\n4\t5\t6\r\n");
-    h.m().Select(h.kAlquilerNorte, 4);
+    h.m().Select(h.kAlquilerNorte, colMes(1));
     h.hoja->Copiar_Desde_Clipboard();
     const auto mensajes = h.mostrados();
     ASSERT_EQ(mensajes.size(), 1u);
     EXPECT_TRUE(mensajes[0].startsWith(QStringLiteral("La base de datos es de solo lectura"))) << mensajes[0].toStdString();
-    EXPECT_EQ(h.m().TextMatrix(h.kAlquilerNorte, 4), QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(h.kLuzNorte, 4), QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, 4), QStringLiteral("100"));
+    EXPECT_EQ(h.m().TextMatrix(h.kAlquilerNorte, colMes(1)), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kLuzNorte, colMes(1)), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, colMes(1)), QStringLiteral("100"));
     EXPECT_TRUE(h.guardado(QStringLiteral("62100001"), 1).isEmpty());
 }
 
@@ -356,13 +358,13 @@ TEST(HojaBaseDatos, ALockedDatabaseStopsABatchCommittingWhatWasStoredBefore)
     auto otro = Conexion::abrirSqlite(fichero);
     QSqlQuery bloqueo(otro->baseDatos());
     ASSERT_TRUE(bloqueo.exec(QStringLiteral("BEGIN IMMEDIATE")));
-    h.m().Select(h.kAlquilerNorte, 4, h.kVentasNorte, 15);
+    h.m().Select(h.kAlquilerNorte, colMes(1), h.kVentasNorte, 15);
     h.hoja->BorrarValorCeldas();
     auto mensajes = h.mostrados();
     ASSERT_EQ(mensajes.size(), 1u);
     EXPECT_TRUE(mensajes[0].startsWith(QStringLiteral("La base de datos está bloqueada por otro usuario"))) << mensajes[0].toStdString();
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 4), QStringLiteral("100")) << "nothing was stored";
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, 16), QStringLiteral("1.200"));
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, colMes(1)), QStringLiteral("100")) << "nothing was stored";
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, kTotal), QStringLiteral("1.200"));
     ASSERT_TRUE(bloqueo.exec(QStringLiteral("ROLLBACK")));
 
     // A failure in the middle: the rows before it stay stored and shown.
@@ -370,13 +372,13 @@ TEST(HojaBaseDatos, ALockedDatabaseStopsABatchCommittingWhatWasStoredBefore)
                             "BEGIN SELECT RAISE(ABORT, 'rechazada'); END"));
     h.bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto) VALUES (1, 2027, '70000002', 1)"));
     h.plataforma.portapapeles->contenido = QStringLiteral("7");
-    h.m().Select(h.kVentasNorte, 4, h.kCalzadoNorte, 5);
+    h.m().Select(h.kVentasNorte, colMes(1), h.kCalzadoNorte, 5);
     h.hoja->Copiar_Desde_Clipboard();
     mensajes = h.mostrados();
     ASSERT_EQ(mensajes.size(), 1u);
     EXPECT_TRUE(mensajes[0].contains(QStringLiteral("rechazada"))) << mensajes[0].toStdString();
     EXPECT_EQ(h.guardado(QStringLiteral("70000001"), 1).at(1), QStringLiteral("7"));
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, 5), QStringLiteral("7"));
-    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, 4), QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, 4), QStringLiteral("7"));
+    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, colMes(2)), QStringLiteral("7"));
+    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(1)), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, colMes(1)), QStringLiteral("7"));
 }

@@ -1,4 +1,5 @@
 #include "HojaPrueba.h"
+#include "worksheet/core/Columnas.h"
 #include "calculation/dialog/frmOperaciones.h"
 #include "grid/widgets/VistaRejilla.h"
 
@@ -12,6 +13,7 @@
 
 using namespace presupuestos;
 using namespace presupuestos::prueba;
+using namespace presupuestos::hoja;
 
 namespace {
 constexpr int kAlquilerNorte = 2;
@@ -31,7 +33,7 @@ TEST(Operaciones, WithoutAnAccountRowNothingCanBeApplied)
 {
     HojaAbierta h;
     frmOperaciones* d = h.hoja->operaciones();
-    h.hoja->vsPresupuesto->modelo().Select(kTotalNorte, 5);
+    h.hoja->vsPresupuesto->modelo().Select(kTotalNorte, colMes(2));
     h.hoja->vsPresupuesto_RowColChange();
     EXPECT_EQ(d->lblCuenta->text(), QStringLiteral("Seleccione una fila de cuenta"));
     EXPECT_EQ(d->lblCuenta->palette().color(QPalette::WindowText), QColor(255, 0, 0));
@@ -40,7 +42,7 @@ TEST(Operaciones, WithoutAnAccountRowNothingCanBeApplied)
     EXPECT_FALSE(d->cboMetodo->isEnabled());
     EXPECT_FALSE(d->txtValor->isEnabled());
 
-    h.hoja->vsPresupuesto->modelo().Select(kLuzSur, 5);
+    h.hoja->vsPresupuesto->modelo().Select(kLuzSur, colMes(2));
     h.hoja->vsPresupuesto_RowColChange();
     EXPECT_EQ(d->lblCuenta->text(), QStringLiteral("62800001 - Electricidad"));
     EXPECT_EQ(d->lblDpto->text(), QStringLiteral("2 - Sur"));
@@ -76,7 +78,7 @@ TEST(Operaciones, PreviewShowsTheTwelveMonthsAndTheFormula)
 {
     HojaAbierta h;
     frmOperaciones* d = h.hoja->operaciones();
-    h.hoja->vsPresupuesto->modelo().Select(kVentasNorte, 5);
+    h.hoja->vsPresupuesto->modelo().Select(kVentasNorte, colMes(2));
     h.hoja->MostrarOperaciones();
     d->setMetodoCalculo(1);
     d->txtValor->setText(QStringLiteral("100"));
@@ -104,38 +106,38 @@ TEST(Operaciones, ApplyingStoresTheRowAndShowsItWithoutMarks)
     frmOperaciones* d = f->operaciones();
     ModeloRejilla& m = f->vsPresupuesto->modelo();
     const int calzado = kVentasNorte + 1;
-    m.setCellBackColor(calzado, 6, QColor(172, 250, 185));
-    m.setTextMatrix(calzado, 18, QStringLiteral("4"));
-    m.Select(calzado, 5);
+    m.setCellBackColor(calzado, colMes(3), QColor(172, 250, 185));
+    m.setTextMatrix(calzado, kManual, QStringLiteral("4"));
+    m.Select(calzado, colMes(2));
     f->vsPresupuesto_RowColChange();
     d->setMetodoCalculo(4);
     d->txtValor->setText(QStringLiteral("0"));
     d->cmdAplicar_Click();
-    EXPECT_EQ(m.TextMatrix(calzado, 4), QStringLiteral("8"));
-    EXPECT_EQ(m.TextMatrix(calzado, 16), QStringLiteral("96"));
-    EXPECT_EQ(m.TextMatrix(calzado, 17), QStringLiteral("4"));
-    EXPECT_EQ(m.TextMatrix(calzado, 18), QStringLiteral("0"));
-    EXPECT_EQ(m.TextMatrix(calzado, 19), QStringLiteral("0"));
-    EXPECT_EQ(m.CellBackColor(calzado, 6), QColor(255, 255, 255));
+    EXPECT_EQ(m.TextMatrix(calzado, colMes(1)), QStringLiteral("8"));
+    EXPECT_EQ(m.TextMatrix(calzado, kTotal), QStringLiteral("96"));
+    EXPECT_EQ(m.TextMatrix(calzado, kMetodo), QStringLiteral("4"));
+    EXPECT_EQ(m.TextMatrix(calzado, kManual), QStringLiteral("0"));
+    EXPECT_EQ(m.TextMatrix(calzado, kValor), QStringLiteral("0"));
+    EXPECT_EQ(m.CellBackColor(calzado, colMes(3)), QColor(255, 255, 255));
     // A new row is inserted with the four decimals of every month.
     EXPECT_EQ(campo(h.bd, QStringLiteral("M1"), QStringLiteral("70000002"), 1).toDouble(), 8.3333);
     EXPECT_EQ(campo(h.bd, QStringLiteral("M12"), QStringLiteral("70000002"), 1).toDouble(), 8.3333);
     EXPECT_EQ(campo(h.bd, QStringLiteral("Metodo_Calculo"), QStringLiteral("70000002"), 1).toInt(), 4);
 
     // Method 3 with 100 on an existing row: twelve hundreds, method 3, no marks.
-    m.Select(kVentasNorte, 5);
+    m.Select(kVentasNorte, colMes(2));
     f->vsPresupuesto_RowColChange();
     d->setMetodoCalculo(3);
     d->txtValor->setText(QStringLiteral("100"));
     d->cmdAplicar_Click();
-    EXPECT_EQ(m.TextMatrix(kVentasNorte, 17), QStringLiteral("3"));
-    EXPECT_EQ(m.TextMatrix(kVentasNorte, 19), QStringLiteral("100"));
-    EXPECT_EQ(m.TextMatrix(kVentasNorte, 18), QStringLiteral("0"));
+    EXPECT_EQ(m.TextMatrix(kVentasNorte, kMetodo), QStringLiteral("3"));
+    EXPECT_EQ(m.TextMatrix(kVentasNorte, kValor), QStringLiteral("100"));
+    EXPECT_EQ(m.TextMatrix(kVentasNorte, kManual), QStringLiteral("0"));
     EXPECT_EQ(campo(h.bd, QStringLiteral("Modificacion_Manual"), QStringLiteral("70000001"), 1).toInt(), 0);
     EXPECT_EQ(campo(h.bd, QStringLiteral("M7"), QStringLiteral("70000001"), 1).toDouble(), 100.0);
 
     // An empty value box applies 0.
-    m.Select(kAlquilerNorte, 5);
+    m.Select(kAlquilerNorte, colMes(2));
     f->vsPresupuesto_RowColChange();
     d->txtValor->clear();
     d->cmdAplicar_Click();
@@ -151,7 +153,7 @@ TEST(Operaciones, ApplyingToSalesRecalculatesMonthlyPercentagesOnly)
                             "(1, 2027, '62100001', 1, 6, 10, 0), (1, 2027, '62800001', 1, 7, 10, 5)"));
     frmActPresupusto* f = h.hoja;
     frmOperaciones* d = f->operaciones();
-    f->vsPresupuesto->modelo().Select(kVentasNorte, 5);
+    f->vsPresupuesto->modelo().Select(kVentasNorte, colMes(2));
     f->vsPresupuesto_RowColChange();
     d->setMetodoCalculo(3);
     d->txtValor->setText(QStringLiteral("2000"));
@@ -164,7 +166,7 @@ TEST(Operaciones, TheCloseBoxOnlyHidesTheDialog)
 {
     HojaAbierta h;
     frmOperaciones* d = h.hoja->operaciones();
-    h.hoja->vsPresupuesto->modelo().Select(kVentasNorte, 5);
+    h.hoja->vsPresupuesto->modelo().Select(kVentasNorte, colMes(2));
     h.hoja->MostrarOperaciones();
     EXPECT_TRUE(d->isVisible());
     EXPECT_TRUE(d->windowFlags() & Qt::WindowStaysOnTopHint);
@@ -177,7 +179,7 @@ TEST(Operaciones, TheCloseBoxOnlyHidesTheDialog)
     EXPECT_TRUE(d->isVisible());
     EXPECT_EQ(d->Cuenta(), QStringLiteral("70000001"));
     // The dialog does not cover the current row.
-    const QRect celda = h.hoja->vsPresupuesto->rectCelda(kVentasNorte, 4);
+    const QRect celda = h.hoja->vsPresupuesto->rectCelda(kVentasNorte, colMes(1));
     const QRect fila(h.hoja->vsPresupuesto->viewport()->mapToGlobal(celda.topLeft()), celda.size());
     EXPECT_FALSE(d->frameGeometry().intersects(QRect(fila.left(), fila.top(), 2000, fila.height())));
 }
