@@ -222,8 +222,8 @@ TEST(HojaCarga, CategoryTreeIndentsBoldsAndHidesEmptyCategories)
     EXPECT_TRUE(cats.RowHidden(6));
     EXPECT_FALSE(cats.RowHidden(5));
     EXPECT_FALSE(cats.RowHidden(7));
-    EXPECT_EQ(h.hoja->TablaCategorias[3].NoHijos, 2);
-    EXPECT_EQ(h.hoja->TablaCategorias[5].Fila, 5);
+    EXPECT_EQ(h.hoja->arbolCategorias().tabla()[3].NoHijos, 2);
+    EXPECT_EQ(h.hoja->arbolCategorias().tabla()[5].Fila, 5);
     EXPECT_TRUE(h.hoja->EsDeCategoria(3, 5));
     EXPECT_TRUE(h.hoja->EsDeCategoria(0, 5));
     EXPECT_FALSE(h.hoja->EsDeCategoria(1, 5));

@@ -6,6 +6,8 @@
 #include "common/Currency.h"
 #include "db/Conexion.h"
 #include "store/clsDBPresupuesto.h"
+#include "worksheet/core/ArbolCategorias.h"
+#include "worksheet/core/FiltroCuentas.h"
 #include "worksheet/core/LectorPortapapeles.h"
 
 #include <QColor>
@@ -39,6 +41,7 @@ class UpDown;
 class frmOperaciones;
 class frmProgress;
 class frmImportar;
+class RepositorioFiltros;
 
 class frmActPresupusto : public QWidget {
     Q_OBJECT
@@ -151,17 +154,12 @@ public:
     void SetProgreesFila(Currency TotalAnterior, Currency TotalNuevo);
 
     // ---- Category and account filters ------------------------------------------
-    struct CategoriaFiltro {
-        qint16 Codigo = 0;
-        qint16 NoHijos = 0;
-        qint16 Fila = 0;
-        qint16 Padre = 0;
-    };
-    std::vector<CategoriaFiltro> TablaCategorias;
+    const ArbolCategorias& arbolCategorias() const { return arbolCategorias_; }
+    const FiltroCuentas& filtroCuentas() const { return filtroCuentas_; }
     void ActNoHijos(qint16 categoria);
     qint16 GetUltimoEjercicioCuentas();
     void FiltrarCuentas();
-    bool EsDeCategoria(qint16 categoria, qint16 codigo);
+    bool EsDeCategoria(qint16 categoria, qint16 codigo) const;
     void vsFiltrosCategoria_RowColChange();
     void vsFiltroCuentas_RowColChange();
     void chkTipoCuentaIngresos_Click();
@@ -252,7 +250,10 @@ private:
     // The account the account list narrows the worksheet to, if any.
     bool cuentaSeleccionada(QString* cuenta) const;
     // Both type boxes share their logic: one of them always stays checked.
-    void tipoCuentaClick(QCheckBox* pulsada, QCheckBox* otra);
+    void tipoCuentaClick(FiltroCuentas::Tipo tipo);
+    // The filters' statements on the worksheet's connection, company and
+    // filter table as they are now.
+    RepositorioFiltros repositorioFiltros() const;
     void refrescarSubtotales(int colDesde, int colHasta);
     // Sales edits inside a paste or a clear recalculate the rows that depend
     // on them once, at the end.
@@ -292,6 +293,8 @@ private:
     void fijarBarra(QProgressBar* barra, int valor, int maximo);
     bool seleccionandoDptos_ = false;
     bool seleccionandoCuenta_ = false;
+    ArbolCategorias arbolCategorias_;
+    FiltroCuentas filtroCuentas_{arbolCategorias_};
     void crearMenu();
     void aplicarColorBoton(QPushButton* boton, const QColor& color);
     qint16 ejercicioHistorico() const;
