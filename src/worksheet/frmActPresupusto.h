@@ -8,6 +8,7 @@
 #include "store/clsDBPresupuesto.h"
 #include "worksheet/core/ArbolCategorias.h"
 #include "worksheet/core/FiltroCuentas.h"
+#include "worksheet/core/FiltroDepartamentos.h"
 #include "worksheet/core/LectorPortapapeles.h"
 
 #include <QColor>
@@ -66,7 +67,8 @@ public:
     bool TablasEnlazadas = true;
     qint32 UltimoCambioDecimales = 0;
     QColor Color1, Color2, Color3, Color4;
-    qint16 NumDptosFiltro = 0;
+    // How many departments the department filter takes.
+    qint16 NumDptosFiltro() const { return filtroDptos_.numDptos(); }
 
     // The retail database and company, resolved at load.
     QString BDPelvor = QStringLiteral("[Pelvor]");
@@ -166,7 +168,7 @@ public:
     void chkTipoCuentaGastos_Click();
 
     // ---- Department filter ------------------------------------------------------
-    std::vector<bool> SeleccionDptosGuardada;
+    const FiltroDepartamentos& filtroDepartamentos() const { return filtroDptos_; }
     QString GetFiltroDptos();
     void chkSelAllDpto_Click();
     void lstDepartamentos_Click();
@@ -254,6 +256,9 @@ private:
     // The filters' statements on the worksheet's connection, company and
     // filter table as they are now.
     RepositorioFiltros repositorioFiltros() const;
+    // The department list and its "all" box as they stand, into the filter.
+    std::vector<ItemDepartamento> itemsDepartamentos() const;
+    void leerFiltroDptos();
     void refrescarSubtotales(int colDesde, int colHasta);
     // Sales edits inside a paste or a clear recalculate the rows that depend
     // on them once, at the end.
@@ -295,6 +300,7 @@ private:
     bool seleccionandoCuenta_ = false;
     ArbolCategorias arbolCategorias_;
     FiltroCuentas filtroCuentas_{arbolCategorias_};
+    FiltroDepartamentos filtroDptos_;
     void crearMenu();
     void aplicarColorBoton(QPushButton* boton, const QColor& color);
     qint16 ejercicioHistorico() const;

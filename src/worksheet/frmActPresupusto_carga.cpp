@@ -204,7 +204,7 @@ void frmActPresupusto::CrearTotales(VistaRejilla* rejilla)
         for (int c = 4; c <= 16; ++c) {
             m.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Debajo);
             m.Subtotal(1, c, FormatoNumero, Color4, QStringLiteral("%s"));
-            if (NumDptosFiltro > 1) {
+            if (NumDptosFiltro() > 1) {
                 m.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Encima);
                 m.Subtotal(-1, c, FormatoNumero);
             }
@@ -237,7 +237,7 @@ void frmActPresupusto::RecalcularFilas(int FilaDesde, int FilaHasta, int ColDesd
     for (int c = ColDesde; c <= ColHasta; ++c)
         m.Subtotal(1, c, FormatoNumero, Color4, QStringLiteral("%s"));
     m.Subtotal(1, 16, FormatoNumero, Color4, QStringLiteral("%s"));
-    if (NumDptosFiltro < 2)
+    if (NumDptosFiltro() < 2)
         return;
     m.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Encima);
     for (int c = ColDesde; c <= ColHasta; ++c)

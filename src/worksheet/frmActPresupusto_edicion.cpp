@@ -494,7 +494,7 @@ void frmActPresupusto::refrescarSubtotales(int colDesde, int colHasta)
     for (int c = colDesde; c <= colHasta; ++c)
         m.Subtotal(1, c, FormatoNumero, Color4, QStringLiteral("%s"));
     m.Subtotal(1, kTotal, FormatoNumero, Color4, QStringLiteral("%s"));
-    if (NumDptosFiltro < 2)
+    if (NumDptosFiltro() < 2)
         return;
     m.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Encima);
     for (int c = colDesde; c <= colHasta; ++c)

@@ -7,7 +7,6 @@
 #include "common/Plataforma.h"
 #include "host/modPublic.h"
 #include "grid/widgets/VistaRejilla.h"
-#include "worksheet/core/ConsultasHoja.h"
 #include "worksheet/frmActPresupusto.h"
 #include "worksheet/core/RepositorioFiltros.h"
 #include "worksheet/core/frmActPresupusto_comun.h"
@@ -268,6 +267,23 @@ void frmActPresupusto::chkTipoCuentaGastos_Click() { tipoCuentaClick(FiltroCuent
 // Department filter
 // ---------------------------------------------------------------------------
 
+std::vector<ItemDepartamento> frmActPresupusto::itemsDepartamentos() const
+{
+    std::vector<ItemDepartamento> items;
+    items.reserve(static_cast<std::size_t>(lstDepartamentos->count()));
+    for (int i = 0; i < lstDepartamentos->count(); ++i) {
+        const QListWidgetItem* item = lstDepartamentos->item(i);
+        items.push_back({item->data(Qt::UserRole).toInt(), item->isSelected()});
+    }
+    return items;
+}
+
+void frmActPresupusto::leerFiltroDptos()
+{
+    filtroDptos_.setItems(itemsDepartamentos());
+    filtroDptos_.setTodos(chkSelAllDpto->isChecked());
+}
+
 void frmActPresupusto::CargarDepartamentos()
 {
     conManejador(kForm + QStringLiteral("CargarDepartamentos"), [this] {
@@ -275,16 +291,13 @@ void frmActPresupusto::CargarDepartamentos()
             Marcador marca(seleccionandoDptos_);
             lstDepartamentos->clear();
             auto* vacio = new QListWidgetItem(QString(), lstDepartamentos);
-            vacio->setData(Qt::UserRole, -1);
-            Recordset rs = ConexionActiva->Abrir(consultas::departamentos(EmpresaActiva->CodigoEmpresa()));
-            while (!rs.eof()) {
-                auto* item = new QListWidgetItem(rs.texto(QStringLiteral("Nombre")), lstDepartamentos);
-                item->setData(Qt::UserRole, rs.entero(QStringLiteral("Codigo")));
-                rs.MoveNext();
+            vacio->setData(Qt::UserRole, FiltroDepartamentos::kSinDepartamento);
+            for (const Departamento& d : repositorioFiltros().departamentos()) {
+                auto* item = new QListWidgetItem(d.nombre, lstDepartamentos);
+                item->setData(Qt::UserRole, d.codigo);
             }
-            rs.Close();
         }
-        SeleccionDptosGuardada.assign(static_cast<std::size_t>(lstDepartamentos->count()), false);
+        filtroDptos_.nuevaLista(static_cast<std::size_t>(lstDepartamentos->count()));
         if (chkSelAllDpto->isChecked())
             chkSelAllDpto_Click();
         else
@@ -296,18 +309,8 @@ QString frmActPresupusto::GetFiltroDptos()
 {
     QString lista;
     conManejador(kForm + QStringLiteral("GetFiltroDptos"), [this, &lista] {
-        if (chkSelAllDpto->isChecked())
-            return;
-        lista = QStringLiteral("-1");
-        for (int i = 1; i < lstDepartamentos->count(); ++i) {
-            QListWidgetItem* item = lstDepartamentos->item(i);
-            if (item->isSelected()) {
-                lista += QStringLiteral(", ") + QString::number(item->data(Qt::UserRole).toInt());
-                // Never reset here: the count only grows from what the
-                // "all" box last left.
-                ++NumDptosFiltro;
-            }
-        }
+        leerFiltroDptos();
+        lista = filtroDptos_.lista();
     });
     return lista;
 }
@@ -317,19 +320,24 @@ void frmActPresupusto::chkSelAllDpto_Click()
     if (Cargando)
         return;
     conManejador(kForm + QStringLiteral("chkSelAllDpto_Click"), [this] {
-        const bool todos = chkSelAllDpto->isChecked();
-        NumDptosFiltro = static_cast<qint16>(todos ? lstDepartamentos->count() - 1 : 0);
+        leerFiltroDptos();
+        filtroDptos_.marcarTodos(chkSelAllDpto->isChecked());
         Marcador marca(seleccionandoDptos_);
-        for (int i = 1; i < lstDepartamentos->count(); ++i)
-            lstDepartamentos->item(i)->setSelected(todos);
+        const std::vector<ItemDepartamento>& items = filtroDptos_.items();
+        for (std::size_t i = 1; i < items.size(); ++i)
+            lstDepartamentos->item(static_cast<int>(i))->setSelected(items[i].seleccionado);
     });
 }
 
 void frmActPresupusto::lstDepartamentos_Click()
 {
     conManejador(kForm + QStringLiteral("lstDepartamentos_Click"), [this] {
-        QListWidgetItem* actual = lstDepartamentos->currentItem();
-        if (actual && !actual->isSelected()) {
+        const int actual = lstDepartamentos->currentRow();
+        if (actual < 0)
+            return;
+        leerFiltroDptos();
+        filtroDptos_.pulsarItem(static_cast<std::size_t>(actual));
+        if (!filtroDptos_.todos()) {
             Cargando = true;
             chkSelAllDpto->setChecked(false);
             Cargando = false;
@@ -345,10 +353,8 @@ void frmActPresupusto::cmdDepartamentos_Click()
             CancelarFiltroDptos();
             return;
         }
-        chkSelAllDpto->setProperty("Tag", QString::number(chkSelAllDpto->isChecked() ? 1 : 0));
-        SeleccionDptosGuardada.assign(static_cast<std::size_t>(lstDepartamentos->count()), false);
-        for (int i = 0; i < lstDepartamentos->count(); ++i)
-            SeleccionDptosGuardada[static_cast<std::size_t>(i)] = lstDepartamentos->item(i)->isSelected();
+        leerFiltroDptos();
+        filtroDptos_.guardar();
         const QPoint debajo = cmdDepartamentos->mapTo(this, QPoint(0, cmdDepartamentos->height()));
         fraFiltroDpto->move(std::min(debajo.x(), width() - fraFiltroDpto->width()), debajo.y());
         fraFiltroDpto->show();
@@ -359,7 +365,8 @@ void frmActPresupusto::cmdDepartamentos_Click()
 
 void frmActPresupusto::cmdFiltroDptoAceptar_Click()
 {
-    if (lstDepartamentos->selectedItems().isEmpty())
+    leerFiltroDptos();
+    if (!filtroDptos_.aceptable())
         return;
     fraFiltroDpto->hide();
     CargarPresupuesto();
@@ -372,14 +379,11 @@ void frmActPresupusto::cmdFiltroDptoCancelar_Click() { CancelarFiltroDptos(); }
 void frmActPresupusto::CancelarFiltroDptos()
 {
     conManejador(kForm + QStringLiteral("CancelarFiltroDptos"), [this] {
-        chkSelAllDpto->setChecked(chkSelAllDpto->property("Tag").toString() == QLatin1String("1"));
+        chkSelAllDpto->setChecked(filtroDptos_.todosGuardado());
         {
             Marcador marca(seleccionandoDptos_);
-            for (int i = 0; i < lstDepartamentos->count(); ++i) {
-                const bool sel = static_cast<std::size_t>(i) < SeleccionDptosGuardada.size()
-                                 && SeleccionDptosGuardada[static_cast<std::size_t>(i)];
-                lstDepartamentos->item(i)->setSelected(sel);
-            }
+            for (int i = 0; i < lstDepartamentos->count(); ++i)
+                lstDepartamentos->item(i)->setSelected(filtroDptos_.seleccionGuardada(static_cast<std::size_t>(i)));
         }
         fraFiltroDpto->hide();
     });
