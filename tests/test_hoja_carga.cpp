@@ -222,8 +222,8 @@ TEST(HojaCarga, CategoryTreeIndentsBoldsAndHidesEmptyCategories)
     EXPECT_TRUE(cats.RowHidden(6));
     EXPECT_FALSE(cats.RowHidden(5));
     EXPECT_FALSE(cats.RowHidden(7));
-    EXPECT_EQ(h.hoja->TablaCategorias[3].NoHijos, 2);
-    EXPECT_EQ(h.hoja->TablaCategorias[5].Fila, 5);
+    EXPECT_EQ(h.hoja->arbolCategorias().tabla()[3].NoHijos, 2);
+    EXPECT_EQ(h.hoja->arbolCategorias().tabla()[5].Fila, 5);
     EXPECT_TRUE(h.hoja->EsDeCategoria(3, 5));
     EXPECT_TRUE(h.hoja->EsDeCategoria(0, 5));
     EXPECT_FALSE(h.hoja->EsDeCategoria(1, 5));
@@ -316,7 +316,7 @@ TEST(HojaCarga, DepartmentListTextsAndTheirQuirks)
     EXPECT_EQ(f->lstDepartamentos->item(0)->text(), QString());
     EXPECT_EQ(f->lstDepartamentos->item(0)->data(Qt::UserRole).toInt(), -1);
     EXPECT_EQ(f->GetFiltroDptos(), QString());
-    EXPECT_EQ(f->NumDptosFiltro, 2);
+    EXPECT_EQ(f->NumDptosFiltro(), 2);
 
     f->cmdDepartamentos_Click();
     EXPECT_TRUE(f->fraFiltroDpto->isVisible());
@@ -325,7 +325,7 @@ TEST(HojaCarga, DepartmentListTextsAndTheirQuirks)
     EXPECT_FALSE(f->chkSelAllDpto->isChecked());
     EXPECT_EQ(f->GetFiltroDptos(), QStringLiteral("-1, 1"));
     // The count is never reset by the list: it grows from the last "all" count.
-    EXPECT_EQ(f->NumDptosFiltro, 3);
+    EXPECT_EQ(f->NumDptosFiltro(), 3);
     f->cmdFiltroDptoAceptar_Click();
     EXPECT_FALSE(f->fraFiltroDpto->isVisible());
     EXPECT_TRUE(h.bd.conexion->ultimoTexto().contains(QStringLiteral(" AND c.Dpto IN (-1, 1) ORDER BY")));
@@ -334,7 +334,7 @@ TEST(HojaCarga, DepartmentListTextsAndTheirQuirks)
     f->cmdDepartamentos_Click();
     f->chkSelAllDpto->setChecked(true);
     f->chkSelAllDpto->setChecked(false);
-    EXPECT_EQ(f->NumDptosFiltro, 0);
+    EXPECT_EQ(f->NumDptosFiltro(), 0);
     f->cmdFiltroDptoAceptar_Click();
     EXPECT_TRUE(f->fraFiltroDpto->isVisible());   // nothing selected: refused silently
     f->lstDepartamentos->item(0)->setSelected(true);

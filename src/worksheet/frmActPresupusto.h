@@ -6,7 +6,10 @@
 #include "common/Currency.h"
 #include "db/Conexion.h"
 #include "worksheet/ControlesHoja.h"
+#include "worksheet/core/ArbolCategorias.h"
 #include "worksheet/core/EscrituraHoja.h"
+#include "worksheet/core/FiltroCuentas.h"
+#include "worksheet/core/FiltroDepartamentos.h"
 #include "worksheet/core/RejillaPresupuesto.h"
 #include "worksheet/core/LectorPortapapeles.h"
 
@@ -41,6 +44,7 @@ class UpDown;
 class frmOperaciones;
 class frmProgress;
 class frmImportar;
+class RepositorioFiltros;
 
 // The controls come from ControlesHoja, named as the forms name them.
 class frmActPresupusto : public QWidget, public ControlesHoja {
@@ -66,7 +70,8 @@ public:
     bool TablasEnlazadas = true;
     qint32 UltimoCambioDecimales = 0;
     QColor Color1, Color2, Color3, Color4;
-    qint16 NumDptosFiltro = 0;
+    // How many departments the department filter takes.
+    qint16 NumDptosFiltro() const { return filtroDptos_.numDptos(); }
 
     // The retail database and company, resolved at load.
     QString BDPelvor = QStringLiteral("[Pelvor]");
@@ -118,24 +123,19 @@ public:
     void SetProgreesFila(Currency TotalAnterior, Currency TotalNuevo);
 
     // ---- Category and account filters ------------------------------------------
-    struct CategoriaFiltro {
-        qint16 Codigo = 0;
-        qint16 NoHijos = 0;
-        qint16 Fila = 0;
-        qint16 Padre = 0;
-    };
-    std::vector<CategoriaFiltro> TablaCategorias;
+    const ArbolCategorias& arbolCategorias() const { return arbolCategorias_; }
+    const FiltroCuentas& filtroCuentas() const { return filtroCuentas_; }
     void ActNoHijos(qint16 categoria);
     qint16 GetUltimoEjercicioCuentas();
     void FiltrarCuentas();
-    bool EsDeCategoria(qint16 categoria, qint16 codigo);
+    bool EsDeCategoria(qint16 categoria, qint16 codigo) const;
     void vsFiltrosCategoria_RowColChange();
     void vsFiltroCuentas_RowColChange();
     void chkTipoCuentaIngresos_Click();
     void chkTipoCuentaGastos_Click();
 
     // ---- Department filter ------------------------------------------------------
-    std::vector<bool> SeleccionDptosGuardada;
+    const FiltroDepartamentos& filtroDepartamentos() const { return filtroDptos_; }
     QString GetFiltroDptos();
     void chkSelAllDpto_Click();
     void lstDepartamentos_Click();
@@ -222,7 +222,13 @@ private:
     // The account the account list narrows the worksheet to, if any.
     bool cuentaSeleccionada(QString* cuenta) const;
     // Both type boxes share their logic: one of them always stays checked.
-    void tipoCuentaClick(QCheckBox* pulsada, QCheckBox* otra);
+    void tipoCuentaClick(FiltroCuentas::Tipo tipo);
+    // The filters' statements on the worksheet's connection, company and
+    // filter table as they are now.
+    RepositorioFiltros repositorioFiltros() const;
+    // The department list and its "all" box as they stand, into the filter.
+    std::vector<ItemDepartamento> itemsDepartamentos() const;
+    void leerFiltroDptos();
 
     // The grid rules of one of the two grids, with the worksheet's current
     // decimals, format, colours and departments.
@@ -241,6 +247,9 @@ private:
     QString textoAlEditar_;
     bool seleccionandoDptos_ = false;
     bool seleccionandoCuenta_ = false;
+    ArbolCategorias arbolCategorias_;
+    FiltroCuentas filtroCuentas_{arbolCategorias_};
+    FiltroDepartamentos filtroDptos_;
     void aplicarColorBoton(QPushButton* boton, const QColor& color);
     qint16 ejercicioHistorico() const;
 

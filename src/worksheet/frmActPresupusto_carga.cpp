@@ -73,7 +73,7 @@ RejillaPresupuesto& frmActPresupusto::reglas(VistaRejilla* rejilla)
     a.formato = FormatoNumero;
     a.manual = Color1;
     a.subtotal = Color4;
-    a.dptos = NumDptosFiltro;
+    a.dptos = NumDptosFiltro();
     r.setAspecto(a);
     return r;
 }

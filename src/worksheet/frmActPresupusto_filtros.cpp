@@ -4,12 +4,11 @@
 // department list.
 
 #include "common/ErrorReport.h"
-#include "common/NumerosEs.h"
 #include "common/Plataforma.h"
 #include "host/modPublic.h"
-#include "worksheet/core/ConsultasHoja.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
+#include "worksheet/core/RepositorioFiltros.h"
 #include "worksheet/core/frmActPresupusto_comun.h"
 
 #include <QCheckBox>
@@ -26,10 +25,6 @@ using namespace modPublic;
 using namespace hoja;
 
 namespace {
-constexpr int kMaxCategoria = 300;
-
-qint16 aEntero16(const QString& texto) { return static_cast<qint16>(es::valEntero(texto)); }
-
 // The form's own programmatic selections must not look like a user's choice.
 class Marcador {
 public:
@@ -107,10 +102,15 @@ void frmActPresupusto::DisenarFiltros()
     vsFiltroCuentas->modelo().setColWidth(3, 3000);
 }
 
+RepositorioFiltros frmActPresupusto::repositorioFiltros() const
+{
+    return RepositorioFiltros(*ConexionActiva, TablaFiltroCuentas, EmpresaActiva->CodigoEmpresa());
+}
+
 void frmActPresupusto::CargarFiltroCategorias()
 {
     conManejador(kForm + QStringLiteral("CargarFiltroCategorias"), [this] {
-        TablaCategorias.assign(kMaxCategoria + 1, CategoriaFiltro{});
+        arbolCategorias_.reiniciar();
         ModeloRejilla& m = vsFiltrosCategoria->modelo();
         m.setRedraw(false);
         m.setCols(3);
@@ -119,37 +119,15 @@ void frmActPresupusto::CargarFiltroCategorias()
         m.Select(m.Rows() - 1, 1);
         m.setCellBorderBottom(m.Row(), 1, m.Row(), 1, true);
 
-        Recordset rs = ConexionActiva->Abrir(consultas::categorias(EmpresaActiva->CodigoEmpresa()));
-        qint16 sangria = 0;
-        qint16 padreAnterior = 0;
-        while (!rs.eof()) {
-            const int codigo = rs.entero(QStringLiteral("Codigo"));
-            const qint16 padre = static_cast<qint16>(rs.entero(QStringLiteral("Padre")));
-            // Depth is inferred from the previous row's parent, which holds for
-            // codes numbered depth-first with children after their parent.
-            if (padre == 0)
-                sangria = 0;
-            else if (padre > padreAnterior)
-                sangria += 4;
-            else if (padre < padreAnterior)
-                sangria -= 4;
-            m.AddItem(QString::number(codigo) + QLatin1Char('\t') + QString(std::max<int>(0, sangria), QLatin1Char(' '))
-                      + rs.texto(QStringLiteral("Texto")) + QLatin1Char('\t') + QString::number(padre));
-            m.Select(m.Rows() - 1, 1);
-            m.setCellBorderBottom(m.Row(), 1, m.Row(), 1, true);
-            if (padre == 0)
-                m.setCellFontBold(m.Row(), 1, true);
-            padreAnterior = padre;
-            if (codigo < 0 || codigo > kMaxCategoria)
-                throw VbError::subscriptOutOfRange();
-            CategoriaFiltro& cat = TablaCategorias[static_cast<std::size_t>(codigo)];
-            cat.Codigo = static_cast<qint16>(codigo);
-            cat.NoHijos = 0;
-            cat.Fila = static_cast<qint16>(m.Row());
-            cat.Padre = padre;
-            rs.MoveNext();
+        for (const FilaCategoria& f : repositorioFiltros().categorias()) {
+            arbolCategorias_.agregar(f, [&m](const LineaCategoria& l) {
+                m.AddItem(QString::number(l.codigo) + QLatin1Char('\t') + l.leyenda + QLatin1Char('\t') + QString::number(l.padre));
+                m.Select(l.fila, 1);
+                m.setCellBorderBottom(m.Row(), 1, m.Row(), 1, true);
+                if (l.negrita)
+                    m.setCellFontBold(m.Row(), 1, true);
+            });
         }
-        rs.Close();
         m.Select(0, 1);
         m.setRedraw(true);
     });
@@ -158,41 +136,33 @@ void frmActPresupusto::CargarFiltroCategorias()
 
 qint16 frmActPresupusto::GetUltimoEjercicioCuentas()
 {
-    Recordset rs = ConexionActiva->Abrir(consultas::ultimoEjercicioCuentas(EmpresaActiva->CodigoEmpresa()));
-    if (rs.eof())
-        return EmpresaActiva->EjercicioActual();
-    const qint16 r = static_cast<qint16>(rs.entero(0));
-    rs.Close();
-    return r;
+    return repositorioFiltros().ultimoEjercicioCuentas(EmpresaActiva->EjercicioActual());
 }
 
 void frmActPresupusto::CargarFiltroCuentas()
 {
     conManejador(kForm + QStringLiteral("CargarFiltroCuentas"), [this] {
-        const int empresa = EmpresaActiva->CodigoEmpresa();
-        ConexionActiva->Execute(QStringLiteral("TRUNCATE TABLE ") + TablaFiltroCuentas);
+        RepositorioFiltros repositorio = repositorioFiltros();
+        repositorio.vaciarTablaFiltro();
+        filtroCuentas_.vaciar();
         ModeloRejilla& m = vsFiltroCuentas->modelo();
         m.setCols(4);
         m.setRows(0);
         m.setRedraw(false);
         m.AddItem(QStringLiteral("0\tTodas"));
-        const QString sql = consultas::cuentasFiltro(empresa, GetUltimoEjercicioCuentas(),
-                                                     EmpresaActiva->DigitosNivel(EmpresaActiva->NumeroNiveles() - 1),
-                                                     VerPresupuestables);
-        Recordset rs = ConexionActiva->Abrir(sql);
-        while (!rs.eof()) {
-            const QString codigo = QString::number(rs.entero(QStringLiteral("Codigo")));
-            const QString cuenta = rs.texto(QStringLiteral("Cuenta"));
-            const qint16 padre = static_cast<qint16>(rs.entero(QStringLiteral("Padre")));
-            const QString nombre = rs.texto(QStringLiteral("Nombre"));
-            m.AddItem(codigo + QLatin1Char('\t') + cuenta + QLatin1Char('\t') + QString::number(padre) + QLatin1Char('\t') + nombre);
-            if (padre == 0)
+        const std::vector<CuentaFiltro> cuentas = repositorio.cuentas(
+            GetUltimoEjercicioCuentas(), EmpresaActiva->DigitosNivel(EmpresaActiva->NumeroNiveles() - 1), VerPresupuestables);
+        for (const CuentaFiltro& c : cuentas) {
+            // The list and the filter's accounts stay row for row alike, also
+            // when an error ends the load.
+            filtroCuentas_.agregar(c);
+            m.AddItem(QString::number(c.codigo) + QLatin1Char('\t') + c.cuenta + QLatin1Char('\t') + QString::number(c.padre)
+                      + QLatin1Char('\t') + c.nombre);
+            if (c.padre == 0)
                 m.setCellFontBold(m.Rows() - 1, 1, true);
-            ConexionActiva->Execute(consultas::insertarFiltro(TablaFiltroCuentas, codigo, cuenta, nombre, empresa));
-            ActNoHijos(padre);
-            rs.MoveNext();
+            repositorio.insertarCuenta(c);
+            ActNoHijos(c.padre);
         }
-        rs.Close();
         m.setCellBorderBottom(0, 0, m.Rows() - 1, m.Cols() - 1, true);
         m.setCellAlignment(0, 1, m.Rows() - 1, 1, ModeloRejilla::Alineacion::Izquierda);
         {
@@ -207,83 +177,38 @@ void frmActPresupusto::CargarFiltroCuentas()
 
 void frmActPresupusto::ActNoHijos(qint16 categoria)
 {
-    conManejador(kForm + QStringLiteral("ActNoHijos"), [this, categoria] {
-        qint16 c = categoria;
-        // Walks up to the top-level category; a loop in the tree cannot hang the load.
-        for (int pasos = 0; c != 0 && pasos <= kMaxCategoria; ++pasos) {
-            if (c < 0 || c > kMaxCategoria || TablaCategorias.size() <= static_cast<std::size_t>(kMaxCategoria))
-                throw VbError::subscriptOutOfRange();
-            CategoriaFiltro& cat = TablaCategorias[static_cast<std::size_t>(c)];
-            ++cat.NoHijos;
-            c = cat.Padre;
-        }
-    });
+    conManejador(kForm + QStringLiteral("ActNoHijos"), [this, categoria] { arbolCategorias_.contarCuenta(categoria); });
 }
 
 void frmActPresupusto::OcultarCategoriasSinCuentas()
 {
     conManejador(kForm + QStringLiteral("OcultarCategoriasSinCuentas"), [this] {
         ModeloRejilla& m = vsFiltrosCategoria->modelo();
-        for (int i = 1; i <= kMaxCategoria && i < static_cast<int>(TablaCategorias.size()); ++i) {
-            const CategoriaFiltro& cat = TablaCategorias[static_cast<std::size_t>(i)];
-            if (cat.NoHijos == 0 && cat.Codigo == i) {
-                Q_ASSERT_X(cat.Fila >= 1, "OcultarCategoriasSinCuentas", "categoría cargada sin fila");
-                if (cat.Fila < 1)
-                    throw VbError::internalError();
-                m.setRowHidden(cat.Fila, true);
-            }
-        }
+        for (int fila : arbolCategorias_.filasSinCuentas())
+            m.setRowHidden(fila, true);
     });
 }
 
-bool frmActPresupusto::EsDeCategoria(qint16 categoria, qint16 codigo)
+bool frmActPresupusto::EsDeCategoria(qint16 categoria, qint16 codigo) const
 {
-    const ModeloRejilla& m = vsFiltrosCategoria->modelo();
-    // Iterative walk up the tree; bounded so that a loop in the data ends.
-    for (int pasos = 0; pasos <= kMaxCategoria + 1; ++pasos) {
-        if (codigo == categoria)
-            return true;
-        int encontrada = -1;
-        for (int r = 1; r < m.Rows(); ++r) {
-            if (aEntero16(m.TextMatrix(r, 0)) == codigo) {
-                encontrada = r;
-                break;
-            }
-        }
-        if (encontrada < 0)
-            return false;
-        codigo = aEntero16(m.TextMatrix(encontrada, 2));
-    }
-    return false;
+    return arbolCategorias_.esDeCategoria(categoria, codigo);
 }
 
 void frmActPresupusto::FiltrarCuentas()
 {
     conManejador(kForm + QStringLiteral("FiltrarCuentas"), [this] {
-        QString prefijo;
-        if (!chkTipoCuentaIngresos->isChecked())
-            prefijo = QStringLiteral("6");
-        else if (!chkTipoCuentaGastos->isChecked())
-            prefijo = QStringLiteral("7");
-        ConexionActiva->Execute(QStringLiteral("TRUNCATE TABLE ") + TablaFiltroCuentas);
-        const ModeloRejilla& cats = vsFiltrosCategoria->modelo();
-        const qint16 categoria = cats.Row() >= 0 ? aEntero16(cats.TextMatrix(cats.Row(), 0)) : 0;
+        filtroCuentas_.setTipos(chkTipoCuentaIngresos->isChecked(), chkTipoCuentaGastos->isChecked());
+        RepositorioFiltros repositorio = repositorioFiltros();
+        repositorio.vaciarTablaFiltro();
+        filtroCuentas_.setCategoria(arbolCategorias_.codigoEnFila(vsFiltrosCategoria->modelo().Row()));
         ModeloRejilla& m = vsFiltroCuentas->modelo();
         m.setRedraw(false);
-        const int empresa = EmpresaActiva->CodigoEmpresa();
-        for (int i = 1; i < m.Rows(); ++i) {
-            bool mostrar = true;
-            if (!prefijo.isEmpty())
-                mostrar = m.TextMatrix(i, 1).left(1) == prefijo;
-            if (mostrar) {
-                const qint16 cat = aEntero16(m.TextMatrix(i, 2));
-                if (cat != categoria)
-                    mostrar = EsDeCategoria(categoria, cat);
-            }
-            m.setRowHidden(i, !mostrar);
+        const std::vector<CuentaFiltro>& cuentas = filtroCuentas_.cuentas();
+        for (std::size_t i = 0; i < cuentas.size(); ++i) {
+            const bool mostrar = filtroCuentas_.acepta(i);
+            m.setRowHidden(static_cast<int>(i) + 1, !mostrar);
             if (mostrar)
-                ConexionActiva->Execute(consultas::insertarFiltro(TablaFiltroCuentas, m.TextMatrix(i, 0), m.TextMatrix(i, 1),
-                                                                  m.TextMatrix(i, 3), empresa));
+                repositorio.insertarCuenta(cuentas[i]);
         }
         m.setRedraw(true);
         Marcador marca(seleccionandoCuenta_);
@@ -313,13 +238,16 @@ void frmActPresupusto::vsFiltroCuentas_RowColChange()
     });
 }
 
-void frmActPresupusto::tipoCuentaClick(QCheckBox* pulsada, QCheckBox* otra)
+void frmActPresupusto::tipoCuentaClick(FiltroCuentas::Tipo tipo)
 {
     if (Cargando)
         return;
     Cargando = true;
-    if (!pulsada->isChecked())
-        otra->setChecked(true);
+    QCheckBox* pulsada = tipo == FiltroCuentas::Tipo::Ingresos ? chkTipoCuentaIngresos : chkTipoCuentaGastos;
+    filtroCuentas_.setTipos(chkTipoCuentaIngresos->isChecked(), chkTipoCuentaGastos->isChecked());
+    filtroCuentas_.pulsar(tipo, pulsada->isChecked());
+    chkTipoCuentaIngresos->setChecked(filtroCuentas_.ingresos());
+    chkTipoCuentaGastos->setChecked(filtroCuentas_.gastos());
     Cargando = false;
     FiltrarCuentas();
     CargarPresupuesto();
@@ -330,14 +258,31 @@ void frmActPresupusto::tipoCuentaClick(QCheckBox* pulsada, QCheckBox* otra)
 void frmActPresupusto::chkTipoCuentaIngresos_Click()
 {
     conManejador(kForm + QStringLiteral("chkTipoCuentaIngresos_Click"),
-                 [this] { tipoCuentaClick(chkTipoCuentaIngresos, chkTipoCuentaGastos); });
+                 [this] { tipoCuentaClick(FiltroCuentas::Tipo::Ingresos); });
 }
 
-void frmActPresupusto::chkTipoCuentaGastos_Click() { tipoCuentaClick(chkTipoCuentaGastos, chkTipoCuentaIngresos); }
+void frmActPresupusto::chkTipoCuentaGastos_Click() { tipoCuentaClick(FiltroCuentas::Tipo::Gastos); }
 
 // ---------------------------------------------------------------------------
 // Department filter
 // ---------------------------------------------------------------------------
+
+std::vector<ItemDepartamento> frmActPresupusto::itemsDepartamentos() const
+{
+    std::vector<ItemDepartamento> items;
+    items.reserve(static_cast<std::size_t>(lstDepartamentos->count()));
+    for (int i = 0; i < lstDepartamentos->count(); ++i) {
+        const QListWidgetItem* item = lstDepartamentos->item(i);
+        items.push_back({item->data(Qt::UserRole).toInt(), item->isSelected()});
+    }
+    return items;
+}
+
+void frmActPresupusto::leerFiltroDptos()
+{
+    filtroDptos_.setItems(itemsDepartamentos());
+    filtroDptos_.setTodos(chkSelAllDpto->isChecked());
+}
 
 void frmActPresupusto::CargarDepartamentos()
 {
@@ -346,16 +291,13 @@ void frmActPresupusto::CargarDepartamentos()
             Marcador marca(seleccionandoDptos_);
             lstDepartamentos->clear();
             auto* vacio = new QListWidgetItem(QString(), lstDepartamentos);
-            vacio->setData(Qt::UserRole, -1);
-            Recordset rs = ConexionActiva->Abrir(consultas::departamentos(EmpresaActiva->CodigoEmpresa()));
-            while (!rs.eof()) {
-                auto* item = new QListWidgetItem(rs.texto(QStringLiteral("Nombre")), lstDepartamentos);
-                item->setData(Qt::UserRole, rs.entero(QStringLiteral("Codigo")));
-                rs.MoveNext();
+            vacio->setData(Qt::UserRole, FiltroDepartamentos::kSinDepartamento);
+            for (const Departamento& d : repositorioFiltros().departamentos()) {
+                auto* item = new QListWidgetItem(d.nombre, lstDepartamentos);
+                item->setData(Qt::UserRole, d.codigo);
             }
-            rs.Close();
         }
-        SeleccionDptosGuardada.assign(static_cast<std::size_t>(lstDepartamentos->count()), false);
+        filtroDptos_.nuevaLista(static_cast<std::size_t>(lstDepartamentos->count()));
         if (chkSelAllDpto->isChecked())
             chkSelAllDpto_Click();
         else
@@ -367,18 +309,8 @@ QString frmActPresupusto::GetFiltroDptos()
 {
     QString lista;
     conManejador(kForm + QStringLiteral("GetFiltroDptos"), [this, &lista] {
-        if (chkSelAllDpto->isChecked())
-            return;
-        lista = QStringLiteral("-1");
-        for (int i = 1; i < lstDepartamentos->count(); ++i) {
-            QListWidgetItem* item = lstDepartamentos->item(i);
-            if (item->isSelected()) {
-                lista += QStringLiteral(", ") + QString::number(item->data(Qt::UserRole).toInt());
-                // Never reset here: the count only grows from what the
-                // "all" box last left.
-                ++NumDptosFiltro;
-            }
-        }
+        leerFiltroDptos();
+        lista = filtroDptos_.lista();
     });
     return lista;
 }
@@ -388,19 +320,24 @@ void frmActPresupusto::chkSelAllDpto_Click()
     if (Cargando)
         return;
     conManejador(kForm + QStringLiteral("chkSelAllDpto_Click"), [this] {
-        const bool todos = chkSelAllDpto->isChecked();
-        NumDptosFiltro = static_cast<qint16>(todos ? lstDepartamentos->count() - 1 : 0);
+        leerFiltroDptos();
+        filtroDptos_.marcarTodos(chkSelAllDpto->isChecked());
         Marcador marca(seleccionandoDptos_);
-        for (int i = 1; i < lstDepartamentos->count(); ++i)
-            lstDepartamentos->item(i)->setSelected(todos);
+        const std::vector<ItemDepartamento>& items = filtroDptos_.items();
+        for (std::size_t i = 1; i < items.size(); ++i)
+            lstDepartamentos->item(static_cast<int>(i))->setSelected(items[i].seleccionado);
     });
 }
 
 void frmActPresupusto::lstDepartamentos_Click()
 {
     conManejador(kForm + QStringLiteral("lstDepartamentos_Click"), [this] {
-        QListWidgetItem* actual = lstDepartamentos->currentItem();
-        if (actual && !actual->isSelected()) {
+        const int actual = lstDepartamentos->currentRow();
+        if (actual < 0)
+            return;
+        leerFiltroDptos();
+        filtroDptos_.pulsarItem(static_cast<std::size_t>(actual));
+        if (!filtroDptos_.todos()) {
             Cargando = true;
             chkSelAllDpto->setChecked(false);
             Cargando = false;
@@ -416,10 +353,8 @@ void frmActPresupusto::cmdDepartamentos_Click()
             CancelarFiltroDptos();
             return;
         }
-        chkSelAllDpto->setProperty("Tag", QString::number(chkSelAllDpto->isChecked() ? 1 : 0));
-        SeleccionDptosGuardada.assign(static_cast<std::size_t>(lstDepartamentos->count()), false);
-        for (int i = 0; i < lstDepartamentos->count(); ++i)
-            SeleccionDptosGuardada[static_cast<std::size_t>(i)] = lstDepartamentos->item(i)->isSelected();
+        leerFiltroDptos();
+        filtroDptos_.guardar();
         const QPoint debajo = cmdDepartamentos->mapTo(this, QPoint(0, cmdDepartamentos->height()));
         fraFiltroDpto->move(std::min(debajo.x(), width() - fraFiltroDpto->width()), debajo.y());
         fraFiltroDpto->show();
@@ -430,7 +365,8 @@ void frmActPresupusto::cmdDepartamentos_Click()
 
 void frmActPresupusto::cmdFiltroDptoAceptar_Click()
 {
-    if (lstDepartamentos->selectedItems().isEmpty())
+    leerFiltroDptos();
+    if (!filtroDptos_.aceptable())
         return;
     fraFiltroDpto->hide();
     CargarPresupuesto();
@@ -443,14 +379,11 @@ void frmActPresupusto::cmdFiltroDptoCancelar_Click() { CancelarFiltroDptos(); }
 void frmActPresupusto::CancelarFiltroDptos()
 {
     conManejador(kForm + QStringLiteral("CancelarFiltroDptos"), [this] {
-        chkSelAllDpto->setChecked(chkSelAllDpto->property("Tag").toString() == QLatin1String("1"));
+        chkSelAllDpto->setChecked(filtroDptos_.todosGuardado());
         {
             Marcador marca(seleccionandoDptos_);
-            for (int i = 0; i < lstDepartamentos->count(); ++i) {
-                const bool sel = static_cast<std::size_t>(i) < SeleccionDptosGuardada.size()
-                                 && SeleccionDptosGuardada[static_cast<std::size_t>(i)];
-                lstDepartamentos->item(i)->setSelected(sel);
-            }
+            for (int i = 0; i < lstDepartamentos->count(); ++i)
+                lstDepartamentos->item(i)->setSelected(filtroDptos_.seleccionGuardada(static_cast<std::size_t>(i)));
         }
         fraFiltroDpto->hide();
     });

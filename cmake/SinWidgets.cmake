@@ -1,0 +1,60 @@
+# A program that must run without a window must not link Qt Widgets, not
+# even through a library it links: a widget that reaches it would build and
+# then abort at run time for want of a QApplication. The links are only
+# complete once every folder is configured, so the check runs at the end of
+# the configuration and stops it.
+
+function(presupuestos_comprobar_sin_widgets objetivo)
+  set(pendientes ${objetivo})
+  set(vistos "")
+  string(MAKE_C_IDENTIFIER "${objetivo}" id)
+  set(camino_${id} ${objetivo})
+  while(pendientes)
+    list(POP_FRONT pendientes t)
+    if(t IN_LIST vistos)
+      continue()
+    endif()
+    list(APPEND vistos ${t})
+    if(t STREQUAL "Qt6::Widgets" OR t STREQUAL "Qt::Widgets")
+      string(MAKE_C_IDENTIFIER "${t}" id)
+      string(REPLACE ";" " -> " camino "${camino_${id}}")
+      message(FATAL_ERROR "${objetivo} must not link Qt Widgets, but does: ${camino}")
+    endif()
+    if(NOT TARGET ${t})
+      continue()
+    endif()
+    set(enlazadas "")
+    get_target_property(imported ${t} IMPORTED)
+    get_target_property(tipo ${t} TYPE)
+    if(NOT imported AND NOT tipo STREQUAL "INTERFACE_LIBRARY")
+      get_target_property(directas ${t} LINK_LIBRARIES)
+      if(directas)
+        list(APPEND enlazadas ${directas})
+      endif()
+    endif()
+    get_target_property(interfaz ${t} INTERFACE_LINK_LIBRARIES)
+    if(interfaz)
+      list(APPEND enlazadas ${interfaz})
+    endif()
+    string(MAKE_C_IDENTIFIER "${t}" id_t)
+    foreach(e IN LISTS enlazadas)
+      # A static library's private links reach its users as $<LINK_ONLY:...>.
+      string(REGEX REPLACE "^\\$<LINK_ONLY:(.*)>$" "\\1" e "${e}")
+      if(e MATCHES "^\\$<" OR e IN_LIST vistos)
+        continue()
+      endif()
+      string(MAKE_C_IDENTIFIER "${e}" id_e)
+      if(NOT DEFINED camino_${id_e})
+        set(camino_${id_e} ${camino_${id_t}} ${e})
+      endif()
+      list(APPEND pendientes ${e})
+    endforeach()
+  endwhile()
+endfunction()
+
+# Checks the target once every folder has been configured.
+function(presupuestos_sin_widgets objetivo)
+  # A deferred call reads its arguments when it runs: the name goes in now.
+  cmake_language(EVAL CODE
+    "cmake_language(DEFER DIRECTORY \"${PROJECT_SOURCE_DIR}\" CALL presupuestos_comprobar_sin_widgets \"${objetivo}\")")
+endfunction()
