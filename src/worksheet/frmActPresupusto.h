@@ -6,6 +6,7 @@
 #include "common/Currency.h"
 #include "db/Conexion.h"
 #include "worksheet/ControlesHoja.h"
+#include "worksheet/EstadoHoja.h"
 #include "worksheet/core/ArbolCategorias.h"
 #include "worksheet/core/EscrituraHoja.h"
 #include "worksheet/core/FiltroCuentas.h"
@@ -24,30 +25,16 @@
 #include <set>
 #include <vector>
 
-class QCheckBox;
-class QComboBox;
-class QFrame;
-class QLabel;
-class QLineEdit;
-class QListWidget;
-class QMenu;
-class QAction;
-class QProgressBar;
-class QPushButton;
-class QSplitter;
-class QTimer;
-
 namespace presupuestos {
 
-class VistaRejilla;
-class UpDown;
 class frmOperaciones;
 class frmProgress;
 class frmImportar;
 class RepositorioFiltros;
 
-// The controls come from ControlesHoja, named as the forms name them.
-class frmActPresupusto : public QWidget, public ControlesHoja {
+// The controls come from ControlesHoja, named as the forms name them, and
+// the form-level state from EstadoHoja.
+class frmActPresupusto : public QWidget, public ControlesHoja, public EstadoHoja {
     Q_OBJECT
 public:
     explicit frmActPresupusto(QWidget* owner = nullptr);
@@ -57,36 +44,16 @@ public:
     void Mostrar();
     // Runs the unload logic and closes the window.
     void Unload();
-    bool cargado() const { return cargado_; }
 
-    // ---- Form-level state read across the worksheet ---------------------------
-    QString TablaFiltroCuentas;
-    QString TablaEstadisticas;
-    qint16 Decimales = 0;
-    QString FormatoNumero = QStringLiteral("#,0");
-    bool VerPresupuestables = true;
-    bool Cargando = false;
-    bool PrimeraActivacion = true;
-    bool TablasEnlazadas = true;
-    qint32 UltimoCambioDecimales = 0;
-    QColor Color1, Color2, Color3, Color4;
     // How many departments the department filter takes.
     qint16 NumDptosFiltro() const { return filtroDptos_.numDptos(); }
 
-    // The retail database and company, resolved at load.
-    QString BDPelvor = QStringLiteral("[Pelvor]");
-    qint16 EmpresaPelvor = 0;
-
     frmOperaciones* operaciones() const { return frmCal_; }
-    // The worksheet's one budget store.
-    clsDBPresupuesto* DBPresupuesto() const { return dbPresupuesto_.get(); }
 
     // ---- Life cycle -------------------------------------------------------------
     void Form_Load();
     void Form_Activate();
     void Form_Unload();
-    void EstablecerEjercicioInicial();
-    void CrearTablasTemporales();
 
     // Stamp of a temporary table's name for a time of day: hundredths of a
     // second as a single-precision number, written with up to seven
@@ -108,25 +75,16 @@ public:
     void CargarFiltroCategorias();
     void CargarFiltroCuentas();
     void OcultarCategoriasSinCuentas();
-    void DisenarRejilla(VistaRejilla* rejilla);
-    void DisenarFiltros();
     void CargarPresupuesto();
     void CargarHistorico();
-    void ResolverEnlaceDrumav();
-    void GetDrumavData(bool asincrono);
-    // Shows or hides the history grid beside the budget grid.
-    void DistribuirRejillas();
 
     // ---- Subtotals and completion ----------------------------------------------
-    void CrearTotales(VistaRejilla* rejilla);
     void RecalcularFilas(int FilaDesde, int FilaHasta, int ColDesde, int ColHasta);
     void SetProgreesFila(Currency TotalAnterior, Currency TotalNuevo);
 
     // ---- Category and account filters ------------------------------------------
     const ArbolCategorias& arbolCategorias() const { return arbolCategorias_; }
     const FiltroCuentas& filtroCuentas() const { return filtroCuentas_; }
-    void ActNoHijos(qint16 categoria);
-    qint16 GetUltimoEjercicioCuentas();
     void FiltrarCuentas();
     bool EsDeCategoria(qint16 categoria, qint16 codigo) const;
     void vsFiltrosCategoria_RowColChange();
@@ -142,20 +100,13 @@ public:
     void cmdDepartamentos_Click();
     void cmdFiltroDptoAceptar_Click();
     void cmdFiltroDptoCancelar_Click();
-    void CancelarFiltroDptos();
     void ComprobarFocoFiltroDptos();
 
     // ---- Editing ----------------------------------------------------------------
-    Currency ValorAnterior;
-    qint32 ColumnaEditada = 0;
-    qint32 FilaEditada = 0;
-    bool EditadoConIntro = false;
-    bool SincronizandoRejillas = false;
     void vsPresupuesto_BeforeEdit(int Row, int Col, bool& Cancel);
     void vsPresupuesto_AfterEdit(int Row, int Col);
     void vsPresupuesto_KeyPressEdit(int Row, int Col, int KeyAscii);
     void EditCellValue(int Row, int Col, Currency Valor);
-    void SetNextRowEdit();
     void vsPresupuesto_CellChanged(int Row, int Col);
     void vsHistorico_CellChanged(int Row, int Col);
     void vsPresupuesto_AfterScroll(int OldTopRow, int OldLeftCol, int NewTopRow, int NewLeftCol);
@@ -175,10 +126,6 @@ public:
     void BorrarValorCeldas();
     int GetPrimaFilaSeccion(int fila);
     int GetUltimaFilaSeccion(int fila);
-    // Empty when the clipboard holds no text or any field is not a number;
-    // keeps at most the cells a paste at the cursor can reach.
-    std::optional<LectorPortapapeles::Bloque> LeerClipboard(int maxLineas, int maxCampos);
-    static void OrdenarPar(int& a, int& b);
 
     // ---- Commands -------------------------------------------------------------------
     void mnuPopupCopiar_Click();
@@ -188,7 +135,6 @@ public:
     void mnuPopupSelTodo_Click();
     void mnuPopupOcultar_Click();
     void mnuPopupOperaciones_Click();
-    void CambiarPresupuestable();
     void cmdNoEnlanzarTablas_Click();
     void cmdShowCal_Click();
     void cmdImportar_Click();
@@ -203,9 +149,6 @@ public:
     const Completado& completadoSeleccion() const { return completadoSeleccion_; }
     const Completado& completadoTotal() const { return completadoTotal_; }
 
-    // Times each loader ran, for tests of the load sequence.
-    int cargasPresupuesto = 0;
-    int cargasHistorico = 0;
 
 protected:
     void showEvent(QShowEvent* e) override;
@@ -214,6 +157,26 @@ protected:
     bool eventFilter(QObject* objeto, QEvent* e) override;
 
 private:
+    // ---- Steps of the handlers, under their own names ----------------------------
+    void EstablecerEjercicioInicial();
+    void CrearTablasTemporales();
+    void DisenarRejilla(VistaRejilla* rejilla);
+    void DisenarFiltros();
+    void ResolverEnlaceDrumav();
+    void GetDrumavData(bool asincrono);
+    // Shows or hides the history grid beside the budget grid.
+    void DistribuirRejillas();
+    void CrearTotales(VistaRejilla* rejilla);
+    void ActNoHijos(qint16 categoria);
+    qint16 GetUltimoEjercicioCuentas();
+    void CancelarFiltroDptos();
+    void SetNextRowEdit();
+    // Empty when the clipboard holds no text or any field is not a number;
+    // keeps at most the cells a paste at the cursor can reach.
+    std::optional<LectorPortapapeles::Bloque> LeerClipboard(int maxLineas, int maxCampos);
+    static void OrdenarPar(int& a, int& b);
+    void CambiarPresupuestable();
+
     void crearControles();
     void conectarFiltros();
     void conectarEdicion();
