@@ -4,6 +4,8 @@
 #include "BaseDatosPrueba.h"
 #include "db/Conexion.h"
 #include "store/clsDBPresupuesto.h"
+#include "common/VbError.h"
+#include "worksheet/core/ComprobadorTotales.h"
 #include "worksheet/core/EscrituraHoja.h"
 #include "worksheet/core/RejillaPresupuesto.h"
 
@@ -167,4 +169,32 @@ TEST(RejillaPresupuesto, APasteWritesTheSelectionOrTheBlockAndAClearSkipsTotalRo
     e.celdasPegado(bloque("1\r\n2\r\n3\r\n4"), 5, 5, colMes(1), colMes(1), &pasa);
     EXPECT_TRUE(pasa);
     EXPECT_EQ(celdas(e.celdasBorrado(1, 4, kNombre, kTotal)).count(QLatin1Char('=')), 24) << "rows 2 and 3, twelve months each";
+}
+
+TEST(RejillaPresupuesto, TotalsThatWouldLeaveTheCurrencyRangeAreRefusedBeforehand)
+{
+    const Currency mitad = Currency::fromInt(500'000'000'000'000);
+    struct Caso {
+        const char* que;
+        std::vector<std::pair<int, int>> celdas;   // (row, month) set to half the range
+        bool desborda;
+    } casos[] = {
+        {"one month", {{2, 3}}, false},
+        {"two months of a row", {{2, 3}, {2, 4}}, true},
+        {"two rows of a department", {{2, 3}, {3, 3}}, true},
+        {"two departments: the grand total", {{2, 3}, {5, 4}}, true},
+    };
+    for (const Caso& c : casos) {
+        Rejilla g;
+        ComprobadorTotales comprobador(g.m);
+        for (const auto& [fila, mes] : c.celdas)
+            comprobador.cambiar(fila, colMes(mes), mitad);
+        EXPECT_EQ(prueba::numeroError([&] { comprobador.comprobar(); }), c.desborda ? VbError::Overflow : 0) << c.que;
+    }
+    // A total already out of range does not stop a change that leaves it so.
+    Rejilla g;
+    g.m.setTextMatrix(2, kTotal, ModeloRejilla::MarcaDesbordamiento());
+    ComprobadorTotales comprobador(g.m);
+    comprobador.cambiar(3, colMes(1), Currency::fromInt(1));
+    EXPECT_EQ(prueba::numeroError([&] { comprobador.comprobar(); }), 0);
 }
