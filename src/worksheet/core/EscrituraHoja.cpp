@@ -6,6 +6,7 @@
 #include "db/Conexion.h"
 #include "host/modPublic.h"
 #include "worksheet/core/ComprobadorTotales.h"
+#include "worksheet/core/RepositorioHoja.h"
 
 #include <exception>
 
@@ -264,30 +265,12 @@ void EscrituraHoja::recalcularDependencias()
 
 void EscrituraHoja::recalcularDependenciasEnLote()
 {
-    // Only rows planned on each month's sales follow them; rows planned
-    // on the year's sales keep what they were given.
-    Recordset rs = ConexionActiva->Abrir(QStringLiteral("SELECT Cuenta, Dpto, Valor FROM Presupuestos WHERE Cod_Empresa = ")
-                                         + QString::number(modPublic::EmpresaActiva->CodigoEmpresa())
-                                         + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(modPublic::EjercicioActivo)
-                                         + QStringLiteral(" AND Metodo_Calculo = ") + QStringLiteral("6"));
-    struct Fila {
-        QString cuenta;
-        qint16 dpto;
-        Currency valor;
-    };
-    // Read to the end before writing, so the rows being rewritten never
-    // move under the open read.
-    std::vector<Fila> filas;
-    while (!rs.eof()) {
-        filas.push_back({rs.texto(QStringLiteral("Cuenta")), static_cast<qint16>(rs.entero(QStringLiteral("Dpto"))),
-                         rs.moneda(QStringLiteral("Valor"))});
-        rs.MoveNext();
-    }
-    rs.Close();
+    const auto filas = RepositorioHoja(*ConexionActiva).filasSobreVentas(modPublic::EmpresaActiva->CodigoEmpresa(),
+                                                                         modPublic::EjercicioActivo);
     clsCalculo calculo;
     calculo.setEjercicio(modPublic::EjercicioActivo);
     clsPresupItem item;
-    for (const Fila& f : filas) {
+    for (const auto& f : filas) {
         calculo.setDpto(f.dpto);
         calculo.Calcular(6, f.cuenta, f.valor);
         item.Cuenta = f.cuenta;

@@ -79,4 +79,21 @@ void RepositorioHoja::asegurarEstadisticas(const QString& tabla, int ejercicio, 
                asincrono ? Conexion::adAsyncExecute : -1);
 }
 
+std::vector<RepositorioHoja::FilaVentas> RepositorioHoja::filasSobreVentas(int codEmpresa, int ejercicio)
+{
+    // Only rows planned on each month's sales follow them; rows planned on
+    // the year's sales keep what they were given.
+    Recordset rs = c_.Abrir(QStringLiteral("SELECT Cuenta, Dpto, Valor FROM Presupuestos WHERE Cod_Empresa = ")
+                            + QString::number(codEmpresa) + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(ejercicio)
+                            + QStringLiteral(" AND Metodo_Calculo = ") + QStringLiteral("6"));
+    std::vector<FilaVentas> filas;
+    while (!rs.eof()) {
+        filas.push_back({rs.texto(QStringLiteral("Cuenta")), static_cast<qint16>(rs.entero(QStringLiteral("Dpto"))),
+                         rs.moneda(QStringLiteral("Valor"))});
+        rs.MoveNext();
+    }
+    rs.Close();
+    return filas;
+}
+
 } // namespace presupuestos

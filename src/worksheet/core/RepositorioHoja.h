@@ -7,6 +7,7 @@
 #include "db/Conexion.h"
 
 #include <QString>
+#include <vector>
 
 namespace presupuestos {
 
@@ -40,6 +41,15 @@ public:
     void asegurarEstadisticas(const QString& tabla, int ejercicio, const EnlaceRetail& enlace, bool asincrono);
 
     Recordset abrir(const QString& sql) { return c_.Abrir(sql); }
+
+    // The rows of the year planned on each month's sales (method 6), read to
+    // the end, so that rewriting them never moves them under an open read.
+    struct FilaVentas {
+        QString cuenta;
+        qint16 dpto = 0;
+        Currency valor;
+    };
+    std::vector<FilaVentas> filasSobreVentas(int codEmpresa, int ejercicio);
 
     // A temporary table's stamp for a time of day: hundredths of a second as
     // a single-precision number, with up to seven significant digits
