@@ -30,7 +30,7 @@ namespace presupuestos {
 class frmOperaciones;
 class frmProgress;
 class frmImportar;
-class RepositorioFiltros;
+class RepositorioHoja;
 
 // The controls come from ControlesHoja, named as the forms name them, and
 // the form-level state from EstadoHoja.
@@ -188,7 +188,7 @@ private:
     void tipoCuentaClick(FiltroCuentas::Tipo tipo);
     // The filters' statements on the worksheet's connection, company and
     // filter table as they are now.
-    RepositorioFiltros repositorioFiltros() const;
+    RepositorioHoja repositorioFiltros() const;
     // The department list and its "all" box as they stand, into the filter.
     std::vector<ItemDepartamento> itemsDepartamentos() const;
     void leerFiltroDptos();

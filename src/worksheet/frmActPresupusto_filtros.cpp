@@ -8,7 +8,7 @@
 #include "host/modPublic.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
-#include "worksheet/core/RepositorioFiltros.h"
+#include "worksheet/core/RepositorioHoja.h"
 #include "worksheet/core/frmActPresupusto_comun.h"
 
 #include <QCheckBox>
@@ -102,9 +102,9 @@ void frmActPresupusto::DisenarFiltros()
     vsFiltroCuentas->modelo().setColWidth(3, 3000);
 }
 
-RepositorioFiltros frmActPresupusto::repositorioFiltros() const
+RepositorioHoja frmActPresupusto::repositorioFiltros() const
 {
-    return RepositorioFiltros(*ConexionActiva, TablaFiltroCuentas, EmpresaActiva->CodigoEmpresa());
+    return RepositorioHoja(*ConexionActiva, TablaFiltroCuentas, EmpresaActiva->CodigoEmpresa());
 }
 
 void frmActPresupusto::CargarFiltroCategorias()
@@ -142,7 +142,7 @@ qint16 frmActPresupusto::GetUltimoEjercicioCuentas()
 void frmActPresupusto::CargarFiltroCuentas()
 {
     conManejador(kForm + QStringLiteral("CargarFiltroCuentas"), [this] {
-        RepositorioFiltros repositorio = repositorioFiltros();
+        RepositorioHoja repositorio = repositorioFiltros();
         repositorio.vaciarTablaFiltro();
         filtroCuentas_.vaciar();
         ModeloRejilla& m = vsFiltroCuentas->modelo();
@@ -198,7 +198,7 @@ void frmActPresupusto::FiltrarCuentas()
 {
     conManejador(kForm + QStringLiteral("FiltrarCuentas"), [this] {
         filtroCuentas_.setTipos(chkTipoCuentaIngresos->isChecked(), chkTipoCuentaGastos->isChecked());
-        RepositorioFiltros repositorio = repositorioFiltros();
+        RepositorioHoja repositorio = repositorioFiltros();
         repositorio.vaciarTablaFiltro();
         filtroCuentas_.setCategoria(arbolCategorias_.codigoEnFila(vsFiltrosCategoria->modelo().Row()));
         ModeloRejilla& m = vsFiltroCuentas->modelo();

@@ -1,6 +1,6 @@
 #include "BaseDatosPrueba.h"
 #include "common/VbError.h"
-#include "worksheet/core/RepositorioFiltros.h"
+#include "worksheet/core/RepositorioHoja.h"
 
 #include <QSqlQuery>
 #include <QStringList>
@@ -18,7 +18,7 @@ const QString kTabla = QStringLiteral("##PresupFiltroCuentas_42.5");
 // in two years, and a budget concept.
 struct Empresa {
     BaseDatosPrueba bd;
-    RepositorioFiltros repositorio{*bd.conexion, kTabla, 1};
+    RepositorioHoja repositorio{*bd.conexion, kTabla, 1};
 
     Empresa()
     {
@@ -73,7 +73,7 @@ TEST(RepositorioFiltros, CategoriesOfTheCompanysConfigurationInTheOrderOfTheirCo
         leidas << QStringLiteral("%1|%2|%3").arg(f.codigo).arg(f.texto).arg(f.padre);
     EXPECT_EQ(leidas, (QStringList{QStringLiteral("1|INGRESOS|0"), QStringLiteral("2|Ventas|1"), QStringLiteral("3|GASTOS|0"),
                                    QStringLiteral("245|ESTADÍSTICAS|0")}));
-    EXPECT_TRUE(RepositorioFiltros(*e.bd.conexion, kTabla, 7).categorias().empty());
+    EXPECT_TRUE(RepositorioHoja(*e.bd.conexion, kTabla, 7).categorias().empty());
 }
 
 TEST(RepositorioFiltros, AccountLinesTakeTheDetailAccountsOfTheirPrefixAndTheirConcept)
@@ -106,9 +106,9 @@ TEST(RepositorioFiltros, TheLatestYearWithAccountsAndNoneForACompanyWithout)
 {
     Empresa e;
     EXPECT_EQ(e.repositorio.ultimoEjercicioCuentas(2020), 2026);
-    EXPECT_EQ(RepositorioFiltros(*e.bd.conexion, kTabla, 2).ultimoEjercicioCuentas(2020), 2030);
+    EXPECT_EQ(RepositorioHoja(*e.bd.conexion, kTabla, 2).ultimoEjercicioCuentas(2020), 2030);
     // The maximum of no rows is a row holding NULL.
-    EXPECT_EQ(numeroError([&] { RepositorioFiltros(*e.bd.conexion, kTabla, 3).ultimoEjercicioCuentas(2020); }), 94);
+    EXPECT_EQ(numeroError([&] { RepositorioHoja(*e.bd.conexion, kTabla, 3).ultimoEjercicioCuentas(2020); }), 94);
 }
 
 TEST(RepositorioFiltros, DepartmentsInTheOrderOfTheirCodes)
@@ -118,7 +118,7 @@ TEST(RepositorioFiltros, DepartmentsInTheOrderOfTheirCodes)
     for (const Departamento& d : e.repositorio.departamentos())
         leidos << QString::number(d.codigo) + QLatin1Char('|') + d.nombre;
     EXPECT_EQ(leidos, (QStringList{QStringLiteral("1|Norte"), QStringLiteral("2|Sur")}));
-    EXPECT_TRUE(RepositorioFiltros(*e.bd.conexion, kTabla, 3).departamentos().empty());
+    EXPECT_TRUE(RepositorioHoja(*e.bd.conexion, kTabla, 3).departamentos().empty());
 }
 
 TEST(RepositorioFiltros, TheFilterTableHoldsEachAccountOnceForEveryDepartment)
@@ -133,7 +133,7 @@ TEST(RepositorioFiltros, TheFilterTableHoldsEachAccountOnceForEveryDepartment)
     EXPECT_TRUE(e.tablaFiltro().isEmpty());
 
     // A company without departments puts nothing in it.
-    RepositorioFiltros(*e.bd.conexion, kTabla, 3).insertarCuenta({20, QStringLiteral("70000001"), 2, QStringLiteral("Ventas")});
+    RepositorioHoja(*e.bd.conexion, kTabla, 3).insertarCuenta({20, QStringLiteral("70000001"), 2, QStringLiteral("Ventas")});
     EXPECT_TRUE(e.tablaFiltro().isEmpty());
 }
 

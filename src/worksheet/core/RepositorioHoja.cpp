@@ -96,4 +96,66 @@ std::vector<RepositorioHoja::FilaVentas> RepositorioHoja::filasSobreVentas(int c
     return filas;
 }
 
+std::vector<FilaCategoria> RepositorioHoja::categorias() const
+{
+    std::vector<FilaCategoria> filas;
+    Recordset rs = c_.Abrir(consultas::categorias(codEmpresa_));
+    while (!rs.eof()) {
+        FilaCategoria f;
+        f.codigo = rs.entero(QStringLiteral("Codigo"));
+        f.padre = static_cast<qint16>(rs.entero(QStringLiteral("Padre")));
+        f.texto = rs.texto(QStringLiteral("Texto"));
+        filas.push_back(std::move(f));
+        rs.MoveNext();
+    }
+    rs.Close();
+    return filas;
+}
+
+qint16 RepositorioHoja::ultimoEjercicioCuentas(qint16 ejercicioActual) const
+{
+    Recordset rs = c_.Abrir(consultas::ultimoEjercicioCuentas(codEmpresa_));
+    if (rs.eof())
+        return ejercicioActual;
+    const qint16 r = static_cast<qint16>(rs.entero(0));
+    rs.Close();
+    return r;
+}
+
+std::vector<CuentaFiltro> RepositorioHoja::cuentas(int ultimoEjercicio, int digitosCuenta, bool soloPresupuestables) const
+{
+    std::vector<CuentaFiltro> filas;
+    Recordset rs = c_.Abrir(consultas::cuentasFiltro(codEmpresa_, ultimoEjercicio, digitosCuenta, soloPresupuestables));
+    while (!rs.eof()) {
+        CuentaFiltro c;
+        c.codigo = rs.entero(QStringLiteral("Codigo"));
+        c.cuenta = rs.texto(QStringLiteral("Cuenta"));
+        c.padre = static_cast<qint16>(rs.entero(QStringLiteral("Padre")));
+        c.nombre = rs.texto(QStringLiteral("Nombre"));
+        filas.push_back(std::move(c));
+        rs.MoveNext();
+    }
+    rs.Close();
+    return filas;
+}
+
+std::vector<Departamento> RepositorioHoja::departamentos() const
+{
+    std::vector<Departamento> filas;
+    Recordset rs = c_.Abrir(consultas::departamentos(codEmpresa_));
+    while (!rs.eof()) {
+        filas.push_back({rs.entero(QStringLiteral("Codigo")), rs.texto(QStringLiteral("Nombre"))});
+        rs.MoveNext();
+    }
+    rs.Close();
+    return filas;
+}
+
+void RepositorioHoja::vaciarTablaFiltro() { c_.Execute(QStringLiteral("TRUNCATE TABLE ") + tablaFiltro_); }
+
+void RepositorioHoja::insertarCuenta(const CuentaFiltro& c)
+{
+    c_.Execute(consultas::insertarFiltro(tablaFiltro_, QString::number(c.codigo), c.cuenta, c.nombre, codEmpresa_));
+}
+
 } // namespace presupuestos

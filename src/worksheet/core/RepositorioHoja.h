@@ -1,19 +1,29 @@
 #pragma once
 // What the worksheet reads and writes on the connection besides budget rows:
 // its two temporary tables, the starting year, the link to the retail
-// database and the statistics cached from it, and the grids' rows. The texts
-// come from the query builders beside it (ConsultasHoja); this runs them.
+// database and the statistics cached from it, what the account and
+// department filters read and the filter table they fill, and the rows that
+// follow the sales. The texts come from the query builders beside it
+// (ConsultasHoja); this runs them.
 
 #include "db/Conexion.h"
+#include "worksheet/core/ArbolCategorias.h"
+#include "worksheet/core/FiltroCuentas.h"
+#include "worksheet/core/FiltroDepartamentos.h"
 
 #include <QString>
+#include <utility>
 #include <vector>
 
 namespace presupuestos {
 
 class RepositorioHoja {
 public:
-    explicit RepositorioHoja(Conexion& c) : c_(c) {}
+    // The filters' reads and writes take the company and filter table given here.
+    explicit RepositorioHoja(Conexion& c, QString tablaFiltro = QString(), int codEmpresa = 0)
+        : c_(c), tablaFiltro_(std::move(tablaFiltro)), codEmpresa_(codEmpresa)
+    {
+    }
 
     // The budget year: the company's next one. (A maximum always returns a
     // row; the stored maximum would only be taken from an empty result.)
@@ -56,8 +66,29 @@ public:
     // ("4501.563", "3600025").
     static QString sello(double segundosDesdeMedianoche);
 
+    // ---- The filters ----------------------------------------------------------
+    // The categories of the balance configuration, in the order of their codes.
+    std::vector<FilaCategoria> categorias() const;
+    // The latest fiscal year that has accounts; ejercicioActual when the
+    // read gives no row. A company without accounts has no such year, which
+    // raises "Invalid use of Null".
+    qint16 ultimoEjercicioCuentas(qint16 ejercicioActual) const;
+    // The account lines and the accounts each takes in from the chart of
+    // accounts of that year (detail accounts: those of digitosCuenta
+    // characters), in the order of the lines' codes. Only the lines to
+    // budget, or every line.
+    std::vector<CuentaFiltro> cuentas(int ultimoEjercicio, int digitosCuenta, bool soloPresupuestables) const;
+    std::vector<Departamento> departamentos() const;
+
+    void vaciarTablaFiltro();
+    // The account into the filter table, once for every department of the
+    // company, in one statement.
+    void insertarCuenta(const CuentaFiltro& cuenta);
+
 private:
     Conexion& c_;
+    QString tablaFiltro_;
+    int codEmpresa_;
 };
 
 } // namespace presupuestos
