@@ -86,30 +86,35 @@ void clsImportar::comprobarTotales()
 {
     // Every department's month and year totals, and the company's, as the
     // worksheet adds them with all departments shown, must stay in range.
+    // The engine adds each department's months; a sum it cannot hold is an
+    // overflow too.
     QString sql = QStringLiteral("SELECT Dpto");
     for (int m = 1; m <= 12; ++m)
-        sql += QStringLiteral(", M") + QString::number(m);
+        sql += QStringLiteral(", SUM(M") + QString::number(m) + QStringLiteral(")");
     sql += QStringLiteral(" FROM Presupuestos WHERE Cod_Empresa = ") + QString::number(modPublic::EmpresaActiva->CodigoEmpresa())
-           + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(modPublic::EjercicioActivo);
-    Recordset rs = modPublic::ConexionActiva->Abrir(sql);
-    std::map<int, std::array<__int128, 13>> porDpto;
+           + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(modPublic::EjercicioActivo)
+           + QStringLiteral(" GROUP BY Dpto");
     std::array<__int128, 13> general{};
-    while (!rs.eof()) {
-        auto& d = porDpto[rs.entero(0)];
-        for (int m = 0; m < 12; ++m) {
-            const __int128 v = rs.moneda(m + 1).raw();
-            d[static_cast<std::size_t>(m)] += v;
-            d[12] += v;
-            general[static_cast<std::size_t>(m)] += v;
-            general[12] += v;
-        }
-        rs.MoveNext();
-    }
-    rs.Close();
-    for (const auto& [dpto, sumas] : porDpto)
-        for (__int128 s : sumas)
-            if (!Currency::enRango(s))
+    try {
+        Recordset rs = modPublic::ConexionActiva->Abrir(sql);
+        while (!rs.eof()) {
+            __int128 anual = 0;
+            for (int m = 0; m < 12; ++m) {
+                const __int128 v = rs.moneda(m + 1).raw();
+                anual += v;
+                general[static_cast<std::size_t>(m)] += v;
+            }
+            general[12] += anual;
+            if (!Currency::enRango(anual))
                 throw VbError::overflow();
+            rs.MoveNext();
+        }
+        rs.Close();
+    } catch (const VbError& e) {
+        if (e.number() == VbError::DatabaseError && e.description().contains(QLatin1String("overflow"), Qt::CaseInsensitive))
+            throw VbError::overflow();
+        throw;
+    }
     for (__int128 s : general)
         if (!Currency::enRango(s))
             throw VbError::overflow();

@@ -175,8 +175,9 @@ TEST_F(Importar, ReplacesAllTwelveMonthsOfExistingRowsKeepingMethodMaskValueAndV
     // the commit.
     EXPECT_EQ(bd.tomarRegistro(),
               (QStringList{QStringLiteral("BEGIN TRANSACTION"), kUpdate, kInsert,
-                           QStringLiteral("SELECT Dpto, M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12 FROM Presupuestos "
-                                          "WHERE Cod_Empresa = 1 AND Cod_Ejercicio = 2027"),
+                           QStringLiteral("SELECT Dpto, SUM(M1), SUM(M2), SUM(M3), SUM(M4), SUM(M5), SUM(M6), SUM(M7), SUM(M8), "
+                                          "SUM(M9), SUM(M10), SUM(M11), SUM(M12) FROM Presupuestos "
+                                          "WHERE Cod_Empresa = 1 AND Cod_Ejercicio = 2027 GROUP BY Dpto"),
                            QStringLiteral("COMMIT TRANSACTION")}));
 }
 
