@@ -8,10 +8,8 @@
 
 namespace presupuestos {
 
-UpDown::UpDown(const QString& nombre, QLineEdit* companero, int minimo, int maximo, QWidget* parent)
-    : QWidget(parent), companero_(companero), minimo_(minimo), maximo_(maximo)
+UpDown::UpDown(QWidget* parent) : QWidget(parent)
 {
-    setObjectName(nombre);
     auto* capa = new QVBoxLayout(this);
     capa->setContentsMargins(0, 0, 0, 0);
     capa->setSpacing(0);
@@ -31,10 +29,19 @@ UpDown::UpDown(const QString& nombre, QLineEdit* companero, int minimo, int maxi
     connect(abajo, &QToolButton::clicked, this, &UpDown::clickAbajo);
 }
 
-int UpDown::valor() const { return es::valEntero(companero_->text()); }
+void UpDown::setCompanero(QLineEdit* companero, int minimo, int maximo)
+{
+    companero_ = companero;
+    minimo_ = minimo;
+    maximo_ = maximo;
+}
+
+int UpDown::valor() const { return companero_ ? es::valEntero(companero_->text()) : 0; }
 
 void UpDown::paso(int delta)
 {
+    if (!companero_)
+        return;
     const int v = std::clamp(valor() + delta, minimo_, maximo_);
     companero_->setText(QString::number(v));
 }

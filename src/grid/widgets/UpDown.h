@@ -12,7 +12,9 @@ namespace presupuestos {
 class UpDown : public QWidget {
     Q_OBJECT
 public:
-    UpDown(const QString& nombre, QLineEdit* companero, int minimo, int maximo, QWidget* parent = nullptr);
+    explicit UpDown(QWidget* parent = nullptr);
+    // The box whose number it steps, and the range.
+    void setCompanero(QLineEdit* companero, int minimo, int maximo);
 
     int valor() const;
     // The clicks a user makes, for programs and tests.
@@ -25,9 +27,9 @@ signals:
 
 private:
     void paso(int delta);
-    QLineEdit* companero_;
-    int minimo_;
-    int maximo_;
+    QLineEdit* companero_ = nullptr;
+    int minimo_ = 0;
+    int maximo_ = 0;
 };
 
 } // namespace presupuestos

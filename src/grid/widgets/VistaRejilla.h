@@ -16,6 +16,8 @@ class VistaRejilla : public QTableView {
 public:
     // The object name is the control's name ("vsPresupuesto").
     VistaRejilla(const QString& nombre, QWidget* parent = nullptr);
+    // For forms laid out in a designer, which name the grid afterwards.
+    explicit VistaRejilla(QWidget* parent = nullptr) : VistaRejilla(QString(), parent) {}
     ~VistaRejilla() override;
 
     ModeloRejilla& modelo() { return *modelo_; }
