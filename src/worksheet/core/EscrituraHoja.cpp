@@ -55,9 +55,9 @@ void EscrituraHoja::escribirCelda(int fila, int col, Currency valor, bool compro
 
     // Whether the year adds up to nothing once this month is in.
     Suma total = mostrado.raw();
-    for (int c = kPrimerMes; c <= kUltimoMes; ++c)
-        if (c != col)
-            total += ModeloRejilla::ValorSuma(m.TextMatrix(fila, c));
+    for (int mes = 1; mes <= 12; ++mes)
+        if (colMes(mes) != col)
+            total += r_.mes(fila, mes).raw();
 
     m.setTextMatrix(fila, col, es::formatear(valor, r_.aspecto().formato));
     std::optional<clsDBPresupuesto::FilaGuardada> guardada;
@@ -176,7 +176,7 @@ void EscrituraHoja::escribirLote(const std::vector<Celda>& celdas, IProgreso* pr
         int hechas = 0;
         for (const Celda& c : celdas) {
             if (avisos_.antesDeCelda)
-                avisos_.antesDeCelda(Currency::fromRaw(static_cast<std::int64_t>(ModeloRejilla::ValorSuma(m.TextMatrix(c.fila, c.col)))));
+                avisos_.antesDeCelda(r_.mes(c.fila, c.col - 3));
             escribirCelda(c.fila, c.col, c.valor, false);
             if (progreso)
                 progreso->hecho(hechas++);
