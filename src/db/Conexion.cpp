@@ -389,6 +389,10 @@ void Transaccion::confirmar()
 
 Recordset::Recordset(std::unique_ptr<QSqlQuery> q) : q_(std::move(q))
 {
+    if (q_) {
+        columnas_ = q_->record();
+        numColumnas_ = columnas_.count();
+    }
     eof_ = !(q_ && q_->isSelect() && q_->next());
 }
 
@@ -408,15 +412,15 @@ void Recordset::Close()
     eof_ = true;
 }
 
-int Recordset::numeroCampos() const { return q_ ? q_->record().count() : 0; }
+int Recordset::numeroCampos() const { return q_ ? numColumnas_ : 0; }
 
-int Recordset::indiceCampo(const QString& nombre) const { return q_ ? q_->record().indexOf(nombre) : -1; }
+int Recordset::indiceCampo(const QString& nombre) const { return q_ ? columnas_.indexOf(nombre) : -1; }
 
 QVariant Recordset::campo(int indice) const
 {
     if (!q_ || eof_)
         throw VbError::noCurrentRecord();
-    if (indice < 0 || indice >= q_->record().count())
+    if (indice < 0 || indice >= numColumnas_)
         throw VbError::itemNotFound();
     return q_->value(indice);
 }
@@ -425,7 +429,7 @@ QVariant Recordset::campo(const QString& nombre) const
 {
     if (!q_ || eof_)
         throw VbError::noCurrentRecord();
-    const int i = q_->record().indexOf(nombre);
+    const int i = columnas_.indexOf(nombre);
     if (i < 0)
         throw VbError::itemNotFound();
     return q_->value(i);

@@ -12,6 +12,7 @@
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QSqlRecord>
 #include <QString>
 #include <QStringList>
 #include <QVariant>
@@ -159,6 +160,9 @@ public:
 
 private:
     std::unique_ptr<QSqlQuery> q_;
+    // The columns, known once the statement ran: read once, not per field.
+    QSqlRecord columnas_;
+    int numColumnas_ = 0;
     bool eof_ = true;
 };
 
