@@ -663,19 +663,20 @@ void ModeloRejilla::setFixedRows(int n)
     d->cambiarForma(false, [&] { emit reiniciado(); });
 }
 
-void ModeloRejilla::AddItem(const QString& textoConTabuladores)
+void ModeloRejilla::AddItem(const QString& textoConTabuladores) { AddItem(textoConTabuladores.split(QLatin1Char('\t'))); }
+
+void ModeloRejilla::AddItem(QStringList campos)
 {
     Datos::Fila f = d->filaVacia();
-    const QStringList campos = textoConTabuladores.split(QLatin1Char('\t'));
     const int usados = std::min<int>(campos.size(), d->cols);
     for (int c = 0; c < usados; ++c)
-        f.celdas[c].texto = campos[c];
+        f.celdas[c].texto = std::move(campos[c]);
     d->filas.push_back(std::move(f));
     const int r = Rows() - 1;
     d->invalidarAgrupaciones();
     d->cambiarForma(false, [&] { emit filasInsertadas(r, r); });
     for (int c = 0; c < usados; ++c)
-        if (!campos[c].isEmpty())
+        if (!d->filas.back().celdas[c].texto.isEmpty())
             emit textoCambiado(r, c);
 }
 

@@ -13,6 +13,7 @@
 #include <QColor>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -47,6 +48,8 @@ public:
     void setFixedRows(int n);
     // Appends a row; the text's tab-separated fields fill columns 0, 1, ...
     void AddItem(const QString& textoConTabuladores);
+    // The same with the fields already apart, for loads of many rows.
+    void AddItem(QStringList campos);
     void RemoveItem(int fila);
 
     // ---- Cells --------------------------------------------------------------

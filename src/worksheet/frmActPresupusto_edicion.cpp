@@ -160,26 +160,35 @@ void frmActPresupusto::SetNextRowEdit()
 }
 
 namespace {
+// Loads write every cell, so this runs hundreds of thousands of times: only
+// a text that starts with a minus is read as a number.
 void colorearSigno(ModeloRejilla& m, int Row, int Col)
 {
-    if (Col < kPrimerMes || Row < 1)
-        return;
-    // Amounts are written formatted, so a negative one starts with its sign.
-    const QString texto = m.TextMatrix(Row, Col).trimmed();
+    const QString texto = m.TextMatrix(Row, Col);
+    qsizetype i = 0;
+    while (i < texto.size() && texto[i].isSpace())
+        ++i;
     Currency v;
-    const bool negativo = texto.startsWith(QLatin1Char('-')) && es::intentarMoneda(texto, v) && v < Currency();
+    const bool negativo = i < texto.size() && texto[i] == QLatin1Char('-') && es::intentarMoneda(texto.trimmed(), v) && v < Currency();
     m.setCellForeColor(Row, Col, negativo ? kRojo : QColor());
 }
+
+const QString kTituloCellChanged = kForm + QStringLiteral("vsPresupuesto_CellChanged");
+const QString kTituloCellChangedHistorico = kForm + QStringLiteral("vsHistorico_CellChanged");
 } // namespace
 
 void frmActPresupusto::vsPresupuesto_CellChanged(int Row, int Col)
 {
-    conManejador(kForm + QStringLiteral("vsPresupuesto_CellChanged"), [&] { colorearSigno(vsPresupuesto->modelo(), Row, Col); });
+    if (Col < kPrimerMes || Row < 1)
+        return;
+    conManejador(kTituloCellChanged, [&] { colorearSigno(vsPresupuesto->modelo(), Row, Col); });
 }
 
 void frmActPresupusto::vsHistorico_CellChanged(int Row, int Col)
 {
-    conManejador(kForm + QStringLiteral("vsHistorico_CellChanged"), [&] { colorearSigno(vsHistorico->modelo(), Row, Col); });
+    if (Col < kPrimerMes || Row < 1)
+        return;
+    conManejador(kTituloCellChangedHistorico, [&] { colorearSigno(vsHistorico->modelo(), Row, Col); });
 }
 
 // ---------------------------------------------------------------------------

@@ -46,7 +46,6 @@ Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
     QStringList campos;
     campos.reserve(kColumnas);
     while (!rs.eof()) {
-        campos.clear();
         campos << QString::number(rs.moneda(iDpto).toInt32()) << rs.texto(iDptoNombre) << rs.texto(iCuenta) << rs.texto(iNombre);
         int mascara = 0;
         if (conDatosCalculo)
@@ -62,7 +61,9 @@ Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
         campos << ModeloRejilla::FormatearSuma(total, a_.formato);
         if (conDatosCalculo)
             campos << QString::number(rs.moneda(iMetodo).toInt32()) << QString::number(mascara) << rs.moneda(iValor).toPlainText();
-        m_.AddItem(campos.join(QLatin1Char('\t')));
+        m_.AddItem(std::move(campos));
+        campos = QStringList();
+        campos.reserve(kColumnas);
         const int r = m_.Rows() - 1;
         for (int mes = 1; mes <= 12; ++mes) {
             if (mascara & (1 << (mes - 1)))
