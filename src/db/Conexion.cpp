@@ -14,6 +14,7 @@
 #include <QPointer>
 #include <atomic>
 #include <limits>
+#include <optional>
 #include <sqlite3.h>
 
 namespace presupuestos {
@@ -137,6 +138,7 @@ Conexion::Conexion(Motor motor, QString nombreConexion) : motor_(motor), nombre_
 
 Conexion::~Conexion()
 {
+    formas_.clear();
     if (db_.isValid()) {
         if (db_.isOpen())
             db_.close();
@@ -264,8 +266,93 @@ void Conexion::lanzarErrorMotor(const QSqlQuery& q, const QString&) const
     throw errorMotor(q.lastError());
 }
 
+namespace {
+
+// A data statement with its literals taken out: the same shape with other
+// values (a typed month, a pasted cell) is translated and prepared once and
+// run with the values bound, as a server parameterises simple statements.
+// Only UPDATE, INSERT and DELETE, and never around the constructs whose
+// translation reads the literals themselves (TOP n, PIVOT).
+struct Forma {
+    QString clave;
+    QVariantList valores;
+};
+
+std::optional<Forma> formaDe(const QString& sql)
+{
+    const auto tokens = DialectoSqlite::tokenizar(sql);
+    Forma f;
+    f.clave.reserve(sql.size());
+    bool primera = true;
+    for (const TokenSql& t : tokens) {
+        if (t.tipo == TokenSql::Tipo::Palabra) {
+            if (primera) {
+                if (t.texto.compare(QLatin1String("UPDATE"), Qt::CaseInsensitive) != 0
+                    && t.texto.compare(QLatin1String("INSERT"), Qt::CaseInsensitive) != 0
+                    && t.texto.compare(QLatin1String("DELETE"), Qt::CaseInsensitive) != 0)
+                    return std::nullopt;
+                primera = false;
+            }
+            if (t.texto.compare(QLatin1String("TOP"), Qt::CaseInsensitive) == 0
+                || t.texto.compare(QLatin1String("PIVOT"), Qt::CaseInsensitive) == 0)
+                return std::nullopt;
+        }
+        if (t.tipo == TokenSql::Tipo::Literal) {
+            f.valores << t.texto.mid(1, t.texto.size() - 2).replace(QStringLiteral("''"), QStringLiteral("'"));
+            f.clave += QLatin1Char('?');
+        } else if (t.tipo == TokenSql::Tipo::Numero) {
+            bool ok = false;
+            const bool entero = !t.texto.contains(QLatin1Char('.')) && !t.texto.contains(QLatin1Char('e'), Qt::CaseInsensitive);
+            if (entero) {
+                const qlonglong n = t.texto.toLongLong(&ok);
+                if (ok)
+                    f.valores << n;
+            } else {
+                const double d = t.texto.toDouble(&ok);
+                if (ok)
+                    f.valores << d;
+            }
+            if (!ok)
+                return std::nullopt;
+            f.clave += QLatin1Char('?');
+        } else {
+            f.clave += t.texto;
+        }
+    }
+    if (primera)
+        return std::nullopt;
+    return f;
+}
+
+constexpr std::size_t kMaxFormas = 64;
+
+} // namespace
+
 long Conexion::ejecutarAhora(const QString& sql)
 {
+    if (motor_ == Motor::SQLite) {
+        if (const auto forma = formaDe(sql)) {
+            auto it = formas_.find(forma->clave);
+            if (it == formas_.end()) {
+                if (formas_.size() >= kMaxFormas)
+                    formas_.clear();
+                auto q = std::make_unique<QSqlQuery>(db_);
+                q->setForwardOnly(true);
+                if (!q->prepare(adaptar(forma->clave)))
+                    lanzarErrorMotor(*q, sql);
+                it = formas_.emplace(forma->clave, std::move(q)).first;
+            }
+            QSqlQuery& q = *it->second;
+            for (int i = 0; i < forma->valores.size(); ++i)
+                q.bindValue(i, forma->valores[i]);
+            if (!q.exec())
+                lanzarErrorMotor(q, sql);
+            const long afectadas = q.numRowsAffected();
+            // Done with, so that nothing of it is held open until it runs again.
+            q.finish();
+            return afectadas;
+        }
+    }
     const QString texto = adaptar(sql);
     QSqlQuery q(db_);
     q.setForwardOnly(true);

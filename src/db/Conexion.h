@@ -17,6 +17,7 @@
 #include <QStringList>
 #include <QVariant>
 #include <deque>
+#include <unordered_map>
 #include <memory>
 #include <vector>
 
@@ -108,6 +109,8 @@ private:
     QHash<QString, QString> ficherosBases_;
     QStringList adjuntadas_;
     std::vector<QString> pendientes_;
+    // Data statements prepared once per shape (SQLite).
+    std::unordered_map<QString, std::unique_ptr<QSqlQuery>> formas_;
     QString errorAsincrono_;
     bool completando_ = false;
 };
