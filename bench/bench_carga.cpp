@@ -8,7 +8,7 @@
 // values of prepared commands runs during the project's operations, so its
 // small cost is charged to the project, never to the floor.
 //
-//   presupuestos_bench_carga [--cuentas 2000] [--departamentos 20] [--ediciones 200] [--repeticiones 3]
+//   presupuestos_bench_carga [--cuentas 2000] [--departamentos 20] [--ediciones 200] [--repeticiones 3] [--sentencias]
 
 #include "db/Conexion.h"
 #include "db/schema/DatosDemo.h"
@@ -158,6 +158,16 @@ QString notas(const Repeticion& r)
     return t;
 }
 
+// With --sentencias, what each floor replays goes to standard error, for
+// checking by eye that it is the operation's work.
+void mostrar(bool activo, const char* operacion, const Repeticion& r)
+{
+    if (!activo)
+        return;
+    for (const std::string& sql : r.sentencias)
+        std::fprintf(stderr, "%s\t%s\n", operacion, sql.c_str());
+}
+
 // The temporary objects of the project's connection (the filter tables the
 // worksheet creates when it opens) as they stand now: their definitions,
 // and their rows saved to a file beside the copy.
@@ -281,6 +291,7 @@ int main(int argc, char** argv)
     const int dptos = argumento(args, QStringLiteral("--departamentos"), 20);
     const int ediciones = argumento(args, QStringLiteral("--ediciones"), 200);
     const int vecesSuelo = argumento(args, QStringLiteral("--repeticiones"), 3);
+    const bool verSentencias = args.contains(QStringLiteral("--sentencias"));
 
     QTemporaryDir dir;
     const QString fichero = dir.filePath(QStringLiteral("grande.db"));
@@ -323,6 +334,7 @@ int main(int argc, char** argv)
         const Repeticion carga = adaptadas(*conexion, 0, conexion->registro().size(), traza, trazaAntes, traza.ejecuciones.size());
         salida << "Primera carga (filtros + tabla de filtro + rejilla + subtotales): " << cargaHoja << " ms, " << filasRejilla
                << " filas, " << carga.sentencias.size() << " sentencias" << Qt::endl;
+        mostrar(verSentencias, "carga", carga);
         const double sueloCarga = sueloMediano(copiasCarga, carga);
         salida << "Mismas sentencias por la API C de SQLite (mediana de " << vecesSuelo << "): " << sueloCarga << " ms"
                << notas(carga)
@@ -392,6 +404,7 @@ int main(int argc, char** argv)
             auto db = abrirCopia(copiaEdicion);
             for (int i = 0; i < ediciones; ++i) {
                 const Repeticion r = adaptadas(*conexion, limites[i], limites[i + 1], traza, limitesTraza[i], limitesTraza[i + 1]);
+                mostrar(verSentencias, "edicion", r);
                 todasEdicion.preparadas += r.preparadas;
                 todasEdicion.discrepancias += r.discrepancias;
                 const auto t0 = std::chrono::steady_clock::now();
@@ -440,6 +453,7 @@ int main(int argc, char** argv)
         salida << "Pegar 1.000 x 12 en la hoja: " << pegar << " ms, " << pegado.sentencias.size() << " sentencias, "
                << leidasPegar << " celdas leídas para totales, totales " << (totalesBien ? "correctos" : "INCORRECTOS")
                << Qt::endl;
+        mostrar(verSentencias, "pegado", pegado);
         const double sueloPegado = sueloMediano(copiasPegado, pegado);
         salida << "Mismas sentencias por la API C de SQLite (mediana de " << vecesSuelo << "): " << sueloPegado << " ms"
                << notas(pegado)
