@@ -382,3 +382,27 @@ TEST(HojaBaseDatos, ALockedDatabaseStopsABatchCommittingWhatWasStoredBefore)
     EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(1)), QStringLiteral("0"));
     EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, colMes(1)), QStringLiteral("7"));
 }
+
+// A paste of sales moves the rows planned on them; every row then shows what
+// a reload shows, January of an existing row included (stored whole).
+TEST(HojaSeguridad, AfterAPasteEveryRowShowsWhatAReloadShows)
+{
+    Hoja h(true);
+    h.hoja->FlatEdit1->setText(QStringLiteral("2"));
+    h.hoja->AplicarDecimales();
+    QStringList lineas;
+    for (int i = 0; i < 1000; ++i)
+        lineas << QStringLiteral("%1,5\t%2,25\t7\t8\t9\t10\t11\t12\t13\t14\t15\t16").arg(100 + i).arg(i);
+    h.plataforma.portapapeles->contenido = lineas.join(QStringLiteral("\r\n")) + QStringLiteral("\r\n");
+    h.m().Select(2, colMes(1));
+    h.hoja->Copiar_Desde_Clipboard();
+    QStringList antes, despues;
+    for (int r = 1; r < h.m().Rows(); ++r)
+        antes << QString::number(r) + QLatin1Char(' ') + h.m().TextMatrix(r, kCuenta) + QLatin1Char(' ') + h.m().TextMatrix(r, kTotal) + QLatin1Char('/') + h.m().TextMatrix(r, colMes(1));
+    h.hoja->CargarPresupuesto();
+    for (int r = 1; r < h.m().Rows(); ++r)
+        despues << QString::number(r) + QLatin1Char(' ') + h.m().TextMatrix(r, kCuenta) + QLatin1Char(' ') + h.m().TextMatrix(r, kTotal) + QLatin1Char('/') + h.m().TextMatrix(r, colMes(1));
+    ASSERT_EQ(antes.size(), despues.size());
+    for (int i = 0; i < antes.size(); ++i)
+        EXPECT_EQ(antes[i], despues[i]);
+}

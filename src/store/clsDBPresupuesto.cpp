@@ -94,8 +94,10 @@ void clsDBPresupuesto::Actualizar(const clsPresupItem& item)
     ComandoUpdate->setValor(15, entero(modPublic::EjercicioActivo));
     ComandoUpdate->setValor(16, item.Cuenta);
     ComandoUpdate->setValor(17, entero(item.Dpto));
+    ultimoActualizoExistente_ = true;
     if (contador(ComandoUpdate->Execute()) != 0)
         return;
+    ultimoActualizoExistente_ = false;
 
     ComandoInsert->setValor(0, entero(modPublic::EjercicioActivo));
     ComandoInsert->setValor(1, item.Cuenta);
@@ -162,6 +164,14 @@ void clsDBPresupuesto::insertarOActualizar(const std::function<void()>& actualiz
             throw;
         actualizar();
     }
+}
+
+clsPresupItem clsDBPresupuesto::guardadoPorUltimoActualizar(const clsPresupItem& item) const
+{
+    clsPresupItem guardado = item;
+    if (ultimoActualizoExistente_)
+        guardado.setMes(0, Currency::fromInt(item.Mes(0).toInt32()));
+    return guardado;
 }
 
 bool clsDBPresupuesto::FilaGuardada::todoCero() const

@@ -34,6 +34,10 @@ public:
 
     // Saves the whole row: months, method, manual bits and value.
     void Actualizar(const clsPresupItem& item);
+    // The row as the last Actualizar stored it: an existing row's January is
+    // stored as a whole number (its update declares it so), a new row's
+    // keeps its decimals.
+    clsPresupItem guardadoPorUltimoActualizar(const clsPresupItem& item) const;
     // Saves one month (1..12) typed by hand and marks it as such, leaving
     // the other months, the method and the value as they are.
     void ActualizacionManual(QString Cuenta, qint16 Dpto, qint16 Mes, Currency Valor);
@@ -58,6 +62,7 @@ private:
     // update that found no row before.
     void insertarOActualizar(const std::function<void()>& actualizar);
 
+    bool ultimoActualizoExistente_ = false;
     std::unique_ptr<Comando> ComandoUpdate;
     std::unique_ptr<Comando> ComandoInsert;
     std::unique_ptr<Comando> ComandoVer;

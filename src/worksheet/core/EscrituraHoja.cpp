@@ -243,9 +243,11 @@ void EscrituraHoja::aplicarMetodo(int fila, const clsPresupItem& item)
         store_.Actualizar(item);
         if (enRejilla) {
             filasLote_.insert(fila);
+            // The months as stored, which is what a reload shows.
+            const clsPresupItem guardado = store_.guardadoPorUltimoActualizar(item);
             RejillaPresupuesto::Valores v;
             for (int i = 0; i < 12; ++i)
-                v.meses[static_cast<std::size_t>(i)] = item.Mes(i);
+                v.meses[static_cast<std::size_t>(i)] = guardado.Mes(i);
             v.metodo = item.MetodoCalc;
             v.valor = item.Valor;
             // Only the display is rounded; the stored months keep four decimals.
@@ -277,12 +279,14 @@ void EscrituraHoja::recalcularDependenciasEnLote()
         item.Dpto = f.dpto;
         item.MetodoCalc = 6;
         item.Valor = f.valor;
-        RejillaPresupuesto::Valores v;
-        for (int i = 0; i < 12; ++i) {
+        for (int i = 0; i < 12; ++i)
             item.setMes(i, calculo.Mes(i));
-            v.meses[static_cast<std::size_t>(i)] = calculo.Mes(i);
-        }
         store_.Actualizar(item);
+        // The months as stored, which is what a reload shows.
+        const clsPresupItem guardado = store_.guardadoPorUltimoActualizar(item);
+        RejillaPresupuesto::Valores v;
+        for (int i = 0; i < 12; ++i)
+            v.meses[static_cast<std::size_t>(i)] = guardado.Mes(i);
         // The row follows on screen too when the worksheet shows it.
         const int fila = r_.fila(f.cuenta, f.dpto);
         if (r_.esCuenta(fila) && r_.cuenta(fila) == f.cuenta) {
