@@ -212,6 +212,9 @@ private:
     bool anotado_ = false;
     std::vector<Parametro> parametros_;
     std::unique_ptr<QSqlQuery> consulta_;
+    // Names given to the markers of the prepared text, one per parameter;
+    // empty when the text's markers are bound by position.
+    QStringList marcas_;
 };
 
 } // namespace presupuestos

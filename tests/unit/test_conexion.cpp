@@ -95,6 +95,29 @@ TEST(Conexion, PreparedCommandConvertsParametersToDeclaredTypes)
     EXPECT_EQ(cmd.valor(3).toInt(), 10);
 }
 
+TEST(Conexion, OnlyMarkersOutsideQuotesAreParameters)
+{
+    BaseDatosPrueba bd;
+    Comando cmd(bd.conexion);
+    const QString texto = QStringLiteral("INSERT INTO Departamentos VALUES (?, ?, '¿a?'' b: [c?] \"d?\"')");
+    cmd.setCommandText(texto);
+    cmd.agregarParametro(QStringLiteral("Cod_Empresa"), TipoParametro::Entero);
+    cmd.agregarParametro(QStringLiteral("Codigo"), TipoParametro::Entero);
+    cmd.setPrepared(true);
+    for (int codigo = 1; codigo <= 2; ++codigo) {
+        cmd.setValor(0, 7);
+        cmd.setValor(1, codigo);
+        EXPECT_EQ(cmd.Execute(), 1);
+    }
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT Nombre FROM Departamentos WHERE Codigo = 2")).toString(),
+              QStringLiteral("¿a?' b: [c?] \"d?\""));
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Departamentos WHERE Cod_Empresa = 7")).toInt(), 2);
+    int veces = 0;
+    for (const auto& t : bd.conexion->registro())
+        veces += t == texto;
+    EXPECT_EQ(veces, 1);
+}
+
 TEST(Conexion, TextLongerThanItsSizeIsRejectedWhenBound)
 {
     BaseDatosPrueba bd;

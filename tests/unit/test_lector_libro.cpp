@@ -5,6 +5,7 @@
 #include "import/readers/LectorLibro.h"
 
 #include <QFile>
+#include <cmath>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -198,6 +199,58 @@ TEST_F(Xlsx, ACountAttributeDoesNotDecideWhatIsAllocated)
     const auto h = leer(libros.zip(LibrosPrueba::partesMinimas(
         hojaXml("<row r=\"1\"><c r=\"A1\" t=\"s\"><v>0</v></c></row>"), textos)));
     EXPECT_EQ(h->valor(1, 1).texto, QStringLiteral("uno"));
+}
+
+TEST_F(Xlsx, NumbersAreReadAsTheCLocaleReadsThem)
+{
+    struct Bueno {
+        const char* texto;
+        double valor;
+    };
+    const Bueno buenos[] = {
+        {"12.5", 12.5},
+        {" -0.0001 ", -0.0001},
+        {"\t7\n", 7},
+        {"+7", 7},
+        {"+.5", 0.5},
+        {"-.5", -0.5},
+        {"5.", 5},
+        {"007", 7},
+        {"2.5E+3", 2500},
+        {"1e-5", 1e-5},
+        {"1E05", 1e5},
+        {"00.5e0010", 5e9},
+        {"\xe2\x88\x92" "3", -3}, // U+2212, the minus sign
+        {"1e\xe2\x88\x92" "2", 0.01},
+        {"0e99999999999", 0},
+        {"4e-320", 4e-320}, // subnormal, not zero
+        {"1.7976931348623157e308", 1.7976931348623157e308},
+        {"0.30000000000000004", 0.30000000000000004},
+        {"9007199254740993", 9007199254740992.0}, // halfway: rounds to even
+        {"0.1000000000000000000000000000000000000000000000000000000000000000000000000001", 0.1},
+    };
+    QByteArray fila = "<row r=\"1\">";
+    for (const Bueno& b : buenos)
+        fila += QByteArray("<c><v>") + b.texto + "</v></c>";
+    fila += "<c><v>-0</v></c></row>";
+    const auto h = leer(libros.zip(LibrosPrueba::partesMinimas(hojaXml(fila))));
+    int columna = 0;
+    for (const Bueno& b : buenos) {
+        ++columna;
+        SCOPED_TRACE(b.texto);
+        ASSERT_EQ(h->valor(1, columna).tipo, ValorCelda::Tipo::Numero);
+        EXPECT_EQ(h->valor(1, columna).numero, b.valor);
+    }
+    EXPECT_EQ(h->valor(1, columna + 1).numero, 0.0);
+    EXPECT_TRUE(std::signbit(h->valor(1, columna + 1).numero));
+
+    for (const char* malo : {"+-1", "-+1", "--1", "++1", "+", "-", ".", "", "1,5", "1 000", "1e", "1e+", "e5", "0x10", "1.2.3",
+                             "5%", "1d", "1e400", "-1e400", "1e-400", "nan", "-inf", "Infinity", "\xef\xbc\x95", "1\xc2\xa0" "5"}) {
+        SCOPED_TRACE(malo);
+        const QString e = errorAlLeer(libros.zip(LibrosPrueba::partesMinimas(
+            hojaXml(QByteArray("<row r=\"1\"><c r=\"B1\"><v>") + malo + "</v></c></row>"))));
+        EXPECT_TRUE(e.contains(QStringLiteral("de la celda B1 no es un número"))) << e.toStdString();
+    }
 }
 
 // ---- Damaged and hostile workbooks ----------------------------------------------------
