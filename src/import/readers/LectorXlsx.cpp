@@ -7,7 +7,10 @@
 #include <QXmlStreamReader>
 #include <charconv>
 #include <cmath>
+#include <exception>
+#include <expat.h>
 #include <string>
+#include <string_view>
 #include <vector>
 #include <zip.h>
 
@@ -367,12 +370,12 @@ std::vector<QString> leerTextos(const Zip& zip, const QString& parte)
 
 // "AB12" -> row 12, column 28. False for anything that is not a reference
 // inside the sheet.
-bool leerReferencia(QStringView ref, int& fila, int& columna)
+bool leerReferencia(std::string_view ref, int& fila, int& columna)
 {
-    qsizetype i = 0;
+    std::size_t i = 0;
     int c = 0;
-    while (i < ref.size() && ref[i] >= u'A' && ref[i] <= u'Z') {
-        c = c * 26 + (ref[i].unicode() - u'A' + 1);
+    while (i < ref.size() && ref[i] >= 'A' && ref[i] <= 'Z') {
+        c = c * 26 + (ref[i] - 'A' + 1);
         if (c > kColumnasXlsx)
             return false;
         ++i;
@@ -381,9 +384,9 @@ bool leerReferencia(QStringView ref, int& fila, int& columna)
         return false;
     int f = 0;
     for (; i < ref.size(); ++i) {
-        if (ref[i] < u'0' || ref[i] > u'9')
+        if (ref[i] < '0' || ref[i] > '9')
             return false;
-        f = f * 10 + (ref[i].unicode() - u'0');
+        f = f * 10 + (ref[i] - '0');
         if (f > kFilasXlsx)
             return false;
     }
@@ -394,33 +397,14 @@ bool leerReferencia(QStringView ref, int& fila, int& columna)
     return true;
 }
 
-// A number cell's text, already trimmed, read as the C locale reads it:
-// optional sign, digits with at most one point, optional exponent, nothing
-// else; values that overflow, underflow to zero or are not finite are
-// refused. std::from_chars gives the same doubles at a fraction of the cost
-// of QStringView::toDouble, but takes neither a leading '+' nor the Unicode
-// minus sign (U+2212), which the locale reads as '-': both are seen to here.
-bool leerNumero(QStringView v, double& d)
+// A number cell's text, trimmed, as ASCII bytes, read as the C locale
+// reads it: optional sign, digits with at most one point, optional
+// exponent, nothing else; values that overflow, underflow to zero or are
+// not finite are refused. std::from_chars gives the same doubles at a
+// fraction of the cost of QStringView::toDouble, but does not take a
+// leading '+': that is seen to here.
+bool leerNumeroAscii(const char* p, const char* fin, double& d)
 {
-    constexpr qsizetype kCorto = 64;
-    char corto[kCorto];
-    std::string largo;
-    char* bytes = corto;
-    if (v.size() > kCorto) {
-        largo.resize(static_cast<std::size_t>(v.size()));
-        bytes = largo.data();
-    }
-    qsizetype n = 0;
-    for (const QChar c : v) {
-        char16_t u = c.unicode();
-        if (u == u'\x2212')
-            u = u'-';
-        else if (u > 0x7f)
-            return false; // no other character outside ASCII belongs to a number
-        bytes[n++] = static_cast<char>(u);
-    }
-    const char* p = bytes;
-    const char* const fin = bytes + n;
     if (p != fin && *p == '+') {
         ++p;
         // from_chars would take the second sign of "+-1" as the number's own.
@@ -431,6 +415,35 @@ bool leerNumero(QStringView v, double& d)
     return ec == std::errc() && resto == fin && std::isfinite(d);
 }
 
+// The same for a trimmed text with characters outside ASCII, of which the
+// locale reads the Unicode minus sign (U+2212) as '-' and no other.
+bool leerNumero(QStringView v, double& d)
+{
+    std::string bytes(static_cast<std::size_t>(v.size()), '\0');
+    std::size_t n = 0;
+    for (const QChar c : v) {
+        char16_t u = c.unicode();
+        if (u == u'\x2212')
+            u = u'-';
+        else if (u > 0x7f)
+            return false;
+        bytes[n++] = static_cast<char>(u);
+    }
+    return leerNumeroAscii(bytes.data(), bytes.data() + n, d);
+}
+
+// UTF-16 code units of UTF-8 text: the limits count characters as Qt does.
+qint64 unidadesUtf16(const char* p, std::size_t n)
+{
+    qint64 u = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        const auto b = static_cast<unsigned char>(p[i]);
+        u += (b & 0xC0) != 0x80;
+        u += b >= 0xF0;
+    }
+    return u;
+}
+
 QString nombreCelda(int fila, int columna)
 {
     QString letras;
@@ -439,186 +452,358 @@ QString nombreCelda(int fila, int columna)
     return letras + QString::number(fila);
 }
 
+// The sheet is by far the largest part and holds nearly every value: it is
+// scanned with expat, fed straight from the inflater, and its texts stay
+// UTF-8 until a cell needs them as text. The rules are those of ParteXml:
+// elements matched by local name, no DTD, nesting and inflated bytes
+// bounded. Expat is C: handlers keep the first error and stop it, and the
+// error is raised once expat has returned.
 class LectorHoja {
 public:
-    LectorHoja(const Zip& zip, const QString& parte, HojaExcel& hoja) : p_(zip, parte), hoja_(hoja), lim_(zip.limites()) {}
+    LectorHoja(const Zip& zip, const QString& parte, HojaExcel& hoja) : zip_(zip), nombre_(parte), hoja_(hoja), lim_(zip.limites())
+    {
+        const zip_int64_t i = zip.buscar(parte);
+        if (i < 0)
+            throw errorLibro(zip.libro(), QStringLiteral("falta la parte '%1'").arg(parte));
+        f_ = zip.abrir(i, parte);
+        x_ = XML_ParserCreateNS(nullptr, kSeparador);
+        if (!x_) {
+            zip_fclose(f_);
+            throw errorLibro(zip.libro(), mensajeMemoria());
+        }
+        XML_SetUserData(x_, this);
+        XML_SetElementHandler(x_, &alEmpezar, &alTerminar);
+        XML_SetCharacterDataHandler(x_, &alTexto);
+        XML_SetStartDoctypeDeclHandler(x_, &alDtd);
+        XML_SetParamEntityParsing(x_, XML_PARAM_ENTITY_PARSING_NEVER);
+    }
+    ~LectorHoja()
+    {
+        XML_ParserFree(x_);
+        zip_fclose(f_);
+    }
+    LectorHoja(const LectorHoja&) = delete;
+    LectorHoja& operator=(const LectorHoja&) = delete;
 
     void leer()
     {
-        bool enDatos = false;
-        for (;;) {
-            const auto t = p_.siguiente();
-            if (t == QXmlStreamReader::EndDocument)
-                return;
-            if (t == QXmlStreamReader::StartElement) {
-                const QStringView nombre = p_.xml().name();
-                if (es(nombre, u"sheetData")) {
-                    enDatos = true;
-                } else if (enDatos && es(nombre, u"row")) {
-                    empezarFila();
-                } else if (enDatos && es(nombre, u"c")) {
-                    leerCelda();
-                } else if (!enDatos && p_.profundidad() > 1) {
-                    // Views, columns, formats and the like say nothing about values.
-                    p_.saltarElemento();
-                }
-            } else if (t == QXmlStreamReader::EndElement && es(p_.xml().name(), u"sheetData")) {
-                enDatos = false;
+        for (bool fin = false; !fin;) {
+            void* trozo = XML_GetBuffer(x_, static_cast<int>(kTrozo));
+            if (!trozo)
+                throw errorLibro(zip_.libro(), mensajeMemoria());
+            const zip_int64_t n = zip_fread(f_, trozo, static_cast<zip_uint64_t>(kTrozo));
+            if (n < 0)
+                throw errorLibro(zip_.libro(), QStringLiteral("la parte '%1' está dañada (%2)")
+                                                   .arg(nombre_, QString::fromUtf8(zip_file_strerror(f_))));
+            fin = n == 0;
+            leidos_ += n;
+            if (leidos_ > lim_.bytesParte)
+                throw errorLibro(zip_.libro(), QStringLiteral("la parte '%1' ocupa más de %2 MB descomprimida")
+                                                   .arg(nombre_, megas(lim_.bytesParte)));
+            if (XML_ParseBuffer(x_, static_cast<int>(n), fin) != XML_STATUS_OK) {
+                if (error_)
+                    std::rethrow_exception(error_);
+                throw malformada();
             }
         }
     }
 
 private:
-    void empezarFila()
+    static constexpr XML_Char kSeparador = '\x01';
+
+    static QString mensajeMemoria() { return QStringLiteral("no hay memoria suficiente"); }
+
+    // "uri\x01local" -> "local".
+    static std::string_view local(const XML_Char* nombre)
     {
-        const QStringView r = p_.xml().attributes().value(QStringLiteral("r"));
-        if (r.isEmpty()) {
+        const std::string_view n(nombre);
+        const std::size_t i = n.rfind(kSeparador);
+        return i == std::string_view::npos ? n : n.substr(i + 1);
+    }
+
+    // The value of an attribute without namespace, null when absent.
+    static const XML_Char* atributo(const XML_Char** atributos, std::string_view nombre)
+    {
+        for (const XML_Char** a = atributos; *a; a += 2)
+            if (nombre == a[0])
+                return a[1];
+        return nullptr;
+    }
+
+    template <typename F> void proteger(F&& f)
+    {
+        if (error_)
+            return;
+        try {
+            f();
+        } catch (...) {
+            error_ = std::current_exception();
+            XML_StopParser(x_, XML_FALSE);
+        }
+    }
+
+    static void XMLCALL alEmpezar(void* yo, const XML_Char* nombre, const XML_Char** atributos)
+    {
+        auto* l = static_cast<LectorHoja*>(yo);
+        l->proteger([&] { l->empezar(local(nombre), atributos); });
+    }
+    static void XMLCALL alTerminar(void* yo, const XML_Char* nombre)
+    {
+        auto* l = static_cast<LectorHoja*>(yo);
+        l->proteger([&] { l->terminar(local(nombre)); });
+    }
+    static void XMLCALL alTexto(void* yo, const XML_Char* texto, int n)
+    {
+        auto* l = static_cast<LectorHoja*>(yo);
+        l->proteger([&] { l->anadirTexto(texto, static_cast<std::size_t>(n)); });
+    }
+    static void XMLCALL alDtd(void* yo, const XML_Char*, const XML_Char*, const XML_Char*, int)
+    {
+        auto* l = static_cast<LectorHoja*>(yo);
+        l->proteger([&] {
+            throw errorLibro(l->zip_.libro(), QStringLiteral("la parte '%1' declara una DTD, que no se admite").arg(l->nombre_));
+        });
+    }
+
+    // Where the scan is: between cells, inside a cell, in its <v>, in its
+    // <is>, or in a <t> of the <is>.
+    enum class Modo { Hoja, Celda, Valor, EnLinea, TextoEnLinea };
+
+    void empezar(std::string_view nombre, const XML_Char** atributos)
+    {
+        if (++profundidad_ > lim_.profundidadXml)
+            throw errorLibro(zip_.libro(), QStringLiteral("la parte '%1' anida más de %2 niveles de XML")
+                                               .arg(nombre_)
+                                               .arg(lim_.profundidadXml));
+        if (saltar_ > 0)
+            return;
+        switch (modo_) {
+        case Modo::Valor:
+        case Modo::TextoEnLinea:
+            throw malformada(); // a value's text holds no elements
+        case Modo::Hoja:
+            if (nombre == "sheetData")
+                enDatos_ = true;
+            else if (enDatos_ && nombre == "row")
+                empezarFila(atributos);
+            else if (enDatos_ && nombre == "c")
+                empezarCelda(atributos);
+            else if (!enDatos_ && profundidad_ > 1)
+                saltar_ = profundidad_; // views, columns, formats and the like say nothing about values
+            return;
+        case Modo::Celda:
+            if (nombre == "v") {
+                valor_.clear();
+                unidadesValor_ = 0;
+                conValor_ = true;
+                modo_ = Modo::Valor;
+            } else if (nombre == "is") {
+                conTextoEnLinea_ = true;
+                nivelEnLinea_ = profundidad_;
+                modo_ = Modo::EnLinea;
+            } else {
+                saltar_ = profundidad_; // the formula and extensions
+            }
+            return;
+        case Modo::EnLinea:
+            // A <t>, or rich-text runs each with its <t>.
+            if (nombre == "t") {
+                maximoTexto_ = lim_.caracteresCelda - unidadesEnLinea_;
+                inicioTexto_ = unidadesEnLinea_;
+                modo_ = Modo::TextoEnLinea;
+            } else if (nombre == "rPh" || nombre == "rPr") {
+                saltar_ = profundidad_;
+            }
+            return;
+        }
+    }
+
+    void terminar(std::string_view nombre)
+    {
+        const int nivel = profundidad_--;
+        if (saltar_ > 0) {
+            if (nivel == saltar_)
+                saltar_ = 0;
+            return;
+        }
+        switch (modo_) {
+        case Modo::Hoja:
+            if (nombre == "sheetData")
+                enDatos_ = false;
+            return;
+        case Modo::Valor: modo_ = Modo::Celda; return;
+        case Modo::TextoEnLinea: modo_ = Modo::EnLinea; return;
+        case Modo::EnLinea:
+            if (nivel == nivelEnLinea_)
+                modo_ = Modo::Celda;
+            return;
+        case Modo::Celda:
+            if (nivel == nivelCelda_) {
+                modo_ = Modo::Hoja;
+                terminarCelda();
+            }
+            return;
+        }
+    }
+
+    void anadirTexto(const char* texto, std::size_t n)
+    {
+        if (saltar_ > 0)
+            return;
+        if (modo_ == Modo::Valor) {
+            unidadesValor_ += unidadesUtf16(texto, n);
+            if (unidadesValor_ > lim_.caracteresCelda)
+                throw errorLibro(zip_.libro(), QStringLiteral("un texto tiene más de %1 caracteres").arg(lim_.caracteresCelda));
+            valor_.append(texto, n);
+        } else if (modo_ == Modo::TextoEnLinea) {
+            unidadesEnLinea_ += unidadesUtf16(texto, n);
+            if (unidadesEnLinea_ - inicioTexto_ > maximoTexto_)
+                throw errorLibro(zip_.libro(), QStringLiteral("un texto tiene más de %1 caracteres").arg(maximoTexto_));
+            enLinea_.append(texto, n);
+        }
+    }
+
+    void empezarFila(const XML_Char** atributos)
+    {
+        const XML_Char* r = atributo(atributos, "r");
+        if (!r || !*r) {
             ++fila_;
         } else {
+            const QString texto = QString::fromUtf8(r);
             bool ok = false;
-            const int f = r.toInt(&ok);
+            const int f = texto.toInt(&ok);
             if (!ok || f < 1 || f > kFilasXlsx)
-                throw p_.error(QStringLiteral("el número de fila '%1' no es válido").arg(r));
+                throw error(QStringLiteral("el número de fila '%1' no es válido").arg(texto));
             fila_ = f;
         }
         if (fila_ > kFilasXlsx)
-            throw p_.error(QStringLiteral("la hoja tiene más de %1 filas").arg(kFilasXlsx));
+            throw error(QStringLiteral("la hoja tiene más de %1 filas").arg(kFilasXlsx));
         columna_ = 0;
     }
 
     // The value types of a cell's t attribute.
     enum class Tipo { Numero, Compartido, EnLinea, Booleano, Error, Texto, Desconocido };
 
-    static Tipo tipoDe(QStringView t)
+    static Tipo tipoDe(std::string_view t)
     {
-        if (t.isEmpty() || t == u"n")
+        if (t.empty() || t == "n")
             return Tipo::Numero;
-        if (t == u"s")
+        if (t == "s")
             return Tipo::Compartido;
-        if (t == u"inlineStr")
+        if (t == "inlineStr")
             return Tipo::EnLinea;
-        if (t == u"b")
+        if (t == "b")
             return Tipo::Booleano;
-        if (t == u"e")
+        if (t == "e")
             return Tipo::Error;
         // A formula's text result, or a date kept as ISO text.
-        if (t == u"str" || t == u"d")
+        if (t == "str" || t == "d")
             return Tipo::Texto;
         return Tipo::Desconocido;
     }
 
-    void leerCelda()
+    void empezarCelda(const XML_Char** atributos)
     {
         int fila = fila_;
         int columna = columna_ + 1;
         Tipo tipo = Tipo::Numero;
-        QString tipoTexto;
+        tipoTexto_.clear();
         bool conReferencia = false;
-        // Attribute values point into the parser's buffer: read them now.
-        for (const QXmlStreamAttribute& a : p_.xml().attributes()) {
-            if (!a.namespaceUri().isEmpty())
-                continue;
-            if (a.name() == u"r") {
+        for (const XML_Char** a = atributos; *a; a += 2) {
+            const std::string_view nombre(a[0]);
+            if (nombre == "r") {
                 conReferencia = true;
-                if (!leerReferencia(a.value(), fila, columna))
-                    throw p_.error(QStringLiteral("la referencia de celda '%1' no es válida").arg(a.value().left(20)));
-            } else if (a.name() == u"t") {
-                tipo = tipoDe(a.value());
+                if (!leerReferencia(a[1], fila, columna))
+                    throw error(QStringLiteral("la referencia de celda '%1' no es válida").arg(QString::fromUtf8(a[1]).left(20)));
+            } else if (nombre == "t") {
+                tipo = tipoDe(a[1]);
                 if (tipo == Tipo::Desconocido)
-                    tipoTexto = a.value().left(20).toString();
+                    tipoTexto_ = QString::fromUtf8(a[1]).left(20);
             }
+            // Attributes in a namespace come as "uri\x01name" and match neither.
         }
         if (!conReferencia && (fila < 1 || columna > kColumnasXlsx))
-            throw p_.error(QStringLiteral("una celda de la hoja no tiene posición válida"));
+            throw error(QStringLiteral("una celda de la hoja no tiene posición válida"));
         fila_ = fila;
         columna_ = columna;
+        tipo_ = tipo;
+        conValor_ = false;
+        conTextoEnLinea_ = false;
+        valor_.clear();
+        unidadesValor_ = 0;
+        enLinea_.clear();
+        unidadesEnLinea_ = 0;
+        nivelCelda_ = profundidad_;
+        modo_ = Modo::Celda;
+    }
 
-        bool conValor = false;
-        bool conTextoEnLinea = false;
-        valor_.resize(0);
-        enLinea_.resize(0);
-        const int nivel = p_.profundidad();
-        while (p_.profundidad() >= nivel) {
-            const auto t = p_.siguiente();
-            if (t == QXmlStreamReader::EndDocument)
-                throw p_.malformada();
-            if (t != QXmlStreamReader::StartElement)
-                continue;
-            const QStringView nombre = p_.xml().name();
-            if (es(nombre, u"v")) {
-                valor_.resize(0);
-                p_.textoElemento(valor_, lim_.caracteresCelda);
-                conValor = true;
-            } else if (es(nombre, u"is")) {
-                leerEnLinea();
-                conTextoEnLinea = true;
-            } else {
-                p_.saltarElemento(); // the formula and extensions
-            }
-        }
-        if (tipo == Tipo::Desconocido && conValor)
-            throw p_.error(QStringLiteral("la celda %1 tiene un tipo desconocido ('%2')").arg(nombreCelda(fila, columna), tipoTexto));
-        if (tipo == Tipo::EnLinea) {
-            if (conTextoEnLinea) {
+    void terminarCelda()
+    {
+        if (tipo_ == Tipo::Desconocido && conValor_)
+            throw error(QStringLiteral("la celda %1 tiene un tipo desconocido ('%2')").arg(nombreCelda(fila_, columna_), tipoTexto_));
+        if (tipo_ == Tipo::EnLinea) {
+            if (conTextoEnLinea_) {
                 contar();
-                contarTexto(enLinea_.size());
-                hoja_.ponerTexto(fila, columna, decodificarEscapes(enLinea_));
+                contarTexto(unidadesEnLinea_);
+                hoja_.ponerTexto(fila_, columna_, decodificarEscapes(QString::fromUtf8(enLinea_)));
             }
             return;
         }
-        if (conValor)
-            guardar(fila, columna, tipo);
+        if (conValor_)
+            guardar(fila_, columna_, tipo_);
         // Without a value the cell is only formatted: empty.
-    }
-
-    // <is> holds a <t>, or rich-text runs each with its <t>.
-    void leerEnLinea()
-    {
-        const int nivel = p_.profundidad();
-        while (p_.profundidad() >= nivel) {
-            const auto t = p_.siguiente();
-            if (t == QXmlStreamReader::EndDocument)
-                throw p_.malformada();
-            if (t != QXmlStreamReader::StartElement)
-                continue;
-            const QStringView nombre = p_.xml().name();
-            if (es(nombre, u"t"))
-                p_.textoElemento(enLinea_, lim_.caracteresCelda - enLinea_.size());
-            else if (es(nombre, u"rPh") || es(nombre, u"rPr"))
-                p_.saltarElemento();
-        }
     }
 
     void contar()
     {
         if (++celdas_ > lim_.celdas)
-            throw p_.error(QStringLiteral("la hoja tiene más de %1 celdas con datos").arg(lim_.celdas));
+            throw error(QStringLiteral("la hoja tiene más de %1 celdas con datos").arg(lim_.celdas));
     }
 
-    void contarTexto(qsizetype caracteres)
+    void contarTexto(qint64 caracteres)
     {
         caracteresTextos_ += caracteres;
         if (caracteresTextos_ > lim_.caracteresTextos)
-            throw p_.error(QStringLiteral("los textos del libro suman más de %1 caracteres").arg(lim_.caracteresTextos));
+            throw error(QStringLiteral("los textos del libro suman más de %1 caracteres").arg(lim_.caracteresTextos));
+    }
+
+    // Numbers, nearly every value of a sheet, are read from the bytes when
+    // they are ASCII; anything else goes through QString as before.
+    bool numero(double& d) const
+    {
+        const char* p = valor_.data();
+        const char* fin = p + valor_.size();
+        for (const char* q = p; q != fin; ++q)
+            if (static_cast<unsigned char>(*q) > 0x7f)
+                return leerNumero(QStringView(QString::fromUtf8(valor_)).trimmed(), d);
+        // QChar::isSpace within ASCII.
+        const auto blanco = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+        while (p != fin && blanco(*p))
+            ++p;
+        while (fin != p && blanco(fin[-1]))
+            --fin;
+        return leerNumeroAscii(p, fin, d);
     }
 
     void guardar(int fila, int columna, Tipo tipo)
     {
         contar();
-        const QStringView v = QStringView(valor_).trimmed();
-        switch (tipo) {
-        case Tipo::Numero: {
+        if (tipo == Tipo::Numero) {
             double d = 0;
-            if (!leerNumero(v, d))
-                throw p_.error(QStringLiteral("el valor '%1' de la celda %2 no es un número").arg(valor_.left(40), nombreCelda(fila, columna)));
+            if (!numero(d))
+                throw error(QStringLiteral("el valor '%1' de la celda %2 no es un número")
+                                .arg(QString::fromUtf8(valor_).left(40), nombreCelda(fila, columna)));
             hoja_.ponerNumero(fila, columna, d);
-            break;
+            return;
         }
+        const QString valor = QString::fromUtf8(valor_);
+        const QStringView v = QStringView(valor).trimmed();
+        switch (tipo) {
         case Tipo::Compartido: {
             bool ok = false;
             const uint indice = v.toUInt(&ok);
             if (!ok || !hoja_.ponerTextoCompartido(fila, columna, indice))
-                throw p_.error(QStringLiteral("la celda %1 remite a un texto que el libro no tiene").arg(nombreCelda(fila, columna)));
+                throw error(QStringLiteral("la celda %1 remite a un texto que el libro no tiene").arg(nombreCelda(fila, columna)));
             break;
         }
         case Tipo::Booleano:
@@ -627,28 +812,58 @@ private:
             else if (v == u"0" || v == u"false")
                 hoja_.ponerBooleano(fila, columna, false);
             else
-                throw p_.error(QStringLiteral("el valor '%1' de la celda %2 no es un valor lógico").arg(valor_.left(40), nombreCelda(fila, columna)));
+                throw error(QStringLiteral("el valor '%1' de la celda %2 no es un valor lógico").arg(valor.left(40), nombreCelda(fila, columna)));
             break;
         case Tipo::Error:
-            contarTexto(valor_.size());
-            hoja_.ponerError(fila, columna, valor_);
+            contarTexto(valor.size());
+            hoja_.ponerError(fila, columna, valor);
             break;
         case Tipo::Texto:
-            contarTexto(valor_.size());
-            hoja_.ponerTexto(fila, columna, decodificarEscapes(valor_));
+            contarTexto(valor.size());
+            hoja_.ponerTexto(fila, columna, decodificarEscapes(valor));
             break;
+        case Tipo::Numero:
         case Tipo::EnLinea:
         case Tipo::Desconocido: break;
         }
     }
 
-    ParteXml p_;
+    VbError malformada() const
+    {
+        return errorLibro(zip_.libro(), QStringLiteral("la parte '%1' está dañada o mal formada (línea %2, columna %3)")
+                                            .arg(nombre_)
+                                            .arg(XML_GetCurrentLineNumber(x_))
+                                            .arg(XML_GetCurrentColumnNumber(x_)));
+    }
+
+    VbError error(const QString& detalle) const { return errorLibro(zip_.libro(), detalle); }
+
+    const Zip& zip_;
+    QString nombre_;
     HojaExcel& hoja_;
     const LimitesLibro& lim_;
+    zip_file_t* f_ = nullptr;
+    XML_Parser x_ = nullptr;
+    std::exception_ptr error_;
+    qint64 leidos_ = 0;
+    int profundidad_ = 0;
+    int saltar_ = 0; // depth of the element being skipped, 0 when none
+    bool enDatos_ = false;
+    Modo modo_ = Modo::Hoja;
+    int nivelCelda_ = 0;
+    int nivelEnLinea_ = 0;
     int fila_ = 0;
     int columna_ = 0;
-    QString valor_;  // text of the cell's <v>, reused from cell to cell
-    QString enLinea_; // text of the cell's <is>
+    Tipo tipo_ = Tipo::Numero;
+    QString tipoTexto_;
+    bool conValor_ = false;
+    bool conTextoEnLinea_ = false;
+    std::string valor_;   // UTF-8 text of the cell's <v>, reused from cell to cell
+    qint64 unidadesValor_ = 0;
+    std::string enLinea_; // UTF-8 text of the cell's <is>
+    qint64 unidadesEnLinea_ = 0;
+    qint64 inicioTexto_ = 0;
+    qint64 maximoTexto_ = 0;
     qint64 celdas_ = 0;
     qint64 caracteresTextos_ = 0;
 };
