@@ -30,6 +30,14 @@ struct BaseDatosPrueba {
     QStringList presupuestoGuardado(const QString& cuenta, int dpto, int ejercicio = 2027);
 };
 
+// An amount written plainly ("12.5", "-3"), for expected values.
+inline Currency monedaPlana(const QString& texto)
+{
+    Currency c;
+    Currency::parsePlain(texto, c);
+    return c;
+}
+
 // The number of the system error a call raises, 0 when it raises none.
 int numeroError(const std::function<void()>& f);
 

@@ -180,11 +180,3 @@ TEST(ArbolCategorias, ACodeBelongsToACategoryWhenItsChainOfParentsMeetsIt)
         EXPECT_EQ(arbol.esDeCategoria(c.categoria, c.codigo), c.es) << c.categoria << " / " << c.codigo;
 }
 
-TEST(ArbolCategorias, TheCodeOnARowOfTheList)
-{
-    ArbolCategorias arbol;
-    cargar(arbol, arbolPequeno());
-    const std::vector<std::pair<int, qint16>> casos = {{-1, 0}, {0, 0}, {1, 1}, {4, 4}, {7, 245}, {8, 0}};
-    for (const auto& [fila, codigo] : casos)
-        EXPECT_EQ(arbol.codigoEnFila(fila), codigo) << fila;
-}

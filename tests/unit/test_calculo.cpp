@@ -11,12 +11,7 @@ using presupuestos::prueba::BaseDatosPrueba;
 
 namespace {
 
-Currency C(const QString& texto)
-{
-    Currency c;
-    Currency::parsePlain(texto, c);
-    return c;
-}
+Currency C(const QString& texto) { return monedaPlana(texto); }
 
 const QString kTabla = QStringLiteral("##Drumav_Estadisticas_20270114093015");
 

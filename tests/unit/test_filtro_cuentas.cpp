@@ -80,21 +80,6 @@ TEST(FiltroCuentas, AccountsOfTheCategoryOrBelowItThatTheBoxesLetThrough)
     }
 }
 
-TEST(FiltroCuentas, PrefixOfTheBoxes)
-{
-    struct Caso {
-        bool ingresos;
-        bool gastos;
-        const char* prefijo;
-    };
-    for (const Caso c : {Caso{true, true, ""}, Caso{false, true, "6"}, Caso{true, false, "7"}, Caso{false, false, "6"}}) {
-        ArbolCategorias arbol;
-        FiltroCuentas f(arbol);
-        f.setTipos(c.ingresos, c.gastos);
-        EXPECT_EQ(f.prefijo(), QLatin1String(c.prefijo)) << c.ingresos << c.gastos;
-    }
-}
-
 TEST(FiltroCuentas, UncheckingOneBoxChecksTheOther)
 {
     using T = FiltroCuentas::Tipo;
@@ -124,11 +109,3 @@ TEST(FiltroCuentas, UncheckingOneBoxChecksTheOther)
     }
 }
 
-TEST(FiltroCuentas, TheListIsEmptiedForANewLoad)
-{
-    Lista l;
-    ASSERT_EQ(l.filtro.cuentas().size(), 8u);
-    l.filtro.vaciar();
-    EXPECT_TRUE(l.filtro.cuentas().empty());
-    EXPECT_TRUE(l.aceptadas().isEmpty());
-}

@@ -65,17 +65,6 @@ QStringList texto(const std::vector<CuentaFiltro>& cuentas)
 }
 } // namespace
 
-TEST(RepositorioFiltros, CategoriesOfTheCompanysConfigurationInTheOrderOfTheirCodes)
-{
-    Empresa e;
-    QStringList leidas;
-    for (const FilaCategoria& f : e.repositorio.categorias())
-        leidas << QStringLiteral("%1|%2|%3").arg(f.codigo).arg(f.texto).arg(f.padre);
-    EXPECT_EQ(leidas, (QStringList{QStringLiteral("1|INGRESOS|0"), QStringLiteral("2|Ventas|1"), QStringLiteral("3|GASTOS|0"),
-                                   QStringLiteral("245|ESTADÍSTICAS|0")}));
-    EXPECT_TRUE(RepositorioHoja(*e.bd.conexion, kTabla, 7).categorias().empty());
-}
-
 TEST(RepositorioFiltros, AccountLinesTakeTheDetailAccountsOfTheirPrefixAndTheirConcept)
 {
     Empresa e;
@@ -109,16 +98,6 @@ TEST(RepositorioFiltros, TheLatestYearWithAccountsAndNoneForACompanyWithout)
     EXPECT_EQ(RepositorioHoja(*e.bd.conexion, kTabla, 2).ultimoEjercicioCuentas(2020), 2030);
     // The maximum of no rows is a row holding NULL.
     EXPECT_EQ(numeroError([&] { RepositorioHoja(*e.bd.conexion, kTabla, 3).ultimoEjercicioCuentas(2020); }), 94);
-}
-
-TEST(RepositorioFiltros, DepartmentsInTheOrderOfTheirCodes)
-{
-    Empresa e;
-    QStringList leidos;
-    for (const Departamento& d : e.repositorio.departamentos())
-        leidos << QString::number(d.codigo) + QLatin1Char('|') + d.nombre;
-    EXPECT_EQ(leidos, (QStringList{QStringLiteral("1|Norte"), QStringLiteral("2|Sur")}));
-    EXPECT_TRUE(RepositorioHoja(*e.bd.conexion, kTabla, 3).departamentos().empty());
 }
 
 TEST(RepositorioFiltros, TheFilterTableHoldsEachAccountOnceForEveryDepartment)

@@ -13,12 +13,7 @@ using presupuestos::prueba::BaseDatosPrueba;
 
 namespace {
 
-Currency C(const QString& texto)
-{
-    Currency c;
-    Currency::parsePlain(texto, c);
-    return c;
-}
+Currency C(const QString& texto) { return monedaPlana(texto); }
 
 const QString kUpdate = QStringLiteral(
     "UPDATE Presupuestos  SET M1 = ?, M2 = ?, M3 = ?, M4 = ?, M5 = ?, M6 = ?, M7 = ?, M8 = ?, M9 = ?, M10= ?,M11= ?,M12 = ?"
