@@ -42,6 +42,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 using namespace presupuestos;
@@ -89,70 +90,61 @@ void trazar(Conexion& c, Traza* traza)
     sqlite3_trace_v2(handle, SQLITE_TRACE_STMT, alTrazar, traza);
 }
 
-// The statements of an operation as SQLite receives them: the log's texts
-// through the connection's adaptation, with each execution of a prepared
-// command put where the trace saw it, as its literal equivalent.
+// The statements of an operation as SQLite received them, in the order it
+// ran them, each as a literal statement: a prepared command (the connection
+// prepares a statement once per shape and binds its literals, and logs a
+// command with "?" once) comes back from the trace with its values expanded,
+// which is the composed text the log holds. The log is still checked: every
+// plain text SQLite ran must be one of the log's texts as the connection
+// adapts them, and the log may hold nothing SQLite did not run.
 struct Repeticion {
     std::vector<std::string> sentencias;
-    int preparadas = 0;   // executions of prepared commands among them
-    int discrepancias = 0; // log texts that are not what SQLite ran
+    int preparadas = 0;    // executions of prepared commands among them
+    int discrepancias = 0; // texts SQLite ran that the log does not hold, or the other way round
+    std::size_t registradas = 0; // log texts of the operation
 };
-
-bool tieneParametros(const QString& sql)
-{
-    bool enLiteral = false;
-    for (QChar c : sql) {
-        if (c == QLatin1Char('\''))
-            enLiteral = !enLiteral;
-        else if (c == QLatin1Char('?') && !enLiteral)
-            return true;
-    }
-    return false;
-}
-
-std::string_view primeraPalabra(std::string_view s)
-{
-    return s.substr(0, s.find(' '));
-}
 
 Repeticion adaptadas(Conexion& c, std::size_t desde, std::size_t hasta, const Traza& traza, std::size_t tDesde,
                      std::size_t tHasta)
 {
-    std::vector<std::string> delRegistro;
+    std::unordered_multiset<std::string> delRegistro;
     const auto& registro = c.registro();
     for (std::size_t i = desde; i < hasta; ++i)
-        if (!tieneParametros(registro[i]))
-            delRegistro.push_back(c.adaptar(registro[i]).toStdString());
+        delRegistro.insert(c.adaptar(registro[i]).toStdString());
     Repeticion r;
-    std::size_t k = 0;
+    r.registradas = hasta - desde;
     for (std::size_t i = tDesde; i < tHasta; ++i) {
         const Ejecucion& e = traza.ejecuciones[i];
+        r.sentencias.push_back(e.texto);
         if (e.conParametros) {
-            r.sentencias.push_back(e.texto);
             ++r.preparadas;
             continue;
         }
-        if (k >= delRegistro.size()) {
-            ++r.discrepancias;
-            r.sentencias.push_back(e.texto);
-            continue;
-        }
         // Transactions are logged as the connection names them and run as the driver does.
-        const std::string_view palabra = primeraPalabra(e.texto);
-        const bool transaccion = palabra == "BEGIN" || palabra == "COMMIT" || palabra == "ROLLBACK";
-        if (transaccion ? palabra != primeraPalabra(delRegistro[k]) : e.texto != delRegistro[k])
+        const std::string_view palabra = e.texto.substr(0, e.texto.find(' '));
+        if (palabra == "BEGIN" || palabra == "COMMIT" || palabra == "ROLLBACK")
+            continue;
+        const auto it = delRegistro.find(e.texto);
+        if (it == delRegistro.end())
             ++r.discrepancias;
-        r.sentencias.push_back(delRegistro[k++]);
+        else
+            delRegistro.erase(it);
     }
-    r.discrepancias += static_cast<int>(delRegistro.size() - k);
+    if (r.preparadas == 0)
+        for (const std::string& resto : delRegistro) {
+            const std::string_view palabra = std::string_view(resto).substr(0, resto.find(' '));
+            if (palabra != "BEGIN" && palabra != "COMMIT" && palabra != "ROLLBACK")
+                ++r.discrepancias;
+        }
     return r;
 }
 
 QString notas(const Repeticion& r)
 {
     QString t;
+    t += QStringLiteral(", %1 textos en el registro, %2 ejecuciones en SQLite").arg(r.registradas).arg(r.sentencias.size());
     if (r.preparadas)
-        t += QStringLiteral(", %1 ejecuciones de comandos preparados como literales").arg(r.preparadas);
+        t += QStringLiteral(", %1 de ellas de sentencias preparadas, repetidas como literales").arg(r.preparadas);
     if (r.discrepancias)
         t += QStringLiteral(", %1 textos del registro DISTINTOS de lo ejecutado").arg(r.discrepancias);
     return t;
@@ -407,6 +399,8 @@ int main(int argc, char** argv)
                 mostrar(verSentencias, "edicion", r);
                 todasEdicion.preparadas += r.preparadas;
                 todasEdicion.discrepancias += r.discrepancias;
+                todasEdicion.registradas += r.registradas;
+                todasEdicion.sentencias.insert(todasEdicion.sentencias.end(), r.sentencias.begin(), r.sentencias.end());
                 const auto t0 = std::chrono::steady_clock::now();
                 for (const std::string& sql : r.sentencias)
                     db->ejecutar(sql);
