@@ -11,11 +11,7 @@ namespace presupuestos::es {
 
 namespace {
 
-struct Patron {
-    bool agrupar = false;
-    int decimales = 0;
-    bool porcentaje = false;
-};
+using Patron = FormatoNumerico;
 
 Patron leerPatron(const QString& formato)
 {
@@ -24,71 +20,73 @@ Patron leerPatron(const QString& formato)
     const QString entero = punto >= 0 ? formato.left(punto) : formato;
     p.agrupar = entero.contains(QLatin1Char(','));
     if (punto >= 0) {
+        int decimales = 0;
         for (int i = punto + 1; i < formato.size(); ++i) {
             const QChar c = formato[i];
             if (c == QLatin1Char('0') || c == QLatin1Char('#'))
-                ++p.decimales;
+                ++decimales;
             else
                 break;
         }
+        p.decimales = static_cast<std::uint8_t>(std::min(decimales, 255));
     }
     p.porcentaje = formato.contains(QLatin1Char('%'));
     return p;
 }
 
-// Rounds ten-thousandths to the given decimals, halves away from zero,
-// and returns the magnitude as integer and fraction digits.
+// Rounds ten-thousandths to the given decimals, halves away from zero, and
+// writes the text from the right into a buffer sized for the worst case:
+// grids format tens of thousands of cells per load, so no string is built
+// digit by digit.
 QString componer(__int128 raw, const Patron& p)
 {
     // raw counts ten-thousandths of the value to show (already scaled for %).
-    int decimales = p.decimales;
+    const int decimales = p.decimales;
+    const int usados = std::min(decimales, 4);
     __int128 escala = 1;
-    int precision = 4;
-    if (decimales > precision) {
-        // More decimals than the value holds: pad with zeros later.
-    }
-    int usados = std::min(decimales, precision);
-    for (int k = usados; k < precision; ++k)
+    for (int k = usados; k < 4; ++k)
         escala *= 10;
     const bool negativo = raw < 0;
-    __int128 mag = negativo ? -raw : raw;
-    __int128 q = mag / escala;
-    __int128 r = mag % escala;
-    if (r * 2 >= escala && escala > 1)
+    // The magnitude of the most negative value still fits unsigned.
+    unsigned __int128 mag = negativo ? static_cast<unsigned __int128>(-(raw + 1)) + 1 : static_cast<unsigned __int128>(raw);
+    unsigned __int128 q = mag / static_cast<unsigned __int128>(escala);
+    const unsigned __int128 r = mag % static_cast<unsigned __int128>(escala);
+    if (escala > 1 && r * 2 >= static_cast<unsigned __int128>(escala))
         ++q;
-    __int128 divisor = 1;
+    unsigned __int128 divisor = 1;
     for (int k = 0; k < usados; ++k)
         divisor *= 10;
-    __int128 entero = q / divisor;
-    __int128 frac = q % divisor;
+    unsigned __int128 entero = q / divisor;
+    unsigned __int128 frac = q % divisor;
 
-    QString digitos;
-    if (entero == 0) {
-        digitos = QStringLiteral("0");
-    } else {
-        while (entero > 0) {
-            digitos.prepend(QChar(u'0' + static_cast<int>(entero % 10)));
-            entero /= 10;
-        }
-    }
-    if (p.agrupar) {
-        for (int pos = digitos.size() - 3; pos > 0; pos -= 3)
-            digitos.insert(pos, QLatin1Char('.'));
-    }
-    QString texto = digitos;
+    // 40 digits, 13 separators, sign, comma, percent and the decimals.
+    const qsizetype capacidad = 56 + decimales;
+    QString texto(capacidad, Qt::Uninitialized);
+    char16_t* const inicio = reinterpret_cast<char16_t*>(texto.data());
+    char16_t* pos = inicio + capacidad;
+    if (p.porcentaje)
+        *--pos = u'%';
     if (decimales > 0) {
-        QString f;
+        for (int k = usados; k < decimales; ++k)
+            *--pos = u'0';
         for (int k = 0; k < usados; ++k) {
-            f.prepend(QChar(u'0' + static_cast<int>(frac % 10)));
+            *--pos = static_cast<char16_t>(u'0' + static_cast<int>(frac % 10));
             frac /= 10;
         }
-        f += QString(decimales - usados, QLatin1Char('0'));
-        texto += QLatin1Char(',') + f;
+        *--pos = u',';
     }
+    int cifras = 0;
+    do {
+        if (p.agrupar && cifras > 0 && cifras % 3 == 0)
+            *--pos = u'.';
+        *--pos = static_cast<char16_t>(u'0' + static_cast<int>(entero % 10));
+        entero /= 10;
+        ++cifras;
+    } while (entero > 0);
     if (negativo && q != 0)
-        texto.prepend(QLatin1Char('-'));
-    if (p.porcentaje)
-        texto += QLatin1Char('%');
+        *--pos = u'-';
+    const qsizetype usadas = inicio + capacidad - pos;
+    texto.remove(0, capacidad - usadas);
     return texto;
 }
 
@@ -99,6 +97,13 @@ QString formatoNumero(int decimales)
     if (decimales <= 0)
         return QStringLiteral("#,0");
     return QStringLiteral("#,0.") + QString(decimales, QLatin1Char('0'));
+}
+
+FormatoNumerico leerFormato(const QString& formato) { return leerPatron(formato); }
+
+QString formatear(__int128 raw, const FormatoNumerico& formato)
+{
+    return componer(formato.porcentaje ? raw * 100 : raw, formato);
 }
 
 QString formatear(Currency valor, const QString& formato)

@@ -5,6 +5,7 @@
 #include "common/Currency.h"
 
 #include <QString>
+#include <cstdint>
 
 namespace presupuestos::es {
 
@@ -16,6 +17,17 @@ QString formatoNumero(int decimales);
 // formatting does; a value that rounds to zero is shown without sign.
 QString formatear(Currency valor, const QString& formato);
 QString formatear(double valor, const QString& formato);
+
+// Such a pattern read once, for formatting many values with it.
+struct FormatoNumerico {
+    std::uint8_t decimales = 0;
+    bool agrupar = false;   // "." between groups of three digits
+    bool porcentaje = false;
+    bool operator==(const FormatoNumerico&) const = default;
+};
+FormatoNumerico leerFormato(const QString& formato);
+// Ten-thousandths of any magnitude (an exact sum, say) in the format.
+QString formatear(__int128 raw, const FormatoNumerico& formato);
 
 // True when the text reads as a number under Spanish settings: blanks
 // around it, an optional sign (leading, or trailing as in "5-"), digits with

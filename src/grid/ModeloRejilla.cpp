@@ -3,6 +3,7 @@
 #include "common/NumerosEs.h"
 #include "common/VbError.h"
 
+#include <QHash>
 #include <QStringList>
 #include <algorithm>
 #include <limits>
@@ -87,6 +88,44 @@ Termino leerValor(const QString& texto)
     return {};
 }
 
+// Ten-thousandths rounded to the decimals a format shows, halves away from
+// zero, as the text shows them.
+Suma redondear(Suma raw, int decimales)
+{
+    if (decimales >= 4)
+        return raw;
+    Suma paso = 1;
+    for (int k = decimales; k < 4; ++k)
+        paso *= 10;
+    const Suma mag = raw < 0 ? -raw : raw;
+    Suma q = mag / paso;
+    if ((mag % paso) * 2 >= paso)
+        ++q;
+    return (raw < 0 ? -q : q) * paso;
+}
+
+// A text a cell can keep as a number: exactly what formatting its value
+// with its decimals (at most four), grouping thousands or not, writes.
+bool comoNumero(const QString& texto, std::int64_t& valor, std::uint8_t& formato)
+{
+    Currency v;
+    if (texto.size() > 32 || !leerRapido(texto, v))
+        return false;
+    const qsizetype coma = texto.indexOf(QLatin1Char(','));
+    const auto decimales = static_cast<std::uint8_t>(coma < 0 ? 0 : texto.size() - coma - 1);
+    for (const bool agrupar : {true, false}) {
+        es::FormatoNumerico f;
+        f.decimales = decimales;
+        f.agrupar = agrupar;
+        if (es::formatear(static_cast<Suma>(v.raw()), f) == texto) {
+            valor = v.raw();
+            formato = static_cast<std::uint8_t>(decimales | (agrupar ? 0x10 : 0));
+            return true;
+        }
+    }
+    return false;
+}
+
 QString componerTitulo(const QString& patron, const QString& valor)
 {
     QString t = patron;
@@ -106,22 +145,31 @@ struct ModeloRejilla::Datos {
     static constexpr std::uint8_t kAlineacionDeColumna = 0xFF;
 
     enum Marca : std::uint8_t {
-        TieneFondo = 1,
-        TieneFrente = 2,
         Negrita = 4,
         BordeInferior = 8,
     };
 
-    // Kept small on purpose: a worksheet of tens of thousands of rows holds
-    // twenty of these per row.
+    enum Tipo : std::uint8_t { Vacia, Numero, Texto };
+    // The format byte of a number: its decimals, and whether it groups thousands.
+    static constexpr std::uint8_t kDecimales = 0x0F;
+    static constexpr std::uint8_t kAgrupar = 0x10;
+
+    // Sixteen bytes on purpose: a worksheet of tens of thousands of rows
+    // holds twenty of these per row. An amount is kept as its value and the
+    // format it shows in, and becomes text only when read; any other text is
+    // kept once in the model's pool, however many cells hold it; colours are
+    // indices into the model's palette (0: the grid's default).
     struct Celda {
-        QString texto;
-        QRgb fondo = 0;
-        QRgb frente = 0;
+        std::int64_t dato = 0;   // the value of a number; the pool index of a text
+        Tipo tipo = Vacia;
+        std::uint8_t formato = 0;
+        std::uint8_t fondo = 0;
+        std::uint8_t frente = 0;
         std::uint8_t marcas = 0;
         std::uint8_t alineacion = kAlineacionDeColumna;
         std::uint8_t relleno = 0;
     };
+    static_assert(sizeof(Celda) == 16);
 
     struct Fila {
         std::vector<Celda> celdas;
@@ -145,6 +193,7 @@ struct ModeloRejilla::Datos {
         std::vector<int> sucios;      // the dirty groups, so a refresh never walks them all
         bool vigente = false;
         QString formato;
+        es::FormatoNumerico leido;   // the format, read once
     };
 
     struct Agrupacion {
@@ -193,6 +242,10 @@ struct ModeloRejilla::Datos {
     bool redibujar = true;
     bool pendiente = false;
 
+    std::vector<QString> textos;
+    QHash<QString, std::uint32_t> indiceTextos;
+    std::vector<QRgb> paleta;   // palette index i + 1 is paleta[i]
+
     PosicionSubtotal posicion = PosicionSubtotal::Debajo;
     std::vector<Agrupacion> agrupaciones;
     long long sumadas = 0;
@@ -234,6 +287,148 @@ struct ModeloRejilla::Datos {
     Celda& celda(int f, int c) { return filas[f].celdas[c]; }
     const Celda& celda(int f, int c) const { return filas[f].celdas[c]; }
     bool esDeCuenta(int f) const { return f >= fijas && filas[f].agrupacion == kFilaDeCuenta; }
+
+    // ---- Contents ------------------------------------------------------------
+
+    static es::FormatoNumerico formatoDe(std::uint8_t f)
+    {
+        es::FormatoNumerico r;
+        r.decimales = f & kDecimales;
+        r.agrupar = (f & kAgrupar) != 0;
+        return r;
+    }
+
+    QString textoDe(const Celda& c) const
+    {
+        switch (c.tipo) {
+        case Numero:
+            return es::formatear(static_cast<Suma>(c.dato), formatoDe(c.formato));
+        case Texto:
+            return textos[static_cast<std::size_t>(c.dato)];
+        case Vacia:
+            break;
+        }
+        return QString();
+    }
+
+    Termino terminoDe(const Celda& c) const
+    {
+        switch (c.tipo) {
+        case Numero:
+            return {c.dato, 0};
+        case Texto:
+            return leerValor(textos[static_cast<std::size_t>(c.dato)]);
+        case Vacia:
+            break;
+        }
+        return {};
+    }
+
+    std::uint32_t guardarTexto(const QString& t)
+    {
+        const auto it = indiceTextos.constFind(t);
+        if (it != indiceTextos.cend())
+            return it.value();
+        const auto i = static_cast<std::uint32_t>(textos.size());
+        textos.push_back(t);
+        indiceTextos.insert(t, i);
+        return i;
+    }
+
+    // Sets the content of c from a text, as a number when the text is
+    // exactly what the number's format writes (so reading it gives the text
+    // back unchanged), otherwise as the text itself.
+    void ponerTexto(Celda& c, const QString& t)
+    {
+        std::int64_t valor = 0;
+        std::uint8_t formato = 0;
+        if (t.isEmpty()) {
+            c.tipo = Vacia;
+            c.dato = 0;
+        } else if (comoNumero(t, valor, formato)) {
+            c.tipo = Numero;
+            c.dato = valor;
+            c.formato = formato;
+        } else {
+            c.tipo = Texto;
+            c.dato = guardarTexto(t);
+        }
+    }
+
+    // The cell holding a sum shown in a format: the value it shows (rounded
+    // as the text is), or the text when the format is one cells cannot keep.
+    void ponerSuma(Celda& c, Suma suma, const es::FormatoNumerico& f)
+    {
+        if (Currency::enRango(suma) && !f.porcentaje && f.decimales <= kDecimales) {
+            const Suma mostrada = redondear(suma, f.decimales);
+            if (Currency::enRango(mostrada)) {
+                c.tipo = Numero;
+                c.dato = static_cast<std::int64_t>(mostrada);
+                c.formato = static_cast<std::uint8_t>(f.decimales | (f.agrupar ? kAgrupar : 0));
+                return;
+            }
+        }
+        ponerTexto(c, Currency::enRango(suma) ? es::formatear(suma, f) : ModeloRejilla::MarcaDesbordamiento());
+    }
+
+    bool mismoContenido(const Celda& a, const Celda& b) const
+    {
+        if (a.tipo == b.tipo && (a.tipo != Numero || a.formato == b.formato))
+            return a.dato == b.dato;
+        if ((a.tipo == Vacia) != (b.tipo == Vacia))
+            return false;
+        return textoDe(a) == textoDe(b);
+    }
+
+    // Texts no cell holds any more are dropped once the pool has grown well
+    // past what the cells could use (a reload leaves the last load's behind).
+    void compactarTextos()
+    {
+        std::size_t celdas = 0;
+        for (const Fila& f : filas)
+            celdas += f.celdas.size();
+        if (textos.size() < 1024 || textos.size() < 2 * celdas)
+            return;
+        std::vector<QString> viejos = std::move(textos);
+        textos.clear();
+        indiceTextos.clear();
+        for (Fila& f : filas)
+            for (Celda& c : f.celdas)
+                if (c.tipo == Texto)
+                    c.dato = guardarTexto(viejos[static_cast<std::size_t>(c.dato)]);
+    }
+
+    std::uint8_t indiceColor(const QColor& color)
+    {
+        if (!color.isValid())
+            return 0;
+        const QRgb rgb = color.rgba();
+        for (std::size_t i = 0; i < paleta.size(); ++i)
+            if (paleta[i] == rgb)
+                return static_cast<std::uint8_t>(i + 1);
+        if (paleta.size() < 255) {
+            paleta.push_back(rgb);
+            return static_cast<std::uint8_t>(paleta.size());
+        }
+        // A grid painted in more than 255 colours: the nearest one stands in.
+        std::size_t mejor = 0;
+        long long distancia = -1;
+        for (std::size_t i = 0; i < paleta.size(); ++i) {
+            const long long dr = qRed(paleta[i]) - qRed(rgb), dg = qGreen(paleta[i]) - qGreen(rgb),
+                            db = qBlue(paleta[i]) - qBlue(rgb), da = qAlpha(paleta[i]) - qAlpha(rgb);
+            const long long dd = dr * dr + dg * dg + db * db + da * da;
+            if (distancia < 0 || dd < distancia) {
+                distancia = dd;
+                mejor = i;
+            }
+        }
+        return static_cast<std::uint8_t>(mejor + 1);
+    }
+
+    QColor color(std::uint8_t indice) const
+    {
+        return indice == 0 ? QColor() : QColor::fromRgba(paleta[indice - 1]);
+    }
 
     Fila filaVacia() const
     {
@@ -320,11 +515,18 @@ struct ModeloRejilla::Datos {
 
     void escribirSubtotal(int f, int c, const QString& texto)
     {
+        Celda nueva = celda(f, c);
+        ponerTexto(nueva, texto);
+        escribirSubtotal(f, c, nueva);
+    }
+
+    void escribirSubtotal(int f, int c, const Celda& nueva)
+    {
         // Subtotal rows are not account rows: no sum follows them.
         Celda& cel = celda(f, c);
-        if (cel.texto == texto)
+        if (mismoContenido(cel, nueva))
             return;
-        cel.texto = texto;
+        cel = nueva;
         anunciarCeldas(f, c, f, c);
         emit q->textoCambiado(f, c);
     }
@@ -343,12 +545,10 @@ struct ModeloRejilla::Datos {
         a.fondoAplicado = true;
         if (!a.fondo.isValid() || cols == 0)
             return;
-        const QRgb rgb = a.fondo.rgba();
+        const std::uint8_t indice = indiceColor(a.fondo);
         for (const Grupo& g : a.grupos) {
-            for (Celda& c : filas[g.filaSubtotal].celdas) {
-                c.marcas |= TieneFondo;
-                c.fondo = rgb;
-            }
+            for (Celda& c : filas[g.filaSubtotal].celdas)
+                c.fondo = indice;
             anunciarCeldas(g.filaSubtotal, 0, g.filaSubtotal, cols - 1);
         }
     }
@@ -367,7 +567,7 @@ struct ModeloRejilla::Datos {
                 if (!esDeCuenta(r))
                     continue;
                 ++sumadas;
-                const Termino t = leerValor(celda(r, c).texto);
+                const Termino t = terminoDe(celda(r, c));
                 total.valor += t.valor;
                 total.desbordadas += t.desbordadas;
             }
@@ -376,22 +576,24 @@ struct ModeloRejilla::Datos {
         }
         s.vigente = true;
         for (std::size_t g = 0; g < n; ++g)
-            escribirSubtotal(a.grupos[g].filaSubtotal, c, textoSuma(s, g));
+            escribirSubtotal(a.grupos[g].filaSubtotal, c, celdaSuma(s, a.grupos[g].filaSubtotal, c, g));
     }
 
-    static QString textoSuma(const SumasColumna& s, std::size_t g)
+    Celda celdaSuma(const SumasColumna& s, int f, int c, std::size_t g)
     {
-        return ModeloRejilla::FormatearSuma(s.desbordadas[g] > 0 ? kSumaFueraDeRango : s.suma[g], s.formato);
+        Celda r = celda(f, c);
+        ponerSuma(r, s.desbordadas[g] > 0 ? kSumaFueraDeRango : s.suma[g], s.leido);
+        return r;
     }
 
     void escribirSumas(const Agrupacion& a, int c, SumasColumna& s, bool todas)
     {
         if (todas) {
             for (std::size_t g = 0; g < a.grupos.size(); ++g)
-                escribirSubtotal(a.grupos[g].filaSubtotal, c, textoSuma(s, g));
+                escribirSubtotal(a.grupos[g].filaSubtotal, c, celdaSuma(s, a.grupos[g].filaSubtotal, c, g));
         } else {
             for (int g : s.sucios)
-                escribirSubtotal(a.grupos[g].filaSubtotal, c, textoSuma(s, g));
+                escribirSubtotal(a.grupos[g].filaSubtotal, c, celdaSuma(s, a.grupos[g].filaSubtotal, c, g));
         }
         for (int g : s.sucios)
             s.sucio[g] = 0;
@@ -399,8 +601,8 @@ struct ModeloRejilla::Datos {
     }
 
     // Follows a cell change of an account row into the sums of every
-    // grouping that keeps that column, by the difference of the two texts.
-    void seguirCambio(int f, int c, const QString& anterior, const QString& nuevo)
+    // grouping that keeps that column, by the difference of the two contents.
+    void seguirCambio(int f, int c, const Celda& anterior, const Celda& nuevo)
     {
         bool leido = false;
         Termino diferencia;
@@ -420,7 +622,7 @@ struct ModeloRejilla::Datos {
                 continue;
             if (!leido) {
                 sumadas += 2;
-                const Termino n = leerValor(nuevo), v = leerValor(anterior);
+                const Termino n = terminoDe(nuevo), v = terminoDe(anterior);
                 diferencia = {n.valor - v.valor, n.desbordadas - v.desbordadas};
                 leido = true;
             }
@@ -499,7 +701,7 @@ struct ModeloRejilla::Datos {
         for (int r = fijas; r < n; ++r) {
             if (filas[r].agrupacion != kFilaDeCuenta)
                 continue;
-            const QString clave = total ? TituloTotalGeneral() : celda(r, a.columna).texto;
+            const QString clave = total ? TituloTotalGeneral() : textoDe(celda(r, a.columna));
             if (grupos.empty() || (!total && clave != grupos.back().valor))
                 grupos.push_back(Grupo{r, r, -1, clave});
             else
@@ -616,6 +818,7 @@ void ModeloRejilla::setRows(int n)
         d->cambiarForma(false, [&] { emit filasInsertadas(antes, n - 1); });
     } else {
         d->filas.resize(n);
+        d->compactarTextos();
         if (n < d->fijas)
             d->fijas = n;
         // Back to the header: the next load starts its subtotals afresh.
@@ -670,14 +873,56 @@ void ModeloRejilla::AddItem(QStringList campos)
     Datos::Fila f = d->filaVacia();
     const int usados = std::min<int>(campos.size(), d->cols);
     for (int c = 0; c < usados; ++c)
-        f.celdas[c].texto = std::move(campos[c]);
+        d->ponerTexto(f.celdas[c], campos[c]);
     d->filas.push_back(std::move(f));
     const int r = Rows() - 1;
     d->invalidarAgrupaciones();
     d->cambiarForma(false, [&] { emit filasInsertadas(r, r); });
     for (int c = 0; c < usados; ++c)
-        if (!d->filas.back().celdas[c].texto.isEmpty())
+        if (d->filas.back().celdas[c].tipo != Datos::Vacia)
             emit textoCambiado(r, c);
+}
+
+ValorCelda ValorCelda::texto(QString t)
+{
+    ValorCelda v;
+    v.tipo_ = t.isEmpty() ? Tipo::Vacio : Tipo::Texto;
+    v.texto_ = std::move(t);
+    return v;
+}
+
+ValorCelda ValorCelda::importe(Suma valor, const es::FormatoNumerico& formato)
+{
+    ValorCelda v;
+    v.tipo_ = Tipo::Importe;
+    v.valor_ = valor;
+    v.formato_ = formato;
+    return v;
+}
+
+void ModeloRejilla::AddItem(const std::vector<ValorCelda>& valores)
+{
+    Datos::Fila f = d->filaVacia();
+    const int usados = std::min<int>(static_cast<int>(valores.size()), d->cols);
+    for (int c = 0; c < usados; ++c) {
+        const ValorCelda& v = valores[static_cast<std::size_t>(c)];
+        Datos::Celda& celda = f.celdas[c];
+        switch (v.tipo_) {
+        case ValorCelda::Tipo::Vacio:
+            break;
+        case ValorCelda::Tipo::Texto:
+            celda.tipo = Datos::Texto;
+            celda.dato = d->guardarTexto(v.texto_);
+            break;
+        case ValorCelda::Tipo::Importe:
+            d->ponerSuma(celda, v.valor_, v.formato_);
+            break;
+        }
+    }
+    d->filas.push_back(std::move(f));
+    const int r = Rows() - 1;
+    d->invalidarAgrupaciones();
+    d->cambiarForma(false, [&] { emit filasInsertadas(r, r); });
 }
 
 void ModeloRejilla::RemoveItem(int fila)
@@ -702,18 +947,29 @@ void ModeloRejilla::RemoveItem(int fila)
 QString ModeloRejilla::TextMatrix(int fila, int col) const
 {
     d->comprobarCelda(fila, col);
-    return d->celda(fila, col).texto;
+    return d->textoDe(d->celda(fila, col));
+}
+
+Suma ModeloRejilla::ValorMatrix(int fila, int col, bool* desbordada) const
+{
+    d->comprobarCelda(fila, col);
+    const Termino t = d->terminoDe(d->celda(fila, col));
+    if (desbordada)
+        *desbordada = t.desbordadas > 0;
+    return t.valor;
 }
 
 void ModeloRejilla::setTextMatrix(int fila, int col, const QString& texto)
 {
     d->comprobarCelda(fila, col);
     Datos::Celda& cel = d->celda(fila, col);
-    if (cel.texto == texto)
+    Datos::Celda nueva = cel;
+    d->ponerTexto(nueva, texto);
+    if (d->mismoContenido(cel, nueva))
         return;
-    const QString anterior = std::exchange(cel.texto, texto);
+    const Datos::Celda anterior = std::exchange(cel, nueva);
     if (!d->agrupaciones.empty() && d->esDeCuenta(fila))
-        d->seguirCambio(fila, col, anterior, texto);
+        d->seguirCambio(fila, col, anterior, nueva);
     d->anunciarCeldas(fila, col, fila, col);
     emit textoCambiado(fila, col);
 }
@@ -721,8 +977,7 @@ void ModeloRejilla::setTextMatrix(int fila, int col, const QString& texto)
 QColor ModeloRejilla::CellBackColor(int fila, int col) const
 {
     d->comprobarCelda(fila, col);
-    const Datos::Celda& c = d->celda(fila, col);
-    return (c.marcas & Datos::TieneFondo) ? QColor::fromRgba(c.fondo) : QColor();
+    return d->color(d->celda(fila, col).fondo);
 }
 
 void ModeloRejilla::setCellBackColor(int fila, int col, const QColor& color)
@@ -732,35 +987,24 @@ void ModeloRejilla::setCellBackColor(int fila, int col, const QColor& color)
 
 void ModeloRejilla::setCellBackColor(int fila1, int col1, int fila2, int col2, const QColor& color)
 {
-    const bool valido = color.isValid();
-    const QRgb rgb = valido ? color.rgba() : 0;
-    d->recorrerRango(fila1, col1, fila2, col2, [&](Datos::Celda& c) {
-        if (valido) {
-            c.marcas |= Datos::TieneFondo;
-            c.fondo = rgb;
-        } else {
-            c.marcas &= ~Datos::TieneFondo;
-        }
-    });
+    const std::uint8_t indice = d->indiceColor(color);
+    d->recorrerRango(fila1, col1, fila2, col2, [&](Datos::Celda& c) { c.fondo = indice; });
 }
 
 QColor ModeloRejilla::CellForeColor(int fila, int col) const
 {
     d->comprobarCelda(fila, col);
-    const Datos::Celda& c = d->celda(fila, col);
-    return (c.marcas & Datos::TieneFrente) ? QColor::fromRgba(c.frente) : QColor();
+    return d->color(d->celda(fila, col).frente);
 }
 
 void ModeloRejilla::setCellForeColor(int fila, int col, const QColor& color)
 {
     d->comprobarCelda(fila, col);
     Datos::Celda& c = d->celda(fila, col);
-    const std::uint8_t marcas = color.isValid() ? (c.marcas | Datos::TieneFrente) : (c.marcas & ~Datos::TieneFrente);
-    const QRgb rgb = color.isValid() ? color.rgba() : 0;
-    if (marcas == c.marcas && rgb == c.frente)
+    const std::uint8_t indice = d->indiceColor(color);
+    if (indice == c.frente)
         return;   // negative numbers are recoloured on every text change
-    c.marcas = marcas;
-    c.frente = rgb;
+    c.frente = indice;
     d->anunciarCeldas(fila, col, fila, col);
 }
 
@@ -1009,7 +1253,7 @@ QString ModeloRejilla::Clip(int fila1, int col1, int fila2, int col2) const
         for (int c = col1; c <= col2; ++c) {
             if (c > col1)
                 texto += QLatin1Char('\t');
-            texto += d->celda(r, c).texto;
+            texto += d->textoDe(d->celda(r, c));
         }
     }
     return texto;
@@ -1062,7 +1306,7 @@ std::optional<ModeloRejilla::SumaGrupo> ModeloRejilla::sumaGrupo(int colAgrupar,
     for (int f = gr.primera; f <= gr.ultima; ++f) {
         if (!d->esDeCuenta(f))
             continue;
-        const Termino t = leerValor(d->celda(f, col).texto);
+        const Termino t = d->terminoDe(d->celda(f, col));
         r.suma += t.valor;
         r.desbordadas += t.desbordadas;
     }
@@ -1125,9 +1369,11 @@ void ModeloRejilla::Subtotal(int colAgrupar, int colTotal, const QString& format
     Datos::SumasColumna& s = a->sumas[colTotal];
     if (!s.vigente) {
         s.formato = formato;
+        s.leido = es::leerFormato(formato);
         d->sumarColumna(*a, colTotal, s);
     } else if (s.formato != formato) {
         s.formato = formato;
+        s.leido = es::leerFormato(formato);
         d->escribirSumas(*a, colTotal, s, true);
     } else {
         d->escribirSumas(*a, colTotal, s, false);

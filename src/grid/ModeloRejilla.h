@@ -9,6 +9,7 @@
 // headers (row 0 of the budget grids holds the column captions).
 
 #include "common/Currency.h"
+#include "common/NumerosEs.h"
 
 #include <QColor>
 #include <QObject>
@@ -27,6 +28,24 @@ namespace presupuestos {
 using Suma = __int128;
 // Any value outside the currency's range.
 inline constexpr Suma kSumaFueraDeRango = static_cast<Suma>(1) << 100;
+
+// A cell's content as a typed load gives it: a text, or an amount with the
+// format it shows in. An amount stays a number in the grid (rounded to the
+// decimals it shows, as its text is read back) until its text is asked for.
+class ValorCelda {
+public:
+    ValorCelda() = default;
+    static ValorCelda texto(QString t);
+    static ValorCelda importe(Suma valor, const es::FormatoNumerico& formato);
+
+private:
+    friend class ModeloRejilla;
+    enum class Tipo : std::uint8_t { Vacio, Texto, Importe };
+    Tipo tipo_ = Tipo::Vacio;
+    es::FormatoNumerico formato_;
+    Suma valor_ = 0;
+    QString texto_;
+};
 
 class ModeloRejilla : public QObject {
     Q_OBJECT
@@ -50,10 +69,17 @@ public:
     void AddItem(const QString& textoConTabuladores);
     // The same with the fields already apart, for loads of many rows.
     void AddItem(QStringList campos);
+    // The same typed, for the worksheet's loads of tens of thousands of rows:
+    // no amount is formatted, and no textoCambiado is raised (the loader
+    // gives the cells what the change handlers would).
+    void AddItem(const std::vector<ValorCelda>& valores);
     void RemoveItem(int fila);
 
     // ---- Cells --------------------------------------------------------------
     QString TextMatrix(int fila, int col) const;
+    // The cell as a term of a sum, as ValorSuma(TextMatrix(fila, col)) reads
+    // it, without building its text.
+    Suma ValorMatrix(int fila, int col, bool* desbordada = nullptr) const;
     // Keeps the subtotal sums of the row's groups current when the cell
     // belongs to an account row and a column that has subtotals.
     void setTextMatrix(int fila, int col, const QString& texto);

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <set>
 #include <utility>
 
@@ -362,4 +363,121 @@ TEST(ModeloRejillaSumas, CellsAreReadExactlyAsSpanishNumbers)
             esperado = Currency();
         EXPECT_EQ(m.TextMatrix(2, 4), es::formatear(esperado, QStringLiteral("0.0000"))) << t.toStdString();
     }
+}
+
+
+// ---- Cells kept as numbers ------------------------------------------------------------
+
+
+TEST(ModeloRejillaAlmacen, EveryTextReadsBackExactlyAsItWasWritten)
+{
+    // Amounts are kept as numbers; a text that only looks like one (a
+    // leading zero, a missing or misplaced point, a minus zero) must still
+    // come back unchanged, and sum as the text reads.
+    const QStringList textos = {
+        QStringLiteral("1.234,50"), QStringLiteral("1234,50"), QStringLiteral("-1.234"), QStringLiteral("0,00"),
+        QStringLiteral("-0,00"), QStringLiteral("-0"), QStringLiteral("007"), QStringLiteral("1.23"),
+        QStringLiteral("12.34.567"), QStringLiteral("123"), QStringLiteral("0,5"), QStringLiteral(",5"),
+        QStringLiteral("1,2345"), QStringLiteral("1,23456"), QStringLiteral("99.999.999.999.999"),
+        QStringLiteral("922.337.203.685.477,5807"), QStringLiteral("#¡NUM!"), QStringLiteral("Ventas"),
+        QStringLiteral(" 12"), QStringLiteral("1.000,"), QStringLiteral("5%"),
+    };
+    ModeloRejilla m;
+    m.setCols(2);
+    m.setRows(1);
+    for (const QString& t : textos) {
+        m.setTextMatrix(0, 0, t);
+        m.AddItem(QStringList{t, t});
+        EXPECT_EQ(m.TextMatrix(0, 0), t);
+        EXPECT_EQ(m.TextMatrix(m.Rows() - 1, 1), t);
+        bool desbordadaTexto = false, desbordadaCelda = false;
+        EXPECT_EQ(m.ValorMatrix(0, 0, &desbordadaCelda), ModeloRejilla::ValorSuma(t, &desbordadaTexto)) << t.toStdString();
+        EXPECT_EQ(desbordadaCelda, desbordadaTexto);
+    }
+    EXPECT_EQ(m.Clip(1, 0, 3, 1), textos[0] + u'\t' + textos[0] + QStringLiteral("\r\n") + textos[1] + u'\t' + textos[1]
+                                      + QStringLiteral("\r\n") + textos[2] + u'\t' + textos[2]);
+}
+
+
+TEST(ModeloRejillaAlmacen, ATypedRowReadsAsTheFormattedTextsAndSumsWhatTheyShow)
+{
+    // The loader gives amounts with the worksheet's format instead of texts;
+    // the grid must show, copy and sum exactly what the texts would be.
+    for (const QString& formato : {QStringLiteral("#,0"), QStringLiteral("#,0.00"), QStringLiteral("0.0000"),
+                                   QStringLiteral("#,0.000000"), QStringLiteral("0%")}) {
+        const es::FormatoNumerico f = es::leerFormato(formato);
+        ModeloRejilla tipada, texto;
+        for (ModeloRejilla* m : {&tipada, &texto}) {
+            prepararHoja(*m);
+        }
+        const std::int64_t valores[] = {0, 1, 5, 49, 50, -50, -5000, 12345678, -12345678, 99999, 4, -4,
+                                        std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::min()};
+        for (std::int64_t v : valores) {
+            std::vector<ValorCelda> fila(20);
+            fila[1] = ValorCelda::texto(QStringLiteral("Tienda"));
+            fila[4] = ValorCelda::importe(v, f);
+            tipada.AddItem(fila);
+            texto.AddItem(QStringLiteral("\tTienda\t\t\t") + es::formatear(Currency::fromRaw(v), formato));
+        }
+        tipada.Subtotal(1, 4, formato);
+        texto.Subtotal(1, 4, formato);
+        ASSERT_EQ(tipada.Rows(), texto.Rows());
+        for (int r = 1; r < tipada.Rows(); ++r) {
+            EXPECT_EQ(tipada.TextMatrix(r, 4), texto.TextMatrix(r, 4)) << formato.toStdString() << " fila " << r;
+            EXPECT_EQ(tipada.TextMatrix(r, 1), texto.TextMatrix(r, 1));
+        }
+        // Out of the currency's range a typed total shows the mark.
+        std::vector<ValorCelda> fila(20);
+        fila[4] = ValorCelda::importe(Suma(std::numeric_limits<std::int64_t>::max()) * 2, f);
+        tipada.AddItem(fila);
+        EXPECT_EQ(tipada.TextMatrix(tipada.Rows() - 1, 4), ModeloRejilla::MarcaDesbordamiento());
+    }
+}
+
+
+TEST(ModeloRejillaAlmacen, SameTextInAnotherShapeIsNoChangeAndColoursSurviveManyDistinctOnes)
+{
+    ModeloRejilla m;
+    m.setCols(2);
+    m.setRows(1);
+    int cambios = 0;
+    QObject::connect(&m, &ModeloRejilla::textoCambiado, [&] { ++cambios; });
+    // "5" kept from a typed load as text and written again as a number is
+    // the same content: no change is announced, as before.
+    m.AddItem(std::vector<ValorCelda>{ValorCelda::texto(QStringLiteral("5")), ValorCelda::importe(1234500, es::leerFormato(QStringLiteral("0.00")))});
+    m.setTextMatrix(1, 0, QStringLiteral("5"));
+    m.setTextMatrix(1, 1, QStringLiteral("123,45"));
+    EXPECT_EQ(cambios, 0);
+    m.setTextMatrix(1, 1, QStringLiteral("123,46"));
+    EXPECT_EQ(cambios, 1);
+
+    // The palette holds 255 colours; past that the nearest stands in, and the
+    // default stays the default.
+    for (int i = 0; i < 300; ++i)
+        m.setCellBackColor(0, 0, QColor(i % 256, i / 256, 7));
+    m.setCellBackColor(0, 1, QColor(10, 0, 7));
+    EXPECT_EQ(m.CellBackColor(0, 1), QColor(10, 0, 7));
+    m.setCellBackColor(0, 1, QColor(44, 1, 9));
+    EXPECT_EQ(m.CellBackColor(0, 1), QColor(44, 0, 7));
+    m.setCellBackColor(0, 1, QColor());
+    EXPECT_FALSE(m.CellBackColor(0, 1).isValid());
+}
+
+
+TEST(ModeloRejillaAlmacen, ReloadsDoNotKeepThePreviousLoadsTexts)
+{
+    // Each load of a worksheet writes new names; shrinking to the header
+    // must let the ones no cell holds go, while the header keeps its own.
+    ModeloRejilla m;
+    m.setCols(2);
+    m.setRows(1);
+    m.setTextMatrix(0, 0, QStringLiteral("Cuenta"));
+    for (int carga = 0; carga < 20; ++carga) {
+        m.setRows(1);
+        for (int i = 0; i < 500; ++i)
+            m.AddItem(QStringLiteral("c%1-%2\tn").arg(carga).arg(i));
+    }
+    EXPECT_EQ(m.TextMatrix(0, 0), QStringLiteral("Cuenta"));
+    EXPECT_EQ(m.TextMatrix(500, 0), QStringLiteral("c19-499"));
+    EXPECT_EQ(m.TextMatrix(500, 1), QStringLiteral("n"));
 }

@@ -43,28 +43,42 @@ Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
         iValor = indice(QStringLiteral("Valor"));
     }
     Completado c;
-    QStringList campos;
-    campos.reserve(kColumnas);
+    // Amounts go into the grid as numbers: nothing is formatted until a cell
+    // is shown or read, and the red of a negative amount (which the change
+    // handler gives a typed cell) is given here, as no change is announced.
+    const es::FormatoNumerico formato = es::leerFormato(a_.formato);
+    std::vector<ValorCelda> campos(static_cast<std::size_t>(kColumnas));
+    bool negativo[kColumnas] = {};
     while (!rs.eof()) {
-        campos << QString::number(rs.moneda(iDpto).toInt32()) << rs.texto(iDptoNombre) << rs.texto(iCuenta) << rs.texto(iNombre);
+        campos.assign(static_cast<std::size_t>(kColumnas), ValorCelda());
+        campos[kDpto] = ValorCelda::texto(QString::number(rs.moneda(iDpto).toInt32()));
+        campos[kDptoNombre] = ValorCelda::texto(rs.texto(iDptoNombre));
+        campos[kCuenta] = ValorCelda::texto(rs.texto(iCuenta));
+        campos[kNombre] = ValorCelda::texto(rs.texto(iNombre));
         int mascara = 0;
         if (conDatosCalculo)
             mascara = rs.moneda(iManual).toInt16();
         // A year that no amount can represent shows as such: one row stored
         // out of range must not keep the worksheet from opening.
         Suma total = 0;
-        for (int mes = 0; mes < 12; ++mes) {
-            const Currency importe = rs.moneda(iMes[mes]).rounded(a_.decimales);
+        for (int mes = 1; mes <= 12; ++mes) {
+            const Currency importe = rs.moneda(iMes[mes - 1]).rounded(a_.decimales);
             total += importe.raw();
-            campos << es::formatear(importe, a_.formato);
+            campos[static_cast<std::size_t>(colMes(mes))] = ValorCelda::importe(importe.raw(), formato);
+            negativo[colMes(mes)] = importe < Currency();
         }
-        campos << ModeloRejilla::FormatearSuma(total, a_.formato);
-        if (conDatosCalculo)
-            campos << QString::number(rs.moneda(iMetodo).toInt32()) << QString::number(mascara) << rs.moneda(iValor).toPlainText();
-        m_.AddItem(std::move(campos));
-        campos = QStringList();
-        campos.reserve(kColumnas);
+        campos[kTotal] = ValorCelda::importe(total, formato);
+        negativo[kTotal] = total < 0 && Currency::enRango(total);
+        if (conDatosCalculo) {
+            campos[kMetodo] = ValorCelda::texto(QString::number(rs.moneda(iMetodo).toInt32()));
+            campos[kManual] = ValorCelda::texto(QString::number(mascara));
+            campos[kValor] = ValorCelda::texto(rs.moneda(iValor).toPlainText());
+        }
+        m_.AddItem(campos);
         const int r = m_.Rows() - 1;
+        for (int col = kPrimerMes; col <= kTotal; ++col)
+            if (negativo[col])
+                m_.setCellForeColor(r, col, kRojo);
         for (int mes = 1; mes <= 12; ++mes) {
             if (mascara & (1 << (mes - 1)))
                 m_.setCellBackColor(r, colMes(mes), a_.manual);
@@ -117,9 +131,9 @@ int RejillaPresupuesto::recalcularFilas(int desde, int hasta, int colDesde, int 
     for (int r = desde; r <= hasta; ++r) {
         Suma total = 0;
         for (int c = kPrimerMes; c <= kUltimoMes; ++c)
-            total += ModeloRejilla::ValorSuma(m_.TextMatrix(r, c));
+            total += m_.ValorMatrix(r, c);
         bool desbordadoAntes = false;
-        const bool antes = ModeloRejilla::ValorSuma(m_.TextMatrix(r, kTotal), &desbordadoAntes) != 0 || desbordadoAntes;
+        const bool antes = m_.ValorMatrix(r, kTotal, &desbordadoAntes) != 0 || desbordadoAntes;
         conValores += (total != 0 ? 1 : 0) - (antes ? 1 : 0);
         m_.setTextMatrix(r, kTotal, ModeloRejilla::FormatearSuma(total, a_.formato));
         m_.setCellForeColor(r, kTotal, total < 0 ? kRojo : QColor());
@@ -132,12 +146,12 @@ qint16 RejillaPresupuesto::dpto(int fila) const { return static_cast<qint16>(es:
 
 Currency RejillaPresupuesto::mes(int fila, int mes) const
 {
-    return Currency::fromRaw(static_cast<std::int64_t>(ModeloRejilla::ValorSuma(m_.TextMatrix(fila, colMes(mes)))));
+    return Currency::fromRaw(static_cast<std::int64_t>(m_.ValorMatrix(fila, colMes(mes))));
 }
 
 Suma RejillaPresupuesto::total(int fila, bool* desbordado) const
 {
-    return ModeloRejilla::ValorSuma(m_.TextMatrix(fila, kTotal), desbordado);
+    return m_.ValorMatrix(fila, kTotal, desbordado);
 }
 
 int RejillaPresupuesto::mascara(int fila) const { return es::valEntero(m_.TextMatrix(fila, kManual)); }
