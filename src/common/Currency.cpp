@@ -24,6 +24,20 @@ std::int64_t checked(__int128 v)
 
 std::int64_t roundHalfEvenDiv(__int128 numerator, __int128 denominator)
 {
+    // Loads round every amount they show: 64-bit division where it is
+    // enough, as a 128-bit one costs several times more.
+    constexpr __int128 kLimite = static_cast<__int128>(1) << 62;
+    if (numerator > -kLimite && numerator < kLimite && denominator < kLimite) {
+        const auto n = static_cast<std::int64_t>(numerator), d = static_cast<std::int64_t>(denominator);
+        std::int64_t q = n / d;
+        const std::int64_t r = n % d;
+        if (r != 0) {
+            const std::int64_t twice = (r < 0 ? -r : r) * 2;
+            if (twice > d || (twice == d && (q % 2 != 0)))
+                q += n < 0 ? -1 : 1;
+        }
+        return q;
+    }
     __int128 q = numerator / denominator;
     __int128 r = numerator % denominator;
     if (r != 0) {

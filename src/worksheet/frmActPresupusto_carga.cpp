@@ -81,10 +81,15 @@ RejillaPresupuesto& frmActPresupusto::reglas(VistaRejilla* rejilla)
 void frmActPresupusto::mostrarCompletado()
 {
     const auto fijar = [](QProgressBar* barra, const Completado& c) {
+        // A progress bar repaints at once when its value changes, and that
+        // paints the whole window in the middle of a load or a paste; with
+        // its updates off it is drawn with the rest at the next paint.
+        barra->setUpdatesEnabled(false);
         // An empty range would turn the bar into a busy indicator.
         barra->setRange(0, std::max(1, c.filas));
         barra->setValue(std::clamp(c.conValores, 0, std::max(1, c.filas)));
         barra->setFormat(c.texto());
+        barra->setUpdatesEnabled(true);
     };
     fijar(pbrSeleccion, completadoSeleccion_);
     fijar(pbrTotal, completadoTotal_);
