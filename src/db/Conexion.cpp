@@ -206,6 +206,7 @@ void Conexion::registrarFunciones()
     sqlite3* handle = *static_cast<sqlite3* const*>(h.data());
     if (!handle)
         return;
+    sqlite_ = handle;
     const int flags = SQLITE_UTF8 | SQLITE_DETERMINISTIC;
     sqlite3_create_function_v2(handle, "LEN", 1, flags, nullptr, funcionLen, nullptr, nullptr, nullptr);
     sqlite3_create_function_v2(handle, "MONTH", 1, flags, nullptr, funcionMonth, nullptr, nullptr, nullptr);
@@ -403,6 +404,23 @@ Recordset Conexion::Abrir(const QString& sql)
 {
     anotar(sql);
     completarPendientes();
+    if (sqlite_) {
+        const QByteArray texto = adaptar(sql).toUtf8();
+        sqlite3_stmt* st = nullptr;
+        const char* resto = nullptr;
+        const int rc = sqlite3_prepare_v2(sqlite_, texto.constData(), static_cast<int>(texto.size()), &st, &resto);
+        if (rc != SQLITE_OK) {
+            sqlite3_finalize(st);
+            throw errorMotor(QSqlError(QStringLiteral("Unable to execute statement"), QString::fromUtf8(sqlite3_errmsg(sqlite_)),
+                                       QSqlError::StatementError, QString::number(rc)));
+        }
+        if (resto && !QByteArrayView(resto, texto.constData() + texto.size() - resto).trimmed().isEmpty()) {
+            sqlite3_finalize(st);
+            throw errorMotor(QSqlError(QStringLiteral("Unable to execute multiple statements at a time"), QString(),
+                                       QSqlError::StatementError, QString::number(SQLITE_MISUSE)));
+        }
+        return Recordset(std::make_unique<CursorSqlite>(shared_from_this(), st));
+    }
     auto q = std::make_unique<QSqlQuery>(db_);
     q->setForwardOnly(true);
     if (!q->exec(adaptar(sql)))
@@ -474,6 +492,87 @@ void Transaccion::confirmar()
 
 // ---- Recordset ---------------------------------------------------------------
 
+CursorSqlite::CursorSqlite(std::shared_ptr<Conexion> conexion, sqlite3_stmt* sentencia)
+    : conexion_(std::move(conexion)), st_(sentencia)
+{
+    const int n = st_ ? sqlite3_column_count(st_) : 0;
+    for (int i = 0; i < n; ++i)
+        nombres_ << QString::fromUtf8(sqlite3_column_name(st_, i));
+}
+
+CursorSqlite::~CursorSqlite() { sqlite3_finalize(st_); }
+
+bool CursorSqlite::avanzar()
+{
+    if (!st_)
+        return false;
+    const int rc = sqlite3_step(st_);
+    if (rc == SQLITE_ROW)
+        return true;
+    if (rc == SQLITE_DONE)
+        return false;
+    // A read that fails half way (another user's lock, a full disk) must
+    // not pass for the end of the rows: a load would show part of a year.
+    const QString mensaje = QString::fromUtf8(sqlite3_errmsg(sqlite3_db_handle(st_)));
+    sqlite3_reset(st_);
+    throw conexion_->errorMotor(
+        QSqlError(QStringLiteral("Unable to fetch row"), mensaje, QSqlError::ConnectionError, QString::number(rc)));
+}
+
+int CursorSqlite::indice(const QString& nombre) const
+{
+    for (int i = 0; i < nombres_.size(); ++i)
+        if (nombres_[i].compare(nombre, Qt::CaseInsensitive) == 0)
+            return i;
+    return -1;
+}
+
+// The values Qt's SQLite driver gives, so that a field reads the same
+// whichever way its recordset was opened.
+QVariant CursorSqlite::valor(int i) const
+{
+    switch (sqlite3_column_type(st_, i)) {
+    case SQLITE_INTEGER:
+        return QVariant(static_cast<qlonglong>(sqlite3_column_int64(st_, i)));
+    case SQLITE_FLOAT:
+        return QVariant(sqlite3_column_double(st_, i));
+    case SQLITE_NULL:
+        return QVariant(QMetaType::fromType<QString>());
+    case SQLITE_BLOB:
+        return QVariant(QByteArray(static_cast<const char*>(sqlite3_column_blob(st_, i)), sqlite3_column_bytes(st_, i)));
+    default:
+        return QVariant(texto(i));
+    }
+}
+
+Currency CursorSqlite::moneda(int i) const
+{
+    switch (sqlite3_column_type(st_, i)) {
+    case SQLITE_INTEGER:
+        return Currency::fromInt(sqlite3_column_int64(st_, i));
+    case SQLITE_FLOAT:
+        return Currency::fromDouble(sqlite3_column_double(st_, i));
+    case SQLITE_NULL:
+        return Currency();
+    default:
+        return Currency::fromVariant(valor(i));
+    }
+}
+
+QString CursorSqlite::texto(int i) const
+{
+    if (sqlite3_column_type(st_, i) != SQLITE_TEXT)
+        return valor(i).toString();
+    const auto* p = reinterpret_cast<const char*>(sqlite3_column_text(st_, i));
+    return QString::fromUtf8(p, sqlite3_column_bytes(st_, i));
+}
+
+Recordset::Recordset(std::unique_ptr<CursorSqlite> c) : c_(std::move(c))
+{
+    numColumnas_ = c_->columnas();
+    eof_ = numColumnas_ == 0 ? (c_->avanzar(), true) : !c_->avanzar();
+}
+
 Recordset::Recordset(std::unique_ptr<QSqlQuery> q) : q_(std::move(q))
 {
     if (q_) {
@@ -485,9 +584,9 @@ Recordset::Recordset(std::unique_ptr<QSqlQuery> q) : q_(std::move(q))
 
 void Recordset::MoveNext()
 {
-    if (eof_ || !q_)
+    if (eof_ || (!q_ && !c_))
         throw VbError::noCurrentRecord();
-    eof_ = !q_->next();
+    eof_ = c_ ? !c_->avanzar() : !q_->next();
 }
 
 void Recordset::Close()
@@ -496,30 +595,50 @@ void Recordset::Close()
         q_->finish();
         q_.reset();
     }
+    c_.reset();
     eof_ = true;
 }
 
-int Recordset::numeroCampos() const { return q_ ? numColumnas_ : 0; }
+int Recordset::numeroCampos() const { return q_ || c_ ? numColumnas_ : 0; }
 
-int Recordset::indiceCampo(const QString& nombre) const { return q_ ? columnas_.indexOf(nombre) : -1; }
-
-QVariant Recordset::campo(int indice) const
+int Recordset::indiceCampo(const QString& nombre) const
 {
-    if (!q_ || eof_)
+    if (c_)
+        return c_->indice(nombre);
+    return q_ ? columnas_.indexOf(nombre) : -1;
+}
+
+void Recordset::comprobar(int indice) const
+{
+    if ((!q_ && !c_) || eof_)
         throw VbError::noCurrentRecord();
     if (indice < 0 || indice >= numColumnas_)
         throw VbError::itemNotFound();
-    return q_->value(indice);
+}
+
+QVariant Recordset::campo(int indice) const
+{
+    comprobar(indice);
+    return c_ ? c_->valor(indice) : q_->value(indice);
 }
 
 QVariant Recordset::campo(const QString& nombre) const
 {
-    if (!q_ || eof_)
+    if ((!q_ && !c_) || eof_)
         throw VbError::noCurrentRecord();
-    const int i = columnas_.indexOf(nombre);
-    if (i < 0)
-        throw VbError::itemNotFound();
-    return q_->value(i);
+    return campo(indiceCampo(nombre));
+}
+
+Currency Recordset::moneda(int indice) const
+{
+    comprobar(indice);
+    return c_ ? c_->moneda(indice) : Currency::fromVariant(q_->value(indice));
+}
+
+QString Recordset::texto(int indice) const
+{
+    comprobar(indice);
+    return c_ ? c_->texto(indice) : q_->value(indice).toString();
 }
 
 namespace {

@@ -21,6 +21,9 @@
 #include <memory>
 #include <vector>
 
+struct sqlite3;
+struct sqlite3_stmt;
+
 namespace presupuestos {
 
 enum class Motor { SQLite, SqlServer };
@@ -86,6 +89,8 @@ public:
     QString ultimoErrorAsincrono() const { return errorAsincrono_; }
 
     QSqlDatabase& baseDatos() { return db_; }
+    // The SQLite connection under the driver; null for other engines.
+    sqlite3* sqlite() const { return sqlite_; }
 
     // Internal use by Recordset and Comando.
     void anotar(const QString& sql);
@@ -113,6 +118,7 @@ private:
     std::unordered_map<QString, std::unique_ptr<QSqlQuery>> formas_;
     QString errorAsincrono_;
     bool completando_ = false;
+    sqlite3* sqlite_ = nullptr;
 };
 
 // A transaction for one user operation. Inside an operation that already
@@ -133,11 +139,37 @@ private:
     bool cerrada_ = false;
 };
 
+// An SQLite statement read straight from the engine: the recordsets of an
+// SQLite connection are read this way, with no row cache and no text
+// converted to UTF-16 by the engine, which on a worksheet of tens of
+// thousands of rows costs more than the query itself.
+class CursorSqlite {
+public:
+    CursorSqlite(std::shared_ptr<Conexion> conexion, sqlite3_stmt* sentencia);
+    ~CursorSqlite();
+    CursorSqlite(const CursorSqlite&) = delete;
+    CursorSqlite& operator=(const CursorSqlite&) = delete;
+
+    // Next row; false at the end. Raises the engine's error.
+    bool avanzar();
+    int columnas() const { return static_cast<int>(nombres_.size()); }
+    int indice(const QString& nombre) const;
+    QVariant valor(int i) const;
+    Currency moneda(int i) const;
+    QString texto(int i) const;
+
+private:
+    std::shared_ptr<Conexion> conexion_;   // keeps the connection open while the statement lives
+    sqlite3_stmt* st_;
+    QStringList nombres_;
+};
+
 // Forward-only recordset: positioned on the first record after opening.
 class Recordset {
 public:
     Recordset() = default;
     Recordset(std::unique_ptr<QSqlQuery> q);
+    explicit Recordset(std::unique_ptr<CursorSqlite> c);
     Recordset(Recordset&&) noexcept = default;
     Recordset& operator=(Recordset&&) noexcept = default;
 
@@ -154,15 +186,18 @@ public:
     QVariant campo(int indice) const;
     QVariant campo(const QString& nombre) const;
     Currency moneda(const QString& nombre) const { return Currency::fromVariant(campo(nombre)); }
-    Currency moneda(int indice) const { return Currency::fromVariant(campo(indice)); }
+    Currency moneda(int indice) const;
     QString texto(const QString& nombre) const { return campo(nombre).toString(); }
-    QString texto(int indice) const { return campo(indice).toString(); }
+    QString texto(int indice) const;
     // Whole-number field; a real rounds halves to even; null raises the invalid-use-of-Null error.
     int entero(const QString& nombre) const;
     int entero(int indice) const;
 
 private:
+    void comprobar(int indice) const;
+
     std::unique_ptr<QSqlQuery> q_;
+    std::unique_ptr<CursorSqlite> c_;
     // The columns, known once the statement ran: read once, not per field.
     QSqlRecord columnas_;
     int numColumnas_ = 0;

@@ -3,6 +3,8 @@
 #include "db/Conexion.h"
 
 #include <QCoreApplication>
+#include <QSqlQuery>
+#include <QSqlRecord>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -40,6 +42,58 @@ TEST(Conexion, ForwardOnlyRecordsetByNameAndIndex)
 
     Recordset vacio = bd.conexion->Abrir(QStringLiteral("SELECT * FROM Departamentos WHERE Codigo = 99"));
     EXPECT_TRUE(vacio.eof());
+}
+
+TEST(Conexion, RecordsetFieldsReadAsTheQtDriverGivesThem)
+{
+    // The recordsets of an SQLite connection are read straight from the
+    // engine; every kind of value must come out as the driver gives it, so
+    // nothing that reads a field can tell the difference.
+    BaseDatosPrueba bd;
+    const QString consulta = QStringLiteral(
+        "SELECT 7 AS Entero, -9223372036854775807 AS Grande, 1.25 AS Real, 'Año 2027 ''ñ''' AS Texto, NULL AS Nulo, "
+        "x'00ff' AS Bloque, '' AS Vacio, '12,5' AS Cifra, 0.1 + 0.2 AS Suma, 1e300 AS Enorme");
+    Recordset rs = bd.conexion->Abrir(consulta);
+    QSqlQuery q(bd.conexion->baseDatos());
+    ASSERT_TRUE(q.exec(consulta));
+    ASSERT_TRUE(q.next());
+    ASSERT_FALSE(rs.eof());
+    ASSERT_EQ(rs.numeroCampos(), q.record().count());
+    for (int i = 0; i < rs.numeroCampos(); ++i) {
+        const QVariant qt = q.value(i), propio = rs.campo(i);
+        SCOPED_TRACE(q.record().fieldName(i).toStdString());
+        EXPECT_EQ(propio.metaType(), qt.metaType());
+        EXPECT_EQ(propio.isNull(), qt.isNull());
+        EXPECT_EQ(propio, qt);
+        EXPECT_EQ(rs.texto(i), qt.toString());
+        EXPECT_EQ(rs.indiceCampo(q.record().fieldName(i).toLower()), i);
+        bool errorPropio = false, errorQt = false;
+        Currency a, b;
+        try { a = rs.moneda(i); } catch (const VbError&) { errorPropio = true; }
+        try { b = Currency::fromVariant(qt); } catch (const VbError&) { errorQt = true; }
+        EXPECT_EQ(errorPropio, errorQt);
+        EXPECT_EQ(a, b);
+    }
+}
+
+TEST(Conexion, ARecordsetThatFailsHalfWayRaisesInsteadOfEndingEarly)
+{
+    // A load that stopped at the failing row as if the rows had ended would
+    // show part of a year as the whole of it.
+    BaseDatosPrueba bd;
+    bd.sql(QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno'), (1, 2, 'Dos'), (1, 3, 'Tres')"));
+    Recordset rs = bd.conexion->Abrir(QStringLiteral(
+        "SELECT CASE WHEN Codigo = 3 THEN abs(-9223372036854775807 - 1) ELSE Codigo END AS C FROM Departamentos"));
+    EXPECT_EQ(rs.entero(0), 1);
+    rs.MoveNext();
+    EXPECT_EQ(rs.entero(0), 2);
+    try {
+        rs.MoveNext();
+        FAIL() << "the failing row was taken for the end";
+    } catch (const VbError& e) {
+        EXPECT_EQ(e.number(), VbError::DatabaseError);
+        EXPECT_TRUE(e.description().contains(QStringLiteral("overflow"))) << e.description().toStdString();
+    }
 }
 
 TEST(Conexion, EngineErrorsSurfaceAsSystemErrorsWithTheEngineMessage)
