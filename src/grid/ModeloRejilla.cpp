@@ -922,10 +922,16 @@ void ModeloRejilla::AddItem(const std::vector<ValorCelda>& valores)
         switch (v.tipo_) {
         case ValorCelda::Tipo::Vacio:
             break;
-        case ValorCelda::Tipo::Texto:
+        case ValorCelda::Tipo::Texto: {
+            // Loads come sorted: a department's name, say, is the one the
+            // row above holds, found without hashing it again.
+            const Datos::Celda* arriba = d->filas.empty() ? nullptr : &d->filas.back().celdas[c];
             celda.tipo = Datos::Texto;
-            celda.dato = d->guardarTexto(v.texto_);
+            celda.dato = arriba && arriba->tipo == Datos::Texto && d->textos[static_cast<std::size_t>(arriba->dato)] == v.texto_
+                             ? arriba->dato
+                             : d->guardarTexto(v.texto_);
             break;
+        }
         case ValorCelda::Tipo::Importe:
             d->ponerSuma(celda, v.valor_, v.formato_);
             break;

@@ -49,9 +49,21 @@ Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
     const es::FormatoNumerico formato = es::leerFormato(a_.formato);
     std::vector<ValorCelda> campos(static_cast<std::size_t>(kColumnas));
     bool negativo[kColumnas] = {};
+    // Small whole numbers repeat from row to row; their texts are made once.
+    std::vector<QString> numeros;
+    const auto numero = [&numeros](int n) {
+        if (n < 0 || n > 4096)
+            return QString::number(n);
+        if (static_cast<std::size_t>(n) >= numeros.size())
+            numeros.resize(static_cast<std::size_t>(n) + 1);
+        QString& t = numeros[static_cast<std::size_t>(n)];
+        if (t.isNull())
+            t = QString::number(n);
+        return t;
+    };
     while (!rs.eof()) {
         campos.assign(static_cast<std::size_t>(kColumnas), ValorCelda());
-        campos[kDpto] = ValorCelda::texto(QString::number(rs.moneda(iDpto).toInt32()));
+        campos[kDpto] = ValorCelda::texto(numero(rs.moneda(iDpto).toInt32()));
         campos[kDptoNombre] = ValorCelda::texto(rs.texto(iDptoNombre));
         campos[kCuenta] = ValorCelda::texto(rs.texto(iCuenta));
         campos[kNombre] = ValorCelda::texto(rs.texto(iNombre));
@@ -70,8 +82,8 @@ Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
         campos[kTotal] = ValorCelda::importe(total, formato);
         negativo[kTotal] = total < 0 && Currency::enRango(total);
         if (conDatosCalculo) {
-            campos[kMetodo] = ValorCelda::texto(QString::number(rs.moneda(iMetodo).toInt32()));
-            campos[kManual] = ValorCelda::texto(QString::number(mascara));
+            campos[kMetodo] = ValorCelda::texto(numero(rs.moneda(iMetodo).toInt32()));
+            campos[kManual] = ValorCelda::texto(numero(mascara));
             campos[kValor] = ValorCelda::texto(rs.moneda(iValor).toPlainText());
         }
         m_.AddItem(campos);
