@@ -344,7 +344,8 @@ TEST(HojaEdicion, MenuEntriesFollowTheView)
     const QStringList titulos = {QStringLiteral("Copiar"), QStringLiteral("Pegar"), QStringLiteral("Borrar"), QString(),
                                  QStringLiteral("Seleccionar x Departamento"), QStringLiteral("Seleccionar todo"), QString(),
                                  QStringLiteral("No Presupuestar"), QStringLiteral("Mostrar Operaciones"), QString(),
-                                 QStringLiteral("Cancelar")};
+                                 QStringLiteral("Deshacer"), QStringLiteral("Rehacer"), QStringLiteral("Historial de la celda…"),
+                                 QString(), QStringLiteral("Cancelar")};
     const auto acciones = f->mnuPopup->actions();
     ASSERT_EQ(acciones.size(), titulos.size());
     for (int i = 0; i < titulos.size(); ++i) {
@@ -352,11 +353,13 @@ TEST(HojaEdicion, MenuEntriesFollowTheView)
         if (!titulos[i].isEmpty()) {
             EXPECT_EQ(acciones[i]->text(), titulos[i]);
         }
-        EXPECT_TRUE(acciones[i]->isEnabled());
+        // Nothing done yet: nothing to undo or redo.
+        EXPECT_EQ(acciones[i]->isEnabled(), acciones[i] != f->mnuPopupDeshacer && acciones[i] != f->mnuPopupRehacer);
     }
     f->cmdVer_Click();
     for (QAction* a : acciones)
-        EXPECT_EQ(a->isEnabled(), a != f->mnuPopupCopiar && a != f->mnuPopupPegar) << a->objectName().toStdString();
+        EXPECT_EQ(a->isEnabled(), a != f->mnuPopupCopiar && a != f->mnuPopupPegar && a != f->mnuPopupDeshacer && a != f->mnuPopupRehacer)
+            << a->objectName().toStdString();
     EXPECT_EQ(f->cmdShowCal->text(), QStringLiteral("Mostra Operaciones"));
     EXPECT_EQ(f->cmdImportar->text(), QStringLiteral("Importar"));
 }

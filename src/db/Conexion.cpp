@@ -439,11 +439,15 @@ void Conexion::BeginTrans()
 
 void Conexion::CommitTrans()
 {
+    if (transacciones_ == 1 && antesDeConfirmar_)
+        antesDeConfirmar_();
     anotar(QStringLiteral("COMMIT TRANSACTION"));
     if (!db_.commit())
         throw errorMotor(db_.lastError());
     if (transacciones_ > 0)
         --transacciones_;
+    if (transacciones_ == 0 && despuesDeConfirmar_)
+        despuesDeConfirmar_();
 }
 
 void Conexion::RollbackTrans()
@@ -451,8 +455,19 @@ void Conexion::RollbackTrans()
     anotar(QStringLiteral("ROLLBACK TRANSACTION"));
     if (transacciones_ > 0)
         --transacciones_;
-    if (!db_.rollback())
+    const bool hecho = db_.rollback();
+    if (transacciones_ == 0 && alDeshacer_)
+        alDeshacer_();
+    if (!hecho)
         throw errorMotor(db_.lastError());
+}
+
+void Conexion::setAvisosTransaccion(std::function<void()> antesDeConfirmar, std::function<void()> despuesDeConfirmar,
+                                    std::function<void()> alDeshacer)
+{
+    antesDeConfirmar_ = std::move(antesDeConfirmar);
+    despuesDeConfirmar_ = std::move(despuesDeConfirmar);
+    alDeshacer_ = std::move(alDeshacer);
 }
 
 Transaccion::Transaccion(Conexion& c) : c_(c)

@@ -17,6 +17,7 @@
 #include <QStringList>
 #include <QVariant>
 #include <deque>
+#include <functional>
 #include <unordered_map>
 #include <memory>
 #include <vector>
@@ -63,6 +64,13 @@ public:
     void CommitTrans();
     void RollbackTrans();
     bool enTransaccion() const { return transacciones_ > 0; }
+    // Heard around the outermost transaction: antesDeConfirmar runs inside
+    // it just before it commits (what it writes commits with it, and if it
+    // fails nothing does), despuesDeConfirmar once it has, alDeshacer after
+    // it rolls back. The change journal keeps its rows in the transaction
+    // of the changes they tell.
+    void setAvisosTransaccion(std::function<void()> antesDeConfirmar, std::function<void()> despuesDeConfirmar,
+                              std::function<void()> alDeshacer);
     // SQLite only: how long a statement waits on another user's lock.
     void setEsperaBloqueo(int milisegundos);
 
@@ -71,6 +79,7 @@ public:
     QString ultimoTexto() const { return registro_.empty() ? QString() : registro_.back(); }
     void limpiarRegistro() { registro_.clear(); }
     void setRegistroActivo(bool activo) { registroActivo_ = activo; }
+    bool registroActivo() const { return registroActivo_; }
 
     // The text the engine receives for a composed text.
     QString adaptar(const QString& sql);
@@ -119,6 +128,23 @@ private:
     QString errorAsincrono_;
     bool completando_ = false;
     sqlite3* sqlite_ = nullptr;
+    std::function<void()> antesDeConfirmar_;
+    std::function<void()> despuesDeConfirmar_;
+    std::function<void()> alDeshacer_;
+};
+
+// Statements run while one of these lives stay out of the log, which holds
+// the worksheet's own statements (the change journal's are not among them).
+class SinRegistro {
+public:
+    explicit SinRegistro(Conexion& c) : c_(c), antes_(c.registroActivo()) { c_.setRegistroActivo(false); }
+    ~SinRegistro() { c_.setRegistroActivo(antes_); }
+    SinRegistro(const SinRegistro&) = delete;
+    SinRegistro& operator=(const SinRegistro&) = delete;
+
+private:
+    Conexion& c_;
+    bool antes_;
 };
 
 // A transaction for one user operation. Inside an operation that already

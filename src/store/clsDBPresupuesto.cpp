@@ -84,7 +84,26 @@ void clsDBPresupuesto::PrepararComandos()
     ComandoVer->setPrepared(true);
 }
 
+void clsDBPresupuesto::escribir(const QString& Cuenta, qint16 Dpto, qint16 Ejercicio, Diario::Tipo tipo,
+                                 const std::function<void()>& escritura)
+{
+    if (!diario_) {
+        escritura();
+        return;
+    }
+    // The write and the journal's row about it commit together.
+    Transaccion t(*modPublic::ConexionActiva);
+    diario_->antes(Cuenta, Dpto, Ejercicio, tipo);
+    escritura();
+    t.confirmar();
+}
+
 void clsDBPresupuesto::Actualizar(const clsPresupItem& item)
+{
+    escribir(item.Cuenta, item.Dpto, modPublic::EjercicioActivo, Diario::Tipo::Metodo, [&] { actualizarFila(item); });
+}
+
+void clsDBPresupuesto::actualizarFila(const clsPresupItem& item)
 {
     for (int i = 0; i < 12; ++i)
         ComandoUpdate->setValor(i, item.Mes(i));
@@ -112,6 +131,11 @@ void clsDBPresupuesto::Actualizar(const clsPresupItem& item)
 
 void clsDBPresupuesto::ActualizacionManual(QString Cuenta, qint16 Dpto, qint16 Mes, Currency Valor)
 {
+    escribir(Cuenta, Dpto, modPublic::EjercicioActivo, Diario::Tipo::Tecleo, [&] { actualizarMes(Cuenta, Dpto, Mes, Valor); });
+}
+
+void clsDBPresupuesto::actualizarMes(const QString& Cuenta, qint16 Dpto, qint16 Mes, Currency Valor)
+{
     // Beyond month 15 the bit no longer fits the 16-bit set: Overflow.
     const qint16 bit = Currency::fromDouble(std::pow(2.0, Mes - 1)).toInt16();
     const QString importe = modPublic::EmpresaActiva->NumeroSQL(Valor.toDouble());
@@ -137,6 +161,11 @@ void clsDBPresupuesto::ActualizacionManual(QString Cuenta, qint16 Dpto, qint16 M
 }
 
 void clsDBPresupuesto::SetVisible(QString Cuenta, qint16 Dpto, bool Visible)
+{
+    escribir(Cuenta, Dpto, modPublic::EjercicioActivo, Diario::Tipo::Visibilidad, [&] { fijarVisible(Cuenta, Dpto, Visible); });
+}
+
+void clsDBPresupuesto::fijarVisible(const QString& Cuenta, qint16 Dpto, bool Visible)
 {
     ComandoVer->setValor(0, Visible);
     ComandoVer->setValor(1, entero(modPublic::EjercicioActivo));
@@ -202,6 +231,73 @@ std::optional<clsDBPresupuesto::FilaGuardada> clsDBPresupuesto::Leer(const QStri
     f.valor = rs.moneda(14);
     rs.Close();
     return f;
+}
+
+void clsDBPresupuesto::Restaurar(const QString& Cuenta, qint16 Dpto, qint16 Ejercicio, const Diario::Imagen& imagen)
+{
+    escribir(Cuenta, Dpto, Ejercicio, Diario::Tipo::Deshacer, [&] { restaurarFila(Cuenta, Dpto, Ejercicio, imagen); });
+}
+
+void clsDBPresupuesto::restaurarFila(const QString& Cuenta, qint16 Dpto, qint16 Ejercicio, const Diario::Imagen& imagen)
+{
+    const QString clave = QStringLiteral(" WHERE Cod_Empresa = ") + QString::number(modPublic::EmpresaActiva->CodigoEmpresa())
+                          + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(Ejercicio)
+                          + QStringLiteral(" AND Cuenta = '") + literal(Cuenta) + QStringLiteral("' AND Dpto = ")
+                          + QString::number(Dpto);
+    if (!imagen.existe) {
+        modPublic::ConexionActiva->Execute(QStringLiteral("DELETE FROM Presupuestos") + clave);
+        return;
+    }
+    if (!ComandoRestaurar) {
+        const auto conexion = modPublic::ConexionActiva;
+        const QString empresa = QString::number(modPublic::EmpresaActiva->CodigoEmpresa());
+        ComandoRestaurar = std::make_unique<Comando>(conexion);
+        QString asignaciones;
+        for (int m = 1; m <= 12; ++m)
+            asignaciones += QStringLiteral("M") + QString::number(m) + QStringLiteral(" = ?, ");
+        ComandoRestaurar->setCommandText(QStringLiteral("UPDATE Presupuestos SET ") + asignaciones
+                                         + QStringLiteral("Metodo_Calculo = ?, Modificacion_Manual = ?, Valor = ?, Ver = ?")
+                                         + QStringLiteral(" WHERE Cod_Empresa = ") + empresa
+                                         + QStringLiteral(" AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
+        ComandoInsertCompleto = std::make_unique<Comando>(conexion);
+        ComandoInsertCompleto->setCommandText(
+            QStringLiteral("INSERT INTO Presupuestos (M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12, Metodo_Calculo, "
+                           "Modificacion_Manual, Valor, Ver, Cod_Ejercicio, Cuenta, Dpto, Cod_Empresa)")
+            + QStringLiteral(" VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ") + empresa + QStringLiteral(")"));
+        // Every month keeps its decimals: the row comes back exactly as it was.
+        for (Comando* c : {ComandoRestaurar.get(), ComandoInsertCompleto.get()}) {
+            for (int m = 1; m <= 12; ++m)
+                c->agregarParametro(QStringLiteral("M") + QString::number(m), TipoParametro::Moneda);
+            c->agregarParametro(QStringLiteral("MetCal"), TipoParametro::Entero);
+            c->agregarParametro(QStringLiteral("ModManual"), TipoParametro::Entero);
+            c->agregarParametro(QStringLiteral("Valor"), TipoParametro::Moneda);
+            c->agregarParametro(QStringLiteral("Ver"), TipoParametro::Booleano);
+            c->agregarParametro(QStringLiteral("Cod_Ejercicio"), TipoParametro::Entero);
+            c->agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 12);
+            c->agregarParametro(QStringLiteral("Dpto"), TipoParametro::Entero);
+            c->setPrepared(true);
+        }
+    }
+    for (Comando* c : {ComandoRestaurar.get(), ComandoInsertCompleto.get()}) {
+        for (int m = 0; m < 12; ++m)
+            c->setValor(m, imagen.meses[static_cast<std::size_t>(m)]);
+        c->setValor(12, entero(imagen.metodo));
+        c->setValor(13, entero(imagen.manual));
+        c->setValor(14, imagen.valor);
+        c->setValor(15, imagen.ver);
+        c->setValor(16, entero(Ejercicio));
+        c->setValor(17, Cuenta);
+        c->setValor(18, entero(Dpto));
+    }
+    if (contador(ComandoRestaurar->Execute()) == 0) {
+        try {
+            ComandoInsertCompleto->Execute();
+        } catch (const VbError& e) {
+            if (e.causa() != VbError::Causa::ClaveDuplicada)
+                throw;
+            ComandoRestaurar->Execute();
+        }
+    }
 }
 
 void clsDBPresupuesto::insertVacio(const QString& Cuenta, qint16 Dpto)

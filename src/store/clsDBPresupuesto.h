@@ -14,6 +14,7 @@
 
 #include "calculation/clsPresupItem.h"
 #include "common/Currency.h"
+#include "store/Diario.h"
 
 #include <QString>
 #include <functional>
@@ -54,6 +55,14 @@ public:
     };
     std::optional<FilaGuardada> Leer(const QString& Cuenta, qint16 Dpto) const;
 
+    // The journal told of every write (none by default); each write is then
+    // a transaction of its own when it is not part of one already.
+    void setDiario(Diario* diario) { diario_ = diario; }
+    Diario* diario() const { return diario_; }
+    // Puts a row of a fiscal year back as an image of it: every column as
+    // it was, or no row at all (what undo and redo write).
+    void Restaurar(const QString& Cuenta, qint16 Dpto, qint16 Ejercicio, const Diario::Imagen& imagen);
+
 private:
     void PrepararComandos();
     // Fills the insert with an empty row of the current year for the key.
@@ -62,10 +71,22 @@ private:
     // update that found no row before.
     void insertarOActualizar(const std::function<void()>& actualizar);
 
+    // Runs a write of one row; with a journal, in a transaction (its own
+    // unless the caller's) that the journal hears of first.
+    void escribir(const QString& Cuenta, qint16 Dpto, qint16 Ejercicio, Diario::Tipo tipo,
+                  const std::function<void()>& escritura);
+    void actualizarFila(const clsPresupItem& item);
+    void actualizarMes(const QString& Cuenta, qint16 Dpto, qint16 Mes, Currency Valor);
+    void fijarVisible(const QString& Cuenta, qint16 Dpto, bool Visible);
+    void restaurarFila(const QString& Cuenta, qint16 Dpto, qint16 Ejercicio, const Diario::Imagen& imagen);
+
+    Diario* diario_ = nullptr;
     bool ultimoActualizoExistente_ = false;
     std::unique_ptr<Comando> ComandoUpdate;
     std::unique_ptr<Comando> ComandoInsert;
     std::unique_ptr<Comando> ComandoVer;
+    std::unique_ptr<Comando> ComandoRestaurar;
+    std::unique_ptr<Comando> ComandoInsertCompleto;
 };
 
 } // namespace presupuestos

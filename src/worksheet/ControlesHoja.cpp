@@ -10,6 +10,7 @@
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QIntValidator>
+#include <QKeySequence>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -18,6 +19,7 @@
 #include <QPushButton>
 #include <QSplitter>
 #include <QTimer>
+#include <QToolBar>
 #include <QVBoxLayout>
 
 namespace presupuestos {
@@ -98,8 +100,27 @@ void ControlesHoja::crear(QWidget* hoja, QObject* filtro)
     mnuPopup->addSeparator()->setObjectName(QStringLiteral("mnuPopupSep2"));
     mnuPopupOcultar = entrada("mnuPopupOcultar", QStringLiteral("No Presupuestar"));
     mnuPopupOperaciones = entrada("mnuPopupOperaciones", QStringLiteral("Mostrar Operaciones"));
+    mnuPopup->addSeparator()->setObjectName(QStringLiteral("mnuPopupSepDeshacer"));
+    mnuPopupDeshacer = entrada("mnuPopupDeshacer", QStringLiteral("Deshacer"));
+    mnuPopupRehacer = entrada("mnuPopupRehacer", QStringLiteral("Rehacer"));
+    mnuPopupHistorial = entrada("mnuPopupHistorial", QStringLiteral("Historial de la celda…"));
     mnuPopup->addSeparator()->setObjectName(QStringLiteral("mnuPopupSep3"));
     mnuPopupCancelar = entrada("mnuPopupCancelar", QStringLiteral("Cancelar"));
+
+    // Undo and redo work from anywhere in the window, as in a spreadsheet;
+    // the cell editor keeps its own Ctrl+Z while it is open.
+    mnuPopupDeshacer->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Z)});
+    mnuPopupRehacer->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Y), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Z)});
+    for (QAction* a : {mnuPopupDeshacer, mnuPopupRehacer}) {
+        a->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+        hoja->addAction(a);
+    }
+    tbrDeshacer = new QToolBar(hoja);
+    tbrDeshacer->setObjectName(QStringLiteral("tbrDeshacer"));
+    tbrDeshacer->setToolButtonStyle(Qt::ToolButtonTextOnly);
+    tbrDeshacer->addAction(mnuPopupDeshacer);
+    tbrDeshacer->addAction(mnuPopupRehacer);
+    ui.barra2->insertWidget(1, tbrDeshacer);
 }
 
 } // namespace presupuestos

@@ -4,6 +4,7 @@
 // the controls a designer tool lays out, and wires them to its handlers.
 
 class QAction;
+class QToolBar;
 class QCheckBox;
 class QComboBox;
 class QFrame;
@@ -58,6 +59,10 @@ struct ControlesHoja {
     QAction* mnuPopupOcultar = nullptr;
     QAction* mnuPopupOperaciones = nullptr;
     QAction* mnuPopupCancelar = nullptr;
+    QAction* mnuPopupDeshacer = nullptr;
+    QAction* mnuPopupRehacer = nullptr;
+    QAction* mnuPopupHistorial = nullptr;
+    QToolBar* tbrDeshacer = nullptr;
 
     // The budget grid and the history grid, side by side.
     QSplitter* divisor = nullptr;

@@ -156,6 +156,10 @@ void frmActPresupusto::Form_Load()
 
     PrimeraActivacion = true;
     dbPresupuesto_ = std::make_unique<clsDBPresupuesto>();
+    diario_ = std::make_unique<Diario>(ConexionActiva, static_cast<qint16>(EmpresaActiva->CodigoEmpresa()));
+    dbPresupuesto_->setDiario(diario_.get());
+    diario_->setAlCambiar([this] { actualizarDeshacer(); });
+    actualizarDeshacer();
     EscrituraHoja::Avisos avisos;
     avisos.completado = [this](int n) { cambiarCompletado(n); };
     avisos.ventasCambiadas = [this] { RecalcularDependencias(); };
@@ -359,6 +363,7 @@ void frmActPresupusto::cmdVer_Click()
                 frmCal_->hide();
             mnuPopupOcultar->setText(QStringLiteral("Presupuestar"));
         }
+        actualizarDeshacer();
     });
 }
 

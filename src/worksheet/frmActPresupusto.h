@@ -8,6 +8,7 @@
 #include "worksheet/ControlesHoja.h"
 #include "worksheet/EstadoHoja.h"
 #include "worksheet/core/ArbolCategorias.h"
+#include "store/Diario.h"
 #include "worksheet/core/EscrituraHoja.h"
 #include "worksheet/core/FiltroCuentas.h"
 #include "worksheet/core/FiltroDepartamentos.h"
@@ -135,6 +136,11 @@ public:
     void mnuPopupSelTodo_Click();
     void mnuPopupOcultar_Click();
     void mnuPopupOperaciones_Click();
+    // Undo and redo of the last operation, and the current cell's history.
+    void Deshacer();
+    void Rehacer();
+    void mostrarHistorial();
+    Diario* diario() const { return diario_.get(); }
     void cmdNoEnlanzarTablas_Click();
     void cmdShowCal_Click();
     void cmdImportar_Click();
@@ -224,6 +230,12 @@ private:
     QPointer<QWidget> owner_;
     frmOperaciones* frmCal_ = nullptr;
     std::unique_ptr<clsDBPresupuesto> dbPresupuesto_;
+    std::unique_ptr<Diario> diario_;
+    // The undo and redo entries follow the journal and the view's mode.
+    void actualizarDeshacer();
+    // The grid as a fresh load shows it after an undo or redo, on the same cell.
+    void mostrarTrasDeshacer(const Diario::Operacion& op, bool haciaAntes);
+    void aplicarDiario(bool deshacer);
 };
 
 } // namespace presupuestos

@@ -77,6 +77,9 @@ void frmActPresupusto::conectarEdicion()
     connect(mnuPopupSelTodo, &QAction::triggered, this, [this] { mnuPopupSelTodo_Click(); });
     connect(mnuPopupOcultar, &QAction::triggered, this, [this] { mnuPopupOcultar_Click(); });
     connect(mnuPopupOperaciones, &QAction::triggered, this, [this] { mnuPopupOperaciones_Click(); });
+    connect(mnuPopupDeshacer, &QAction::triggered, this, [this] { Deshacer(); });
+    connect(mnuPopupRehacer, &QAction::triggered, this, [this] { Rehacer(); });
+    connect(mnuPopupHistorial, &QAction::triggered, this, [this] { mostrarHistorial(); });
     connect(cmdNoEnlanzarTablas, &QPushButton::clicked, this, [this] { cmdNoEnlanzarTablas_Click(); });
     connect(cmdShowCal, &QPushButton::clicked, this, [this] { cmdShowCal_Click(); });
     connect(cmdImportar, &QPushButton::clicked, this, [this] { cmdImportar_Click(); });
@@ -148,6 +151,10 @@ void frmActPresupusto::EditCellValue(int Row, int Col, Currency Valor)
 void frmActPresupusto::escribirCelda(int Row, int Col, Currency Valor, bool comprobarTotales)
 {
     reglas(vsPresupuesto);
+    // The typed month and the rows that follow it on the sales are one step of undo.
+    const auto operacion = diario_->operacion(
+        Diario::Tipo::Tecleo, QStringLiteral("escribir en %1 de la cuenta %2, dpto. %3")
+                                  .arg(es::nombreMes(Col - kPrimerMes + 1), presupuesto_->cuenta(Row), QString::number(presupuesto_->dpto(Row))));
     escritura_->escribirCelda(Row, Col, Valor, comprobarTotales);
 }
 
@@ -263,6 +270,7 @@ void frmActPresupusto::Copiar_Desde_Clipboard()
         lote.progreso->SetText(QStringLiteral("Copiando..."));
         lote.progreso->Start_Delayed(3);
         m.setRedraw(false);
+        const auto operacion = diario_->operacion(Diario::Tipo::Pegado, QStringLiteral("pegar %1 celdas").arg(celdas.size()));
         escribirLote(celdas, lote.progreso);
         // A block longer than the worksheet is written down to its last row.
         if (pasaDelFinal)
@@ -291,7 +299,9 @@ void frmActPresupusto::BorrarValorCeldas()
         lote.progreso->SetText(QStringLiteral("Borrando celdas..."));
         lote.progreso->Start_Delayed(3);
         m.setRedraw(false);
-        escribirLote(escritura_->celdasBorrado(fila, filaFin, col, colFin), lote.progreso);
+        const auto celdas = escritura_->celdasBorrado(fila, filaFin, col, colFin);
+        const auto operacion = diario_->operacion(Diario::Tipo::Borrado, QStringLiteral("borrar %1 celdas").arg(celdas.size()));
+        escribirLote(celdas, lote.progreso);
     });
     m.setRedraw(true);
     m.Select(fila, m.Col() < kPrimerMes ? m.Col() : col, filaFin, colFin);
@@ -363,6 +373,10 @@ void frmActPresupusto::CambiarPresupuestable()
         // Total rows have no account to move.
         if (r < 1 || r >= m.Rows() || m.IsSubtotal(r))
             return;
+        const auto operacion = diario_->operacion(
+            Diario::Tipo::Visibilidad, (VerPresupuestables ? QStringLiteral("quitar del presupuesto la cuenta %1, dpto. %2")
+                                                           : QStringLiteral("volver a presupuestar la cuenta %1, dpto. %2"))
+                                           .arg(presupuesto_->cuenta(r), QString::number(presupuesto_->dpto(r))));
         dbPresupuesto_->SetVisible(presupuesto_->cuenta(r), presupuesto_->dpto(r), !VerPresupuestables);
         CargarPresupuesto();
     });
@@ -415,6 +429,9 @@ void frmActPresupusto::frmCal_Aplicar()
             item.setMes(i, frmCal_->Mes(i));
         // The dialog follows the current row, so the method lands there.
         reglas(vsPresupuesto);
+        const auto operacion = diario_->operacion(Diario::Tipo::Metodo, QStringLiteral("aplicar el método %1 a la cuenta %2, dpto. %3")
+                                                                            .arg(QString::number(item.MetodoCalc), item.Cuenta,
+                                                                                 QString::number(item.Dpto)));
         escritura_->aplicarMetodo(vsPresupuesto->modelo().Row(), item);
     });
 }
@@ -423,6 +440,7 @@ void frmActPresupusto::RecalcularDependencias()
 {
     conManejador(kForm + QStringLiteral("RecalcularDependencias"), [this] {
         reglas(vsPresupuesto);
+        const auto operacion = diario_->operacion(Diario::Tipo::Dependientes, QStringLiteral("recalcular las filas sobre las ventas"));
         escritura_->recalcularDependencias();
     });
 }

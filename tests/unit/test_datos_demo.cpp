@@ -2,6 +2,7 @@
 #include "db/schema/DatosDemo.h"
 #include "db/schema/Esquema.h"
 
+#include <QRegularExpression>
 #include <gtest/gtest.h>
 
 using namespace presupuestos;
@@ -50,4 +51,15 @@ TEST(Esquema, SqlServerScriptsDeclareTheSameTables)
             EXPECT_EQ(x, y);
         }
     }
+    // The journal's scripts differ in their key and guards, not in their columns.
+    const auto columnas = [](const QString& nombre) {
+        QStringList r;
+        static const QRegularExpression columna(
+            QStringLiteral("(\\w+)\\s+(?:INTEGER|INT|BIGINT|SMALLINT|VARCHAR\\(\\d+\\)|DATETIME2?|BIT|MONEY)\\b"));
+        for (auto it = columna.globalMatch(Esquema::script(nombre)); it.hasNext();)
+            r << it.next().captured(1);
+        return r;
+    };
+    EXPECT_EQ(columnas(QStringLiteral("sqlite_cambios.sql")), columnas(QStringLiteral("sqlserver_cambios.sql")));
+    EXPECT_GE(columnas(QStringLiteral("sqlite_cambios.sql")).size(), 40);
 }

@@ -56,6 +56,13 @@ void Esquema::crearGestion(Conexion& c)
 {
     for (const QString& s : sentencias(script(QStringLiteral("sqlite.sql"))))
         ejecutar(c, s);
+    crearDiario(c);
+}
+
+void Esquema::crearDiario(Conexion& c)
+{
+    for (const QString& s : sentencias(script(QStringLiteral("sqlite_cambios.sql"))))
+        ejecutar(c, s);
 }
 
 void Esquema::crearRetail(Conexion& c, const QString& nombreBaseDatos)

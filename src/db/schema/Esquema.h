@@ -18,6 +18,8 @@ public:
 
     // Creates the management tables on the connection (SQLite).
     static void crearGestion(Conexion& c);
+    // Creates the change journal when it is missing (SQLite).
+    static void crearDiario(Conexion& c);
     // Creates the retail tables in the database attached under that name (SQLite).
     static void crearRetail(Conexion& c, const QString& nombreBaseDatos);
 };

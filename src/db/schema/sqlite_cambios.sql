@@ -1,0 +1,26 @@
+-- The change journal (SQLite): one row per budget row an operation changed,
+-- with the row before and after it. Created on open when the file lacks it.
+
+CREATE TABLE IF NOT EXISTS Presupuestos_Cambios (
+    Id            INTEGER      PRIMARY KEY AUTOINCREMENT,
+    -- One user operation (a paste, an applied method, an import, an undo...).
+    Operacion     BIGINT       NOT NULL,
+    -- tecleo, pegado, borrado, metodo, dependientes, visibilidad, importacion, deshacer, rehacer
+    Tipo          VARCHAR(20)  NOT NULL,
+    Descripcion   VARCHAR(200) NOT NULL,
+    Usuario       VARCHAR(128) NOT NULL,
+    Fecha         DATETIME     NOT NULL,
+    Cod_Empresa   SMALLINT     NOT NULL,
+    Cod_Ejercicio SMALLINT     NOT NULL,
+    Cuenta        VARCHAR(12)  NOT NULL,
+    Dpto          INT          NOT NULL,
+    -- The row before the operation (Existia = 0: there was none).
+    Existia       BIT          NOT NULL,
+    A_M1 MONEY NOT NULL DEFAULT 0, A_M2 MONEY NOT NULL DEFAULT 0, A_M3 MONEY NOT NULL DEFAULT 0, A_M4 MONEY NOT NULL DEFAULT 0, A_M5 MONEY NOT NULL DEFAULT 0, A_M6 MONEY NOT NULL DEFAULT 0, A_M7 MONEY NOT NULL DEFAULT 0, A_M8 MONEY NOT NULL DEFAULT 0, A_M9 MONEY NOT NULL DEFAULT 0, A_M10 MONEY NOT NULL DEFAULT 0, A_M11 MONEY NOT NULL DEFAULT 0, A_M12 MONEY NOT NULL DEFAULT 0,
+    A_Metodo INT NOT NULL DEFAULT 0, A_Manual INT NOT NULL DEFAULT 0, A_Valor MONEY NOT NULL DEFAULT 0, A_Ver BIT NOT NULL DEFAULT 1,
+    -- The row after it (Existe = 0: the operation removed it).
+    Existe        BIT          NOT NULL,
+    D_M1 MONEY NOT NULL DEFAULT 0, D_M2 MONEY NOT NULL DEFAULT 0, D_M3 MONEY NOT NULL DEFAULT 0, D_M4 MONEY NOT NULL DEFAULT 0, D_M5 MONEY NOT NULL DEFAULT 0, D_M6 MONEY NOT NULL DEFAULT 0, D_M7 MONEY NOT NULL DEFAULT 0, D_M8 MONEY NOT NULL DEFAULT 0, D_M9 MONEY NOT NULL DEFAULT 0, D_M10 MONEY NOT NULL DEFAULT 0, D_M11 MONEY NOT NULL DEFAULT 0, D_M12 MONEY NOT NULL DEFAULT 0,
+    D_Metodo INT NOT NULL DEFAULT 0, D_Manual INT NOT NULL DEFAULT 0, D_Valor MONEY NOT NULL DEFAULT 0, D_Ver BIT NOT NULL DEFAULT 1
+);
+CREATE INDEX IF NOT EXISTS IX_Presupuestos_Cambios_Fila ON Presupuestos_Cambios (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Id);

@@ -1,0 +1,460 @@
+#include "store/Diario.h"
+
+#include "common/NumerosEs.h"
+#include "common/VbError.h"
+#include "db/Conexion.h"
+#include "db/schema/Esquema.h"
+
+#include <QProcessEnvironment>
+
+namespace presupuestos {
+
+namespace {
+
+QString literal(const QString& texto)
+{
+    QString t = texto;
+    return QLatin1Char('\'') + t.replace(QLatin1Char('\''), QStringLiteral("''")) + QLatin1Char('\'');
+}
+
+QString claveFila(const QString& cuenta, qint16 dpto, qint16 ejercicio)
+{
+    return cuenta + QChar(0x1F) + QString::number(dpto) + QChar(0x1F) + QString::number(ejercicio);
+}
+
+const char* const kClaves[] = {"tecleo", "pegado", "borrado", "metodo", "dependientes",
+                               "visibilidad", "importacion", "deshacer", "rehacer"};
+
+QString columnasImagen(const QString& prefijo)
+{
+    QStringList c;
+    for (int m = 1; m <= 12; ++m)
+        c << prefijo + QStringLiteral("M") + QString::number(m);
+    c << prefijo + QStringLiteral("Metodo") << prefijo + QStringLiteral("Manual") << prefijo + QStringLiteral("Valor")
+      << prefijo + QStringLiteral("Ver");
+    return c.join(QStringLiteral(", "));
+}
+
+// The first thing that differs between what a row should be and what it is,
+// in the words of the message that refuses an undo.
+QString primeraDiferencia(const Diario::Imagen& esperada, const Diario::Imagen& actual)
+{
+    if (esperada.existe != actual.existe)
+        return actual.existe ? QStringLiteral("la fila, que ahora existe") : QStringLiteral("la fila, que ya no existe");
+    for (int m = 0; m < 12; ++m)
+        if (esperada.meses[static_cast<std::size_t>(m)] != actual.meses[static_cast<std::size_t>(m)])
+            return QStringLiteral("el mes de ") + es::nombreMes(m + 1);
+    if (esperada.metodo != actual.metodo || esperada.valor != actual.valor)
+        return QStringLiteral("el método de cálculo");
+    if (esperada.manual != actual.manual)
+        return QStringLiteral("los meses tecleados a mano");
+    return QStringLiteral("si se presupuesta");
+}
+
+} // namespace
+
+QString Diario::clave(Tipo t) { return QString::fromLatin1(kClaves[static_cast<int>(t)]); }
+
+QString Diario::nombre(Tipo t)
+{
+    switch (t) {
+    case Tipo::Tecleo: return QStringLiteral("tecleado");
+    case Tipo::Pegado: return QStringLiteral("pegado");
+    case Tipo::Borrado: return QStringLiteral("borrado");
+    case Tipo::Metodo: return QStringLiteral("método de cálculo");
+    case Tipo::Dependientes: return QStringLiteral("recálculo sobre ventas");
+    case Tipo::Visibilidad: return QStringLiteral("presupuestar o no");
+    case Tipo::Importacion: return QStringLiteral("importación");
+    case Tipo::Deshacer: return QStringLiteral("deshacer");
+    case Tipo::Rehacer: return QStringLiteral("rehacer");
+    }
+    return QString();
+}
+
+std::optional<Diario::Tipo> Diario::deClave(const QString& clave)
+{
+    for (int i = 0; i < static_cast<int>(std::size(kClaves)); ++i)
+        if (clave == QLatin1String(kClaves[i]))
+            return static_cast<Tipo>(i);
+    return std::nullopt;
+}
+
+Diario::Diario(std::shared_ptr<Conexion> conexion, qint16 empresa, bool crearTabla)
+    : c_(std::move(conexion)), empresa_(empresa)
+{
+    SinRegistro sin(*c_);
+    if (c_->motor() == Motor::SQLite) {
+        const auto entorno = QProcessEnvironment::systemEnvironment();
+        usuario_ = entorno.value(QStringLiteral("USER"), entorno.value(QStringLiteral("USERNAME")));
+        if (crearTabla) {
+            // A read-only file cannot take it: the journal then stays in memory.
+            try {
+                Esquema::crearDiario(*c_);
+            } catch (const std::exception&) {
+            }
+        }
+    } else {
+        try {
+            Recordset rs = c_->Abrir(QStringLiteral("SELECT SUSER_SNAME()"));
+            if (!rs.eof())
+                usuario_ = rs.texto(0);
+        } catch (const std::exception&) {
+        }
+    }
+    if (usuario_.isEmpty())
+        usuario_ = QStringLiteral("desconocido");
+    try {
+        c_->Abrir(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Cambios WHERE 1 = 0")).Close();
+        disponible_ = true;
+    } catch (const std::exception&) {
+        disponible_ = false;
+    }
+    if (disponible_) {
+        insertar_ = std::make_unique<Comando>(c_);
+        QString marcas = QStringLiteral("?, ?, ?, ?, ?, ") + QString::number(empresa_) + QStringLiteral(", ?, ?, ?");
+        for (int i = 0; i < 2 * 17; ++i)
+            marcas += QStringLiteral(", ?");
+        insertar_->setCommandText(QStringLiteral("INSERT INTO Presupuestos_Cambios (Operacion, Tipo, Descripcion, Usuario, Fecha, "
+                                                 "Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Existia, ")
+                                  + columnasImagen(QStringLiteral("A_")) + QStringLiteral(", Existe, ")
+                                  + columnasImagen(QStringLiteral("D_")) + QStringLiteral(") VALUES (") + marcas
+                                  + QStringLiteral(")"));
+        insertar_->agregarParametro(QStringLiteral("Operacion"), TipoParametro::Entero);
+        insertar_->agregarParametro(QStringLiteral("Tipo"), TipoParametro::Texto, 20);
+        insertar_->agregarParametro(QStringLiteral("Descripcion"), TipoParametro::Texto, 200);
+        insertar_->agregarParametro(QStringLiteral("Usuario"), TipoParametro::Texto, 128);
+        insertar_->agregarParametro(QStringLiteral("Fecha"), TipoParametro::Texto, 30);
+        insertar_->agregarParametro(QStringLiteral("Cod_Ejercicio"), TipoParametro::Entero);
+        insertar_->agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 12);
+        insertar_->agregarParametro(QStringLiteral("Dpto"), TipoParametro::Entero);
+        actualizar_ = std::make_unique<Comando>(c_);
+        QString asignaciones = QStringLiteral("Existe = ?");
+        for (const QString& col : columnasImagen(QStringLiteral("D_")).split(QStringLiteral(", ")))
+            asignaciones += QStringLiteral(", ") + col + QStringLiteral(" = ?");
+        actualizar_->setCommandText(QStringLiteral("UPDATE Presupuestos_Cambios SET ") + asignaciones
+                                    + QStringLiteral(" WHERE Operacion = ? AND Cod_Empresa = ") + QString::number(empresa_)
+                                    + QStringLiteral(" AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
+        auto imagen = [](Comando& c, const QString& prefijo) {
+            c.agregarParametro(prefijo + QStringLiteral("Existe"), TipoParametro::Booleano);
+            for (int m = 1; m <= 12; ++m)
+                c.agregarParametro(prefijo + QStringLiteral("M") + QString::number(m), TipoParametro::Moneda);
+            c.agregarParametro(prefijo + QStringLiteral("Metodo"), TipoParametro::Entero);
+            c.agregarParametro(prefijo + QStringLiteral("Manual"), TipoParametro::Entero);
+            c.agregarParametro(prefijo + QStringLiteral("Valor"), TipoParametro::Moneda);
+            c.agregarParametro(prefijo + QStringLiteral("Ver"), TipoParametro::Booleano);
+        };
+        imagen(*insertar_, QStringLiteral("A_"));
+        imagen(*insertar_, QStringLiteral("D_"));
+        imagen(*actualizar_, QStringLiteral("D_"));
+        actualizar_->agregarParametro(QStringLiteral("Operacion"), TipoParametro::Entero);
+        actualizar_->agregarParametro(QStringLiteral("Cod_Ejercicio"), TipoParametro::Entero);
+        actualizar_->agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 12);
+        actualizar_->agregarParametro(QStringLiteral("Dpto"), TipoParametro::Entero);
+        insertar_->setPrepared(true);
+        actualizar_->setPrepared(true);
+    }
+    c_->setAvisosTransaccion([this] { antesDeConfirmar(); }, [this] { despuesDeConfirmar(); }, [this] { alDeshacer(); });
+}
+
+Diario::~Diario() { c_->setAvisosTransaccion({}, {}, {}); }
+
+// ---- Operations ------------------------------------------------------------------
+
+Diario::Ambito Diario::operacion(Tipo tipo, const QString& descripcion)
+{
+    if (abierta_ && implicita_) {
+        // Writes already made in this transaction join the operation.
+        implicita_ = false;
+        abierta_->tipo = tipo;
+        abierta_->descripcion = descripcion;
+        profundidad_ = 1;
+    } else if (profundidad_++ == 0) {
+        abrir(tipo, descripcion, false);
+    }
+    return Ambito(this);
+}
+
+Diario::Ambito::~Ambito()
+{
+    if (d_ && --d_->profundidad_ == 0)
+        d_->cerrar();
+}
+
+void Diario::Ambito::describir(const QString& descripcion)
+{
+    if (d_ && d_->abierta_ && d_->profundidad_ == 1)
+        d_->abierta_->descripcion = descripcion;
+}
+
+void Diario::abrir(Tipo tipo, const QString& descripcion, bool implicita)
+{
+    abierta_ = Operacion{};
+    abierta_->tipo = tipo;
+    abierta_->descripcion = descripcion;
+    implicita_ = implicita;
+    indice_.clear();
+    escrita_.clear();
+    tocadas_.clear();
+    enTransaccion_.clear();
+    filasAlEmpezar_ = 0;
+}
+
+void Diario::cerrar()
+{
+    if (!abierta_)
+        return;
+    Operacion op = std::move(*abierta_);
+    abierta_.reset();
+    implicita_ = false;
+    indice_.clear();
+    escrita_.clear();
+    tocadas_.clear();
+    enTransaccion_.clear();
+    if (op.filas.empty() || op.tipo == Tipo::Deshacer || op.tipo == Tipo::Rehacer)
+        return;
+    deshacer_.push_back(std::move(op));
+    rehacer_.clear();
+    if (alCambiar_)
+        alCambiar_();
+}
+
+void Diario::antes(const QString& cuenta, qint16 dpto, qint16 ejercicio, Tipo tipo)
+{
+    if (!abierta_)
+        abrir(tipo, nombre(tipo), true);
+    if (tocadas_.empty())
+        filasAlEmpezar_ = abierta_->filas.size();
+    const QString k = claveFila(cuenta, dpto, ejercicio);
+    const auto it = indice_.find(k);
+    if (it != indice_.end()) {
+        if (!enTransaccion_[it->second]) {
+            enTransaccion_[it->second] = 1;
+            tocadas_.push_back(it->second);
+            previos_.push_back({it->second, abierta_->filas[it->second].despues, escrita_[it->second]});
+        }
+        return;
+    }
+    Fila f;
+    f.cuenta = cuenta;
+    f.dpto = dpto;
+    f.ejercicio = ejercicio;
+    f.antes = leer(cuenta, dpto, ejercicio);
+    const std::size_t i = abierta_->filas.size();
+    abierta_->filas.push_back(std::move(f));
+    indice_.emplace(k, i);
+    escrita_.push_back(0);
+    enTransaccion_.push_back(1);
+    tocadas_.push_back(i);
+}
+
+void Diario::antesDeConfirmar()
+{
+    if (!abierta_ || tocadas_.empty())
+        return;
+    SinRegistro sin(*c_);
+    for (std::size_t i : tocadas_) {
+        Fila& f = abierta_->filas[i];
+        f.despues = leer(f.cuenta, f.dpto, f.ejercicio);
+    }
+    if (!disponible_)
+        return;
+    if (abierta_->id == 0) {
+        // Numbered inside the transaction that writes it, after every
+        // operation already in the journal.
+        Recordset rs = c_->Abrir(QStringLiteral("SELECT MAX(Operacion) FROM Presupuestos_Cambios"));
+        abierta_->id = (rs.eof() ? 0 : rs.moneda(0).toInt32()) + 1;
+    }
+    for (std::size_t i : tocadas_) {
+        escribir(abierta_->filas[i], !escrita_[i]);
+        escrita_[i] = 1;
+    }
+}
+
+void Diario::despuesDeConfirmar()
+{
+    for (std::size_t i : tocadas_)
+        enTransaccion_[i] = 0;
+    tocadas_.clear();
+    previos_.clear();
+    if (implicita_ && abierta_)
+        cerrar();
+}
+
+void Diario::alDeshacer()
+{
+    if (!abierta_) {
+        tocadas_.clear();
+        previos_.clear();
+        return;
+    }
+    // The database is as before the transaction: so is what the operation knows of it.
+    for (const Previo& p : previos_) {
+        abierta_->filas[p.fila].despues = p.despues;
+        escrita_[p.fila] = p.escrita;
+        enTransaccion_[p.fila] = 0;
+    }
+    for (std::size_t i = filasAlEmpezar_; i < abierta_->filas.size(); ++i) {
+        const Fila& f = abierta_->filas[i];
+        indice_.erase(claveFila(f.cuenta, f.dpto, f.ejercicio));
+    }
+    abierta_->filas.resize(filasAlEmpezar_);
+    escrita_.resize(filasAlEmpezar_);
+    enTransaccion_.resize(filasAlEmpezar_);
+    tocadas_.clear();
+    previos_.clear();
+    if (abierta_->filas.empty() && implicita_)
+        abierta_.reset();
+}
+
+void Diario::escribir(const Fila& f, bool nueva)
+{
+    auto imagen = [](Comando& c, int desde, const Imagen& im) {
+        c.setValor(desde, QVariant(im.existe));
+        for (int m = 0; m < 12; ++m)
+            c.setValor(desde + 1 + m, im.meses[static_cast<std::size_t>(m)]);
+        c.setValor(desde + 13, QVariant(im.metodo));
+        c.setValor(desde + 14, QVariant(im.manual));
+        c.setValor(desde + 15, im.valor);
+        c.setValor(desde + 16, QVariant(im.ver));
+    };
+    if (nueva) {
+        Comando& c = *insertar_;
+        c.setValor(0, QVariant(static_cast<qint32>(abierta_->id)));
+        c.setValor(1, clave(abierta_->tipo));
+        c.setValor(2, abierta_->descripcion.left(200));
+        c.setValor(3, usuario_.left(128));
+        c.setValor(4, QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz")));
+        c.setValor(5, QVariant(static_cast<qint32>(f.ejercicio)));
+        c.setValor(6, f.cuenta);
+        c.setValor(7, QVariant(static_cast<qint32>(f.dpto)));
+        imagen(c, 8, f.antes);
+        imagen(c, 25, f.despues);
+        c.Execute();
+    } else {
+        Comando& c = *actualizar_;
+        imagen(c, 0, f.despues);
+        c.setValor(17, QVariant(static_cast<qint32>(abierta_->id)));
+        c.setValor(18, QVariant(static_cast<qint32>(f.ejercicio)));
+        c.setValor(19, f.cuenta);
+        c.setValor(20, QVariant(static_cast<qint32>(f.dpto)));
+        c.Execute();
+    }
+}
+
+// ---- Reading ----------------------------------------------------------------------
+
+Diario::Imagen Diario::leer(const QString& cuenta, qint16 dpto, qint16 ejercicio) const
+{
+    SinRegistro sin(*c_);
+    QString sql = QStringLiteral("SELECT M1");
+    for (int m = 2; m <= 12; ++m)
+        sql += QStringLiteral(", M") + QString::number(m);
+    sql += QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor, Ver FROM Presupuestos WHERE Cod_Empresa = ")
+           + QString::number(empresa_) + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(ejercicio)
+           + QStringLiteral(" AND Cuenta = ") + literal(cuenta) + QStringLiteral(" AND Dpto = ") + QString::number(dpto);
+    Recordset rs = c_->Abrir(sql);
+    Imagen im;
+    if (rs.eof())
+        return im;
+    im.existe = true;
+    for (int m = 0; m < 12; ++m)
+        im.meses[static_cast<std::size_t>(m)] = rs.moneda(m);
+    im.metodo = rs.moneda(12).toInt32();
+    im.manual = rs.moneda(13).toInt32();
+    im.valor = rs.moneda(14);
+    im.ver = !rs.moneda(15).isZero();
+    return im;
+}
+
+std::vector<Diario::Entrada> Diario::historial(const QString& cuenta, qint16 dpto, qint16 ejercicio) const
+{
+    std::vector<Entrada> r;
+    if (!disponible_)
+        return r;
+    SinRegistro sin(*c_);
+    const QString sql = QStringLiteral("SELECT Operacion, Tipo, Descripcion, Usuario, Fecha, Existia, ") + columnasImagen(QStringLiteral("A_"))
+                        + QStringLiteral(", Existe, ") + columnasImagen(QStringLiteral("D_"))
+                        + QStringLiteral(" FROM Presupuestos_Cambios WHERE Cod_Empresa = ") + QString::number(empresa_)
+                        + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(ejercicio) + QStringLiteral(" AND Cuenta = ")
+                        + literal(cuenta) + QStringLiteral(" AND Dpto = ") + QString::number(dpto)
+                        + QStringLiteral(" ORDER BY Id DESC");
+    Recordset rs = c_->Abrir(sql);
+    auto imagen = [&rs](int desde) {
+        Imagen im;
+        im.existe = !rs.moneda(desde).isZero();
+        for (int m = 0; m < 12; ++m)
+            im.meses[static_cast<std::size_t>(m)] = rs.moneda(desde + 1 + m);
+        im.metodo = rs.moneda(desde + 13).toInt32();
+        im.manual = rs.moneda(desde + 14).toInt32();
+        im.valor = rs.moneda(desde + 15);
+        im.ver = !rs.moneda(desde + 16).isZero();
+        return im;
+    };
+    while (!rs.eof()) {
+        Entrada e;
+        e.operacion = rs.moneda(0).toInt32();
+        e.tipo = deClave(rs.texto(1)).value_or(Tipo::Tecleo);
+        e.descripcion = rs.texto(2);
+        e.usuario = rs.texto(3);
+        e.fecha = QDateTime::fromString(rs.texto(4).left(23), QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+        if (!e.fecha.isValid())
+            e.fecha = rs.campo(4).toDateTime();
+        e.antes = imagen(5);
+        e.despues = imagen(22);
+        r.push_back(std::move(e));
+        rs.MoveNext();
+    }
+    return r;
+}
+
+// ---- Undo and redo ---------------------------------------------------------------------
+
+QString Diario::textoDeshacer() const
+{
+    return deshacer_.empty() ? QStringLiteral("Deshacer") : QStringLiteral("Deshacer: ") + deshacer_.back().descripcion;
+}
+
+QString Diario::textoRehacer() const
+{
+    return rehacer_.empty() ? QStringLiteral("Rehacer") : QStringLiteral("Rehacer: ") + rehacer_.back().descripcion;
+}
+
+Diario::Operacion Diario::deshacer(const Restaurar& restaurar) { return aplicar(deshacer_, rehacer_, true, restaurar); }
+
+Diario::Operacion Diario::rehacer(const Restaurar& restaurar) { return aplicar(rehacer_, deshacer_, false, restaurar); }
+
+Diario::Operacion Diario::aplicar(std::vector<Operacion>& de, std::vector<Operacion>& a, bool haciaAntes,
+                                  const Restaurar& restaurar)
+{
+    if (de.empty())
+        return {};
+    const Operacion op = de.back();
+    {
+        Ambito ambito = operacion(haciaAntes ? Tipo::Deshacer : Tipo::Rehacer,
+                                  (haciaAntes ? QStringLiteral("deshacer ") : QStringLiteral("rehacer ")) + op.descripcion);
+        Transaccion t(*c_);
+        // Every row must be as the operation left it (or found it) before
+        // anything is written: another user's figure is never overwritten.
+        for (const Fila& f : op.filas) {
+            const Imagen& esperada = haciaAntes ? f.despues : f.antes;
+            const Imagen actual = leer(f.cuenta, f.dpto, f.ejercicio);
+            if (!(actual == esperada))
+                throw ConflictoDiario(QStringLiteral("No se puede %1 «%2»: otro usuario ha cambiado desde entonces %3 de la cuenta %4, "
+                                                     "departamento %5. No se ha cambiado nada.")
+                                          .arg(haciaAntes ? QStringLiteral("deshacer") : QStringLiteral("rehacer"), op.descripcion,
+                                               primeraDiferencia(esperada, actual), f.cuenta, QString::number(f.dpto)));
+        }
+        for (auto it = op.filas.rbegin(); it != op.filas.rend(); ++it)
+            restaurar(it->cuenta, it->dpto, it->ejercicio, haciaAntes ? it->antes : it->despues);
+        t.confirmar();
+    }
+    de.pop_back();
+    a.push_back(op);
+    if (alCambiar_)
+        alCambiar_();
+    return op;
+}
+
+ConflictoDiario::ConflictoDiario(const QString& mensaje) : std::runtime_error(mensaje.toStdString()), mensaje_(mensaje) {}
+
+} // namespace presupuestos

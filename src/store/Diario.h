@@ -1,0 +1,185 @@
+#pragma once
+// The change journal, and undo and redo on it. Every write of a budget row
+// by this user goes through the store, which tells the journal first: the
+// row is read as it stands before the operation's first write to it, and
+// again, as the operation left it, just before the transaction commits; the
+// two images go into Presupuestos_Cambios in that same transaction.
+//
+// An operation is what the user did in one go: a typed month with the rows
+// that follow the sales, a paste, an applied method, an import. Undo puts
+// every row of the last operation back as it was before, through the store,
+// after checking (in the same transaction) that no one has changed any of
+// them since; redo does the reverse. Both are operations of the journal too.
+//
+// Without the table (a server whose schema was not updated) the journal
+// keeps the session's operations in memory only: undo works, history does not.
+
+#include "common/Currency.h"
+
+#include <QDateTime>
+#include <QString>
+#include <array>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <unordered_map>
+#include <vector>
+
+namespace presupuestos {
+
+class Conexion;
+class Comando;
+
+// An undo or redo refused because another user changed one of its rows.
+class ConflictoDiario : public std::runtime_error {
+public:
+    explicit ConflictoDiario(const QString& mensaje);
+    const QString& mensaje() const { return mensaje_; }
+
+private:
+    QString mensaje_;
+};
+
+class Diario {
+public:
+    enum class Tipo { Tecleo, Pegado, Borrado, Metodo, Dependientes, Visibilidad, Importacion, Deshacer, Rehacer };
+    // The word stored in the table, and how the history names it.
+    static QString clave(Tipo t);
+    static QString nombre(Tipo t);
+    static std::optional<Tipo> deClave(const QString& clave);
+
+    // A budget row as stored; existe false when there is none.
+    struct Imagen {
+        bool existe = false;
+        std::array<Currency, 12> meses{};
+        qint32 metodo = 0;
+        qint32 manual = 0;
+        Currency valor;
+        bool ver = true;
+        bool operator==(const Imagen&) const = default;
+    };
+
+    struct Fila {
+        QString cuenta;
+        qint16 dpto = 0;
+        qint16 ejercicio = 0;
+        Imagen antes;
+        Imagen despues;
+    };
+
+    struct Operacion {
+        qint64 id = 0;
+        Tipo tipo = Tipo::Tecleo;
+        QString descripcion;
+        std::vector<Fila> filas;
+    };
+
+    // journal: whether to create the table when the database is SQLite and
+    // lacks it (a server's schema is never touched from here).
+    Diario(std::shared_ptr<Conexion> conexion, qint16 empresa, bool crearTabla = true);
+    ~Diario();
+    Diario(const Diario&) = delete;
+    Diario& operator=(const Diario&) = delete;
+
+    // Whether the database keeps the journal (and so the history).
+    bool disponible() const { return disponible_; }
+    // Who the journal names: the database login, or the system's user for SQLite.
+    const QString& usuario() const { return usuario_; }
+
+    // One user operation: the writes made while the outermost of these
+    // lives are one step of undo. Writes outside any are grouped by
+    // transaction, under the kind the store gives them.
+    class Ambito {
+    public:
+        ~Ambito();
+        Ambito(Ambito&& o) noexcept : d_(o.d_) { o.d_ = nullptr; }
+        Ambito(const Ambito&) = delete;
+        Ambito& operator=(const Ambito&) = delete;
+        // The description, once the operation knows it (how many cells...).
+        void describir(const QString& descripcion);
+
+    private:
+        friend class Diario;
+        explicit Ambito(Diario* d) : d_(d) {}
+        Diario* d_;
+    };
+    Ambito operacion(Tipo tipo, const QString& descripcion);
+
+    // The store, before it writes a row. tipo names an operation of its own
+    // when none is open.
+    void antes(const QString& cuenta, qint16 dpto, qint16 ejercicio, Tipo tipo);
+
+    bool puedeDeshacer() const { return !deshacer_.empty(); }
+    bool puedeRehacer() const { return !rehacer_.empty(); }
+    // "Deshacer: pegar 36 celdas"; just "Deshacer" when there is nothing.
+    QString textoDeshacer() const;
+    QString textoRehacer() const;
+
+    // Writes a row back to an image (the store's restore path).
+    using Restaurar = std::function<void(const QString& cuenta, qint16 dpto, qint16 ejercicio, const Imagen& imagen)>;
+    // Undoes the last operation and returns it; refuses, changing nothing,
+    // when another user has changed one of its rows since.
+    Operacion deshacer(const Restaurar& restaurar);
+    Operacion rehacer(const Restaurar& restaurar);
+
+    // Heard after an operation is added, undone or redone.
+    void setAlCambiar(std::function<void()> f) { alCambiar_ = std::move(f); }
+
+    // The row's history, newest first.
+    struct Entrada {
+        qint64 operacion = 0;
+        Tipo tipo = Tipo::Tecleo;
+        QString descripcion;
+        QString usuario;
+        QDateTime fecha;
+        Imagen antes;
+        Imagen despues;
+    };
+    std::vector<Entrada> historial(const QString& cuenta, qint16 dpto, qint16 ejercicio) const;
+
+    // The row as the database holds it now.
+    Imagen leer(const QString& cuenta, qint16 dpto, qint16 ejercicio) const;
+
+private:
+    void abrir(Tipo tipo, const QString& descripcion, bool implicita);
+    void cerrar();
+    void antesDeConfirmar();
+    void despuesDeConfirmar();
+    void alDeshacer();
+    void escribir(const Fila& f, bool nueva);
+    Operacion aplicar(std::vector<Operacion>& de, std::vector<Operacion>& a, bool haciaAntes, const Restaurar& restaurar);
+
+    std::shared_ptr<Conexion> c_;
+    qint16 empresa_;
+    bool disponible_ = false;
+    QString usuario_;
+    std::unique_ptr<Comando> insertar_;
+    std::unique_ptr<Comando> actualizar_;
+
+    // The operation being recorded.
+    std::optional<Operacion> abierta_;
+    int profundidad_ = 0;
+    bool implicita_ = false;
+    bool enDeshacer_ = false;
+    // Its rows by key; which of them the journal has written already; which
+    // the current transaction touched, and what to go back to if it rolls
+    // back (rows from filasAlEmpezar_ on were first touched in it).
+    std::unordered_map<QString, std::size_t> indice_;
+    std::vector<char> escrita_;
+    std::vector<char> enTransaccion_;
+    std::vector<std::size_t> tocadas_;
+    struct Previo {
+        std::size_t fila;
+        Imagen despues;
+        char escrita;
+    };
+    std::vector<Previo> previos_;
+    std::size_t filasAlEmpezar_ = 0;
+
+    std::vector<Operacion> deshacer_;
+    std::vector<Operacion> rehacer_;
+    std::function<void()> alCambiar_;
+};
+
+} // namespace presupuestos
