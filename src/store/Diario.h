@@ -111,6 +111,8 @@ public:
     void antes(const QString& cuenta, qint16 dpto, qint16 ejercicio, Tipo tipo);
 
     bool puedeDeshacer() const { return !deshacer_.empty(); }
+    // The operation undo would take back, if any.
+    const Operacion* ultima() const { return deshacer_.empty() ? nullptr : &deshacer_.back(); }
     bool puedeRehacer() const { return !rehacer_.empty(); }
     // "Deshacer: pegar 36 celdas"; just "Deshacer" when there is nothing.
     QString textoDeshacer() const;

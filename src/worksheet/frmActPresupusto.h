@@ -235,6 +235,8 @@ private:
     void actualizarDeshacer();
     // The grid as a fresh load shows it after an undo or redo, on the same cell.
     void mostrarTrasDeshacer(const Diario::Operacion& op, bool haciaAntes);
+    // The whole budget's bar after an operation (or its undo) whose rows it cannot see.
+    void seguirEnBarraTotal(const Diario::Operacion& op, bool haciaAntes);
     void aplicarDiario(bool deshacer);
 };
 

@@ -20,16 +20,25 @@ using namespace modPublic;
 
 namespace {
 
-// Whether a row counts as holding figures on the completion bars: a total
-// other than zero, as the grid shows it.
-bool conValores(const Diario::Imagen& im, qint16 ejercicio, int decimales)
+// How a row stands on the bar of the whole budget: whether it is one of its
+// rows (a row taken out of the budget is not) and whether it holds figures
+// (a total other than zero, as the grid shows it).
+struct EnBarra {
+    int filas = 0;
+    int conValores = 0;
+};
+
+EnBarra enBarra(const Diario::Imagen& im, qint16 ejercicio, int decimales)
 {
-    if (!im.existe || !im.ver || ejercicio != EjercicioActivo)
-        return false;
+    EnBarra b;
+    if (ejercicio != EjercicioActivo || (im.existe && !im.ver))
+        return b;
+    b.filas = 1;
     Suma total = 0;
     for (const Currency& m : im.meses)
         total += m.rounded(decimales).raw();
-    return total != 0;
+    b.conValores = im.existe && total != 0 ? 1 : 0;
+    return b;
 }
 
 } // namespace
@@ -79,21 +88,26 @@ void frmActPresupusto::aplicarDiario(bool deshacer)
     actualizarDeshacer();
 }
 
+void frmActPresupusto::seguirEnBarraTotal(const Diario::Operacion& op, bool haciaAntes)
+{
+    // The bar of the whole budget moves by the rows the operation took out
+    // of the budget or put back, and by those that gained or lost figures.
+    for (const Diario::Fila& f : op.filas) {
+        const EnBarra desde = enBarra(haciaAntes ? f.despues : f.antes, f.ejercicio, Decimales);
+        const EnBarra hacia = enBarra(haciaAntes ? f.antes : f.despues, f.ejercicio, Decimales);
+        completadoTotal_.filas += hacia.filas - desde.filas;
+        completadoTotal_.conValores += hacia.conValores - desde.conValores;
+    }
+    mostrarCompletado();
+}
+
 void frmActPresupusto::mostrarTrasDeshacer(const Diario::Operacion& op, bool haciaAntes)
 {
-    // The bar of the whole budget moves by the rows that gained or lost
-    // figures; the rest is what a fresh load of the same selection shows.
-    int diferencia = 0;
-    for (const Diario::Fila& f : op.filas) {
-        const Diario::Imagen& desde = haciaAntes ? f.despues : f.antes;
-        const Diario::Imagen& hacia = haciaAntes ? f.antes : f.despues;
-        diferencia += (conValores(hacia, f.ejercicio, Decimales) ? 1 : 0) - (conValores(desde, f.ejercicio, Decimales) ? 1 : 0);
-    }
+    // What a fresh load of the same selection shows, on the same cell.
     ModeloRejilla& m = vsPresupuesto->modelo();
     const int fila = m.Row(), col = m.Col(), arriba = m.TopRow();
     CargarPresupuesto();
-    completadoTotal_.conValores += diferencia;
-    mostrarCompletado();
+    seguirEnBarraTotal(op, haciaAntes);
     if (m.Rows() > 1) {
         m.Select(std::clamp(fila, 1, m.Rows() - 1), std::clamp(col, 0, m.Cols() - 1));
         m.setTopRow(arriba);

@@ -373,12 +373,19 @@ void frmActPresupusto::CambiarPresupuestable()
         // Total rows have no account to move.
         if (r < 1 || r >= m.Rows() || m.IsSubtotal(r))
             return;
-        const auto operacion = diario_->operacion(
-            Diario::Tipo::Visibilidad, (VerPresupuestables ? QStringLiteral("quitar del presupuesto la cuenta %1, dpto. %2")
-                                                           : QStringLiteral("volver a presupuestar la cuenta %1, dpto. %2"))
-                                           .arg(presupuesto_->cuenta(r), QString::number(presupuesto_->dpto(r))));
-        dbPresupuesto_->SetVisible(presupuesto_->cuenta(r), presupuesto_->dpto(r), !VerPresupuestables);
+        const QString cuenta = presupuesto_->cuenta(r);
+        const qint16 dpto = presupuesto_->dpto(r);
+        {
+            const auto operacion = diario_->operacion(
+                Diario::Tipo::Visibilidad, (VerPresupuestables ? QStringLiteral("quitar del presupuesto la cuenta %1, dpto. %2")
+                                                               : QStringLiteral("volver a presupuestar la cuenta %1, dpto. %2"))
+                                               .arg(cuenta, QString::number(dpto)));
+            dbPresupuesto_->SetVisible(cuenta, dpto, !VerPresupuestables);
+        }
         CargarPresupuesto();
+        // A row taken out of the budget (or put back) leaves (or joins) its bar too.
+        if (const Diario::Operacion* hecha = diario_->ultima())
+            seguirEnBarraTotal(*hecha, false);
     });
 }
 
