@@ -1,5 +1,6 @@
 #include "BaseDatosPrueba.h"
 #include "common/VbError.h"
+#include "common/Reloj.h"
 #include "worksheet/core/RepositorioHoja.h"
 
 #include <QSqlQuery>
@@ -133,4 +134,19 @@ TEST(RepositorioFiltros, ACategoryNarrowsTheFilterTableToItsAccounts)
             e.repositorio.insertarCuenta(filtro.cuentas()[i]);
     EXPECT_EQ(e.tablaFiltro(), (QStringList{QStringLiteral("20|70000001|Ventas textil|1|Norte"), QStringLiteral("20|70000001|Ventas textil|2|Sur"),
                                             QStringLiteral("20|70000002|Bar D'Angelo|1|Norte"), QStringLiteral("20|70000002|Bar D'Angelo|2|Sur")}));
+}
+
+TEST(RepositorioFiltros, TwoWorksheetsOpenedInTheSameHundredthGetTablesOfTheirOwn)
+{
+    BaseDatosPrueba bd;
+    reloj::fijar([] { return 36000.0; });
+    RepositorioHoja r(*bd.conexion);
+    const auto a = r.crearTablasTemporales();
+    const auto b = r.crearTablasTemporales();
+    reloj::fijar({});
+    EXPECT_NE(a.filtroCuentas, b.filtroCuentas);
+    EXPECT_NE(a.estadisticas, b.estadisticas);
+    EXPECT_TRUE(a.filtroCuentas.startsWith(QStringLiteral("##PresupFiltroCuentas_")));
+    r.borrarTablasTemporales(a);
+    r.borrarTablasTemporales(b);
 }

@@ -23,16 +23,30 @@ qint16 RepositorioHoja::ejercicioInicial(int codEmpresa, int ejercicioEmpresa)
 
 RepositorioHoja::Tablas RepositorioHoja::crearTablasTemporales()
 {
+    // The names carry the time of day; a worksheet opened within the same
+    // hundredth of a second as another (by this user or, on a server, any
+    // other) takes the next hundredth instead of failing to open.
+    const auto crear = [this](const QString& prefijo, const QString& columnas) {
+        const double ahora = reloj::segundosDesdeMedianoche();
+        for (int intento = 0;; ++intento) {
+            const QString nombre = prefijo + sello(ahora + intento * 0.01);
+            try {
+                c_.Execute(QStringLiteral("CREATE TABLE ") + nombre + columnas);
+                return nombre;
+            } catch (const VbError&) {
+                if (intento == 9)
+                    throw;
+            }
+        }
+    };
     Tablas t;
-    t.filtroCuentas = QStringLiteral("##PresupFiltroCuentas_") + sello(reloj::segundosDesdeMedianoche());
-    t.estadisticas = QStringLiteral("##Drumav_Estadisticas_") + sello(reloj::segundosDesdeMedianoche());
-    c_.Execute(QStringLiteral("CREATE TABLE ") + t.filtroCuentas
-               + QStringLiteral("([Codigo] INT, Cuenta [VARCHAR](12), Nombre VARCHAR(200), Dpto INT, Dpto_Nombre VARCHAR(200))"));
-    QString sql = QStringLiteral("CREATE TABLE ") + t.estadisticas + QStringLiteral(" (Cuenta VARCHAR(12), Cod_Ejercicio INT, Dpto INT");
+    t.filtroCuentas = crear(QStringLiteral("##PresupFiltroCuentas_"),
+                            QStringLiteral("([Codigo] INT, Cuenta [VARCHAR](12), Nombre VARCHAR(200), Dpto INT, Dpto_Nombre VARCHAR(200))"));
+    QString columnas = QStringLiteral(" (Cuenta VARCHAR(12), Cod_Ejercicio INT, Dpto INT");
     for (int m = 1; m <= 11; ++m)
-        sql += QStringLiteral(", M%1 MONEY").arg(m);
-    sql += QStringLiteral(", M12 MONEY)");
-    c_.Execute(sql);
+        columnas += QStringLiteral(", M%1 MONEY").arg(m);
+    columnas += QStringLiteral(", M12 MONEY)");
+    t.estadisticas = crear(QStringLiteral("##Drumav_Estadisticas_"), columnas);
     return t;
 }
 
