@@ -439,15 +439,19 @@ void Conexion::BeginTrans()
 
 void Conexion::CommitTrans()
 {
-    if (transacciones_ == 1 && antesDeConfirmar_)
-        antesDeConfirmar_();
+    if (transacciones_ == 1)
+        for (const auto& [dueno, a] : avisos_)
+            if (a.antesDeConfirmar)
+                a.antesDeConfirmar();
     anotar(QStringLiteral("COMMIT TRANSACTION"));
     if (!db_.commit())
         throw errorMotor(db_.lastError());
     if (transacciones_ > 0)
         --transacciones_;
-    if (transacciones_ == 0 && despuesDeConfirmar_)
-        despuesDeConfirmar_();
+    if (transacciones_ == 0)
+        for (const auto& [dueno, a] : avisos_)
+            if (a.despuesDeConfirmar)
+                a.despuesDeConfirmar();
 }
 
 void Conexion::RollbackTrans()
@@ -456,18 +460,23 @@ void Conexion::RollbackTrans()
     if (transacciones_ > 0)
         --transacciones_;
     const bool hecho = db_.rollback();
-    if (transacciones_ == 0 && alDeshacer_)
-        alDeshacer_();
+    if (transacciones_ == 0)
+        for (const auto& [dueno, a] : avisos_)
+            if (a.alDeshacer)
+                a.alDeshacer();
     if (!hecho)
         throw errorMotor(db_.lastError());
 }
 
-void Conexion::setAvisosTransaccion(std::function<void()> antesDeConfirmar, std::function<void()> despuesDeConfirmar,
-                                    std::function<void()> alDeshacer)
+void Conexion::agregarAvisos(const void* dueno, AvisosTransaccion avisos)
 {
-    antesDeConfirmar_ = std::move(antesDeConfirmar);
-    despuesDeConfirmar_ = std::move(despuesDeConfirmar);
-    alDeshacer_ = std::move(alDeshacer);
+    quitarAvisos(dueno);
+    avisos_.emplace_back(dueno, std::move(avisos));
+}
+
+void Conexion::quitarAvisos(const void* dueno)
+{
+    std::erase_if(avisos_, [dueno](const auto& a) { return a.first == dueno; });
 }
 
 Transaccion::Transaccion(Conexion& c) : c_(c)

@@ -68,9 +68,14 @@ public:
     // it just before it commits (what it writes commits with it, and if it
     // fails nothing does), despuesDeConfirmar once it has, alDeshacer after
     // it rolls back. The change journal keeps its rows in the transaction
-    // of the changes they tell.
-    void setAvisosTransaccion(std::function<void()> antesDeConfirmar, std::function<void()> despuesDeConfirmar,
-                              std::function<void()> alDeshacer);
+    // of the changes they tell; each worksheet on the connection has its own.
+    struct AvisosTransaccion {
+        std::function<void()> antesDeConfirmar;
+        std::function<void()> despuesDeConfirmar;
+        std::function<void()> alDeshacer;
+    };
+    void agregarAvisos(const void* dueno, AvisosTransaccion avisos);
+    void quitarAvisos(const void* dueno);
     // SQLite only: how long a statement waits on another user's lock.
     void setEsperaBloqueo(int milisegundos);
 
@@ -128,9 +133,7 @@ private:
     QString errorAsincrono_;
     bool completando_ = false;
     sqlite3* sqlite_ = nullptr;
-    std::function<void()> antesDeConfirmar_;
-    std::function<void()> despuesDeConfirmar_;
-    std::function<void()> alDeshacer_;
+    std::vector<std::pair<const void*, AvisosTransaccion>> avisos_;
 };
 
 // Statements run while one of these lives stay out of the log, which holds

@@ -153,10 +153,10 @@ Diario::Diario(std::shared_ptr<Conexion> conexion, qint16 empresa, bool crearTab
         insertar_->setPrepared(true);
         actualizar_->setPrepared(true);
     }
-    c_->setAvisosTransaccion([this] { antesDeConfirmar(); }, [this] { despuesDeConfirmar(); }, [this] { alDeshacer(); });
+    c_->agregarAvisos(this, {[this] { antesDeConfirmar(); }, [this] { despuesDeConfirmar(); }, [this] { alDeshacer(); }});
 }
 
-Diario::~Diario() { c_->setAvisosTransaccion({}, {}, {}); }
+Diario::~Diario() { c_->quitarAvisos(this); }
 
 // ---- Operations ------------------------------------------------------------------
 
