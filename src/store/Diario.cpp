@@ -260,8 +260,9 @@ void Diario::antesDeConfirmar()
         return;
     if (abierta_->id == 0) {
         // Numbered inside the transaction that writes it, after every
-        // operation already in the journal.
-        Recordset rs = c_->Abrir(QStringLiteral("SELECT MAX(Operacion) FROM Presupuestos_Cambios"));
+        // operation already in the journal: the number its first row will
+        // take, which the key finds without reading the journal through.
+        Recordset rs = c_->Abrir(QStringLiteral("SELECT MAX(Id) FROM Presupuestos_Cambios"));
         abierta_->id = (rs.eof() ? 0 : rs.moneda(0).toInt32()) + 1;
     }
     for (std::size_t i : tocadas_) {
