@@ -453,10 +453,38 @@ int main(int argc, char** argv)
                << notas(pegado)
                << Qt::endl;
 
+        // ---- What the change journal adds to a paste ----------------------
+        // The same block pasted over the same rows, alternately with the
+        // journal and without it (the journal detached from the store).
+        std::vector<double> conDiario, sinDiario;
+        for (int vuelta = 0; vuelta < 3; ++vuelta) {
+            for (const bool diario : {false, true}) {
+                QStringList otras;
+                for (int i = 0; i < 1000; ++i) {
+                    QStringList campos;
+                    for (int mes = 1; mes <= 12; ++mes)
+                        campos << QStringLiteral("%1,%2").arg(200 + i + vuelta).arg(mes + (diario ? 1 : 0));
+                    otras << campos.join(QLatin1Char('\t'));
+                }
+                plataforma.portapapeles->contenido = otras.join(QStringLiteral("\r\n")) + QStringLiteral("\r\n");
+                hoja->usarDiario(diario);
+                m.Select(2, 4);
+                t.restart();
+                hoja->Copiar_Desde_Clipboard();
+                conexion->completarPendientes();
+                (diario ? conDiario : sinDiario).push_back(ms(t));
+            }
+        }
+        hoja->usarDiario(true);
+        const double pegarConDiario = mediana(conDiario), pegarSinDiario = mediana(sinDiario);
+        salida << "Pegar 1.000 x 12 con el diario de cambios: " << pegarConDiario << " ms; sin él: " << pegarSinDiario
+               << " ms (medianas de 3)" << Qt::endl;
+
         ratio("first_load_vs_sqlite", cargaHoja / sueloCarga);
         ratio("paste_vs_sqlite", pegar / sueloPegado);
         ratio("edit_vs_sqlite", edicion / edicionSuelo);
         ratio("rss_kib_per_row", static_cast<double>(rssDespues - rssAntes) / std::max(1, filasRejilla));
+        ratio("paste_journal_overhead", pegarConDiario / pegarSinDiario);
     }
     modPublic::Liberar();
     conexion.reset();

@@ -238,7 +238,8 @@ void Diario::antes(const QString& cuenta, qint16 dpto, qint16 ejercicio, Tipo ti
     f.cuenta = cuenta;
     f.dpto = dpto;
     f.ejercicio = ejercicio;
-    f.antes = leer(cuenta, dpto, ejercicio);
+    const auto prevista = previstas_.find(k);
+    f.antes = prevista != previstas_.end() ? prevista->second : leer(cuenta, dpto, ejercicio);
     const std::size_t i = abierta_->filas.size();
     abierta_->filas.push_back(std::move(f));
     indice_.emplace(k, i);
@@ -247,14 +248,34 @@ void Diario::antes(const QString& cuenta, qint16 dpto, qint16 ejercicio, Tipo ti
     tocadas_.push_back(i);
 }
 
+void Diario::prever(const std::vector<std::pair<QString, qint16>>& filas, qint16 ejercicio)
+{
+    std::vector<std::pair<QString, qint16>> nuevas;
+    for (const auto& [cuenta, dpto] : filas)
+        if (!indice_.count(claveFila(cuenta, dpto, ejercicio)))
+            nuevas.emplace_back(cuenta, dpto);
+    for (auto& [k, im] : leerVarias(nuevas, ejercicio))
+        previstas_.insert_or_assign(k, std::move(im));
+}
+
 void Diario::antesDeConfirmar()
 {
     if (!abierta_ || tocadas_.empty())
         return;
     SinRegistro sin(*c_);
+    // The rows as the transaction leaves them, a year at a time.
+    std::unordered_map<qint16, std::vector<std::pair<QString, qint16>>> porEjercicio;
+    for (std::size_t i : tocadas_) {
+        const Fila& f = abierta_->filas[i];
+        porEjercicio[f.ejercicio].emplace_back(f.cuenta, f.dpto);
+    }
+    std::unordered_map<QString, Imagen> leidas;
+    for (const auto& [ejercicio, filas] : porEjercicio)
+        leidas.merge(leerVarias(filas, ejercicio));
     for (std::size_t i : tocadas_) {
         Fila& f = abierta_->filas[i];
-        f.despues = leer(f.cuenta, f.dpto, f.ejercicio);
+        const auto it = leidas.find(claveFila(f.cuenta, f.dpto, f.ejercicio));
+        f.despues = it != leidas.end() ? it->second : Imagen{};
     }
     if (!disponible_)
         return;
@@ -273,6 +294,7 @@ void Diario::antesDeConfirmar()
 
 void Diario::despuesDeConfirmar()
 {
+    previstas_.clear();
     for (std::size_t i : tocadas_)
         enTransaccion_[i] = 0;
     tocadas_.clear();
@@ -283,6 +305,7 @@ void Diario::despuesDeConfirmar()
 
 void Diario::alDeshacer()
 {
+    previstas_.clear();
     if (!abierta_) {
         tocadas_.clear();
         previos_.clear();
@@ -365,6 +388,56 @@ Diario::Imagen Diario::leer(const QString& cuenta, qint16 dpto, qint16 ejercicio
     im.valor = rs.moneda(14);
     im.ver = !rs.moneda(15).isZero();
     return im;
+}
+
+std::unordered_map<QString, Diario::Imagen> Diario::leerVarias(const std::vector<std::pair<QString, qint16>>& filas,
+                                                              qint16 ejercicio) const
+{
+    std::unordered_map<QString, Imagen> r;
+    if (filas.empty())
+        return r;
+    for (const auto& [cuenta, dpto] : filas)
+        r.emplace(claveFila(cuenta, dpto, ejercicio), Imagen{});
+    if (filas.size() == 1) {
+        r[claveFila(filas[0].first, filas[0].second, ejercicio)] = leer(filas[0].first, filas[0].second, ejercicio);
+        return r;
+    }
+    SinRegistro sin(*c_);
+    QStringList cuentas;
+    {
+        std::unordered_map<QString, char> vistas;
+        for (const auto& f : filas)
+            if (vistas.emplace(f.first, 1).second)
+                cuentas << literal(f.first);
+    }
+    // A few hundred accounts per statement; the departments not asked for
+    // that come along are left out.
+    constexpr qsizetype kPorSentencia = 400;
+    for (qsizetype desde = 0; desde < cuentas.size(); desde += kPorSentencia) {
+        QString sql = QStringLiteral("SELECT Cuenta, Dpto, M1");
+        for (int m = 2; m <= 12; ++m)
+            sql += QStringLiteral(", M") + QString::number(m);
+        sql += QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor, Ver FROM Presupuestos WHERE Cod_Empresa = ")
+               + QString::number(empresa_) + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(ejercicio)
+               + QStringLiteral(" AND Cuenta IN (") + cuentas.mid(desde, kPorSentencia).join(QLatin1Char(','))
+               + QLatin1Char(')');
+        Recordset rs = c_->Abrir(sql);
+        while (!rs.eof()) {
+            const auto it = r.find(claveFila(rs.texto(0), static_cast<qint16>(rs.moneda(1).toInt32()), ejercicio));
+            if (it != r.end()) {
+                Imagen& im = it->second;
+                im.existe = true;
+                for (int m = 0; m < 12; ++m)
+                    im.meses[static_cast<std::size_t>(m)] = rs.moneda(2 + m);
+                im.metodo = rs.moneda(14).toInt32();
+                im.manual = rs.moneda(15).toInt32();
+                im.valor = rs.moneda(16);
+                im.ver = !rs.moneda(17).isZero();
+            }
+            rs.MoveNext();
+        }
+    }
+    return r;
 }
 
 std::vector<Diario::Entrada> Diario::historial(const QString& cuenta, qint16 dpto, qint16 ejercicio) const

@@ -109,6 +109,9 @@ public:
     // The store, before it writes a row. tipo names an operation of its own
     // when none is open.
     void antes(const QString& cuenta, qint16 dpto, qint16 ejercicio, Tipo tipo);
+    // The rows a batch is about to write, read in a few statements instead
+    // of one each; call it inside the batch's transaction.
+    void prever(const std::vector<std::pair<QString, qint16>>& filas, qint16 ejercicio);
 
     bool puedeDeshacer() const { return !deshacer_.empty(); }
     // The operation undo would take back, if any.
@@ -142,6 +145,8 @@ public:
 
     // The row as the database holds it now.
     Imagen leer(const QString& cuenta, qint16 dpto, qint16 ejercicio) const;
+    // Many rows of a year at once, by key (those missing: no row).
+    std::unordered_map<QString, Imagen> leerVarias(const std::vector<std::pair<QString, qint16>>& filas, qint16 ejercicio) const;
 
 private:
     void abrir(Tipo tipo, const QString& descripcion, bool implicita);
@@ -178,6 +183,8 @@ private:
     };
     std::vector<Previo> previos_;
     std::size_t filasAlEmpezar_ = 0;
+    // Rows read ahead for the transaction's writes.
+    std::unordered_map<QString, Imagen> previstas_;
 
     std::vector<Operacion> deshacer_;
     std::vector<Operacion> rehacer_;

@@ -141,6 +141,9 @@ public:
     void Rehacer();
     void mostrarHistorial();
     Diario* diario() const { return diario_.get(); }
+    // Detaches the journal from the store (and attaches it again): what
+    // measuring its cost needs; the worksheet always runs with it.
+    void usarDiario(bool usar);
     void cmdNoEnlanzarTablas_Click();
     void cmdShowCal_Click();
     void cmdImportar_Click();

@@ -59,6 +59,8 @@ void frmActPresupusto::actualizarDeshacer()
           QStringLiteral("Rehacer"));
 }
 
+void frmActPresupusto::usarDiario(bool usar) { dbPresupuesto_->setDiario(usar ? diario_.get() : nullptr); }
+
 void frmActPresupusto::Deshacer() { aplicarDiario(true); }
 
 void frmActPresupusto::Rehacer() { aplicarDiario(false); }

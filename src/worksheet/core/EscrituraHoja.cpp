@@ -173,6 +173,17 @@ void EscrituraHoja::escribirLote(const std::vector<Celda>& celdas, IProgreso* pr
         comprobador.cambiar(c.fila, c.col, c.valor.rounded(r_.aspecto().decimales));
     comprobador.comprobar();
     enLote([&] {
+        // The journal reads the rows the batch writes in a few statements.
+        if (Diario* diario = store_.diario()) {
+            std::vector<std::pair<QString, qint16>> filas;
+            int anterior = -1;
+            for (const Celda& c : celdas)
+                if (c.fila != anterior) {
+                    anterior = c.fila;
+                    filas.emplace_back(r_.cuenta(c.fila), r_.dpto(c.fila));
+                }
+            diario->prever(filas, static_cast<qint16>(modPublic::EjercicioActivo));
+        }
         int hechas = 0;
         for (const Celda& c : celdas) {
             if (avisos_.antesDeCelda)
