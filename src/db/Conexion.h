@@ -21,6 +21,9 @@
 #include <memory>
 #include <vector>
 
+struct sqlite3;
+struct sqlite3_stmt;
+
 namespace presupuestos {
 
 enum class Motor { SQLite, SqlServer };
@@ -86,6 +89,8 @@ public:
     QString ultimoErrorAsincrono() const { return errorAsincrono_; }
 
     QSqlDatabase& baseDatos() { return db_; }
+    // The engine's own handle (SQLite), null for other engines.
+    sqlite3* manejadorSqlite() const { return sqlite_; }
 
     // Internal use by Recordset and Comando.
     void anotar(const QString& sql);
@@ -103,6 +108,7 @@ private:
     QString nombre_;
     QString fichero_;
     QSqlDatabase db_;
+    sqlite3* sqlite_ = nullptr;
     std::deque<QString> registro_;
     bool registroActivo_ = true;
     int transacciones_ = 0;
@@ -176,6 +182,9 @@ enum class TipoParametro { Entero, Moneda, Texto, Booleano };
 class Comando {
 public:
     explicit Comando(std::shared_ptr<Conexion> conexion);
+    ~Comando();
+    Comando(const Comando&) = delete;
+    Comando& operator=(const Comando&) = delete;
 
     void setCommandText(const QString& texto);
     const QString& commandText() const { return texto_; }
@@ -200,12 +209,22 @@ public:
     std::shared_ptr<Conexion> conexion() const { return conexion_; }
 
 private:
+    // The value is kept in the parameter's declared type: a number (the
+    // integer, the currency's raw count or the Boolean) or a text.
     struct Parametro {
         QString nombre;
         TipoParametro tipo;
         int tamano;
-        QVariant valor;
+        bool nulo = true;
+        qint64 numero = 0;
+        QString texto;
     };
+    void ponerTexto(Parametro& p, const QString& t);
+    QVariant paraQt(const Parametro& p) const;
+    bool prepararDirecta();
+    long ejecutarDirecta();
+    void soltarDirecta();
+
     std::shared_ptr<Conexion> conexion_;
     QString texto_;
     bool preparado_ = false;
@@ -215,6 +234,11 @@ private:
     // Names given to the markers of the prepared text, one per parameter;
     // empty when the text's markers are bound by position.
     QStringList marcas_;
+    // SQLite: the statement prepared on the engine's handle and bound by
+    // position, for texts of plain '?' markers that return no records;
+    // anything else goes through consulta_.
+    sqlite3_stmt* directa_ = nullptr;
+    bool directaProbada_ = false;
 };
 
 } // namespace presupuestos
