@@ -45,6 +45,19 @@ QString cadena(const ValorCelda& v)
     throw VbError::typeMismatch();
 }
 
+// Whether CStr of the cell is empty, without writing a number out to know.
+bool textoVacio(const ValorCelda& v)
+{
+    switch (v.tipo) {
+    case ValorCelda::Tipo::Vacia: return true;
+    case ValorCelda::Tipo::Texto: return v.texto.isEmpty();
+    case ValorCelda::Tipo::Numero:
+    case ValorCelda::Tipo::Booleano: return false;
+    case ValorCelda::Tipo::Error: break;
+    }
+    throw VbError::typeMismatch();
+}
+
 // A month cell as a currency parameter receives it: numbers from their
 // double, texts read with Spanish settings.
 Currency moneda(const ValorCelda& v)
@@ -211,7 +224,7 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
 
         const qint16 c = primeraColumnaDatos_;
         for (fila = primeraFilaDatos_; fila <= ultimaFila; ++fila) {
-            if (!cadena(hoja.valor(fila, c)).isEmpty()) {
+            if (!textoVacio(hoja.valor(fila, c))) {
                 int k = 0;
                 const qint16 ultimoMes = suma16(c, 13);
                 __int128 totalFila = 0;

@@ -100,6 +100,39 @@ TEST(HojaExcel, CellsKeepTheirTypeTheLastValueWinsAndPositionsOutsideRaise)
 }
 
 
+TEST(HojaExcel, NumbersShowAsTheGeneralFormatWritesThem)
+{
+    EXPECT_EQ(HojaExcel::textoNumero(60000000), QStringLiteral("60000000"));
+    EXPECT_EQ(HojaExcel::textoNumero(-123456789012345.0), QStringLiteral("-123456789012345"));
+    EXPECT_EQ(HojaExcel::textoNumero(1e15), QStringLiteral("1E+15"));
+    EXPECT_EQ(HojaExcel::textoNumero(-0.0), QStringLiteral("0"));
+    EXPECT_EQ(HojaExcel::textoNumero(-189.5271), QStringLiteral("-189,5271"));
+    EXPECT_EQ(HojaExcel::textoNumero(1.0 / 3), QStringLiteral("0,333333333333333"));
+    EXPECT_EQ(HojaExcel::textoNumero(1e-7), QStringLiteral("1E-07"));
+}
+
+TEST(HojaExcel, CellsOfAnyRowAreFoundWhateverTheOrderOfLookups)
+{
+    HojaExcel h(200, 100);
+    for (int f = 1; f <= 200; f += 3)
+        for (int c = 1; c <= 100; c += (f % 7) + 1)
+            h.ponerNumero(f, c, f * 1000 + c);
+    h.cerrar();
+    const auto comprobar = [&](int f, int c) {
+        const bool hay = (f - 1) % 3 == 0 && (c - 1) % ((f % 7) + 1) == 0;
+        EXPECT_EQ(h.vacia(f, c), !hay) << f << "," << c;
+        if (hay) {
+            EXPECT_EQ(h.valor(f, c).numero, f * 1000 + c);
+        }
+    };
+    for (int f = 1; f <= 200; ++f)
+        for (int c = 1; c <= 100; ++c)
+            comprobar(f, c);
+    for (int f = 200; f >= 1; f -= 2)
+        for (int c = 100; c >= 1; c -= 7)
+            comprobar(f, c);
+}
+
 // ---- Reading .xlsx -------------------------------------------------------------------
 
 class Xlsx : public ::testing::Test {

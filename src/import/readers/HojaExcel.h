@@ -95,6 +95,11 @@ private:
     std::vector<QString> textos_;
     std::size_t textosCompartidos_ = 0;
     bool ordenada_ = true;
+    // The cells of the row looked up last: the import reads a row's cells
+    // one after another.
+    mutable int filaVista_ = 0;
+    mutable std::size_t desdeVista_ = 0;
+    mutable std::size_t hastaVista_ = 0;
 };
 
 } // namespace presupuestos
