@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 
 namespace presupuestos {
 
@@ -159,6 +160,36 @@ QString HojaExcel::texto(int fila, int columna) const
     case ValorCelda::Tipo::Error: return v.texto;
     }
     return QString();
+}
+
+bool HojaExcel::operator==(const HojaExcel& otra) const
+{
+    if (nombre_ != otra.nombre_ || filasHoja_ != otra.filasHoja_ || columnasHoja_ != otra.columnasHoja_
+        || celdas_.size() != otra.celdas_.size())
+        return false;
+    for (std::size_t i = 0; i < celdas_.size(); ++i) {
+        const Celda& a = celdas_[i];
+        const Celda& b = otra.celdas_[i];
+        if (a.clave != b.clave || a.tipo != b.tipo)
+            return false;
+        switch (a.tipo) {
+        case ValorCelda::Tipo::Numero:
+            if (std::memcmp(&a.numero, &b.numero, sizeof a.numero) != 0)
+                return false;
+            break;
+        case ValorCelda::Tipo::Booleano:
+            if (a.booleano != b.booleano)
+                return false;
+            break;
+        case ValorCelda::Tipo::Texto:
+        case ValorCelda::Tipo::Error:
+            if (textos_[a.indice] != otra.textos_[b.indice])
+                return false;
+            break;
+        case ValorCelda::Tipo::Vacia: break;
+        }
+    }
+    return true;
 }
 
 int HojaExcel::filaFinArriba(int columna) const

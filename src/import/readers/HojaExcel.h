@@ -64,6 +64,9 @@ public:
     // of the column is itself filled, End moves to the top of its block.
     int filaFinArriba(int columna) const;
 
+    // Same name, size and cells, each with the same value.
+    bool operator==(const HojaExcel& otra) const;
+
     // A number as the General format of a Spanish Excel shows it: up to
     // fifteen significant digits, comma for decimals, exponent beyond.
     static QString textoNumero(double valor);

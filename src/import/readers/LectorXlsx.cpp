@@ -7,7 +7,10 @@
 #include <QXmlStreamReader>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <exception>
+#include <optional>
+#include <stdexcept>
 #include <expat.h>
 #include <string>
 #include <string_view>
@@ -453,11 +456,13 @@ QString nombreCelda(int fila, int columna)
 }
 
 // The sheet is by far the largest part and holds nearly every value: it is
-// scanned with expat, fed straight from the inflater, and its texts stay
-// UTF-8 until a cell needs them as text. The rules are those of ParteXml:
+// scanned as it is inflated, by EscanerHoja when it can and by expat
+// otherwise, and its texts stay UTF-8 until a cell needs them as text. The rules are those of ParteXml:
 // elements matched by local name, no DTD, nesting and inflated bytes
 // bounded. Expat is C: handlers keep the first error and stop it, and the
 // error is raised once expat has returned.
+class EscanerHoja;
+
 class LectorHoja {
 public:
     LectorHoja(const Zip& zip, const QString& parte, HojaExcel& hoja) : zip_(zip), nombre_(parte), hoja_(hoja), lim_(zip.limites())
@@ -485,6 +490,11 @@ public:
     LectorHoja(const LectorHoja&) = delete;
     LectorHoja& operator=(const LectorHoja&) = delete;
 
+    // The part through EscanerHoja; false when it has to be read with
+    // leer() on a new reader and sheet, what was put on this one being
+    // of no use.
+    bool leerRapido();
+
     void leer()
     {
         for (bool fin = false; !fin;) {
@@ -509,6 +519,7 @@ public:
     }
 
 private:
+    friend class EscanerHoja;
     static constexpr XML_Char kSeparador = '\x01';
 
     static QString mensajeMemoria() { return QStringLiteral("no hay memoria suficiente"); }
@@ -868,9 +879,619 @@ private:
     qint64 caracteresTextos_ = 0;
 };
 
+// Workbook writers put out plain XML: a declaration, elements with
+// attributes, texts with the five named entities and character references.
+// Expat, for all it checks, spends on such a sheet several times what
+// inflating it costs, so the sheet is first scanned here, and handed to the
+// same handlers LectorHoja gives expat. The scan accepts only what it can
+// tell well-formed (and namespace-correct) exactly as expat would; at
+// anything else — a comment, a DTD, a foreign encoding, an unbound prefix,
+// malformed markup, or any error at all, a workbook's or a limit's — it gives
+// up, and the caller reads the part again with expat, which finds the
+// first problem and words it. So it never decides what a workbook means: it
+// only saves expat the work where expat would agree.
+class EscanerHoja {
+public:
+    explicit EscanerHoja(LectorHoja& lector) : l_(lector)
+    {
+        // Values are handed over by pointer: the strings must not move.
+        valores_.resize(kMaxAtributos);
+    }
+
+    // False when expat has to read the part.
+    bool recorrer()
+    {
+        if (!prologo())
+            return false;
+        bool raizVista = false;
+        for (;;) {
+            if (abiertos_ == 0) {
+                // Around the root element only blanks may stand.
+                std::size_t i = 0;
+                for (;;) {
+                    if (pos_ + i == buf_.size()) {
+                        pos_ += i;
+                        i = 0;
+                        if (!rellenar())
+                            return raizVista; // the end of the part
+                    }
+                    if (!blanco(buf_[pos_ + i]))
+                        break;
+                    ++i;
+                }
+                pos_ += i;
+                if (raizVista || buf_[pos_] != '<')
+                    return false;
+                if (!haySiguiente(1) || !inicioNombre(buf_[pos_ + 1]))
+                    return false;
+                raizVista = true;
+                if (!etiquetaInicio())
+                    return false;
+                continue;
+            }
+            if (pos_ == buf_.size() && !rellenar())
+                return false; // the part ends inside the root
+            if (buf_[pos_] != '<') {
+                if (!texto())
+                    return false;
+                continue;
+            }
+            if (!haySiguiente(1))
+                return false;
+            const char c = buf_[pos_ + 1];
+            if (c == '/') {
+                if (!etiquetaFin())
+                    return false;
+            } else if (inicioNombre(c)) {
+                if (!etiquetaInicio())
+                    return false;
+            } else {
+                return false; // comments, CDATA, processing instructions
+            }
+        }
+    }
+
+private:
+    // A token longer than this is left to expat, which streams it.
+    static constexpr std::size_t kMaxToken = 1 << 20;
+    static constexpr std::size_t kMaxAtributos = 64;
+
+    static bool blanco(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; }
+    static bool inicioNombre(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':'; }
+    static bool restoNombre(char c)
+    {
+        return inicioNombre(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
+    }
+
+    // Appends the next inflated bytes, dropping those already scanned;
+    // offsets from pos_ stay valid. False at the end of the part.
+    bool rellenar()
+    {
+        if (fin_)
+            return false;
+        if (pos_ > 0) {
+            buf_.erase(0, pos_);
+            pos_ = 0;
+        }
+        if (buf_.size() > kMaxToken)
+            throw std::length_error("token");
+        const std::size_t antes = buf_.size();
+        buf_.resize(antes + static_cast<std::size_t>(kTrozo));
+        const zip_int64_t n = zip_fread(l_.f_, buf_.data() + antes, static_cast<zip_uint64_t>(kTrozo));
+        if (n < 0)
+            throw std::runtime_error("zip");
+        buf_.resize(antes + static_cast<std::size_t>(n));
+        l_.leidos_ += n;
+        if (l_.leidos_ > l_.lim_.bytesParte)
+            throw std::length_error("part");
+        if (n == 0)
+            fin_ = true;
+        return n > 0;
+    }
+
+    // Whether the byte at pos_ + i is there, reading more when needed.
+    bool haySiguiente(std::size_t i)
+    {
+        while (pos_ + i >= buf_.size())
+            if (!rellenar())
+                return false;
+        return true;
+    }
+
+    // Offset from pos_ of the first c at or after offset i, npos when the
+    // part ends first.
+    std::size_t hasta(char c, std::size_t i)
+    {
+        for (;;) {
+            if (pos_ + i < buf_.size()) {
+                const void* p = std::memchr(buf_.data() + pos_ + i, c, buf_.size() - pos_ - i);
+                if (p)
+                    return static_cast<std::size_t>(static_cast<const char*>(p) - buf_.data()) - pos_;
+                i = buf_.size() - pos_;
+            }
+            if (!rellenar())
+                return std::string::npos;
+        }
+    }
+
+    // A byte order mark and the declaration, when they are there.
+    bool prologo()
+    {
+        if (!haySiguiente(0))
+            return false;
+        if (static_cast<unsigned char>(buf_[pos_]) == 0xEF) {
+            if (!haySiguiente(2) || buf_.compare(pos_, 3, "\xEF\xBB\xBF") != 0)
+                return false;
+            pos_ += 3;
+            if (!haySiguiente(0))
+                return false;
+        }
+        if (!haySiguiente(5) || buf_.compare(pos_, 5, "<?xml") != 0)
+            return true;
+        const std::size_t fin = hasta('>', 5);
+        if (fin == std::string::npos || buf_[pos_ + fin - 1] != '?')
+            return false;
+        std::string_view d(buf_.data() + pos_ + 5, fin - 6);
+        pos_ += fin + 1;
+        // version, then optionally encoding and standalone, in that order.
+        std::string_view valor;
+        const auto pseudo = [&](std::string_view nombre) {
+            std::size_t i = 0;
+            while (i < d.size() && blanco(d[i]))
+                ++i;
+            if (i == 0 || d.substr(i, nombre.size()) != nombre)
+                return false;
+            i += nombre.size();
+            while (i < d.size() && blanco(d[i]))
+                ++i;
+            if (i == d.size() || d[i] != '=')
+                return false;
+            ++i;
+            while (i < d.size() && blanco(d[i]))
+                ++i;
+            if (i == d.size() || (d[i] != '"' && d[i] != '\''))
+                return false;
+            const std::size_t cierre = d.find(d[i], i + 1);
+            if (cierre == std::string_view::npos)
+                return false;
+            valor = d.substr(i + 1, cierre - i - 1);
+            d.remove_prefix(cierre + 1);
+            return true;
+        };
+        if (!pseudo("version") || valor != "1.0")
+            return false;
+        if (pseudo("encoding")) {
+            if (valor.size() != 5 || (valor[0] | 0x20) != 'u' || (valor[1] | 0x20) != 't' || (valor[2] | 0x20) != 'f'
+                || valor[3] != '-' || valor[4] != '8')
+                return false;
+        }
+        if (pseudo("standalone") && valor != "yes" && valor != "no")
+            return false;
+        for (const char c : d)
+            if (!blanco(c))
+                return false;
+        return true;
+    }
+
+    // Length of the valid UTF-8 character at p (lead byte 0x80 or above)
+    // that XML allows, 0 when it is not one.
+    static std::size_t caracterUtf8(const unsigned char* p, const unsigned char* fin)
+    {
+        const auto cont = [&](std::size_t i, unsigned char bajo, unsigned char alto) {
+            return p + i < fin && p[i] >= bajo && p[i] <= alto;
+        };
+        const unsigned char b = p[0];
+        if (b >= 0xC2 && b <= 0xDF)
+            return cont(1, 0x80, 0xBF) ? 2 : 0;
+        if (b >= 0xE0 && b <= 0xEF) {
+            const unsigned char bajo = b == 0xE0 ? 0xA0 : 0x80;
+            const unsigned char alto = b == 0xED ? 0x9F : 0xBF;
+            if (!cont(1, bajo, alto) || !cont(2, 0x80, 0xBF))
+                return 0;
+            // U+FFFE and U+FFFF are no characters.
+            if (b == 0xEF && p[1] == 0xBF && p[2] >= 0xBE)
+                return 0;
+            return 3;
+        }
+        if (b >= 0xF0 && b <= 0xF4) {
+            const unsigned char bajo = b == 0xF0 ? 0x90 : 0x80;
+            const unsigned char alto = b == 0xF4 ? 0x8F : 0xBF;
+            return cont(1, bajo, alto) && cont(2, 0x80, 0xBF) && cont(3, 0x80, 0xBF) ? 4 : 0;
+        }
+        return 0;
+    }
+
+    static void anadirUtf8(std::string& s, std::uint32_t c)
+    {
+        if (c < 0x80) {
+            s += static_cast<char>(c);
+        } else if (c < 0x800) {
+            s += static_cast<char>(0xC0 | (c >> 6));
+            s += static_cast<char>(0x80 | (c & 0x3F));
+        } else if (c < 0x10000) {
+            s += static_cast<char>(0xE0 | (c >> 12));
+            s += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            s += static_cast<char>(0x80 | (c & 0x3F));
+        } else {
+            s += static_cast<char>(0xF0 | (c >> 18));
+            s += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+            s += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            s += static_cast<char>(0x80 | (c & 0x3F));
+        }
+    }
+
+    // The reference at the start of r ("&amp;", "&#10;"...), appended to
+    // destino; its length, 0 when it is not one expat would take without
+    // a DTD.
+    static std::size_t referencia(std::string_view r, std::string& destino)
+    {
+        const std::size_t fin = r.find(';');
+        if (fin == std::string_view::npos || fin > 12)
+            return 0;
+        const std::string_view n = r.substr(1, fin - 1);
+        if (n == "lt")
+            destino += '<';
+        else if (n == "gt")
+            destino += '>';
+        else if (n == "amp")
+            destino += '&';
+        else if (n == "quot")
+            destino += '"';
+        else if (n == "apos")
+            destino += '\'';
+        else if (n.size() >= 2 && n[0] == '#') {
+            std::uint32_t c = 0;
+            const bool hex = n[1] == 'x';
+            const std::string_view cifras = n.substr(hex ? 2 : 1);
+            if (cifras.empty())
+                return 0;
+            for (const char d : cifras) {
+                int v;
+                if (d >= '0' && d <= '9')
+                    v = d - '0';
+                else if (hex && (d | 0x20) >= 'a' && (d | 0x20) <= 'f')
+                    v = (d | 0x20) - 'a' + 10;
+                else
+                    return 0;
+                c = c * (hex ? 16 : 10) + static_cast<std::uint32_t>(v);
+                if (c > 0x10FFFF)
+                    return 0;
+            }
+            const bool valido = c == 0x9 || c == 0xA || c == 0xD || (c >= 0x20 && c <= 0xD7FF)
+                                || (c >= 0xE000 && c <= 0xFFFD) || c >= 0x10000;
+            if (!valido)
+                return 0;
+            anadirUtf8(destino, c);
+        } else {
+            return 0;
+        }
+        return fin + 1;
+    }
+
+    // Checks a run of character data or an attribute's value: characters
+    // XML allows, and no '<'. Sets decodificar when it holds references or
+    // line ends that expat would turn into something else.
+    static bool comprobar(std::string_view s, bool enAtributo, bool& decodificar)
+    {
+        const auto* p = reinterpret_cast<const unsigned char*>(s.data());
+        const auto* fin = p + s.size();
+        while (p < fin) {
+            const unsigned char b = *p;
+            if (b >= 0x80) {
+                const std::size_t n = caracterUtf8(p, fin);
+                if (n == 0)
+                    return false;
+                p += n;
+                continue;
+            }
+            if (b < 0x20) {
+                if (b != '\t' && b != '\n' && b != '\r')
+                    return false;
+                if (b == '\r' || enAtributo)
+                    decodificar = true;
+            } else if (b == '&') {
+                decodificar = true;
+            } else if (b == '<') {
+                return false;
+            } else if (b == ']' && !enAtributo && fin - p >= 3 && p[1] == ']' && p[2] == '>') {
+                return false;
+            }
+            ++p;
+        }
+        return true;
+    }
+
+    // What expat hands over for the text: references replaced, line ends
+    // normalised, and in an attribute's value each blank a space. False
+    // when a reference is not one expat would take.
+    static bool decodificar(std::string_view s, bool enAtributo, std::string& destino)
+    {
+        destino.clear();
+        for (std::size_t i = 0; i < s.size(); ++i) {
+            const char c = s[i];
+            if (c == '&') {
+                const std::size_t n = referencia(s.substr(i), destino);
+                if (n == 0)
+                    return false;
+                i += n - 1;
+            } else if (c == '\r') {
+                if (i + 1 < s.size() && s[i + 1] == '\n')
+                    ++i;
+                destino += enAtributo ? ' ' : '\n';
+            } else if (enAtributo && (c == '\n' || c == '\t')) {
+                destino += ' ';
+            } else {
+                destino += c;
+            }
+        }
+        return true;
+    }
+
+    // Character data up to the next '<'.
+    bool texto()
+    {
+        const std::size_t fin = hasta('<', 0);
+        if (fin == std::string::npos)
+            return false;
+        const std::string_view t(buf_.data() + pos_, fin);
+        bool decodificarlo = false;
+        // A "]]>" split over two runs is still seen: the run ends at '<'.
+        if (!comprobar(t, false, decodificarlo))
+            return false;
+        if (decodificarlo) {
+            if (!decodificar(t, false, textoDecodificado_))
+                return false;
+            if (!textoDecodificado_.empty())
+                l_.anadirTexto(textoDecodificado_.data(), textoDecodificado_.size());
+        } else {
+            l_.anadirTexto(t.data(), t.size());
+        }
+        pos_ += fin;
+        return true;
+    }
+
+    // Whether the name's prefix, if any, is declared; the local name in
+    // local. Names of more than one colon, or a colon at an end, are
+    // refused.
+    bool nombreLocal(std::string_view nombre, bool esElemento, std::string_view& local) const
+    {
+        const std::size_t dos = nombre.find(':');
+        if (dos == std::string_view::npos) {
+            local = nombre;
+            return true;
+        }
+        if (dos == 0 || dos + 1 == nombre.size() || nombre.find(':', dos + 1) != std::string_view::npos)
+            return false;
+        const std::string_view prefijo = nombre.substr(0, dos);
+        local = nombre.substr(dos + 1);
+        if (prefijo == "xml")
+            return !esElemento;
+        for (const auto& [p, nivel] : prefijos_)
+            if (p == prefijo)
+                return true;
+        return false;
+    }
+
+    static bool uriReservada(std::string_view uri)
+    {
+        return uri == "http://www.w3.org/XML/1998/namespace" || uri == "http://www.w3.org/2000/xmlns/";
+    }
+
+    bool etiquetaInicio()
+    {
+        // The whole tag first: its '>' outside quotes.
+        std::size_t i = 1;
+        char comilla = 0;
+        for (bool hallado = false; !hallado;) {
+            const char* const inicio = buf_.data() + pos_;
+            const char* p = inicio + i;
+            const char* const fin = buf_.data() + buf_.size();
+            for (; p < fin; ++p) {
+                const char c = *p;
+                if (comilla) {
+                    if (c == comilla)
+                        comilla = 0;
+                } else if (c == '"' || c == '\'') {
+                    comilla = c;
+                } else if (c == '>') {
+                    hallado = true;
+                    break;
+                } else if (c == '<') {
+                    return false;
+                }
+            }
+            i = static_cast<std::size_t>(p - inicio);
+            if (!hallado && (i > kMaxToken || !rellenar()))
+                return false;
+        }
+        char* const t = buf_.data() + pos_;
+        const std::size_t finEtiqueta = i; // the '>'
+        const bool vacio = t[finEtiqueta - 1] == '/';
+        const std::size_t finContenido = vacio ? finEtiqueta - 1 : finEtiqueta;
+
+        std::size_t k = 1;
+        while (k < finContenido && restoNombre(t[k]))
+            ++k;
+        const std::string_view nombre(t + 1, k - 1);
+        if (k < finContenido && !blanco(t[k]))
+            return false;
+
+        // name="value" pairs; names and values are cut with a NUL in place
+        // for the handlers, which take C strings.
+        Atributo* const atributos = atributos_;
+        std::size_t n = 0;
+        std::size_t decodificados = 0;
+        for (;;) {
+            bool blancos = false;
+            while (k < finContenido && blanco(t[k])) {
+                ++k;
+                blancos = true;
+            }
+            if (k == finContenido)
+                break;
+            if (!blancos || !inicioNombre(t[k]) || n == kMaxAtributos)
+                return false;
+            const std::size_t inicio = k;
+            while (k < finContenido && restoNombre(t[k]))
+                ++k;
+            const std::size_t finNombre = k;
+            while (k < finContenido && blanco(t[k]))
+                ++k;
+            if (k == finContenido || t[k] != '=')
+                return false;
+            ++k;
+            while (k < finContenido && blanco(t[k]))
+                ++k;
+            if (k == finContenido || (t[k] != '"' && t[k] != '\''))
+                return false;
+            const char q = t[k];
+            const std::size_t inicioValor = k + 1;
+            std::size_t finValor = inicioValor;
+            while (finValor < finContenido && t[finValor] != q)
+                ++finValor;
+            if (finValor == finContenido)
+                return false;
+            const std::string_view valorCrudo(t + inicioValor, finValor - inicioValor);
+            bool decodificarlo = false;
+            if (!comprobar(valorCrudo, true, decodificarlo))
+                return false;
+            const char* valor = t + inicioValor;
+            if (decodificarlo) {
+                std::string& d = valores_[decodificados++];
+                if (!decodificar(valorCrudo, true, d))
+                    return false;
+                valor = d.c_str();
+            }
+            const std::string_view nombreAtributo(t + inicio, finNombre - inicio);
+            for (std::size_t j = 0; j < n; ++j)
+                if (atributos[j].nombre == nombreAtributo)
+                    return false;
+            atributos[n++] = {nombreAtributo, valor, finValor};
+            k = finValor + 1;
+            if (k < finContenido && !blanco(t[k]))
+                return false;
+            // Namespace declarations, which expat keeps to itself.
+            const std::string_view valorDecl = decodificarlo ? std::string_view(valor) : valorCrudo;
+            if (nombreAtributo == "xmlns") {
+                if (uriReservada(valorDecl))
+                    return false;
+            } else if (nombreAtributo.substr(0, 6) == "xmlns:") {
+                const std::string_view prefijo = nombreAtributo.substr(6);
+                if (prefijo.empty() || prefijo.find(':') != std::string_view::npos || valorDecl.empty()
+                    || uriReservada(valorDecl)
+                    || (prefijo.size() >= 3 && (prefijo[0] | 0x20) == 'x' && (prefijo[1] | 0x20) == 'm'
+                        && (prefijo[2] | 0x20) == 'l'))
+                    return false;
+                prefijos_.emplace_back(std::string(prefijo), abiertos_ + 1);
+            }
+        }
+
+        // The names, now that every declaration of the tag is known.
+        std::string_view local;
+        if (!nombreLocal(nombre, true, local) || nombre.substr(0, 6) == "xmlns:")
+            return false;
+        atributosC_.clear();
+        for (std::size_t j = 0; j < n; ++j) {
+            const Atributo& a = atributos[j];
+            if (a.nombre == "xmlns" || a.nombre.substr(0, 6) == "xmlns:")
+                continue;
+            std::string_view localAtributo;
+            if (!nombreLocal(a.nombre, false, localAtributo))
+                return false;
+            // Two attributes of one local name in namespaces might be one
+            // attribute to expat: left to it.
+            if (localAtributo.size() != a.nombre.size())
+                for (std::size_t m = 0; m < n; ++m) {
+                    const std::string_view otro = atributos[m].nombre;
+                    const std::size_t dos = otro.find(':');
+                    if (m != j && dos != std::string_view::npos && otro.substr(0, 6) != "xmlns:"
+                        && otro.substr(dos + 1) == localAtributo)
+                        return false;
+                }
+            atributosC_.push_back(a.nombre.data());
+            atributosC_.push_back(a.valor);
+        }
+        atributosC_.push_back(nullptr);
+        // Cut the names and the values in place: the tag has been read.
+        for (std::size_t j = 0; j < n; ++j) {
+            char* finN = const_cast<char*>(atributos[j].nombre.data()) + atributos[j].nombre.size();
+            *finN = '\0';
+        }
+        for (std::size_t j = 0; j < n; ++j)
+            t[atributos[j].finValor] = '\0';
+
+        if (abiertos_ == pila_.size())
+            pila_.emplace_back();
+        pila_[abiertos_].assign(nombre.data(), nombre.size());
+        ++abiertos_;
+        // The local name is copied: the buffer may move before the end tag.
+        const std::string_view localPila = std::string_view(pila_[abiertos_ - 1]).substr(nombre.size() - local.size());
+        l_.empezar(localPila, atributosC_.data());
+        pos_ += finEtiqueta + 1;
+        if (vacio)
+            cerrar();
+        return true;
+    }
+
+    // The element on top ends.
+    void cerrar()
+    {
+        const std::string& nombre = pila_[abiertos_ - 1];
+        const std::size_t dos = nombre.find(':');
+        l_.terminar(dos == std::string::npos ? std::string_view(nombre) : std::string_view(nombre).substr(dos + 1));
+        while (!prefijos_.empty() && prefijos_.back().second == abiertos_)
+            prefijos_.pop_back();
+        --abiertos_;
+    }
+
+    bool etiquetaFin()
+    {
+        const std::size_t fin = hasta('>', 2);
+        if (fin == std::string::npos || fin > kMaxToken)
+            return false;
+        std::string_view e(buf_.data() + pos_ + 2, fin - 2);
+        while (!e.empty() && blanco(e.back()))
+            e.remove_suffix(1);
+        if (e != pila_[abiertos_ - 1])
+            return false;
+        cerrar();
+        pos_ += fin + 1;
+        return true;
+    }
+
+    struct Atributo {
+        std::string_view nombre;
+        const char* valor;
+        std::size_t finValor; // offset of its closing quote
+    };
+
+    LectorHoja& l_;
+    Atributo atributos_[kMaxAtributos];
+    std::string buf_;
+    std::size_t pos_ = 0;
+    bool fin_ = false;
+    // Raw names of the open elements; the first abiertos_ are in use.
+    std::vector<std::string> pila_;
+    std::size_t abiertos_ = 0;
+    // Declared prefixes and the level of the element that declares them.
+    std::vector<std::pair<std::string, std::size_t>> prefijos_;
+    std::vector<const char*> atributosC_;
+    std::vector<std::string> valores_;
+    std::string textoDecodificado_;
+};
+
+bool LectorHoja::leerRapido()
+{
+    try {
+        return EscanerHoja(*this).recorrer();
+    } catch (...) {
+        return false;
+    }
+}
+
 // ---- The whole workbook ------------------------------------------------------------
 
-std::unique_ptr<HojaExcel> leerZip(zip_t* z, const QString& libro, const LimitesLibro& limites)
+std::unique_ptr<HojaExcel> leerZip(zip_t* z, const QString& libro, const LimitesLibro& limites, bool soloExpat)
 {
     Zip zip(z, libro, limites);
     if (zip_get_num_entries(z, 0) > limites.entradasZip)
@@ -907,13 +1528,25 @@ std::unique_ptr<HojaExcel> leerZip(zip_t* z, const QString& libro, const Limites
     if (!tipoTermina(*destino, "/worksheet"))
         throw errorLibro(libro, QStringLiteral("la hoja activa '%1' no es una hoja de cálculo").arg(h.nombre));
 
-    auto hoja = std::make_unique<HojaExcel>(kFilasXlsx, kColumnasXlsx, h.nombre);
+    std::optional<std::vector<QString>> textos;
     for (const Relacion& r : relaciones)
         if (tipoTermina(r, "/sharedStrings")) {
             if (zip.buscar(r.destino) >= 0)
-                hoja->ponerTextos(leerTextos(zip, r.destino));
+                textos = leerTextos(zip, r.destino);
             break;
         }
+    const auto nueva = [&] {
+        auto hoja = std::make_unique<HojaExcel>(kFilasXlsx, kColumnasXlsx, h.nombre);
+        if (textos)
+            hoja->ponerTextos(*textos);
+        return hoja;
+    };
+    auto hoja = nueva();
+    if (!soloExpat && LectorHoja(zip, destino->destino, *hoja).leerRapido()) {
+        hoja->cerrar();
+        return hoja;
+    }
+    hoja = nueva();
     LectorHoja(zip, destino->destino, *hoja).leer();
     hoja->cerrar();
     return hoja;
@@ -954,11 +1587,13 @@ std::unique_ptr<HojaExcel> LectorXlsx::leerFichero(const QString& ruta, const Li
     zip_t* z = zip_open(QFile::encodeName(ruta).constData(), ZIP_RDONLY | ZIP_CHECKCONS, &codigo);
     if (!z)
         throw errorLibro(libro, mensajeZip(codigo));
-    return leerZip(z, libro, limites);
+    return leerZip(z, libro, limites, false);
 }
 
-std::unique_ptr<HojaExcel> LectorXlsx::leerMemoria(const QByteArray& datos, const QString& nombreLibro,
-                                                   const LimitesLibro& limites)
+namespace {
+
+std::unique_ptr<HojaExcel> leerBytes(const QByteArray& datos, const QString& nombreLibro, const LimitesLibro& limites,
+                                     bool soloExpat)
 {
     zip_error_t error;
     zip_error_init(&error);
@@ -975,7 +1610,21 @@ std::unique_ptr<HojaExcel> LectorXlsx::leerMemoria(const QByteArray& datos, cons
         throw errorLibro(nombreLibro, mensajeZip(codigo));
     }
     zip_error_fini(&error);
-    return leerZip(z, nombreLibro, limites);
+    return leerZip(z, nombreLibro, limites, soloExpat);
+}
+
+} // namespace
+
+std::unique_ptr<HojaExcel> LectorXlsx::leerMemoria(const QByteArray& datos, const QString& nombreLibro,
+                                                   const LimitesLibro& limites)
+{
+    return leerBytes(datos, nombreLibro, limites, false);
+}
+
+std::unique_ptr<HojaExcel> LectorXlsx::leerMemoriaConExpat(const QByteArray& datos, const QString& nombreLibro,
+                                                           const LimitesLibro& limites)
+{
+    return leerBytes(datos, nombreLibro, limites, true);
 }
 
 } // namespace presupuestos
