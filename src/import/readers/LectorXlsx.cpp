@@ -192,6 +192,23 @@ private:
 
 bool es(QStringView a, const char16_t* b) { return a == QStringView(b); }
 
+// The sheet's names are short and compared millions of times: inline,
+// without a call into the C library.
+template <std::size_t N> bool nombreEs(std::string_view a, const char (&b)[N])
+{
+    if (a.size() != N - 1)
+        return false;
+    for (std::size_t i = 0; i + 1 < N; ++i)
+        if (a[i] != b[i])
+            return false;
+    return true;
+}
+
+template <std::size_t N> bool empiezaPor(std::string_view a, const char (&b)[N])
+{
+    return a.size() >= N - 1 && nombreEs(a.substr(0, N - 1), b);
+}
+
 // "_x000D_" and the like stand for characters XML cannot carry; "_x005F_"
 // escapes a literal underscore.
 QString decodificarEscapes(const QString& s)
@@ -593,22 +610,22 @@ private:
         case Modo::TextoEnLinea:
             throw malformada(); // a value's text holds no elements
         case Modo::Hoja:
-            if (nombre == "sheetData")
+            if (nombreEs(nombre, "sheetData"))
                 enDatos_ = true;
-            else if (enDatos_ && nombre == "row")
+            else if (enDatos_ && nombreEs(nombre, "row"))
                 empezarFila(atributos);
-            else if (enDatos_ && nombre == "c")
+            else if (enDatos_ && nombreEs(nombre, "c"))
                 empezarCelda(atributos);
             else if (!enDatos_ && profundidad_ > 1)
                 saltar_ = profundidad_; // views, columns, formats and the like say nothing about values
             return;
         case Modo::Celda:
-            if (nombre == "v") {
+            if (nombreEs(nombre, "v")) {
                 valor_.clear();
                 unidadesValor_ = 0;
                 conValor_ = true;
                 modo_ = Modo::Valor;
-            } else if (nombre == "is") {
+            } else if (nombreEs(nombre, "is")) {
                 conTextoEnLinea_ = true;
                 nivelEnLinea_ = profundidad_;
                 modo_ = Modo::EnLinea;
@@ -618,11 +635,11 @@ private:
             return;
         case Modo::EnLinea:
             // A <t>, or rich-text runs each with its <t>.
-            if (nombre == "t") {
+            if (nombreEs(nombre, "t")) {
                 maximoTexto_ = lim_.caracteresCelda - unidadesEnLinea_;
                 inicioTexto_ = unidadesEnLinea_;
                 modo_ = Modo::TextoEnLinea;
-            } else if (nombre == "rPh" || nombre == "rPr") {
+            } else if (nombreEs(nombre, "rPh") || nombreEs(nombre, "rPr")) {
                 saltar_ = profundidad_;
             }
             return;
@@ -639,7 +656,7 @@ private:
         }
         switch (modo_) {
         case Modo::Hoja:
-            if (nombre == "sheetData")
+            if (nombreEs(nombre, "sheetData"))
                 enDatos_ = false;
             return;
         case Modo::Valor: modo_ = Modo::Celda; return;
@@ -697,18 +714,18 @@ private:
 
     static Tipo tipoDe(std::string_view t)
     {
-        if (t.empty() || t == "n")
+        if (t.empty() || nombreEs(t, "n"))
             return Tipo::Numero;
-        if (t == "s")
+        if (nombreEs(t, "s"))
             return Tipo::Compartido;
-        if (t == "inlineStr")
+        if (nombreEs(t, "inlineStr"))
             return Tipo::EnLinea;
-        if (t == "b")
+        if (nombreEs(t, "b"))
             return Tipo::Booleano;
-        if (t == "e")
+        if (nombreEs(t, "e"))
             return Tipo::Error;
         // A formula's text result, or a date kept as ISO text.
-        if (t == "str" || t == "d")
+        if (nombreEs(t, "str") || nombreEs(t, "d"))
             return Tipo::Texto;
         return Tipo::Desconocido;
     }
@@ -722,11 +739,11 @@ private:
         bool conReferencia = false;
         for (const XML_Char** a = atributos; *a; a += 2) {
             const std::string_view nombre(a[0]);
-            if (nombre == "r") {
+            if (nombreEs(nombre, "r")) {
                 conReferencia = true;
                 if (!leerReferencia(a[1], fila, columna))
                     throw error(QStringLiteral("la referencia de celda '%1' no es válida").arg(QString::fromUtf8(a[1]).left(20)));
-            } else if (nombre == "t") {
+            } else if (nombreEs(nombre, "t")) {
                 tipo = tipoDe(a[1]);
                 if (tipo == Tipo::Desconocido)
                     tipoTexto_ = QString::fromUtf8(a[1]).left(20);
@@ -1255,8 +1272,10 @@ private:
     // refused.
     bool nombreLocal(std::string_view nombre, bool esElemento, std::string_view& local) const
     {
-        const std::size_t dos = nombre.find(':');
-        if (dos == std::string_view::npos) {
+        std::size_t dos = 0;
+        while (dos < nombre.size() && nombre[dos] != ':')
+            ++dos;
+        if (dos == nombre.size()) {
             local = nombre;
             return true;
         }
@@ -1277,136 +1296,139 @@ private:
         return uri == "http://www.w3.org/XML/1998/namespace" || uri == "http://www.w3.org/2000/xmlns/";
     }
 
+    enum class Paso { Hecho, Falla, Faltan };
+
     bool etiquetaInicio()
     {
-        // The whole tag first: its '>' outside quotes.
-        std::size_t i = 1;
-        char comilla = 0;
-        for (bool hallado = false; !hallado;) {
-            const char* const inicio = buf_.data() + pos_;
-            const char* p = inicio + i;
-            const char* const fin = buf_.data() + buf_.size();
-            for (; p < fin; ++p) {
-                const char c = *p;
-                if (comilla) {
-                    if (c == comilla)
-                        comilla = 0;
-                } else if (c == '"' || c == '\'') {
-                    comilla = c;
-                } else if (c == '>') {
-                    hallado = true;
-                    break;
-                } else if (c == '<') {
-                    return false;
-                }
-            }
-            i = static_cast<std::size_t>(p - inicio);
-            if (!hallado && (i > kMaxToken || !rellenar()))
+        for (;;) {
+            const Paso p = leerEtiqueta();
+            if (p != Paso::Faltan)
+                return p == Paso::Hecho;
+            if (buf_.size() - pos_ > kMaxToken || !rellenar())
                 return false;
         }
-        char* const t = buf_.data() + pos_;
-        const std::size_t finEtiqueta = i; // the '>'
-        const bool vacio = t[finEtiqueta - 1] == '/';
-        const std::size_t finContenido = vacio ? finEtiqueta - 1 : finEtiqueta;
+    }
 
+    // The start tag at pos_, in one pass over the bytes at hand: Faltan
+    // when they end first, and it is read again once there are more.
+    Paso leerEtiqueta()
+    {
+        char* const t = buf_.data() + pos_;
+        const std::size_t total = buf_.size() - pos_;
         std::size_t k = 1;
-        while (k < finContenido && restoNombre(t[k]))
+        while (k < total && restoNombre(t[k]))
             ++k;
         const std::string_view nombre(t + 1, k - 1);
-        if (k < finContenido && !blanco(t[k]))
-            return false;
 
         // name="value" pairs; names and values are cut with a NUL in place
-        // for the handlers, which take C strings.
+        // for the handlers, which take C strings, once the tag is read.
         Atributo* const atributos = atributos_;
         std::size_t n = 0;
         std::size_t decodificados = 0;
+        bool vacio = false;
         for (;;) {
             bool blancos = false;
-            while (k < finContenido && blanco(t[k])) {
+            while (k < total && blanco(t[k])) {
                 ++k;
                 blancos = true;
             }
-            if (k == finContenido)
+            if (k == total)
+                return Paso::Faltan;
+            if (t[k] == '>')
                 break;
+            if (t[k] == '/') {
+                if (k + 1 == total)
+                    return Paso::Faltan;
+                if (t[k + 1] != '>')
+                    return Paso::Falla;
+                vacio = true;
+                ++k;
+                break;
+            }
             if (!blancos || !inicioNombre(t[k]) || n == kMaxAtributos)
-                return false;
+                return Paso::Falla;
             const std::size_t inicio = k;
-            while (k < finContenido && restoNombre(t[k]))
+            while (k < total && restoNombre(t[k]))
                 ++k;
             const std::size_t finNombre = k;
-            while (k < finContenido && blanco(t[k]))
+            while (k < total && blanco(t[k]))
                 ++k;
-            if (k == finContenido || t[k] != '=')
-                return false;
+            if (k == total)
+                return Paso::Faltan;
+            if (t[k] != '=')
+                return Paso::Falla;
             ++k;
-            while (k < finContenido && blanco(t[k]))
+            while (k < total && blanco(t[k]))
                 ++k;
-            if (k == finContenido || (t[k] != '"' && t[k] != '\''))
-                return false;
-            const char q = t[k];
+            if (k == total)
+                return Paso::Faltan;
+            if (t[k] != '"' && t[k] != '\'')
+                return Paso::Falla;
             const std::size_t inicioValor = k + 1;
-            std::size_t finValor = inicioValor;
-            while (finValor < finContenido && t[finValor] != q)
-                ++finValor;
-            if (finValor == finContenido)
-                return false;
+            const void* cierre = std::memchr(t + inicioValor, t[k], total - inicioValor);
+            if (!cierre)
+                return Paso::Faltan;
+            const std::size_t finValor = static_cast<std::size_t>(static_cast<const char*>(cierre) - t);
             const std::string_view valorCrudo(t + inicioValor, finValor - inicioValor);
             bool decodificarlo = false;
             if (!comprobar(valorCrudo, true, decodificarlo))
-                return false;
+                return Paso::Falla;
             const char* valor = t + inicioValor;
             if (decodificarlo) {
                 std::string& d = valores_[decodificados++];
                 if (!decodificar(valorCrudo, true, d))
-                    return false;
+                    return Paso::Falla;
                 valor = d.c_str();
             }
             const std::string_view nombreAtributo(t + inicio, finNombre - inicio);
             for (std::size_t j = 0; j < n; ++j)
                 if (atributos[j].nombre == nombreAtributo)
-                    return false;
-            atributos[n++] = {nombreAtributo, valor, finValor};
+                    return Paso::Falla;
+            atributos[n++] = {nombreAtributo, valor, finValor,
+                              decodificarlo ? std::string_view(valor) : valorCrudo};
             k = finValor + 1;
-            if (k < finContenido && !blanco(t[k]))
-                return false;
-            // Namespace declarations, which expat keeps to itself.
-            const std::string_view valorDecl = decodificarlo ? std::string_view(valor) : valorCrudo;
-            if (nombreAtributo == "xmlns") {
+        }
+        const std::size_t finEtiqueta = k; // the '>'
+
+        // Namespace declarations, which expat keeps to itself.
+        for (std::size_t j = 0; j < n; ++j) {
+            const std::string_view nombreAtributo = atributos[j].nombre;
+            const std::string_view valorDecl = atributos[j].valorVisto;
+            if (nombreEs(nombreAtributo, "xmlns")) {
                 if (uriReservada(valorDecl))
-                    return false;
-            } else if (nombreAtributo.substr(0, 6) == "xmlns:") {
+                    return Paso::Falla;
+            } else if (empiezaPor(nombreAtributo, "xmlns:")) {
                 const std::string_view prefijo = nombreAtributo.substr(6);
                 if (prefijo.empty() || prefijo.find(':') != std::string_view::npos || valorDecl.empty()
                     || uriReservada(valorDecl)
                     || (prefijo.size() >= 3 && (prefijo[0] | 0x20) == 'x' && (prefijo[1] | 0x20) == 'm'
                         && (prefijo[2] | 0x20) == 'l'))
-                    return false;
+                    return Paso::Falla;
                 prefijos_.emplace_back(std::string(prefijo), abiertos_ + 1);
             }
         }
 
         // The names, now that every declaration of the tag is known.
         std::string_view local;
-        if (!nombreLocal(nombre, true, local) || nombre.substr(0, 6) == "xmlns:")
-            return false;
+        if (!nombreLocal(nombre, true, local) || empiezaPor(nombre, "xmlns:"))
+            return Paso::Falla;
         atributosC_.clear();
         for (std::size_t j = 0; j < n; ++j) {
             const Atributo& a = atributos[j];
-            if (a.nombre == "xmlns" || a.nombre.substr(0, 6) == "xmlns:")
+            if (nombreEs(a.nombre, "xmlns") || empiezaPor(a.nombre, "xmlns:"))
                 continue;
             std::string_view localAtributo;
             if (!nombreLocal(a.nombre, false, localAtributo))
-                return false;
+                return Paso::Falla;
             // Two attributes of one local name in namespaces might be one
             // attribute to expat: left to it.
             if (localAtributo.size() != a.nombre.size())
                 for (std::size_t m = 0; m < n; ++m) {
                     const std::string_view otro = atributos[m].nombre;
                     const std::size_t dos = otro.find(':');
-                    if (m != j && dos != std::string_view::npos && otro.substr(0, 6) != "xmlns:"
+                    if (m != j && dos != std::string_view::npos && !empiezaPor(otro, "xmlns:")
                         && otro.substr(dos + 1) == localAtributo)
-                        return false;
+                        return Paso::Falla;
                 }
             atributosC_.push_back(a.nombre.data());
             atributosC_.push_back(a.valor);
@@ -1420,25 +1442,25 @@ private:
         for (std::size_t j = 0; j < n; ++j)
             t[atributos[j].finValor] = '\0';
 
-        if (abiertos_ == pila_.size())
+        if (abiertos_ == pila_.size()) {
             pila_.emplace_back();
+            locales_.push_back(0);
+        }
         pila_[abiertos_].assign(nombre.data(), nombre.size());
+        locales_[abiertos_] = nombre.size() - local.size();
         ++abiertos_;
         // The local name is copied: the buffer may move before the end tag.
-        const std::string_view localPila = std::string_view(pila_[abiertos_ - 1]).substr(nombre.size() - local.size());
-        l_.empezar(localPila, atributosC_.data());
+        l_.empezar(std::string_view(pila_[abiertos_ - 1]).substr(locales_[abiertos_ - 1]), atributosC_.data());
         pos_ += finEtiqueta + 1;
         if (vacio)
             cerrar();
-        return true;
+        return Paso::Hecho;
     }
 
     // The element on top ends.
     void cerrar()
     {
-        const std::string& nombre = pila_[abiertos_ - 1];
-        const std::size_t dos = nombre.find(':');
-        l_.terminar(dos == std::string::npos ? std::string_view(nombre) : std::string_view(nombre).substr(dos + 1));
+        l_.terminar(std::string_view(pila_[abiertos_ - 1]).substr(locales_[abiertos_ - 1]));
         while (!prefijos_.empty() && prefijos_.back().second == abiertos_)
             prefijos_.pop_back();
         --abiertos_;
@@ -1462,7 +1484,8 @@ private:
     struct Atributo {
         std::string_view nombre;
         const char* valor;
-        std::size_t finValor; // offset of its closing quote
+        std::size_t finValor;   // offset of its closing quote
+        std::string_view valorVisto; // the value as expat gives it
     };
 
     LectorHoja& l_;
@@ -1472,6 +1495,7 @@ private:
     bool fin_ = false;
     // Raw names of the open elements; the first abiertos_ are in use.
     std::vector<std::string> pila_;
+    std::vector<std::size_t> locales_; // where the local name starts in each
     std::size_t abiertos_ = 0;
     // Declared prefixes and the level of the element that declares them.
     std::vector<std::pair<std::string, std::size_t>> prefijos_;
