@@ -8,6 +8,7 @@
 #include "import/readers/AplicacionExcel.h"
 
 #include <QCoreApplication>
+#include <QMetaMethod>
 #include <array>
 #include <limits>
 #include <map>
@@ -222,6 +223,7 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
         emit ProgressInit(ultimaFila, QStringLiteral("Importando datos..."));
         QCoreApplication::processEvents();
 
+        const bool progresoConectado = isSignalConnected(QMetaMethod::fromSignal(&clsImportar::Progress));
         const qint16 c = primeraColumnaDatos_;
         for (fila = primeraFilaDatos_; fila <= ultimaFila; ++fila) {
             if (!textoVacio(hoja.valor(fila, c))) {
@@ -260,7 +262,9 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
                 }
                 ++importadas;
             }
-            emit Progress(fila, hoja.texto(fila, 1) + QStringLiteral(" - ") + hoja.texto(fila, 2));
+            // The row's texts are put together only for someone to show them.
+            if (progresoConectado)
+                emit Progress(fila, hoja.texto(fila, 1) + QStringLiteral(" - ") + hoja.texto(fila, 2));
             QCoreApplication::processEvents();
         }
 

@@ -474,6 +474,14 @@ TEST_F(Xlsx, EverySizeIsBounded)
                                 hojaXml("<row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>" + largo + "</t></is></c></row>"))))
                     .contains(QStringLiteral("32767")));
 
+    // A value's length is counted in characters, not in bytes.
+    const QByteArray enes = QByteArray("\xC3\xB1").repeated(32767);
+    const auto valorDe = [&](const QByteArray& v) {
+        return libros.zip(LibrosPrueba::partesMinimas(hojaXml("<row r=\"1\"><c r=\"A1\" t=\"str\"><v>" + v + "</v></c></row>")));
+    };
+    EXPECT_EQ(leer(valorDe(enes))->valor(1, 1).texto.size(), 32767);
+    EXPECT_TRUE(errorAlLeer(valorDe(enes + "&#241;")).contains(QStringLiteral("un texto tiene más de 32767 caracteres")));
+
     // Cells.
     QByteArray celdas;
     for (int f = 1; f <= 30; ++f)

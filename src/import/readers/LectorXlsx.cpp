@@ -623,6 +623,7 @@ private:
             if (nombreEs(nombre, "v")) {
                 valor_.clear();
                 unidadesValor_ = 0;
+                contandoValor_ = false;
                 conValor_ = true;
                 modo_ = Modo::Valor;
             } else if (nombreEs(nombre, "is")) {
@@ -679,8 +680,15 @@ private:
         if (saltar_ > 0)
             return;
         if (modo_ == Modo::Valor) {
-            unidadesValor_ += unidadesUtf16(texto, n);
-            if (unidadesValor_ > lim_.caracteresCelda)
+            // A value is almost always a short number: its characters are
+            // counted only once its bytes, never fewer, could pass the limit.
+            if (contandoValor_) {
+                unidadesValor_ += unidadesUtf16(texto, n);
+            } else if (static_cast<qint64>(valor_.size() + n) > lim_.caracteresCelda) {
+                contandoValor_ = true;
+                unidadesValor_ = unidadesUtf16(valor_.data(), valor_.size()) + unidadesUtf16(texto, n);
+            }
+            if (contandoValor_ && unidadesValor_ > lim_.caracteresCelda)
                 throw errorLibro(zip_.libro(), QStringLiteral("un texto tiene más de %1 caracteres").arg(lim_.caracteresCelda));
             valor_.append(texto, n);
         } else if (modo_ == Modo::TextoEnLinea) {
@@ -691,11 +699,27 @@ private:
         }
     }
 
+    // A row number of plain digits, as nearly every writer puts it; 0 for
+    // anything else, which is read as text.
+    static int filaSimple(const char* r)
+    {
+        int f = 0;
+        int i = 0;
+        for (; r[i] >= '0' && r[i] <= '9'; ++i) {
+            if (i == 7)
+                return 0;
+            f = f * 10 + (r[i] - '0');
+        }
+        return r[i] == '\0' && f >= 1 && f <= kFilasXlsx ? f : 0;
+    }
+
     void empezarFila(const XML_Char** atributos)
     {
         const XML_Char* r = atributo(atributos, "r");
         if (!r || !*r) {
             ++fila_;
+        } else if (const int simple = filaSimple(r); simple > 0) {
+            fila_ = simple;
         } else {
             const QString texto = QString::fromUtf8(r);
             bool ok = false;
@@ -759,6 +783,7 @@ private:
         conTextoEnLinea_ = false;
         valor_.clear();
         unidadesValor_ = 0;
+        contandoValor_ = false;
         enLinea_.clear();
         unidadesEnLinea_ = 0;
         nivelCelda_ = profundidad_;
@@ -887,7 +912,10 @@ private:
     bool conValor_ = false;
     bool conTextoEnLinea_ = false;
     std::string valor_;   // UTF-8 text of the cell's <v>, reused from cell to cell
-    qint64 unidadesValor_ = 0;
+    // Characters of the value, -1 minus their number once counted; 0
+    // until then.
+    qint64 unidadesValor_ = 0; // counted only when contandoValor_
+    bool contandoValor_ = false;
     std::string enLinea_; // UTF-8 text of the cell's <is>
     qint64 unidadesEnLinea_ = 0;
     qint64 inicioTexto_ = 0;
