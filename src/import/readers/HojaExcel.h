@@ -48,6 +48,8 @@ public:
     void ponerError(int fila, int columna, const QString& nombreError);
     // The workbook's table of shared texts; before any other text.
     void ponerTextos(std::vector<QString> textos);
+    // Room for this many cells, when the reader has an idea.
+    void reservar(std::size_t celdas) { celdas_.reserve(celdas); }
     // Orders the cells for lookup; readers call it once when done.
     void cerrar();
 

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QXmlStreamReader>
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -42,6 +43,7 @@ public:
 
     const QString& libro() const { return libro_; }
     const LimitesLibro& limites() const { return limites_; }
+    zip_t* z() const { return z_; }
 
     // Index of a part by name (part names ignore case), -1 when absent.
     zip_int64_t buscar(const QString& nombre) const
@@ -1502,8 +1504,12 @@ private:
         std::string_view e(buf_.data() + pos_ + 2, fin - 2);
         while (!e.empty() && blanco(e.back()))
             e.remove_suffix(1);
-        if (e != pila_[abiertos_ - 1])
+        const std::string& abierto = pila_[abiertos_ - 1];
+        if (e.size() != abierto.size())
             return false;
+        for (std::size_t i = 0; i < e.size(); ++i)
+            if (e[i] != abierto[i])
+                return false;
         cerrar();
         pos_ += fin + 1;
         return true;
@@ -1542,6 +1548,20 @@ bool LectorHoja::leerRapido()
 }
 
 // ---- The whole workbook ------------------------------------------------------------
+
+// Room for the cells a sheet of this inflated size usually holds, so that
+// they are not copied as the store grows. The size is the zip's word for
+// it: only a guess, within the limit on cells.
+std::size_t celdasPrevistas(const Zip& zip, const QString& parte)
+{
+    zip_stat_t st;
+    zip_stat_init(&st);
+    const zip_int64_t i = zip.buscar(parte);
+    if (i < 0 || zip_stat_index(zip.z(), static_cast<zip_uint64_t>(i), 0, &st) != 0 || !(st.valid & ZIP_STAT_SIZE))
+        return 0;
+    const zip_uint64_t bytes = std::min<zip_uint64_t>(st.size, static_cast<zip_uint64_t>(zip.limites().bytesParte));
+    return static_cast<std::size_t>(std::min<zip_uint64_t>(bytes / 40, static_cast<zip_uint64_t>(zip.limites().celdas)));
+}
 
 std::unique_ptr<HojaExcel> leerZip(zip_t* z, const QString& libro, const LimitesLibro& limites, bool soloExpat)
 {
@@ -1594,6 +1614,7 @@ std::unique_ptr<HojaExcel> leerZip(zip_t* z, const QString& libro, const Limites
         return hoja;
     };
     auto hoja = nueva();
+    hoja->reservar(celdasPrevistas(zip, destino->destino));
     if (!soloExpat && LectorHoja(zip, destino->destino, *hoja).leerRapido()) {
         hoja->cerrar();
         return hoja;
