@@ -191,7 +191,7 @@ TEST_F(Xlsx, TheQuickScanReadsEverySheetAsExpatDoes)
     const QByteArray ns = "xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\"";
     const QByteArray celdas = "<sheetData><row r=\"1\"><c r=\"A1\"><v>1</v></c><c r=\"B1\" t=\"inlineStr\"><is><t>a</t></is></c></row></sheetData>";
     const auto hoja = [&](const QByteArray& cuerpo) { return "<?xml version=\"1.0\"?><worksheet " + ns + ">" + cuerpo + "</worksheet>"; };
-    const std::vector<QByteArray> casos = {
+    std::vector<QByteArray> casos = {
         hoja(celdas),
         "\xEF\xBB\xBF<?xml version='1.0' encoding='utf-8' standalone='yes' ?>\r\n<worksheet " + ns + ">" + celdas + "</worksheet>\r\n",
         "<worksheet " + ns + ">" + celdas + "</worksheet>",
@@ -251,6 +251,19 @@ TEST_F(Xlsx, TheQuickScanReadsEverySheetAsExpatDoes)
         "   ",
         "\xFF\xFE<\0w\0/\0>\0",
     };
+    // Parts of a megabyte and more are inflated on a second thread.
+    QByteArray filas;
+    for (int f = 1; f <= 4000; ++f) {
+        filas += "<row r=\"" + QByteArray::number(f) + "\">";
+        for (int c = 0; c < 10; ++c)
+            filas += "<c r=\"" + QByteArray(1, static_cast<char>('A' + c)) + QByteArray::number(f) + "\"><v>"
+                     + QByteArray::number(f * 0.25 - c) + "</v></c>";
+        filas += "</row>";
+    }
+    filas = "<sheetData>" + filas + "</sheetData>";
+    ASSERT_GT(filas.size(), 1024 * 1024);
+    casos.push_back(hoja(filas));
+    casos.push_back(hoja(filas.replace("<row r=\"3999\">", "<row r=\"3999\"><bad")));
     LimitesLibro pocas;
     pocas.celdas = 2;
     int i = 0;

@@ -8,13 +8,18 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <condition_variable>
 #include <cstring>
+#include <deque>
 #include <exception>
+#include <expat.h>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <stdexcept>
-#include <expat.h>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 #include <zip.h>
 
@@ -512,7 +517,7 @@ public:
     // The part through EscanerHoja; false when it has to be read with
     // leer() on a new reader and sheet, what was put on this one being
     // of no use.
-    bool leerRapido();
+    bool leerRapido(bool enParalelo);
 
     void leer()
     {
@@ -926,6 +931,100 @@ private:
     qint64 caracteresTextos_ = 0;
 };
 
+// Inflates a part on a thread of its own, a few chunks ahead of whoever
+// scans it: inflating is a good part of reading a large sheet, and a second
+// core does it meanwhile. Stops on its own at the end of the part, at an
+// error, past the limit on inflated bytes, or when it is destroyed.
+class Inflador {
+public:
+    Inflador(zip_file_t* f, qint64 limite) : f_(f), limite_(limite), hilo_([this] { trabajar(); }) {}
+    ~Inflador()
+    {
+        {
+            std::lock_guard<std::mutex> l(m_);
+            parar_ = true;
+        }
+        cv_.notify_all();
+        hilo_.join();
+    }
+    Inflador(const Inflador&) = delete;
+    Inflador& operator=(const Inflador&) = delete;
+
+    // Appends the next inflated chunk to destino; its size, 0 at the end.
+    // Throws when the part could not be inflated.
+    std::size_t siguiente(std::string& destino)
+    {
+        std::vector<char> trozo;
+        {
+            std::unique_lock<std::mutex> l(m_);
+            cv_.wait(l, [this] { return !listos_.empty() || fin_ || error_; });
+            if (listos_.empty()) {
+                if (error_)
+                    throw std::runtime_error("zip");
+                return 0;
+            }
+            trozo = std::move(listos_.front());
+            listos_.pop_front();
+        }
+        cv_.notify_all();
+        destino.append(trozo.data(), trozo.size());
+        return trozo.size();
+    }
+
+private:
+    static constexpr std::size_t kPorDelante = 8;
+
+    void trabajar()
+    {
+        qint64 leidos = 0;
+        for (;;) {
+            {
+                std::unique_lock<std::mutex> l(m_);
+                cv_.wait(l, [this] { return listos_.size() < kPorDelante || parar_; });
+                if (parar_)
+                    return;
+            }
+            std::vector<char> trozo;
+            zip_int64_t n = -1;
+            try {
+                trozo.resize(static_cast<std::size_t>(kTrozo));
+                n = zip_fread(f_, trozo.data(), static_cast<zip_uint64_t>(kTrozo));
+            } catch (...) {
+            }
+            bool terminado = true;
+            {
+                std::lock_guard<std::mutex> l(m_);
+                if (n < 0) {
+                    error_ = true;
+                } else if (n == 0) {
+                    fin_ = true;
+                } else {
+                    trozo.resize(static_cast<std::size_t>(n));
+                    listos_.push_back(std::move(trozo));
+                    leidos += n;
+                    // Past the limit the reader stops anyway: nothing more
+                    // is inflated, and whoever asks past it is told so.
+                    error_ = leidos > limite_;
+                    terminado = error_;
+                }
+            }
+            cv_.notify_all();
+            if (terminado)
+                return;
+        }
+    }
+
+    zip_file_t* f_;
+    qint64 limite_;
+    std::mutex m_;
+    std::condition_variable cv_;
+    std::deque<std::vector<char>> listos_;
+    bool fin_ = false;
+    bool error_ = false;
+    bool parar_ = false;
+    std::thread hilo_; // last: it starts once the rest is ready
+};
+
 // Workbook writers put out plain XML: a declaration, elements with
 // attributes, texts with the five named entities and character references.
 // Expat, for all it checks, spends on such a sheet several times what
@@ -939,10 +1038,13 @@ private:
 // only saves expat the work where expat would agree.
 class EscanerHoja {
 public:
-    explicit EscanerHoja(LectorHoja& lector) : l_(lector)
+    // enParalelo: inflate on a second thread, worth it for a large part.
+    EscanerHoja(LectorHoja& lector, bool enParalelo) : l_(lector)
     {
         // Values are handed over by pointer: the strings must not move.
         valores_.resize(kMaxAtributos);
+        if (enParalelo)
+            inflador_ = std::make_unique<Inflador>(l_.f_, l_.lim_.bytesParte);
     }
 
     // False when expat has to read the part.
@@ -1022,12 +1124,17 @@ private:
         }
         if (buf_.size() > kMaxToken)
             throw std::length_error("token");
-        const std::size_t antes = buf_.size();
-        buf_.resize(antes + static_cast<std::size_t>(kTrozo));
-        const zip_int64_t n = zip_fread(l_.f_, buf_.data() + antes, static_cast<zip_uint64_t>(kTrozo));
-        if (n < 0)
-            throw std::runtime_error("zip");
-        buf_.resize(antes + static_cast<std::size_t>(n));
+        zip_int64_t n = 0;
+        if (inflador_) {
+            n = static_cast<zip_int64_t>(inflador_->siguiente(buf_));
+        } else {
+            const std::size_t antes = buf_.size();
+            buf_.resize(antes + static_cast<std::size_t>(kTrozo));
+            n = zip_fread(l_.f_, buf_.data() + antes, static_cast<zip_uint64_t>(kTrozo));
+            if (n < 0)
+                throw std::runtime_error("zip");
+            buf_.resize(antes + static_cast<std::size_t>(n));
+        }
         l_.leidos_ += n;
         if (l_.leidos_ > l_.lim_.bytesParte)
             throw std::length_error("part");
@@ -1536,12 +1643,13 @@ private:
     std::vector<const char*> atributosC_;
     std::vector<std::string> valores_;
     std::string textoDecodificado_;
+    std::unique_ptr<Inflador> inflador_; // last: stopped before the rest goes
 };
 
-bool LectorHoja::leerRapido()
+bool LectorHoja::leerRapido(bool enParalelo)
 {
     try {
-        return EscanerHoja(*this).recorrer();
+        return EscanerHoja(*this, enParalelo).recorrer();
     } catch (...) {
         return false;
     }
@@ -1549,18 +1657,16 @@ bool LectorHoja::leerRapido()
 
 // ---- The whole workbook ------------------------------------------------------------
 
-// Room for the cells a sheet of this inflated size usually holds, so that
-// they are not copied as the store grows. The size is the zip's word for
-// it: only a guess, within the limit on cells.
-std::size_t celdasPrevistas(const Zip& zip, const QString& parte)
+// The inflated size the zip declares for a part, within the limit on
+// inflated bytes; 0 when it says none. Only a guess: nothing relies on it.
+qint64 tamanoDeclarado(const Zip& zip, const QString& parte)
 {
     zip_stat_t st;
     zip_stat_init(&st);
     const zip_int64_t i = zip.buscar(parte);
     if (i < 0 || zip_stat_index(zip.z(), static_cast<zip_uint64_t>(i), 0, &st) != 0 || !(st.valid & ZIP_STAT_SIZE))
         return 0;
-    const zip_uint64_t bytes = std::min<zip_uint64_t>(st.size, static_cast<zip_uint64_t>(zip.limites().bytesParte));
-    return static_cast<std::size_t>(std::min<zip_uint64_t>(bytes / 40, static_cast<zip_uint64_t>(zip.limites().celdas)));
+    return static_cast<qint64>(std::min<zip_uint64_t>(st.size, static_cast<zip_uint64_t>(zip.limites().bytesParte)));
 }
 
 std::unique_ptr<HojaExcel> leerZip(zip_t* z, const QString& libro, const LimitesLibro& limites, bool soloExpat)
@@ -1613,9 +1719,13 @@ std::unique_ptr<HojaExcel> leerZip(zip_t* z, const QString& libro, const Limites
             hoja->ponerTextos(*textos);
         return hoja;
     };
+    // Room for the cells a sheet of this size usually holds, so that they
+    // are not copied as the store grows.
+    const qint64 bytesHoja = tamanoDeclarado(zip, destino->destino);
     auto hoja = nueva();
-    hoja->reservar(celdasPrevistas(zip, destino->destino));
-    if (!soloExpat && LectorHoja(zip, destino->destino, *hoja).leerRapido()) {
+    hoja->reservar(static_cast<std::size_t>(std::min(bytesHoja / 40, limites.celdas)));
+    const bool enParalelo = bytesHoja >= 1024 * 1024;
+    if (!soloExpat && LectorHoja(zip, destino->destino, *hoja).leerRapido(enParalelo)) {
         hoja->cerrar();
         return hoja;
     }
