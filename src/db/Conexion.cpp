@@ -747,7 +747,7 @@ QVariant Comando::paraQt(const Parametro& p) const
 bool Comando::prepararDirecta()
 {
     directaProbada_ = true;
-    sqlite3* db = conexion_->manejadorSqlite();
+    sqlite3* db = conexion_->sqlite();
     if (!db || conexion_->motor() != Motor::SQLite)
         return false;
     const QByteArray texto = conexion_->adaptar(texto_).toUtf8();
@@ -773,7 +773,7 @@ bool Comando::prepararDirecta()
 
 long Comando::ejecutarDirecta()
 {
-    sqlite3* db = conexion_->manejadorSqlite();
+    sqlite3* db = conexion_->sqlite();
     sqlite3_stmt* st = directa_;
     // As Qt words them: what failed, then the engine's message and code.
     const auto error = [&](const char* que, QSqlError::ErrorType tipo, int codigo) {

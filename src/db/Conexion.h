@@ -89,8 +89,8 @@ public:
     QString ultimoErrorAsincrono() const { return errorAsincrono_; }
 
     QSqlDatabase& baseDatos() { return db_; }
-    // The engine's own handle (SQLite), null for other engines.
-    sqlite3* manejadorSqlite() const { return sqlite_; }
+    // The SQLite connection under the driver; null for other engines.
+    sqlite3* sqlite() const { return sqlite_; }
 
     // Internal use by Recordset and Comando.
     void anotar(const QString& sql);
@@ -108,7 +108,6 @@ private:
     QString nombre_;
     QString fichero_;
     QSqlDatabase db_;
-    sqlite3* sqlite_ = nullptr;
     std::deque<QString> registro_;
     bool registroActivo_ = true;
     int transacciones_ = 0;
@@ -119,6 +118,7 @@ private:
     std::unordered_map<QString, std::unique_ptr<QSqlQuery>> formas_;
     QString errorAsincrono_;
     bool completando_ = false;
+    sqlite3* sqlite_ = nullptr;
 };
 
 // A transaction for one user operation. Inside an operation that already
