@@ -14,6 +14,7 @@
 #include <QList>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <zip.h>
 
 using namespace presupuestos;
@@ -93,8 +94,27 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const QByteArray libro = entrada.startsWith("PK") ? entrada : zipAlmacenado(entrada.split('\x1e'));
     if (libro.isEmpty())
         return 0;
+    // The quick scan of the sheet and expat must agree on every input: the
+    // same sheet, or the same error.
+    std::unique_ptr<HojaExcel> hoja, conExpat;
+    QString error, errorExpat;
     try {
-        const auto hoja = LectorXlsx::leerMemoria(libro, QStringLiteral("fuzz.xlsx"), limites);
+        hoja = LectorXlsx::leerMemoria(libro, QStringLiteral("fuzz.xlsx"), limites);
+    } catch (const VbError& e) {
+        error = e.description();
+    }
+    try {
+        conExpat = LectorXlsx::leerMemoriaConExpat(libro, QStringLiteral("fuzz.xlsx"), limites);
+    } catch (const VbError& e) {
+        errorExpat = e.description();
+    }
+    if (error != errorExpat || !hoja != !conExpat || (hoja && !(*hoja == *conExpat))) {
+        std::fprintf(stderr, "quick scan and expat differ:\n  %s\n  %s\n", qPrintable(error), qPrintable(errorExpat));
+        std::abort();
+    }
+    if (!hoja)
+        return 0;
+    try {
         // Walk what the import would ask.
         const int ultima = hoja->filaFinArriba(5);
         for (int f = 1; f <= ultima + 1 && f <= 50; ++f)

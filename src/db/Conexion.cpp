@@ -731,17 +731,33 @@ QString nombrarMarcas(const QString& sql, int parametros, QStringList& marcas)
 
 Comando::Comando(std::shared_ptr<Conexion> conexion) : conexion_(std::move(conexion)) {}
 
+Comando::~Comando() { soltarDirecta(); }
+
+void Comando::soltarDirecta()
+{
+    if (directa_)
+        sqlite3_finalize(directa_);
+    directa_ = nullptr;
+    directaProbada_ = false;
+}
+
 void Comando::setCommandText(const QString& texto)
 {
     texto_ = texto;
     anotado_ = false;
     consulta_.reset();
+    soltarDirecta();
 }
 
 void Comando::agregarParametro(const QString& nombre, TipoParametro tipo, int tamano)
 {
-    parametros_.push_back({nombre, tipo, tamano, QVariant()});
+    Parametro p;
+    p.nombre = nombre;
+    p.tipo = tipo;
+    p.tamano = tamano;
+    parametros_.push_back(std::move(p));
     consulta_.reset();
+    soltarDirecta();
 }
 
 const QString& Comando::nombreParametro(int i) const
@@ -765,7 +781,32 @@ int Comando::tamanoParametro(int i) const
     return parametros_[i].tamano;
 }
 
-void Comando::setValor(int indice, Currency valor) { setValor(indice, QVariant::fromValue(valor)); }
+void Comando::ponerTexto(Parametro& p, const QString& t)
+{
+    if (p.tamano > 0 && t.size() > p.tamano)
+        throw VbError(VbError::ParameterTooLong,
+                      QStringLiteral("El valor \"%1\" del parámetro %2 tiene %3 caracteres y admite como máximo %4.")
+                          .arg(t, p.nombre)
+                          .arg(t.size())
+                          .arg(p.tamano));
+    p.texto = t;
+    p.nulo = false;
+}
+
+// Imports bind a dozen amounts per row: they go in without a QVariant.
+void Comando::setValor(int indice, Currency valor)
+{
+    if (indice < 0 || indice >= numeroParametros())
+        throw VbError::itemNotFound();
+    Parametro& p = parametros_[indice];
+    switch (p.tipo) {
+    case TipoParametro::Entero: p.numero = valor.toInt32(); break;
+    case TipoParametro::Moneda: p.numero = valor.raw(); break;
+    case TipoParametro::Texto: ponerTexto(p, valor.toPlainText()); return;
+    case TipoParametro::Booleano: p.numero = !valor.isZero(); break;
+    }
+    p.nulo = false;
+}
 
 void Comando::setValor(int indice, const QVariant& valor)
 {
@@ -773,61 +814,154 @@ void Comando::setValor(int indice, const QVariant& valor)
         throw VbError::itemNotFound();
     Parametro& p = parametros_[indice];
     if (valor.isNull() || !valor.isValid()) {
-        p.valor = QVariant();
+        p.nulo = true;
+        p.texto.clear();
+        return;
+    }
+    if (valor.userType() == qMetaTypeId<Currency>()) {
+        setValor(indice, valor.value<Currency>());
         return;
     }
     switch (p.tipo) {
     case TipoParametro::Entero:
-        if (valor.userType() == qMetaTypeId<Currency>())
-            p.valor = valor.value<Currency>().toInt32();
-        else if (valor.typeId() == QMetaType::QString)
-            p.valor = Currency::fromVariant(valor).toInt32();
+        if (valor.typeId() == QMetaType::QString)
+            p.numero = Currency::fromVariant(valor).toInt32();
         else if (valor.typeId() == QMetaType::Double || valor.typeId() == QMetaType::Float)
-            p.valor = Currency::fromDouble(valor.toDouble()).toInt32();
+            p.numero = Currency::fromDouble(valor.toDouble()).toInt32();
         else if (valor.typeId() == QMetaType::Bool)
-            p.valor = valor.toBool() ? -1 : 0;
+            p.numero = valor.toBool() ? -1 : 0;
         else {
             const qlonglong n = valor.toLongLong();
             if (n < std::numeric_limits<int>::min() || n > std::numeric_limits<int>::max())
                 throw VbError::overflow();
-            p.valor = static_cast<int>(n);
+            p.numero = static_cast<int>(n);
         }
         break;
-    case TipoParametro::Moneda:
-        if (valor.userType() == qMetaTypeId<Currency>())
-            p.valor = QVariant::fromValue(valor.value<Currency>());
-        else
-            p.valor = QVariant::fromValue(Currency::fromVariant(valor));
-        break;
-    case TipoParametro::Texto: {
-        QString t;
-        if (valor.userType() == qMetaTypeId<Currency>())
-            t = valor.value<Currency>().toPlainText();
-        else
-            t = valor.toString();
-        if (p.tamano > 0 && t.size() > p.tamano)
-            throw VbError(VbError::ParameterTooLong,
-                          QStringLiteral("El valor \"%1\" del parámetro %2 tiene %3 caracteres y admite como máximo %4.")
-                              .arg(t, p.nombre)
-                              .arg(t.size())
-                              .arg(p.tamano));
-        p.valor = t;
-        break;
+    case TipoParametro::Moneda: p.numero = Currency::fromVariant(valor).raw(); break;
+    case TipoParametro::Texto: ponerTexto(p, valor.toString()); return;
+    case TipoParametro::Booleano: p.numero = valor.toBool(); break;
     }
-    case TipoParametro::Booleano:
-        if (valor.userType() == qMetaTypeId<Currency>())
-            p.valor = !valor.value<Currency>().isZero();
-        else
-            p.valor = valor.toBool();
-        break;
-    }
+    p.nulo = false;
 }
 
 QVariant Comando::valor(int indice) const
 {
     if (indice < 0 || indice >= numeroParametros())
         throw VbError::subscriptOutOfRange();
-    return parametros_[indice].valor;
+    const Parametro& p = parametros_[indice];
+    if (p.nulo)
+        return QVariant();
+    switch (p.tipo) {
+    case TipoParametro::Entero: return QVariant(static_cast<int>(p.numero));
+    case TipoParametro::Moneda: return QVariant::fromValue(Currency::fromRaw(p.numero));
+    case TipoParametro::Texto: return QVariant(p.texto);
+    case TipoParametro::Booleano: return QVariant(p.numero != 0);
+    }
+    return QVariant();
+}
+
+// The value as Qt's driver receives it: a currency as its double, a null
+// typed after the parameter.
+QVariant Comando::paraQt(const Parametro& p) const
+{
+    if (p.nulo) {
+        switch (p.tipo) {
+        case TipoParametro::Entero: return QVariant(QMetaType::fromType<int>());
+        case TipoParametro::Moneda: return QVariant(QMetaType::fromType<double>());
+        case TipoParametro::Texto: return QVariant(QMetaType::fromType<QString>());
+        case TipoParametro::Booleano: return QVariant(QMetaType::fromType<bool>());
+        }
+    }
+    switch (p.tipo) {
+    case TipoParametro::Entero: return QVariant(static_cast<int>(p.numero));
+    case TipoParametro::Moneda: return QVariant(Currency::fromRaw(p.numero).toDouble());
+    case TipoParametro::Texto: return QVariant(p.texto);
+    case TipoParametro::Booleano: return QVariant(p.numero != 0);
+    }
+    return QVariant();
+}
+
+// Qt's driver costs more than the statement itself on small writes run tens
+// of thousands of times (a QVariant list per run, a name built per bind), so
+// SQLite statements are prepared on the engine's handle when they bind
+// plainly: one '?' per parameter, no records returned. Whatever does not
+// fit, or fails to prepare, takes Qt's way, which also words the error.
+bool Comando::prepararDirecta()
+{
+    directaProbada_ = true;
+    sqlite3* db = conexion_->sqlite();
+    if (!db || conexion_->motor() != Motor::SQLite)
+        return false;
+    const QByteArray texto = conexion_->adaptar(texto_).toUtf8();
+    sqlite3_stmt* st = nullptr;
+    const char* resto = nullptr;
+    if (sqlite3_prepare_v3(db, texto.constData(), static_cast<int>(texto.size()), SQLITE_PREPARE_PERSISTENT, &st, &resto)
+            != SQLITE_OK
+        || !st) {
+        sqlite3_finalize(st);
+        return false;
+    }
+    bool sirve = QByteArray(resto).trimmed().isEmpty() && sqlite3_column_count(st) == 0
+                 && sqlite3_bind_parameter_count(st) == numeroParametros();
+    for (int i = 1; sirve && i <= numeroParametros(); ++i)
+        sirve = sqlite3_bind_parameter_name(st, i) == nullptr;
+    if (!sirve) {
+        sqlite3_finalize(st);
+        return false;
+    }
+    directa_ = st;
+    return true;
+}
+
+long Comando::ejecutarDirecta()
+{
+    sqlite3* db = conexion_->sqlite();
+    sqlite3_stmt* st = directa_;
+    // As Qt words them: what failed, then the engine's message and code.
+    const auto error = [&](const char* que, QSqlError::ErrorType tipo, int codigo) {
+        return conexion_->errorMotor(QSqlError(QCoreApplication::translate("QSQLiteResult", que),
+                                               QString::fromUtf8(sqlite3_errmsg(db)), tipo, QString::number(codigo)));
+    };
+    for (int i = 0; i < numeroParametros(); ++i) {
+        const Parametro& p = parametros_[static_cast<std::size_t>(i)];
+        int r = SQLITE_OK;
+        // A null text is a null, as Qt binds it.
+        if (p.nulo || (p.tipo == TipoParametro::Texto && p.texto.isNull()))
+            r = sqlite3_bind_null(st, i + 1);
+        else if (p.tipo == TipoParametro::Moneda)
+            r = sqlite3_bind_double(st, i + 1, Currency::fromRaw(p.numero).toDouble());
+        else if (p.tipo == TipoParametro::Texto)
+            // The text stays in the parameter until it is bound again.
+            r = sqlite3_bind_text16(st, i + 1, p.texto.utf16(), static_cast<int>(p.texto.size() * sizeof(QChar)),
+                                    SQLITE_STATIC);
+        else
+            r = sqlite3_bind_int(st, i + 1, static_cast<int>(p.numero));
+        if (r != SQLITE_OK) {
+            const VbError e = error("Unable to bind parameters", QSqlError::StatementError, r);
+            soltarDirecta();
+            throw e;
+        }
+    }
+    int r = sqlite3_step(st);
+    if (r == SQLITE_DONE || r == SQLITE_ROW) {
+        sqlite3_reset(st);
+        const long n = sqlite3_changes(db);
+        if (!preparado_)
+            soltarDirecta();
+        return n;
+    }
+    std::optional<VbError> e;
+    if ((r & 0xff) == SQLITE_ERROR || (r & 0xff) == SQLITE_CONSTRAINT) {
+        // The generic code: resetting gives the specific one.
+        r = sqlite3_reset(st);
+        e = error("Unable to fetch row", QSqlError::ConnectionError, r);
+    } else {
+        e = error("Unable to fetch row", QSqlError::ConnectionError, r);
+        sqlite3_reset(st);
+    }
+    if (!preparado_)
+        soltarDirecta();
+    throw *e;
 }
 
 long Comando::Execute()
@@ -839,6 +973,13 @@ long Comando::Execute()
         anotado_ = true;
     }
     conexion_->completarPendientes();
+    if (!directaProbada_ || !preparado_) {
+        if (directa_)
+            soltarDirecta();
+        prepararDirecta();
+    }
+    if (directa_)
+        return ejecutarDirecta();
     if (!consulta_ || !preparado_) {
         consulta_ = std::make_unique<QSqlQuery>(conexion_->baseDatos());
         consulta_->setForwardOnly(true);
@@ -850,18 +991,7 @@ long Comando::Execute()
         }
     }
     for (int i = 0; i < numeroParametros(); ++i) {
-        const Parametro& p = parametros_[i];
-        QVariant v = p.valor;
-        if (v.userType() == qMetaTypeId<Currency>())
-            v = v.value<Currency>().toDouble();
-        else if (!v.isValid()) {
-            switch (p.tipo) {
-            case TipoParametro::Entero: v = QVariant(QMetaType::fromType<int>()); break;
-            case TipoParametro::Moneda: v = QVariant(QMetaType::fromType<double>()); break;
-            case TipoParametro::Texto: v = QVariant(QMetaType::fromType<QString>()); break;
-            case TipoParametro::Booleano: v = QVariant(QMetaType::fromType<bool>()); break;
-            }
-        }
+        const QVariant v = paraQt(parametros_[static_cast<std::size_t>(i)]);
         if (marcas_.isEmpty())
             consulta_->bindValue(i, v);
         else

@@ -240,6 +240,9 @@ enum class TipoParametro { Entero, Moneda, Texto, Booleano };
 class Comando {
 public:
     explicit Comando(std::shared_ptr<Conexion> conexion);
+    ~Comando();
+    Comando(const Comando&) = delete;
+    Comando& operator=(const Comando&) = delete;
 
     void setCommandText(const QString& texto);
     const QString& commandText() const { return texto_; }
@@ -264,12 +267,22 @@ public:
     std::shared_ptr<Conexion> conexion() const { return conexion_; }
 
 private:
+    // The value is kept in the parameter's declared type: a number (the
+    // integer, the currency's raw count or the Boolean) or a text.
     struct Parametro {
         QString nombre;
         TipoParametro tipo;
         int tamano;
-        QVariant valor;
+        bool nulo = true;
+        qint64 numero = 0;
+        QString texto;
     };
+    void ponerTexto(Parametro& p, const QString& t);
+    QVariant paraQt(const Parametro& p) const;
+    bool prepararDirecta();
+    long ejecutarDirecta();
+    void soltarDirecta();
+
     std::shared_ptr<Conexion> conexion_;
     QString texto_;
     bool preparado_ = false;
@@ -279,6 +292,11 @@ private:
     // Names given to the markers of the prepared text, one per parameter;
     // empty when the text's markers are bound by position.
     QStringList marcas_;
+    // SQLite: the statement prepared on the engine's handle and bound by
+    // position, for texts of plain '?' markers that return no records;
+    // anything else goes through consulta_.
+    sqlite3_stmt* directa_ = nullptr;
+    bool directaProbada_ = false;
 };
 
 } // namespace presupuestos

@@ -8,6 +8,7 @@
 #include "import/readers/AplicacionExcel.h"
 
 #include <QCoreApplication>
+#include <QMetaMethod>
 #include <array>
 #include <limits>
 #include <map>
@@ -40,6 +41,19 @@ QString cadena(const ValorCelda& v)
     case ValorCelda::Tipo::Numero: return HojaExcel::textoNumero(v.numero);
     case ValorCelda::Tipo::Texto: return v.texto;
     case ValorCelda::Tipo::Booleano: return v.booleano ? QStringLiteral("Verdadero") : QStringLiteral("Falso");
+    case ValorCelda::Tipo::Error: break;
+    }
+    throw VbError::typeMismatch();
+}
+
+// Whether CStr of the cell is empty, without writing a number out to know.
+bool textoVacio(const ValorCelda& v)
+{
+    switch (v.tipo) {
+    case ValorCelda::Tipo::Vacia: return true;
+    case ValorCelda::Tipo::Texto: return v.texto.isEmpty();
+    case ValorCelda::Tipo::Numero:
+    case ValorCelda::Tipo::Booleano: return false;
     case ValorCelda::Tipo::Error: break;
     }
     throw VbError::typeMismatch();
@@ -209,9 +223,10 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
         emit ProgressInit(ultimaFila, QStringLiteral("Importando datos..."));
         QCoreApplication::processEvents();
 
+        const bool progresoConectado = isSignalConnected(QMetaMethod::fromSignal(&clsImportar::Progress));
         const qint16 c = primeraColumnaDatos_;
         for (fila = primeraFilaDatos_; fila <= ultimaFila; ++fila) {
-            if (!cadena(hoja.valor(fila, c)).isEmpty()) {
+            if (!textoVacio(hoja.valor(fila, c))) {
                 int k = 0;
                 const qint16 ultimoMes = suma16(c, 13);
                 __int128 totalFila = 0;
@@ -247,7 +262,9 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
                 }
                 ++importadas;
             }
-            emit Progress(fila, hoja.texto(fila, 1) + QStringLiteral(" - ") + hoja.texto(fila, 2));
+            // The row's texts are put together only for someone to show them.
+            if (progresoConectado)
+                emit Progress(fila, hoja.texto(fila, 1) + QStringLiteral(" - ") + hoja.texto(fila, 2));
             QCoreApplication::processEvents();
         }
 

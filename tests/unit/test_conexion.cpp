@@ -149,6 +149,48 @@ TEST(Conexion, PreparedCommandConvertsParametersToDeclaredTypes)
     EXPECT_EQ(cmd.valor(3).toInt(), 10);
 }
 
+TEST(Conexion, PreparedCommandKeepsTheEngineErrorAndNulls)
+{
+    BaseDatosPrueba bd;
+    Comando cmd(bd.conexion);
+    cmd.setCommandText(QStringLiteral("INSERT INTO Presupuestos_Conceptos (Codigo, Nombre) VALUES (?, ?)"));
+    cmd.agregarParametro(QStringLiteral("Codigo"), TipoParametro::Texto, 12);
+    cmd.agregarParametro(QStringLiteral("Nombre"), TipoParametro::Texto, 200);
+    cmd.setPrepared(true);
+    cmd.setValor(0, QStringLiteral("C1"));
+    cmd.setValor(1, QStringLiteral(""));
+    EXPECT_EQ(cmd.Execute(), 1);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Conceptos WHERE Nombre = ''")).toInt(), 1);
+    // The same key again: the engine's words, and the cause the import retries on.
+    try {
+        cmd.Execute();
+        FAIL();
+    } catch (const VbError& e) {
+        EXPECT_EQ(e.number(), VbError::DatabaseError);
+        EXPECT_EQ(e.causa(), VbError::Causa::ClaveDuplicada);
+        EXPECT_TRUE(e.description().startsWith(QStringLiteral("UNIQUE constraint failed"))) << e.description().toStdString();
+    }
+    // A null text is sent as a null, which the column refuses; the command
+    // still runs afterwards.
+    cmd.setValor(0, QStringLiteral("C2"));
+    cmd.setValor(1, QVariant(QString()));
+    try {
+        cmd.Execute();
+        FAIL();
+    } catch (const VbError& e) {
+        EXPECT_EQ(e.causa(), VbError::Causa::Ninguna);
+        EXPECT_TRUE(e.description().startsWith(QStringLiteral("NOT NULL constraint failed"))) << e.description().toStdString();
+    }
+    EXPECT_FALSE(cmd.valor(1).isNull());
+    cmd.setValor(1, QVariant());
+    EXPECT_TRUE(cmd.valor(1).isNull());
+    EXPECT_THROW(cmd.Execute(), VbError);
+    cmd.setValor(1, QStringLiteral("Dos"));
+    EXPECT_EQ(cmd.Execute(), 1);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT Nombre FROM Presupuestos_Conceptos WHERE Codigo = 'C2'")).toString(),
+              QStringLiteral("Dos"));
+}
+
 TEST(Conexion, OnlyMarkersOutsideQuotesAreParameters)
 {
     BaseDatosPrueba bd;

@@ -100,6 +100,39 @@ TEST(HojaExcel, CellsKeepTheirTypeTheLastValueWinsAndPositionsOutsideRaise)
 }
 
 
+TEST(HojaExcel, NumbersShowAsTheGeneralFormatWritesThem)
+{
+    EXPECT_EQ(HojaExcel::textoNumero(60000000), QStringLiteral("60000000"));
+    EXPECT_EQ(HojaExcel::textoNumero(-123456789012345.0), QStringLiteral("-123456789012345"));
+    EXPECT_EQ(HojaExcel::textoNumero(1e15), QStringLiteral("1E+15"));
+    EXPECT_EQ(HojaExcel::textoNumero(-0.0), QStringLiteral("0"));
+    EXPECT_EQ(HojaExcel::textoNumero(-189.5271), QStringLiteral("-189,5271"));
+    EXPECT_EQ(HojaExcel::textoNumero(1.0 / 3), QStringLiteral("0,333333333333333"));
+    EXPECT_EQ(HojaExcel::textoNumero(1e-7), QStringLiteral("1E-07"));
+}
+
+TEST(HojaExcel, CellsOfAnyRowAreFoundWhateverTheOrderOfLookups)
+{
+    HojaExcel h(200, 100);
+    for (int f = 1; f <= 200; f += 3)
+        for (int c = 1; c <= 100; c += (f % 7) + 1)
+            h.ponerNumero(f, c, f * 1000 + c);
+    h.cerrar();
+    const auto comprobar = [&](int f, int c) {
+        const bool hay = (f - 1) % 3 == 0 && (c - 1) % ((f % 7) + 1) == 0;
+        EXPECT_EQ(h.vacia(f, c), !hay) << f << "," << c;
+        if (hay) {
+            EXPECT_EQ(h.valor(f, c).numero, f * 1000 + c);
+        }
+    };
+    for (int f = 1; f <= 200; ++f)
+        for (int c = 1; c <= 100; ++c)
+            comprobar(f, c);
+    for (int f = 200; f >= 1; f -= 2)
+        for (int c = 100; c >= 1; c -= 7)
+            comprobar(f, c);
+}
+
 // ---- Reading .xlsx -------------------------------------------------------------------
 
 class Xlsx : public ::testing::Test {
@@ -148,6 +181,107 @@ TEST_F(Xlsx, ReadsSharedAndRichTextsNumbersBooleansAndFormulaResults)
         EXPECT_EQ(h->filasHoja(), 1048576);
         EXPECT_EQ(h->columnasHoja(), 16384);
         EXPECT_EQ(h->filaFinArriba(28), 12);
+    }
+}
+
+// The sheet is scanned by a reader of its own before expat is asked; for
+// whatever it is given, the result and every error must be expat's.
+TEST_F(Xlsx, TheQuickScanReadsEverySheetAsExpatDoes)
+{
+    const QByteArray ns = "xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\"";
+    const QByteArray celdas = "<sheetData><row r=\"1\"><c r=\"A1\"><v>1</v></c><c r=\"B1\" t=\"inlineStr\"><is><t>a</t></is></c></row></sheetData>";
+    const auto hoja = [&](const QByteArray& cuerpo) { return "<?xml version=\"1.0\"?><worksheet " + ns + ">" + cuerpo + "</worksheet>"; };
+    std::vector<QByteArray> casos = {
+        hoja(celdas),
+        "\xEF\xBB\xBF<?xml version='1.0' encoding='utf-8' standalone='yes' ?>\r\n<worksheet " + ns + ">" + celdas + "</worksheet>\r\n",
+        "<worksheet " + ns + ">" + celdas + "</worksheet>",
+        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><worksheet " + ns + "><sheetData><row><c t=\"inlineStr\"><is><t>a\xF1o</t></is></c></row></sheetData></worksheet>",
+        "<?xml version=\"1.1\"?><worksheet " + ns + ">" + celdas + "</worksheet>",
+        "<?xml version=\"1.0\"?>\n<!-- a comment --><worksheet " + ns + ">" + celdas + "</worksheet>",
+        "<?xml version=\"1.0\"?><?pi x?><worksheet " + ns + ">" + celdas + "</worksheet>",
+        hoja(celdas) + "<!-- after -->",
+        hoja(celdas) + "x",
+        hoja(celdas) + "<otra/>",
+        hoja(celdas).chopped(3),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>&lt;&gt;&amp;&quot;&apos;&#65;&#x42;&#x1F600;</t></is></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>a\r\nb\rc\n&#13;d</t></is></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t><![CDATA[<x>]]></t></is></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>a]]>b</t></is></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>&#0;</t></is></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>&#xFFFE;</t></is></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>&nbsp;</t></is></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>\xC3\x28</t></is></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>\xED\xA0\x80</t></is></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>\xEF\xBF\xBF</t></is></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>\x01</t></is></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t xml:space=\"preserve\"> \xE2\x82\xAC \xF0\x9F\x98\x80 </t></is></c></row></sheetData>"),
+        hoja("<sheetData><row r = '1' ><c r=\"&#65;1\" ><v> 2 </v ></c ><c r=\"B&#x31;\" t=\"s\" /></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A\t1\"><v>1</v></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"inline&#x53;tr\"><is><t>x</t></is></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\"r=\"B1\"><v>1</v></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" r=\"B1\"><v>1</v></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\"t=\"n\"><v>1</v></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=n><v>1</v></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"a<b\"><v>1</v></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\"><v>1</x></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\"><v>1</v></c></row></sheetData><extra/>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\"><v>1</v><f>SUM(A1)</f></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\"><v>1<b/></v></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A0\"><v>1</v></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\" t=\"zz\"><v>1</v></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\"><v>doce</v></c></row></sheetData>"),
+        hoja("<sheetData><row r=\"1\"><c r=\"A1\"><v>1</v></c></row><row r=\"1\"><c r=\"A1\"><v>2</v></c></row></sheetData>"),
+        "<?xml version=\"1.0\"?><x:worksheet xmlns:x=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\"><x:sheetData><x:row r=\"1\"><x:c r=\"A1\"><x:v>1</x:v></x:c></x:row></x:sheetData></x:worksheet>",
+        "<?xml version=\"1.0\"?><x:worksheet><x:sheetData/></x:worksheet>",
+        "<?xml version=\"1.0\"?><worksheet " + ns + " xmlns:y=\"urn:y\"><sheetData><row r=\"1\"><c r=\"A1\" y:r=\"B2\" z:t=\"s\"><v>1</v></c></row></sheetData></worksheet>",
+        "<?xml version=\"1.0\"?><worksheet " + ns + " xmlns:y=\"urn:y\" xmlns:z=\"urn:y\"><sheetData><row r=\"1\"><c r=\"A1\" y:t=\"s\" z:t=\"b\"><v>1</v></c></row></sheetData></worksheet>",
+        "<?xml version=\"1.0\"?><worksheet " + ns + " xmlns:y=\"\"><sheetData/></worksheet>",
+        "<?xml version=\"1.0\"?><worksheet " + ns + " xmlns:xml=\"http://www.w3.org/XML/1998/namespace\"><sheetData/></worksheet>",
+        "<?xml version=\"1.0\"?><worksheet " + ns + " xmlns:q=\"http://www.w3.org/2000/xmlns/\"><sheetData/></worksheet>",
+        "<?xml version=\"1.0\"?><worksheet " + ns + "><sheetData><row r=\"1\" xmlns:q=\"urn:q\"><q:c r=\"A1\"><q:v>3</q:v></q:c></row><q:c r=\"A2\"><v>4</v></q:c></sheetData></worksheet>",
+        "<?xml version=\"1.0\"?><worksheet " + ns + " xmlns:mc=\"urn:mc\" mc:Ignorable=\"x14ac\" xmlns:x14ac=\"urn:x14ac\"><sheetData><row r=\"1\" spans=\"1:2\" x14ac:dyDescent=\"0.25\"><c r=\"A1\" s=\"1\"><v>1</v></c></row></sheetData></worksheet>",
+        "<?xml version=\"1.0\"?><worksheet " + ns + "><sheetData><row r=\"1\"><c:x r=\"A1\"><v>1</v></c:x></row></sheetData></worksheet>",
+        "<?xml version=\"1.0\"?><worksheet " + ns + "><sheetData><row r=\"1\"><c r=\"A1\"><v>1</v></c></row></sheetData></worksheet  >",
+        "<?xml version=\"1.0\"?><worksheet " + ns + "><sheetData><row r=\"1\"><c r=\"A1\"><v>1</v></c></row></sheetData></ worksheet>",
+        "<?xml version=\"1.0\"?><!DOCTYPE worksheet><worksheet " + ns + "><sheetData/></worksheet>",
+        "<?xml version=\"1.0\"?><worksheet " + ns + "><sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>" + QByteArray(40000, 'x') + "</t></is></c></row></sheetData></worksheet>",
+        "<?xml version=\"1.0\"?><worksheet " + ns + "><sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>" + QByteArray(2 << 20, 'y') + "</t></is></c></row></sheetData></worksheet>",
+        "<?xml version=\"1.0\"?><worksheet " + ns + ">" + QByteArray("<a>").repeated(70) + QByteArray("</a>").repeated(70) + "</worksheet>",
+        "",
+        "   ",
+        "\xFF\xFE<\0w\0/\0>\0",
+    };
+    // Parts of a megabyte and more are inflated on a second thread.
+    QByteArray filas;
+    for (int f = 1; f <= 4000; ++f) {
+        filas += "<row r=\"" + QByteArray::number(f) + "\">";
+        for (int c = 0; c < 10; ++c)
+            filas += "<c r=\"" + QByteArray(1, static_cast<char>('A' + c)) + QByteArray::number(f) + "\"><v>"
+                     + QByteArray::number(f * 0.25 - c) + "</v></c>";
+        filas += "</row>";
+    }
+    filas = "<sheetData>" + filas + "</sheetData>";
+    ASSERT_GT(filas.size(), 1024 * 1024);
+    casos.push_back(hoja(filas));
+    casos.push_back(hoja(filas.replace("<row r=\"3999\">", "<row r=\"3999\"><bad")));
+    LimitesLibro pocas;
+    pocas.celdas = 2;
+    int i = 0;
+    for (const QByteArray& xml : casos) {
+        SCOPED_TRACE(std::to_string(i++) + ": " + xml.left(200).toStdString());
+        QFile f(libros.zip(LibrosPrueba::partesMinimas(xml, textosXml("<si><t>s0</t></si>"))));
+        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+        const QByteArray libro = f.readAll();
+        for (const LimitesLibro& limites : {LimitesLibro{}, pocas}) {
+            std::unique_ptr<HojaExcel> rapida, conExpat;
+            const QString errorRapida = errorDe([&] { rapida = LectorXlsx::leerMemoria(libro, QStringLiteral("l.xlsx"), limites); });
+            const QString errorExpat = errorDe([&] { conExpat = LectorXlsx::leerMemoriaConExpat(libro, QStringLiteral("l.xlsx"), limites); });
+            EXPECT_EQ(errorRapida, errorExpat);
+            ASSERT_EQ(!rapida, !conExpat);
+            if (rapida) {
+                EXPECT_TRUE(*rapida == *conExpat);
+            }
+        }
     }
 }
 
@@ -352,6 +486,14 @@ TEST_F(Xlsx, EverySizeIsBounded)
     EXPECT_TRUE(errorAlLeer(libros.zip(LibrosPrueba::partesMinimas(
                                 hojaXml("<row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>" + largo + "</t></is></c></row>"))))
                     .contains(QStringLiteral("32767")));
+
+    // A value's length is counted in characters, not in bytes.
+    const QByteArray enes = QByteArray("\xC3\xB1").repeated(32767);
+    const auto valorDe = [&](const QByteArray& v) {
+        return libros.zip(LibrosPrueba::partesMinimas(hojaXml("<row r=\"1\"><c r=\"A1\" t=\"str\"><v>" + v + "</v></c></row>")));
+    };
+    EXPECT_EQ(leer(valorDe(enes))->valor(1, 1).texto.size(), 32767);
+    EXPECT_TRUE(errorAlLeer(valorDe(enes + "&#241;")).contains(QStringLiteral("un texto tiene más de 32767 caracteres")));
 
     // Cells.
     QByteArray celdas;

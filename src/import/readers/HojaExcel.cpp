@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 
 namespace presupuestos {
 
@@ -29,6 +30,7 @@ HojaExcel::Celda& HojaExcel::anadir(int fila, int columna, ValorCelda::Tipo tipo
 {
     comprobarPosicion(fila, columna);
     const std::uint64_t k = clave(fila, columna);
+    filaVista_ = 0;
     if (!celdas_.empty() && celdas_.back().clave >= k)
         ordenada_ = false;
     Celda c{};
@@ -99,15 +101,33 @@ void HojaExcel::cerrar()
     }
     celdas_.swap(unicas);
     ordenada_ = true;
+    filaVista_ = 0;
 }
 
 const HojaExcel::Celda* HojaExcel::buscar(int fila, int columna) const
 {
     comprobarPosicion(fila, columna);
+    const auto menor = [](const Celda& c, std::uint64_t v) { return c.clave < v; };
+    if (fila != filaVista_) {
+        const auto filaDe = [](const Celda& c) { return static_cast<int>(c.clave >> 16); };
+        auto desde = celdas_.begin() + static_cast<std::ptrdiff_t>(hastaVista_);
+        // Rows are mostly read in order: the next one starts where the last
+        // one ended.
+        if (filaVista_ == 0 || fila < filaVista_ || (desde != celdas_.end() && filaDe(*desde) < fila))
+            desde = std::lower_bound(celdas_.begin(), celdas_.end(), clave(fila, 0), menor);
+        auto hasta = desde;
+        for (int n = 0; hasta != celdas_.end() && filaDe(*hasta) == fila && n < 64; ++n)
+            ++hasta;
+        if (hasta != celdas_.end() && filaDe(*hasta) == fila)
+            hasta = std::lower_bound(hasta, celdas_.end(), clave(fila + 1, 0), menor);
+        desdeVista_ = static_cast<std::size_t>(desde - celdas_.begin());
+        hastaVista_ = static_cast<std::size_t>(hasta - celdas_.begin());
+        filaVista_ = fila;
+    }
     const std::uint64_t k = clave(fila, columna);
-    const auto it = std::lower_bound(celdas_.begin(), celdas_.end(), k,
-                                     [](const Celda& c, std::uint64_t v) { return c.clave < v; });
-    return (it != celdas_.end() && it->clave == k) ? &*it : nullptr;
+    const auto fin = celdas_.begin() + static_cast<std::ptrdiff_t>(hastaVista_);
+    const auto it = std::lower_bound(celdas_.begin() + static_cast<std::ptrdiff_t>(desdeVista_), fin, k, menor);
+    return (it != fin && it->clave == k) ? &*it : nullptr;
 }
 
 ValorCelda HojaExcel::valor(int fila, int columna) const
@@ -142,6 +162,36 @@ QString HojaExcel::texto(int fila, int columna) const
     return QString();
 }
 
+bool HojaExcel::operator==(const HojaExcel& otra) const
+{
+    if (nombre_ != otra.nombre_ || filasHoja_ != otra.filasHoja_ || columnasHoja_ != otra.columnasHoja_
+        || celdas_.size() != otra.celdas_.size())
+        return false;
+    for (std::size_t i = 0; i < celdas_.size(); ++i) {
+        const Celda& a = celdas_[i];
+        const Celda& b = otra.celdas_[i];
+        if (a.clave != b.clave || a.tipo != b.tipo)
+            return false;
+        switch (a.tipo) {
+        case ValorCelda::Tipo::Numero:
+            if (std::memcmp(&a.numero, &b.numero, sizeof a.numero) != 0)
+                return false;
+            break;
+        case ValorCelda::Tipo::Booleano:
+            if (a.booleano != b.booleano)
+                return false;
+            break;
+        case ValorCelda::Tipo::Texto:
+        case ValorCelda::Tipo::Error:
+            if (textos_[a.indice] != otra.textos_[b.indice])
+                return false;
+            break;
+        case ValorCelda::Tipo::Vacia: break;
+        }
+    }
+    return true;
+}
+
 int HojaExcel::filaFinArriba(int columna) const
 {
     comprobarPosicion(filasHoja_, columna);
@@ -169,6 +219,9 @@ QString HojaExcel::textoNumero(double valor)
 {
     if (valor == 0)
         return QStringLiteral("0");
+    // Whole numbers of up to fifteen digits show every digit, as integers do.
+    if (std::fabs(valor) < 1e15 && std::trunc(valor) == valor)
+        return QString::number(static_cast<qint64>(valor));
     char buf[64];
     std::snprintf(buf, sizeof buf, "%.15G", valor);
     QString t = QString::fromLatin1(buf);

@@ -48,6 +48,8 @@ public:
     void ponerError(int fila, int columna, const QString& nombreError);
     // The workbook's table of shared texts; before any other text.
     void ponerTextos(std::vector<QString> textos);
+    // Room for this many cells, when the reader has an idea.
+    void reservar(std::size_t celdas) { celdas_.reserve(celdas); }
     // Orders the cells for lookup; readers call it once when done.
     void cerrar();
 
@@ -63,6 +65,9 @@ public:
     // the column, row 1 when the column is empty. When the sheet's last cell
     // of the column is itself filled, End moves to the top of its block.
     int filaFinArriba(int columna) const;
+
+    // Same name, size and cells, each with the same value.
+    bool operator==(const HojaExcel& otra) const;
 
     // A number as the General format of a Spanish Excel shows it: up to
     // fifteen significant digits, comma for decimals, exponent beyond.
@@ -95,6 +100,11 @@ private:
     std::vector<QString> textos_;
     std::size_t textosCompartidos_ = 0;
     bool ordenada_ = true;
+    // The cells of the row looked up last: the import reads a row's cells
+    // one after another.
+    mutable int filaVista_ = 0;
+    mutable std::size_t desdeVista_ = 0;
+    mutable std::size_t hastaVista_ = 0;
 };
 
 } // namespace presupuestos
