@@ -1,10 +1,14 @@
 #include "HojaPrueba.h"
+#include "LibroPrueba.h"
+#include "import/dialog/frmImportar.h"
 #include "calculation/dialog/frmOperaciones.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "worksheet/core/Columnas.h"
 #include "worksheet/dlgHistorial.h"
 
 #include <QAction>
+#include <QFileInfo>
+#include <QTimer>
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
@@ -193,4 +197,32 @@ TEST(HojaDeshacer, TheHistoryOfACellChangedThreeWays)
     d.mostrarFila();
     EXPECT_GT(t->rowCount(), 12);
     EXPECT_FALSE(d.botonFila()->isEnabled());
+}
+
+TEST(HojaDeshacer, AnImportIsOneStepAndItsNewRowsGoAwayWithIt)
+{
+    Hoja h;
+    LibrosPrueba libros;
+    // One row updated, one filled where there was none, one of another department.
+    const QString libro = libros.generar(QStringLiteral("2: 1;70000001;10;20;30\n3: 1;70000002;7;0;0;0;9\n4: 2;62800001;-5\n"));
+    const QStringList antes = h.tabla();
+    QTimer::singleShot(0, h.hoja, [&] {
+        frmImportar* d = h.hoja->frmImport;
+        ASSERT_NE(d, nullptr);
+        h.plataforma.dialogoArchivo->respuestas.push_back(libro);
+        d->cmdExaminar->click();
+        d->cmdImportar->click();   // the question is answered yes
+        d->reject();
+    });
+    h.hoja->cmdImportar_Click();
+    const QStringList despues = h.tabla();
+    ASSERT_NE(despues, antes) << mensajesMostrados(h.plataforma);
+    EXPECT_EQ(h.hoja->mnuPopupDeshacer->text(), QStringLiteral("Deshacer: importar 3 filas de ") + QFileInfo(libro).fileName());
+    h.comoRecienCargada("importado");
+    h.hoja->Deshacer();
+    EXPECT_EQ(h.tabla(), antes);
+    h.comoRecienCargada("importación deshecha");
+    h.hoja->Rehacer();
+    EXPECT_EQ(h.tabla(), despues);
+    h.comoRecienCargada("importación rehecha");
 }

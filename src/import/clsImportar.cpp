@@ -6,8 +6,10 @@
 #include "db/Conexion.h"
 #include "host/modPublic.h"
 #include "import/readers/AplicacionExcel.h"
+#include "store/Diario.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QMetaMethod>
 #include <array>
 #include <limits>
@@ -95,6 +97,25 @@ QVariant texto(const ValorCelda& v)
 }
 
 } // namespace
+
+std::vector<std::pair<QString, qint16>> clsImportar::clavesDelLibro(const HojaExcel& hoja, qint32 ultimaFila) const
+{
+    // Only for reading the rows ahead: a cell that cannot be read here is
+    // left out, and the loop reports it at its row.
+    std::vector<std::pair<QString, qint16>> claves;
+    const qint16 c = primeraColumnaDatos_;
+    for (qint32 fila = primeraFilaDatos_; fila <= ultimaFila; ++fila) {
+        try {
+            const ValorCelda& dpto = hoja.valor(fila, c);
+            if (textoVacio(dpto))
+                continue;
+            const Currency d = dpto.tipo == ValorCelda::Tipo::Numero ? Currency::fromDouble(dpto.numero) : moneda(dpto);
+            claves.emplace_back(cadena(hoja.valor(fila, suma16(c, 1))), d.toInt16());
+        } catch (const std::exception&) {
+        }
+    }
+    return claves;
+}
 
 void clsImportar::comprobarTotales()
 {
@@ -205,6 +226,9 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
     bool enTransaccion = false;
     qint32 fila = 0;
     qint32 columna = 0;
+    // Closed after the transaction ends either way: a rolled-back import
+    // leaves no step to undo.
+    std::optional<Diario::Ambito> operacion;
     try {
         if (!CrearExcel())
             throw VbError(kSinExcel, QStringLiteral("No existe una version Excel compatible con esta aplicación."));
@@ -220,6 +244,12 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
 
         modPublic::ConexionActiva->BeginTrans();
         enTransaccion = true;
+        const qint16 ejercicio = static_cast<qint16>(modPublic::EjercicioActivo);
+        if (diario_) {
+            operacion.emplace(diario_->operacion(Diario::Tipo::Importacion,
+                                                 QStringLiteral("importar %1").arg(QFileInfo(strArchivoExcel).fileName())));
+            diario_->prever(clavesDelLibro(hoja, ultimaFila), ejercicio);
+        }
         emit ProgressInit(ultimaFila, QStringLiteral("Importando datos..."));
         QCoreApplication::processEvents();
 
@@ -246,6 +276,10 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
                 const QVariant dpto = entero(hoja.valor(fila, c));
                 ComandoUpdate->setValor(13, dpto);
                 ComandoInsert->setValor(13, dpto);
+                // The key as the commands bind it (the department rounded as their integer is).
+                if (diario_)
+                    diario_->antes(ComandoUpdate->valor(12).toString(), static_cast<qint16>(ComandoUpdate->valor(13).toInt()),
+                                   ejercicio, Diario::Tipo::Importacion);
 
                 const long afectadas = ComandoUpdate->Execute();
                 if (afectadas > std::numeric_limits<qint32>::max())
@@ -269,6 +303,8 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
         }
 
         comprobarTotales();
+        if (operacion)
+            operacion->describir(QStringLiteral("importar %1 filas de %2").arg(importadas).arg(QFileInfo(strArchivoExcel).fileName()));
         ExcelApp->Quit();
         modPublic::ConexionActiva->CommitTrans();
         enTransaccion = false;

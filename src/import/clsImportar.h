@@ -12,12 +12,16 @@
 #include <QObject>
 #include <QString>
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace presupuestos {
 
 class AplicacionExcel;
 class Comando;
 class Conexion;
+class Diario;
+class HojaExcel;
 
 class clsImportar : public QObject {
     Q_OBJECT
@@ -38,6 +42,10 @@ public:
 
     void ImportarDesdeExcel(const QString& strArchivoExcel);
 
+    // The change journal the import tells of every row it writes (none by
+    // default): an import is then one step of undo.
+    void setDiario(Diario* diario) { diario_ = diario; }
+
     // The update and the insert once an import has prepared them.
     const Comando* comandoUpdate() const { return ComandoUpdate.get(); }
     const Comando* comandoInsert() const { return ComandoInsert.get(); }
@@ -48,6 +56,10 @@ signals:
     void ImportCompleted(qint32 TotalRowsImported);
 
 private:
+    // The (account, department) keys of the rows the sheet would write.
+    std::vector<std::pair<QString, qint16>> clavesDelLibro(const HojaExcel& hoja, qint32 ultimaFila) const;
+
+    Diario* diario_ = nullptr;
     // Raises "Overflow" when the stored year would hold a total out of range.
     void comprobarTotales();
     bool CrearExcel();

@@ -412,13 +412,20 @@ void frmActPresupusto::cmdNoEnlanzarTablas_Click()
 void frmActPresupusto::cmdImportar_Click()
 {
     frmImport = new frmImportar(this);
+    frmImport->setDiario(diario_.get());
     connect(frmImport, &frmImportar::ImportacionCompletada, this, [this] { frmImport_ImportacionCompletada(); });
     frmImport->exec();
     delete frmImport;
     frmImport = nullptr;
 }
 
-void frmActPresupusto::frmImport_ImportacionCompletada() { CargarPresupuesto(); }
+void frmActPresupusto::frmImport_ImportacionCompletada()
+{
+    CargarPresupuesto();
+    // The rows the workbook added or filled count on the whole budget's bar.
+    if (const Diario::Operacion* hecha = diario_->ultima(); hecha && hecha->tipo == Diario::Tipo::Importacion)
+        seguirEnBarraTotal(*hecha, false);
+}
 
 // ---------------------------------------------------------------------------
 // Calculation methods

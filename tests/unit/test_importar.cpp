@@ -5,6 +5,7 @@
 #include "host/modPublic.h"
 #include "import/readers/AplicacionExcel.h"
 #include "import/clsImportar.h"
+#include "store/Diario.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -77,6 +78,7 @@ protected:
     QString importar(const QString& ruta, qint16 primeraFila = 2, qint16 primeraColumna = 3, int* numero = nullptr)
     {
         clsImportar imp;
+        imp.setDiario(diario);
         imp.setPrimeraFilaDatos(primeraFila);
         imp.setPrimeraColumnaDatos(primeraColumna);
         QObject::connect(&imp, &clsImportar::ProgressInit, [this](qint32 n, const QString& i) { eventos.inicio.emplace_back(n, i); });
@@ -93,6 +95,7 @@ protected:
     }
 
     int filas() { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(); }
+    Diario* diario = nullptr;
     std::vector<qint32> filasProgreso() const
     {
         std::vector<qint32> v;
@@ -435,4 +438,22 @@ TEST_F(Importar, ALockedDatabaseIsReportedAsSuchNotAsAWorkbookFault)
     EXPECT_FALSE(error.contains(QStringLiteral("formato correcto"))) << error.toStdString();
     bloqueo.exec(QStringLiteral("ROLLBACK"));
     EXPECT_EQ(enFichero.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(), 0);
+}
+
+TEST_F(Importar, OnlyAnImportThatCommitsBecomesAStepWithItsRowsJournaled)
+{
+    Diario d(bd.conexion, 1);
+    diario = &d;
+    filaExistente(QStringLiteral("70000002"), 1);
+    const QString buenas = fila(2, QStringLiteral("1"), QStringLiteral("70000001"), doce(QStringLiteral("1")))
+                           + fila(3, QStringLiteral("1"), QStringLiteral("70000002"), doce(QStringLiteral("2")));
+    EXPECT_FALSE(importar(libros.generar(buenas + fila(4, QStringLiteral("1"), QStringLiteral("70000003"), {"1", "doce"}))).isEmpty());
+    EXPECT_FALSE(d.puedeDeshacer());
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Cambios")).toInt(), 0);
+
+    ASSERT_EQ(importar(libros.generar(buenas)), QString());
+    ASSERT_TRUE(d.puedeDeshacer());
+    EXPECT_EQ(d.ultima()->tipo, Diario::Tipo::Importacion);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Cambios WHERE Tipo = 'importacion'")).toInt(), 2);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT SUM(Existia) FROM Presupuestos_Cambios")).toInt(), 1);
 }

@@ -188,6 +188,7 @@ void frmImportar::cmdImportar_Click()
         mclsImport->setEmpresaDrumav(modPublic::EmpresaActiva);
         mclsImport->setPrimeraFilaDatos(LeerPrimeraFila());
         mclsImport->setPrimeraColumnaDatos(LeerPrimeraColumna());
+        mclsImport->setDiario(diario_);
 
         mclsImport->ImportarDesdeExcel(ruta);
 

@@ -16,6 +16,8 @@ namespace presupuestos {
 
 class clsImportar;
 
+class Diario;
+
 class frmImportar : public QDialog {
     Q_OBJECT
 public:
@@ -43,6 +45,9 @@ public:
 
     void reject() override;
 
+    // The worksheet's change journal: the import becomes one step of its undo.
+    void setDiario(Diario* diario) { diario_ = diario; }
+
 signals:
     void ImportacionCompletada();
 
@@ -50,6 +55,7 @@ protected:
     void closeEvent(QCloseEvent* e) override;
 
 private:
+    Diario* diario_ = nullptr;
     void cmdExaminar_Click();
     void cmdImportar_Click();
     void cmdCerrar_Click();
