@@ -17,6 +17,8 @@
 #include "host/modPublic.h"
 #include "import/readers/LectorLibro.h"
 #include "import/clsImportar.h"
+#include "store/Diario.h"
+#include "store/clsDBPresupuesto.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -301,9 +303,10 @@ TiemposSuelo sueloImportar(const QString& libro, SqliteDesnudo* db, const std::v
     return r;
 }
 
-double importar(const QString& libro, qint32* importadas)
+double importar(const QString& libro, qint32* importadas, Diario* diario = nullptr)
 {
     clsImportar imp;
+    imp.setDiario(diario);
     imp.setPrimeraFilaDatos(2);
     imp.setPrimeraColumnaDatos(3);
     QObject::connect(&imp, &clsImportar::ImportCompleted, [importadas](qint32 n) { *importadas = n; });
@@ -435,7 +438,35 @@ int main(int argc, char** argv)
     } else {
         salida << "No spreadsheet program (ssconvert, soffice) installed: comparison skipped\n";
     }
+    // ---- The change journal: what it adds to an import, and its undo ----
+    // The same import into an empty database of its own, with the journal;
+    // then undone, which takes every new row away again.
+    double conDiario = 0, deshacer = 0;
+    {
+        const QString otro = dir.filePath(QStringLiteral("diario.db"));
+        auto c2 = Conexion::abrirSqlite(otro);
+        Esquema::crearGestion(*c2);
+        modPublic::ConexionActiva = c2;
+        c2->setRegistroActivo(false);
+        Diario diario(c2, 1);
+        clsDBPresupuesto store;
+        store.setDiario(&diario);
+        conDiario = importar(libro, &importadas, &diario);
+        t.restart();
+        diario.deshacer([&store](const QString& cuenta, qint16 dpto, qint16 ejercicio, const Diario::Imagen& imagen) {
+            store.Restaurar(cuenta, dpto, ejercicio, imagen);
+        });
+        deshacer = ms(t);
+        Recordset rs = c2->Abrir(QStringLiteral("SELECT COUNT(*) FROM Presupuestos"));
+        salida << "Import with the change journal: " << qRound(conDiario) << " ms (without it " << qRound(importInsert)
+               << " ms); its undo: " << qRound(deshacer) << " ms, " << rs.campo(0).toLongLong() << " rows left\n";
+        rs.Close();
+        modPublic::ConexionActiva = conexion;
+    }
+
     salida << "ratio import_vs_floor " << QString::number(importInsert / sueloInsert.total, 'f', 3) << "\n";
+    salida << "ratio import_journal_overhead " << QString::number(conDiario / importInsert, 'f', 3) << "\n";
+    salida << "ratio import_undo_vs_import " << QString::number(deshacer / conDiario, 'f', 3) << "\n";
     if (externo && externo->first == QLatin1String("soffice"))
         salida << "ratio import_vs_libreoffice " << QString::number(importInsert / externo->second, 'f', 3) << "\n";
     salida.flush();

@@ -794,6 +794,22 @@ void Comando::ponerTexto(Parametro& p, const QString& t)
 }
 
 // Imports bind a dozen amounts per row: they go in without a QVariant.
+void Comando::setEntero(int indice, qint32 valor)
+{
+    if (indice < 0 || indice >= numeroParametros())
+        throw VbError::itemNotFound();
+    Parametro& p = parametros_[indice];
+    switch (p.tipo) {
+    case TipoParametro::Entero: p.numero = valor; break;
+    case TipoParametro::Moneda: p.numero = Currency::fromInt(valor).raw(); break;
+    case TipoParametro::Texto: ponerTexto(p, QString::number(valor)); return;
+    case TipoParametro::Booleano: p.numero = valor != 0; break;
+    }
+    p.nulo = false;
+}
+
+void Comando::setBooleano(int indice, bool valor) { setEntero(indice, valor ? 1 : 0); }
+
 void Comando::setValor(int indice, Currency valor)
 {
     if (indice < 0 || indice >= numeroParametros())

@@ -259,6 +259,10 @@ public:
     // rejected, and so on. Raises the system's error on a bad value.
     void setValor(int indice, const QVariant& valor);
     void setValor(int indice, Currency valor);
+    // Typed values without a QVariant in between, for commands run many
+    // thousands of times (the change journal's).
+    void setEntero(int indice, qint32 valor);
+    void setBooleano(int indice, bool valor);
     QVariant valor(int indice) const;
 
     // Executes; returns the records affected.

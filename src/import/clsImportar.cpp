@@ -255,6 +255,7 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
 
         const bool progresoConectado = isSignalConnected(QMetaMethod::fromSignal(&clsImportar::Progress));
         const qint16 c = primeraColumnaDatos_;
+        std::array<Currency, 12> mesesFila{};
         for (fila = primeraFilaDatos_; fila <= ultimaFila; ++fila) {
             if (!textoVacio(hoja.valor(fila, c))) {
                 int k = 0;
@@ -262,6 +263,7 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
                 __int128 totalFila = 0;
                 for (columna = suma16(c, 2); columna <= ultimoMes; ++columna, ++k) {
                     const Currency valor = hoja.vacia(fila, columna) ? Currency() : moneda(hoja.valor(fila, columna));
+                    mesesFila[static_cast<std::size_t>(k)] = valor;
                     totalFila += valor.raw();
                     ComandoUpdate->setValor(k, valor);
                     ComandoInsert->setValor(k, valor);
@@ -284,6 +286,7 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
                 const long afectadas = ComandoUpdate->Execute();
                 if (afectadas > std::numeric_limits<qint32>::max())
                     throw VbError::overflow();
+                bool otroUsuario = false;
                 if (afectadas == 0) {
                     try {
                         ComandoInsert->Execute();
@@ -292,8 +295,14 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
                         if (e.causa() != VbError::Causa::ClaveDuplicada)
                             throw;
                         ComandoUpdate->Execute();
+                        otroUsuario = true;
                     }
                 }
+                // The journal knows the row without reading it back, but for
+                // one another user created meanwhile.
+                if (diario_ && !otroUsuario)
+                    diario_->escritos(ComandoUpdate->valor(12).toString(), static_cast<qint16>(ComandoUpdate->valor(13).toInt()),
+                                      ejercicio, mesesFila);
                 ++importadas;
             }
             // The row's texts are put together only for someone to show them.

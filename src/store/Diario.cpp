@@ -17,10 +17,7 @@ QString literal(const QString& texto)
     return QLatin1Char('\'') + t.replace(QLatin1Char('\''), QStringLiteral("''")) + QLatin1Char('\'');
 }
 
-QString claveFila(const QString& cuenta, qint16 dpto, qint16 ejercicio)
-{
-    return cuenta + QChar(0x1F) + QString::number(dpto) + QChar(0x1F) + QString::number(ejercicio);
-}
+ClaveFila claveFila(const QString& cuenta, qint16 dpto, qint16 ejercicio) { return ClaveFila{cuenta, dpto, ejercicio}; }
 
 const char* const kClaves[] = {"tecleo", "pegado", "borrado", "metodo", "dependientes",
                                "visibilidad", "importacion", "deshacer", "rehacer"};
@@ -196,6 +193,7 @@ void Diario::abrir(Tipo tipo, const QString& descripcion, bool implicita)
     escrita_.clear();
     tocadas_.clear();
     enTransaccion_.clear();
+    conocida_.clear();
     filasAlEmpezar_ = 0;
 }
 
@@ -210,6 +208,7 @@ void Diario::cerrar()
     escrita_.clear();
     tocadas_.clear();
     enTransaccion_.clear();
+    conocida_.clear();
     if (op.filas.empty() || op.tipo == Tipo::Deshacer || op.tipo == Tipo::Rehacer)
         return;
     deshacer_.push_back(std::move(op));
@@ -224,9 +223,10 @@ void Diario::antes(const QString& cuenta, qint16 dpto, qint16 ejercicio, Tipo ti
         abrir(tipo, nombre(tipo), true);
     if (tocadas_.empty())
         filasAlEmpezar_ = abierta_->filas.size();
-    const QString k = claveFila(cuenta, dpto, ejercicio);
+    const ClaveFila k = claveFila(cuenta, dpto, ejercicio);
     const auto it = indice_.find(k);
     if (it != indice_.end()) {
+        conocida_[it->second] = 0;
         if (!enTransaccion_[it->second]) {
             enTransaccion_[it->second] = 1;
             tocadas_.push_back(it->second);
@@ -245,7 +245,22 @@ void Diario::antes(const QString& cuenta, qint16 dpto, qint16 ejercicio, Tipo ti
     indice_.emplace(k, i);
     escrita_.push_back(0);
     enTransaccion_.push_back(1);
+    conocida_.push_back(0);
     tocadas_.push_back(i);
+}
+
+void Diario::escritos(const QString& cuenta, qint16 dpto, qint16 ejercicio, const std::array<Currency, 12>& meses)
+{
+    if (!abierta_)
+        return;
+    const auto it = indice_.find(claveFila(cuenta, dpto, ejercicio));
+    if (it == indice_.end())
+        return;
+    Fila& f = abierta_->filas[it->second];
+    f.despues = f.antes.existe ? f.antes : Imagen{};
+    f.despues.existe = true;
+    f.despues.meses = meses;
+    conocida_[it->second] = 1;
 }
 
 void Diario::prever(const std::vector<std::pair<QString, qint16>>& filas, qint16 ejercicio)
@@ -264,16 +279,20 @@ void Diario::antesDeConfirmar()
         return;
     SinRegistro sin(*c_);
     // The rows as the transaction leaves them, a year at a time.
+    // Those whose writer said how it left them are not read again.
     std::unordered_map<qint16, std::vector<std::pair<QString, qint16>>> porEjercicio;
     for (std::size_t i : tocadas_) {
         const Fila& f = abierta_->filas[i];
-        porEjercicio[f.ejercicio].emplace_back(f.cuenta, f.dpto);
+        if (!conocida_[i])
+            porEjercicio[f.ejercicio].emplace_back(f.cuenta, f.dpto);
     }
-    std::unordered_map<QString, Imagen> leidas;
+    Imagenes leidas;
     for (const auto& [ejercicio, filas] : porEjercicio)
         leidas.merge(leerVarias(filas, ejercicio));
     for (std::size_t i : tocadas_) {
         Fila& f = abierta_->filas[i];
+        if (conocida_[i])
+            continue;
         const auto it = leidas.find(claveFila(f.cuenta, f.dpto, f.ejercicio));
         f.despues = it != leidas.end() ? it->second : Imagen{};
     }
@@ -286,6 +305,8 @@ void Diario::antesDeConfirmar()
         Recordset rs = c_->Abrir(QStringLiteral("SELECT MAX(Id) FROM Presupuestos_Cambios"));
         abierta_->id = (rs.eof() ? 0 : rs.moneda(0).toInt32()) + 1;
     }
+    // One time for the whole transaction: its rows were written together.
+    fechaEscritura_ = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
     for (std::size_t i : tocadas_) {
         escribir(abierta_->filas[i], !escrita_[i]);
         escrita_[i] = 1;
@@ -295,8 +316,10 @@ void Diario::antesDeConfirmar()
 void Diario::despuesDeConfirmar()
 {
     previstas_.clear();
-    for (std::size_t i : tocadas_)
+    for (std::size_t i : tocadas_) {
         enTransaccion_[i] = 0;
+        conocida_[i] = 0;
+    }
     tocadas_.clear();
     previos_.clear();
     if (implicita_ && abierta_)
@@ -324,6 +347,7 @@ void Diario::alDeshacer()
     abierta_->filas.resize(filasAlEmpezar_);
     escrita_.resize(filasAlEmpezar_);
     enTransaccion_.resize(filasAlEmpezar_);
+    conocida_.resize(filasAlEmpezar_);
     tocadas_.clear();
     previos_.clear();
     if (abierta_->filas.empty() && implicita_)
@@ -333,34 +357,34 @@ void Diario::alDeshacer()
 void Diario::escribir(const Fila& f, bool nueva)
 {
     auto imagen = [](Comando& c, int desde, const Imagen& im) {
-        c.setValor(desde, QVariant(im.existe));
+        c.setBooleano(desde, im.existe);
         for (int m = 0; m < 12; ++m)
             c.setValor(desde + 1 + m, im.meses[static_cast<std::size_t>(m)]);
-        c.setValor(desde + 13, QVariant(im.metodo));
-        c.setValor(desde + 14, QVariant(im.manual));
+        c.setEntero(desde + 13, im.metodo);
+        c.setEntero(desde + 14, im.manual);
         c.setValor(desde + 15, im.valor);
-        c.setValor(desde + 16, QVariant(im.ver));
+        c.setBooleano(desde + 16, im.ver);
     };
     if (nueva) {
         Comando& c = *insertar_;
-        c.setValor(0, QVariant(static_cast<qint32>(abierta_->id)));
+        c.setEntero(0, static_cast<qint32>(abierta_->id));
         c.setValor(1, clave(abierta_->tipo));
         c.setValor(2, abierta_->descripcion.left(200));
         c.setValor(3, usuario_.left(128));
-        c.setValor(4, QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz")));
-        c.setValor(5, QVariant(static_cast<qint32>(f.ejercicio)));
+        c.setValor(4, fechaEscritura_);
+        c.setEntero(5, f.ejercicio);
         c.setValor(6, f.cuenta);
-        c.setValor(7, QVariant(static_cast<qint32>(f.dpto)));
+        c.setEntero(7, f.dpto);
         imagen(c, 8, f.antes);
         imagen(c, 25, f.despues);
         c.Execute();
     } else {
         Comando& c = *actualizar_;
         imagen(c, 0, f.despues);
-        c.setValor(17, QVariant(static_cast<qint32>(abierta_->id)));
-        c.setValor(18, QVariant(static_cast<qint32>(f.ejercicio)));
+        c.setEntero(17, static_cast<qint32>(abierta_->id));
+        c.setEntero(18, f.ejercicio);
         c.setValor(19, f.cuenta);
-        c.setValor(20, QVariant(static_cast<qint32>(f.dpto)));
+        c.setEntero(20, f.dpto);
         c.Execute();
     }
 }
@@ -390,10 +414,10 @@ Diario::Imagen Diario::leer(const QString& cuenta, qint16 dpto, qint16 ejercicio
     return im;
 }
 
-std::unordered_map<QString, Diario::Imagen> Diario::leerVarias(const std::vector<std::pair<QString, qint16>>& filas,
+Diario::Imagenes Diario::leerVarias(const std::vector<std::pair<QString, qint16>>& filas,
                                                               qint16 ejercicio) const
 {
-    std::unordered_map<QString, Imagen> r;
+    Imagenes r;
     if (filas.empty())
         return r;
     for (const auto& [cuenta, dpto] : filas)
@@ -403,27 +427,14 @@ std::unordered_map<QString, Diario::Imagen> Diario::leerVarias(const std::vector
         return r;
     }
     SinRegistro sin(*c_);
-    QStringList cuentas;
-    {
-        std::unordered_map<QString, char> vistas;
-        for (const auto& f : filas)
-            if (vistas.emplace(f.first, 1).second)
-                cuentas << literal(f.first);
-    }
-    // A few hundred accounts per statement; the departments not asked for
-    // that come along are left out.
-    constexpr qsizetype kPorSentencia = 400;
-    for (qsizetype desde = 0; desde < cuentas.size(); desde += kPorSentencia) {
-        QString sql = QStringLiteral("SELECT Cuenta, Dpto, M1");
-        for (int m = 2; m <= 12; ++m)
-            sql += QStringLiteral(", M") + QString::number(m);
-        sql += QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor, Ver FROM Presupuestos WHERE Cod_Empresa = ")
-               + QString::number(empresa_) + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(ejercicio)
-               + QStringLiteral(" AND Cuenta IN (") + cuentas.mid(desde, kPorSentencia).join(QLatin1Char(','))
-               + QLatin1Char(')');
-        Recordset rs = c_->Abrir(sql);
+    QString columnas = QStringLiteral("SELECT Cuenta, Dpto, M1");
+    for (int m = 2; m <= 12; ++m)
+        columnas += QStringLiteral(", M") + QString::number(m);
+    columnas += QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor, Ver FROM Presupuestos WHERE Cod_Empresa = ")
+                + QString::number(empresa_) + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(ejercicio);
+    const auto tomar = [&r, ejercicio](Recordset& rs) {
         while (!rs.eof()) {
-            const auto it = r.find(claveFila(rs.texto(0), static_cast<qint16>(rs.moneda(1).toInt32()), ejercicio));
+            const auto it = r.find(ClaveFila{rs.texto(0), static_cast<qint16>(rs.moneda(1).toInt32()), ejercicio});
             if (it != r.end()) {
                 Imagen& im = it->second;
                 im.existe = true;
@@ -436,6 +447,27 @@ std::unordered_map<QString, Diario::Imagen> Diario::leerVarias(const std::vector
             }
             rs.MoveNext();
         }
+    };
+    // Thousands of rows (an import) are found in one pass over the year;
+    // a few, by their accounts, a few hundred accounts per statement (the
+    // departments not asked for that come along are left out).
+    if (filas.size() > 2000) {
+        Recordset rs = c_->Abrir(columnas);
+        tomar(rs);
+        return r;
+    }
+    QStringList cuentas;
+    {
+        std::unordered_map<QString, char> vistas;
+        for (const auto& f : filas)
+            if (vistas.emplace(f.first, 1).second)
+                cuentas << literal(f.first);
+    }
+    constexpr qsizetype kPorSentencia = 400;
+    for (qsizetype desde = 0; desde < cuentas.size(); desde += kPorSentencia) {
+        Recordset rs = c_->Abrir(columnas + QStringLiteral(" AND Cuenta IN (") + cuentas.mid(desde, kPorSentencia).join(QLatin1Char(','))
+                                 + QLatin1Char(')'));
+        tomar(rs);
     }
     return r;
 }
@@ -509,15 +541,25 @@ Diario::Operacion Diario::aplicar(std::vector<Operacion>& de, std::vector<Operac
         Transaccion t(*c_);
         // Every row must be as the operation left it (or found it) before
         // anything is written: another user's figure is never overwritten.
+        // Read a year at a time, they are also what this step journals as
+        // the rows before it.
+        std::unordered_map<qint16, std::vector<std::pair<QString, qint16>>> porEjercicio;
+        for (const Fila& f : op.filas)
+            porEjercicio[f.ejercicio].emplace_back(f.cuenta, f.dpto);
+        Imagenes actuales;
+        for (const auto& [ejercicio, filas] : porEjercicio)
+            actuales.merge(leerVarias(filas, ejercicio));
         for (const Fila& f : op.filas) {
             const Imagen& esperada = haciaAntes ? f.despues : f.antes;
-            const Imagen actual = leer(f.cuenta, f.dpto, f.ejercicio);
+            const Imagen& actual = actuales[claveFila(f.cuenta, f.dpto, f.ejercicio)];
             if (!(actual == esperada))
                 throw ConflictoDiario(QStringLiteral("No se puede %1 «%2»: otro usuario ha cambiado desde entonces %3 de la cuenta %4, "
                                                      "departamento %5. No se ha cambiado nada.")
                                           .arg(haciaAntes ? QStringLiteral("deshacer") : QStringLiteral("rehacer"), op.descripcion,
                                                primeraDiferencia(esperada, actual), f.cuenta, QString::number(f.dpto)));
         }
+        for (auto& [k, im] : actuales)
+            previstas_.insert_or_assign(k, std::move(im));
         for (auto it = op.filas.rbegin(); it != op.filas.rend(); ++it)
             restaurar(it->cuenta, it->dpto, it->ejercicio, haciaAntes ? it->antes : it->despues);
         t.confirmar();

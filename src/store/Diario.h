@@ -17,6 +17,7 @@
 #include "common/Currency.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QString>
 #include <array>
 #include <functional>
@@ -39,6 +40,22 @@ public:
 
 private:
     QString mensaje_;
+};
+
+// A budget row's key within a company.
+struct ClaveFila {
+    QString cuenta;
+    qint16 dpto = 0;
+    qint16 ejercicio = 0;
+    bool operator==(const ClaveFila&) const = default;
+};
+
+struct HashClaveFila {
+    std::size_t operator()(const ClaveFila& k) const noexcept
+    {
+        return qHash(k.cuenta) ^ (static_cast<std::size_t>(static_cast<quint16>(k.dpto)) << 16)
+               ^ (static_cast<std::size_t>(static_cast<quint16>(k.ejercicio)) << 32);
+    }
 };
 
 class Diario {
@@ -146,7 +163,12 @@ public:
     // The row as the database holds it now.
     Imagen leer(const QString& cuenta, qint16 dpto, qint16 ejercicio) const;
     // Many rows of a year at once, by key (those missing: no row).
-    std::unordered_map<QString, Imagen> leerVarias(const std::vector<std::pair<QString, qint16>>& filas, qint16 ejercicio) const;
+    using Imagenes = std::unordered_map<ClaveFila, Imagen, HashClaveFila>;
+    Imagenes leerVarias(const std::vector<std::pair<QString, qint16>>& filas, qint16 ejercicio) const;
+    // What a writer that knows the row it leaves tells the journal, which
+    // then need not read it back: the months it wrote over the row as it
+    // was (a new row takes the table's defaults for the rest).
+    void escritos(const QString& cuenta, qint16 dpto, qint16 ejercicio, const std::array<Currency, 12>& meses);
 
 private:
     void abrir(Tipo tipo, const QString& descripcion, bool implicita);
@@ -163,6 +185,7 @@ private:
     QString usuario_;
     std::unique_ptr<Comando> insertar_;
     std::unique_ptr<Comando> actualizar_;
+    QString fechaEscritura_;
 
     // The operation being recorded.
     std::optional<Operacion> abierta_;
@@ -172,7 +195,9 @@ private:
     // Its rows by key; which of them the journal has written already; which
     // the current transaction touched, and what to go back to if it rolls
     // back (rows from filasAlEmpezar_ on were first touched in it).
-    std::unordered_map<QString, std::size_t> indice_;
+    std::unordered_map<ClaveFila, std::size_t, HashClaveFila> indice_;
+    // Rows whose image after the transaction the writer gave.
+    std::vector<char> conocida_;
     std::vector<char> escrita_;
     std::vector<char> enTransaccion_;
     std::vector<std::size_t> tocadas_;
@@ -184,7 +209,7 @@ private:
     std::vector<Previo> previos_;
     std::size_t filasAlEmpezar_ = 0;
     // Rows read ahead for the transaction's writes.
-    std::unordered_map<QString, Imagen> previstas_;
+    Imagenes previstas_;
 
     std::vector<Operacion> deshacer_;
     std::vector<Operacion> rehacer_;

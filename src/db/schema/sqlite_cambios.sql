@@ -2,7 +2,7 @@
 -- with the row before and after it. Created on open when the file lacks it.
 
 CREATE TABLE IF NOT EXISTS Presupuestos_Cambios (
-    Id            INTEGER      PRIMARY KEY AUTOINCREMENT,
+    Id            INTEGER      PRIMARY KEY,
     -- One user operation (a paste, an applied method, an import, an undo...).
     Operacion     BIGINT       NOT NULL,
     -- tecleo, pegado, borrado, metodo, dependientes, visibilidad, importacion, deshacer, rehacer
