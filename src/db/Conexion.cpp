@@ -790,6 +790,7 @@ void Comando::ponerTexto(Parametro& p, const QString& t)
                           .arg(t.size())
                           .arg(p.tamano));
     p.texto = t;
+    p.utf8 = t.toUtf8();
     p.nulo = false;
 }
 
@@ -948,8 +949,7 @@ long Comando::ejecutarDirecta()
             r = sqlite3_bind_double(st, i + 1, Currency::fromRaw(p.numero).toDouble());
         else if (p.tipo == TipoParametro::Texto)
             // The text stays in the parameter until it is bound again.
-            r = sqlite3_bind_text16(st, i + 1, p.texto.utf16(), static_cast<int>(p.texto.size() * sizeof(QChar)),
-                                    SQLITE_STATIC);
+            r = sqlite3_bind_text(st, i + 1, p.utf8.constData(), static_cast<int>(p.utf8.size()), SQLITE_STATIC);
         else
             r = sqlite3_bind_int(st, i + 1, static_cast<int>(p.numero));
         if (r != SQLITE_OK) {

@@ -280,6 +280,9 @@ private:
         bool nulo = true;
         qint64 numero = 0;
         QString texto;
+        // The text as the engine keeps it, made when it is set: bound as it
+        // is, it is not converted again on every execution.
+        QByteArray utf8;
     };
     void ponerTexto(Parametro& p, const QString& t);
     QVariant paraQt(const Parametro& p) const;

@@ -305,8 +305,13 @@ void Diario::antesDeConfirmar()
         Recordset rs = c_->Abrir(QStringLiteral("SELECT MAX(Id) FROM Presupuestos_Cambios"));
         abierta_->id = (rs.eof() ? 0 : rs.moneda(0).toInt32()) + 1;
     }
-    // One time for the whole transaction: its rows were written together.
-    fechaEscritura_ = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+    // The operation's values, and one time for the whole transaction: its
+    // rows were written together.
+    insertar_->setEntero(0, static_cast<qint32>(abierta_->id));
+    insertar_->setValor(1, clave(abierta_->tipo));
+    insertar_->setValor(2, abierta_->descripcion.left(200));
+    insertar_->setValor(3, usuario_.left(128));
+    insertar_->setValor(4, QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz")));
     for (std::size_t i : tocadas_) {
         escribir(abierta_->filas[i], !escrita_[i]);
         escrita_[i] = 1;
@@ -366,12 +371,8 @@ void Diario::escribir(const Fila& f, bool nueva)
         c.setBooleano(desde + 16, im.ver);
     };
     if (nueva) {
+        // The operation's own values were set once for the transaction.
         Comando& c = *insertar_;
-        c.setEntero(0, static_cast<qint32>(abierta_->id));
-        c.setValor(1, clave(abierta_->tipo));
-        c.setValor(2, abierta_->descripcion.left(200));
-        c.setValor(3, usuario_.left(128));
-        c.setValor(4, fechaEscritura_);
         c.setEntero(5, f.ejercicio);
         c.setValor(6, f.cuenta);
         c.setEntero(7, f.dpto);

@@ -185,7 +185,6 @@ private:
     QString usuario_;
     std::unique_ptr<Comando> insertar_;
     std::unique_ptr<Comando> actualizar_;
-    QString fechaEscritura_;
 
     // The operation being recorded.
     std::optional<Operacion> abierta_;
