@@ -63,6 +63,10 @@ void frmActPresupusto::DisenarRejilla(VistaRejilla* rejilla)
         m.setColHidden(c, true);
     m.setRedraw(true);
     rejilla->setEditable(rejilla == vsPresupuesto);
+    // Amounts are read whole, and the account beside them stays in sight
+    // however far right the months go.
+    rejilla->setColumnasAjustadas(kPrimerMes, kTotal);
+    rejilla->setColumnasFijas(kNombre + 1);
 }
 
 RejillaPresupuesto& frmActPresupusto::reglas(VistaRejilla* rejilla)
