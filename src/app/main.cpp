@@ -304,6 +304,10 @@ int main(int argc, char* argv[])
     QApplication::setApplicationName(QStringLiteral("presupuestos"));
     QApplication::setOrganizationName(QStringLiteral("presupuestos"));
     predeterminarPlataformaQt();
+    if (!instalarTraduccionesQt())
+        QTextStream(stderr) << "presupuestos: no se encuentran las traducciones de Qt al español "
+                               "(paquete qt6-translations-l10n); los diálogos del sistema saldrán en inglés."
+                            << Qt::endl;
 
     const int codigo = ejecutar(app);
     // However the run ended, the shared state still holds the connection;

@@ -3,6 +3,7 @@
 #include "common/NumerosEs.h"
 #include "common/VbError.h"
 #include "desktop/Ventana.h"
+#include "grid/widgets/TeclaDecimal.h"
 #include "grid/widgets/VistaRejilla.h"
 
 #include <QCloseEvent>
@@ -378,6 +379,8 @@ bool frmOperaciones::eventFilter(QObject* objeto, QEvent* e)
 {
     if (objeto == vsResultado->viewport() && e->type() == QEvent::Resize)
         repartirColumnas();
+    if (objeto == txtValor && escribirComaDecimal(objeto, e))
+        return true;
     if (objeto == txtValor && e->type() == QEvent::KeyPress) {
         auto* k = static_cast<QKeyEvent*>(e);
         if (k->key() == Qt::Key_Return || k->key() == Qt::Key_Enter) {

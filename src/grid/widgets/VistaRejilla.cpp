@@ -1,6 +1,7 @@
 #include "grid/widgets/VistaRejilla.h"
 
 #include "common/NumerosEs.h"
+#include "grid/widgets/TeclaDecimal.h"
 
 #include <QAbstractTableModel>
 #include <QHeaderView>
@@ -138,7 +139,13 @@ protected:
         // typed there, the one that opened the editor included, passes here
         // before the editor or the commit on Enter sees it.
         if (evento->type() == QEvent::KeyPress) {
-            const int ascii = codigoAscii(static_cast<QKeyEvent*>(evento));
+            auto* k = static_cast<QKeyEvent*>(evento);
+            if (esTeclaDecimal(k) && qobject_cast<QLineEdit*>(objeto)) {
+                alTeclear_(',');
+                escribirComaDecimal(objeto, evento);
+                return true;
+            }
+            const int ascii = codigoAscii(k);
             if (ascii != 0)
                 alTeclear_(ascii);
         }
