@@ -9,6 +9,7 @@
 #include "host/Empresa.h"
 #include "host/entry/frmclsfrmActPresupusto.h"
 #include "host/modPublic.h"
+#include "worksheet/DisposicionHoja.h"
 #include "worksheet/frmActPresupusto.h"
 
 #include <QApplication>
@@ -165,6 +166,10 @@ int ejecutar(QApplication& app)
     p.process(app);
 
     const bool captura = p.isSet(optCaptura);
+    // A screenshot shows the window as the program lays it out, and leaves
+    // the user's layout as it was.
+    if (captura)
+        DisposicionHoja::setActiva(false);
     auto consola = std::make_shared<CuadroMensajeConsola>();
     if (captura || !hayPantalla()) {
         Plataforma::instalar(consola, nullptr, nullptr, nullptr);

@@ -225,6 +225,12 @@ private:
     void aplicarColorBoton(QPushButton* boton, const QColor& color);
     qint16 ejercicioHistorico() const;
 
+    // Keeps the window's geometry and the grids' share of the width for the
+    // next session; the share only when the history is beside the budget.
+    void recordarDisposicion();
+    std::optional<double> repartoRejillas() const;
+    bool disposicionRecordada_ = false;
+
     bool cargado_ = false;
     // The history-year check under way (its message box takes the focus too).
     bool validandoEjercicioHist_ = false;
