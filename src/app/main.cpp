@@ -14,6 +14,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QPushButton>
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFile>
@@ -156,13 +157,14 @@ int ejecutar(QApplication& app)
     QCommandLineOption optCaptura(QStringLiteral("captura"), QStringLiteral("Dibuja la hoja cargada en un PNG y termina."),
                                   QStringLiteral("fichero.png"));
     QCommandLineOption optHistorico(QStringLiteral("historico"), QStringLiteral("Abre la hoja con el histórico a la vista."));
+    QCommandLineOption optResumen(QStringLiteral("resumen"), QStringLiteral("Abre la hoja con el resumen de la fila a la vista."));
     QCommandLineOption optCuentas(QStringLiteral("cuentas"), QStringLiteral("generar-demo: número de cuentas de detalle (empresa grande)."),
                                   QStringLiteral("n"), QStringLiteral("0"));
     QCommandLineOption optDptos(QStringLiteral("departamentos"), QStringLiteral("generar-demo: número de departamentos (empresa grande)."),
                                 QStringLiteral("n"), QStringLiteral("0"));
     QCommandLineOption optReemplazar(QStringLiteral("reemplazar"),
                                      QStringLiteral("generar-demo: sustituye los datos de la empresa si ya está en la base de datos."));
-    p.addOptions({optBd, optOdbc, optEmpresa, optCaptura, optHistorico, optCuentas, optDptos, optReemplazar});
+    p.addOptions({optBd, optOdbc, optEmpresa, optCaptura, optHistorico, optResumen, optCuentas, optDptos, optReemplazar});
     p.process(app);
 
     const bool captura = p.isSet(optCaptura);
@@ -273,6 +275,11 @@ int ejecutar(QApplication& app)
         hoja->Form_Activate();
         hoja->chkMostrarHistorico->setChecked(true);
         hoja->chkMostrarHistorico_Click();
+    }
+    if (p.isSet(optResumen)) {
+        QApplication::processEvents();
+        hoja->Form_Activate();
+        hoja->cmdResumen->setChecked(true);
     }
 
     if (captura) {
