@@ -10,7 +10,8 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScrollBar>
-#include <QStyleOptionViewItem>
+#include <QFontMetrics>
+#include <QStyle>
 #include <QStyledItemDelegate>
 #include <QTimer>
 #include <algorithm>
@@ -712,16 +713,35 @@ void VistaRejilla::setColumnasAjustadas(int primera, int ultima)
     aplicarForma();
 }
 
-// What the delegate draws the cell with, so that nothing is elided.
-int VistaRejilla::anchoNecesario(int fila, int col) const
+// What the delegate needs to draw the cell's text whole: the text in the
+// cell's font, a margin each side, and the grid line, which takes a pixel
+// of the cell. Measured directly, since an edit measures a few cells; 0
+// when the text surely fits anchoConocido.
+int VistaRejilla::anchoNecesario(int fila, int col, int anchoConocido) const
 {
-    const QModelIndex i = adaptador_->indice(fila, col);
-    if (!i.isValid())
+    if (!adaptador_->indice(fila, col).isValid())
         return 0;
-    QStyleOptionViewItem opcion;
-    initViewItemOption(&opcion);
-    // The grid line takes a pixel of the cell.
-    return itemDelegateForIndex(i)->sizeHint(opcion, i).width() + (showGrid() ? 1 : 0);
+    if (!medida_ || medida_->letra != font()) {
+        QFont negrita = font();
+        negrita.setBold(true);
+        const QFontMetrics n(negrita);
+        // The widest character an amount is written with, in either weight.
+        int caracter = 0;
+        for (QChar c : QStringLiteral("0123456789-.,"))
+            caracter = std::max(caracter, n.horizontalAdvance(c));
+        medida_.emplace(Medida{font(), QFontMetrics(font()), n,
+                               style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 1, caracter});
+    }
+    const QString texto = modelo_->TextMatrix(fila, col);
+    // One more pixel than the delegate's own measure, which rounds its
+    // text layout up.
+    const int resto = 2 * medida_->margen + (showGrid() ? 1 : 0) + 1;
+    // Most edits leave an amount no longer than others of its column: that
+    // is settled without laying the text out.
+    if (es::esNumerico(texto) && texto.size() * medida_->caracter + resto <= anchoConocido)
+        return 0;
+    const QFontMetrics& m = modelo_->CellFontBold(fila, col) ? medida_->negrita : medida_->normal;
+    return m.horizontalAdvance(texto) + resto;
 }
 
 void VistaRejilla::ajustarColumnas(int fila1, int fila2, int col1, int col2, bool deNuevo)
@@ -753,7 +773,7 @@ void VistaRejilla::ajustarColumnas(int fila1, int fila2, int col1, int col2, boo
             bool desbordada = false;
             const Suma v = modelo_->ValorMatrix(r, c, &desbordada);
             if (desbordada || modelo_->IsSubtotal(r)) {
-                ancho = std::max(ancho, anchoNecesario(r, c));
+                ancho = std::max(ancho, anchoNecesario(r, c, ancho));
                 continue;
             }
             if (filaMayor < 0 || v > mayor) {
@@ -767,7 +787,7 @@ void VistaRejilla::ajustarColumnas(int fila1, int fila2, int col1, int col2, boo
         }
         for (int r : {filaMayor, filaMenor})
             if (r >= 0)
-                ancho = std::max(ancho, anchoNecesario(r, c));
+                ancho = std::max(ancho, anchoNecesario(r, c, ancho));
         if (ancho != ajustado) {
             ajustado = ancho;
             cambio = true;

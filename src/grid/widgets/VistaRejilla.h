@@ -5,7 +5,9 @@
 
 #include "grid/ModeloRejilla.h"
 
+#include <QFontMetrics>
 #include <QTableView>
+#include <optional>
 #include <vector>
 
 namespace presupuestos {
@@ -108,7 +110,7 @@ private:
     // Widths that fit the texts: all the rows after a reload, only the
     // changed cells (which may only widen a column) otherwise.
     void ajustarColumnas(int fila1, int fila2, int col1, int col2, bool deNuevo);
-    int anchoNecesario(int fila, int col) const;
+    int anchoNecesario(int fila, int col, int anchoConocido = 0) const;
     int anchoColumna(int col) const;
     void colocarFijas();
     void copiarFormaAFijas();
@@ -139,6 +141,15 @@ private:
     int ultimaAjustada_ = -2;
     // Pixels the texts of each adjusted column need; 0 where none is known.
     std::vector<int> anchoAjustado_;
+    // The measures of the grid's font, kept while the font stays.
+    struct Medida {
+        QFont letra;
+        QFontMetrics normal;
+        QFontMetrics negrita;
+        int margen;
+        int caracter;
+    };
+    mutable std::optional<Medida> medida_;
     int columnasFijas_ = 0;
     int anchoFijas_ = 0;
     // Drawn over the left of the viewport: the same model, selection and
