@@ -1,6 +1,10 @@
 #include "desktop/PlataformaQt.h"
 
+#include "worksheet/DisposicionHoja.h"
+
 #include <QApplication>
+#include <QSettings>
+#include <QTemporaryDir>
 #include <cstdio>
 #include <gtest/gtest.h>
 
@@ -21,6 +25,14 @@ int main(int argc, char** argv)
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
     presupuestos::predeterminarPlataformaQt();
+    // The user's own settings are never read or written: the worksheet keeps
+    // no layout unless a case asks it to, and then in a folder of this run.
+    QCoreApplication::setOrganizationName(QStringLiteral("presupuestos-pruebas"));
+    QCoreApplication::setApplicationName(QStringLiteral("presupuestos-pruebas"));
+    QTemporaryDir ajustes;
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, ajustes.path());
+    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, ajustes.path());
+    presupuestos::DisposicionHoja::setActiva(false);
     ::testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -29,6 +29,9 @@ Resultado ejecutar(const QStringList& argumentos)
     QProcess p;
     QProcessEnvironment entorno = QProcessEnvironment::systemEnvironment();
     entorno.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    // Whatever a run keeps goes to a folder of its own, not the user's.
+    static QTemporaryDir configuracion;
+    entorno.insert(QStringLiteral("XDG_CONFIG_HOME"), configuracion.path());
     p.setProcessEnvironment(entorno);
     p.start(QStringLiteral(PRESUPUESTOS_APP), argumentos);
     int codigo = -1;

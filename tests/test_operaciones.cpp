@@ -9,6 +9,8 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QHeaderView>
+#include <QStyle>
 #include <gtest/gtest.h>
 
 using namespace presupuestos;
@@ -182,4 +184,36 @@ TEST(Operaciones, TheCloseBoxOnlyHidesTheDialog)
     const QRect celda = h.hoja->vsPresupuesto->rectCelda(kVentasNorte, colMes(1));
     const QRect fila(h.hoja->vsPresupuesto->viewport()->mapToGlobal(celda.topLeft()), celda.size());
     EXPECT_FALSE(d->frameGeometry().intersects(QRect(fila.left(), fila.top(), 2000, fila.height())));
+}
+
+TEST(Operaciones, TheTwelveResultsAreReadableAtTheFirstHeight)
+{
+    HojaAbierta h;
+    frmOperaciones* d = h.hoja->operaciones();
+    h.hoja->FlatEdit1->setText(QStringLiteral("4"));
+    h.hoja->AplicarDecimales();
+    h.hoja->vsPresupuesto->modelo().Select(kVentasNorte, colMes(2));
+    h.hoja->MostrarOperaciones();
+    d->txtValor->setText(QStringLiteral("-123456789,1234"));
+    d->CalcularVistaPrevia();
+    QApplication::processEvents();
+    ASSERT_EQ(d->lblVerCalculo->property("Tag").toString(), QStringLiteral("0"));
+
+    VistaRejilla* v = d->vsResultado;
+    const ModeloRejilla& m = v->modelo();
+    const int margen = v->style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, v) + 1;
+    int derecha = 0;
+    for (int c = 0; c < 6; ++c) {
+        EXPECT_LE(v->horizontalHeader()->sectionSizeHint(c), v->columnWidth(c)) << m.TextMatrix(0, c).toStdString();
+        for (int r = 1; r <= 2; ++r) {
+            const QString texto = m.TextMatrix(r, c);
+            ASSERT_FALSE(texto.isEmpty());
+            const int necesario = v->fontMetrics().horizontalAdvance(texto) + 2 * margen + 1;
+            EXPECT_LE(necesario, v->columnWidth(c)) << texto.toStdString();
+            const QRect celda = v->rectCelda(r, c);
+            EXPECT_LE(celda.bottom(), v->viewport()->height()) << "fila " << r;
+            derecha = std::max(derecha, celda.right());
+        }
+    }
+    EXPECT_LE(derecha, v->viewport()->width());
 }

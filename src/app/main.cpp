@@ -9,10 +9,12 @@
 #include "host/Empresa.h"
 #include "host/entry/frmclsfrmActPresupusto.h"
 #include "host/modPublic.h"
+#include "worksheet/DisposicionHoja.h"
 #include "worksheet/frmActPresupusto.h"
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QPushButton>
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFile>
@@ -155,16 +157,21 @@ int ejecutar(QApplication& app)
     QCommandLineOption optCaptura(QStringLiteral("captura"), QStringLiteral("Dibuja la hoja cargada en un PNG y termina."),
                                   QStringLiteral("fichero.png"));
     QCommandLineOption optHistorico(QStringLiteral("historico"), QStringLiteral("Abre la hoja con el histórico a la vista."));
+    QCommandLineOption optResumen(QStringLiteral("resumen"), QStringLiteral("Abre la hoja con el resumen de la fila a la vista."));
     QCommandLineOption optCuentas(QStringLiteral("cuentas"), QStringLiteral("generar-demo: número de cuentas de detalle (empresa grande)."),
                                   QStringLiteral("n"), QStringLiteral("0"));
     QCommandLineOption optDptos(QStringLiteral("departamentos"), QStringLiteral("generar-demo: número de departamentos (empresa grande)."),
                                 QStringLiteral("n"), QStringLiteral("0"));
     QCommandLineOption optReemplazar(QStringLiteral("reemplazar"),
                                      QStringLiteral("generar-demo: sustituye los datos de la empresa si ya está en la base de datos."));
-    p.addOptions({optBd, optOdbc, optEmpresa, optCaptura, optHistorico, optCuentas, optDptos, optReemplazar});
+    p.addOptions({optBd, optOdbc, optEmpresa, optCaptura, optHistorico, optResumen, optCuentas, optDptos, optReemplazar});
     p.process(app);
 
     const bool captura = p.isSet(optCaptura);
+    // A screenshot shows the window as the program lays it out, and leaves
+    // the user's layout as it was.
+    if (captura)
+        DisposicionHoja::setActiva(false);
     auto consola = std::make_shared<CuadroMensajeConsola>();
     if (captura || !hayPantalla()) {
         Plataforma::instalar(consola, nullptr, nullptr, nullptr);
@@ -269,6 +276,11 @@ int ejecutar(QApplication& app)
         hoja->chkMostrarHistorico->setChecked(true);
         hoja->chkMostrarHistorico_Click();
     }
+    if (p.isSet(optResumen)) {
+        QApplication::processEvents();
+        hoja->Form_Activate();
+        hoja->cmdResumen->setChecked(true);
+    }
 
     if (captura) {
         QApplication::processEvents();
@@ -304,6 +316,10 @@ int main(int argc, char* argv[])
     QApplication::setApplicationName(QStringLiteral("presupuestos"));
     QApplication::setOrganizationName(QStringLiteral("presupuestos"));
     predeterminarPlataformaQt();
+    if (!instalarTraduccionesQt())
+        QTextStream(stderr) << "presupuestos: no se encuentran las traducciones de Qt al español "
+                               "(paquete qt6-translations-l10n); los diálogos del sistema saldrán en inglés."
+                            << Qt::endl;
 
     const int codigo = ejecutar(app);
     // However the run ended, the shared state still holds the connection;

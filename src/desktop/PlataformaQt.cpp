@@ -4,6 +4,10 @@
 #include <QClipboard>
 #include <QFileDialog>
 #include <QGuiApplication>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QTranslator>
+#include <memory>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QWidget>
@@ -17,6 +21,16 @@ void predeterminarPlataformaQt()
                                      std::make_shared<PortapapelesQt>(), std::make_shared<FocoQt>(),
                                      std::make_shared<DialogoArchivoQt>()};
     });
+}
+
+QTranslator* instalarTraduccionesQt()
+{
+    auto traductor = std::make_unique<QTranslator>(QCoreApplication::instance());
+    if (!traductor->load(QLocale(QLocale::Spanish, QLocale::Spain), QStringLiteral("qtbase"), QStringLiteral("_"),
+                         QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        return nullptr;
+    QCoreApplication::installTranslator(traductor.get());
+    return traductor.release();
 }
 
 int CuadroMensajeQt::MsgBox(const QString& prompt, int estilo, const QString& titulo)

@@ -5,10 +5,18 @@
 
 #include <QString>
 
+class QTranslator;
+
 namespace presupuestos {
 
 // Makes these the services the process starts with and goes back to.
 void predeterminarPlataformaQt();
+
+// Qt's own Spanish texts (file dialogs, standard buttons, context menus of
+// text boxes), as the rest of the program speaks Spanish whatever the
+// system's language. Installed in the application, which owns it; null
+// when the system has no Spanish translation of Qt.
+QTranslator* instalarTraduccionesQt();
 
 class CuadroMensajeQt : public ICuadroMensaje {
 public:

@@ -121,6 +121,13 @@ void ControlesHoja::crear(QWidget* hoja, QObject* filtro)
     tbrDeshacer->addAction(mnuPopupDeshacer);
     tbrDeshacer->addAction(mnuPopupRehacer);
     ui.barra2->insertWidget(1, tbrDeshacer);
+
+    cmdResumen = new QPushButton(QStringLiteral("Resumen"), hoja);
+    cmdResumen->setObjectName(QStringLiteral("cmdResumen"));
+    cmdResumen->setCheckable(true);
+    cmdResumen->setToolTip(QStringLiteral("Resumen de la fila: año presupuestado frente al histórico, por meses"));
+    ui.barra2->insertWidget(ui.barra2->indexOf(cmdImportar), cmdResumen);
+    capaRejillas = ui.derecha;
 }
 
 } // namespace presupuestos

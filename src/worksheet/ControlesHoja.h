@@ -4,6 +4,7 @@
 // the controls a designer tool lays out, and wires them to its handlers.
 
 class QAction;
+class QBoxLayout;
 class QToolBar;
 class QCheckBox;
 class QComboBox;
@@ -23,6 +24,7 @@ namespace presupuestos {
 
 class VistaRejilla;
 class UpDown;
+class PanelResumen;
 
 struct ControlesHoja {
     VistaRejilla* vsPresupuesto = nullptr;
@@ -47,6 +49,11 @@ struct ControlesHoja {
     QPushButton* cmdNoEnlanzarTablas = nullptr;
     QPushButton* cmdShowCal = nullptr;
     QPushButton* cmdImportar = nullptr;
+    // Shows and hides the row summary, which the form creates the first
+    // time it is shown, under the grids in capaRejillas.
+    QPushButton* cmdResumen = nullptr;
+    PanelResumen* panelResumen = nullptr;
+    QBoxLayout* capaRejillas = nullptr;
     QProgressBar* pbrSeleccion = nullptr;
     QProgressBar* pbrTotal = nullptr;
     QLabel* lblSeleccion = nullptr;

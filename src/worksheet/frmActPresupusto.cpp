@@ -1,4 +1,5 @@
 #include "worksheet/frmActPresupusto.h"
+#include "worksheet/DisposicionHoja.h"
 #include "worksheet/core/RepositorioHoja.h"
 #include "worksheet/core/frmActPresupusto_comun.h"
 
@@ -111,6 +112,8 @@ void frmActPresupusto::Mostrar()
 
 void frmActPresupusto::Unload()
 {
+    if (isVisible())
+        recordarDisposicion();
     if (cargado_ && !descargado_) {
         descargado_ = true;
         Form_Unload();
@@ -122,10 +125,13 @@ QString frmActPresupusto::SelloTabla(double segundosDesdeMedianoche) { return Re
 
 void frmActPresupusto::Form_Load()
 {
-    // Centred on the screen.
-    if (QScreen* pantalla = QGuiApplication::primaryScreen()) {
-        const QRect r = pantalla->availableGeometry();
-        move(r.x() + (r.width() - width()) / 2, r.y() + (r.height() - height()) / 2);
+    // Where the user left it, or centred on the screen.
+    const QByteArray geometria = DisposicionHoja::geometria();
+    if (geometria.isEmpty() || !restoreGeometry(geometria)) {
+        if (QScreen* pantalla = QGuiApplication::primaryScreen()) {
+            const QRect r = pantalla->availableGeometry();
+            move(r.x() + (r.width() - width()) / 2, r.y() + (r.height() - height()) / 2);
+        }
     }
     EstablecerEjercicioInicial();
     txtEjercicioHist->setText(QString::number(EjercicioActivo - 1));
@@ -232,11 +238,30 @@ void frmActPresupusto::closeEvent(QCloseEvent* e)
 {
     // A figure still in the cell editor is stored, not dropped with the window.
     vsPresupuesto->terminarEdicion();
+    recordarDisposicion();
     if (cargado_ && !descargado_) {
         descargado_ = true;
         Form_Unload();
     }
     e->accept();
+}
+
+void frmActPresupusto::recordarDisposicion()
+{
+    if (!cargado_ || disposicionRecordada_)
+        return;
+    disposicionRecordada_ = true;
+    DisposicionHoja::guardar(*this, repartoRejillas());
+}
+
+std::optional<double> frmActPresupusto::repartoRejillas() const
+{
+    if (!vsHistorico->isVisibleTo(this))
+        return std::nullopt;
+    const QList<int> tamanos = divisor->sizes();
+    if (tamanos.size() < 2 || tamanos[0] + tamanos[1] <= 0)
+        return std::nullopt;
+    return static_cast<double>(tamanos[0]) / (tamanos[0] + tamanos[1]);
 }
 
 // ---------------------------------------------------------------------------

@@ -147,6 +147,8 @@ public:
     void cmdNoEnlanzarTablas_Click();
     void cmdShowCal_Click();
     void cmdImportar_Click();
+    // The row summary under the grids, following the current row.
+    void cmdResumen_Click();
     // The import dialog while it is open.
     frmImportar* frmImport = nullptr;
     void frmImport_ImportacionCompletada();
@@ -190,6 +192,11 @@ private:
     void conectarFiltros();
     void conectarEdicion();
     void sincronizarOperaciones();
+    // The summary is worked out once the events of a change are over, and
+    // only while it is shown.
+    void programarResumen();
+    void actualizarResumen();
+    bool resumenPendiente_ = false;
     void abrirMenu(VistaRejilla* rejilla, int Button, int X, int Y);
     // The account the account list narrows the worksheet to, if any.
     bool cuentaSeleccionada(QString* cuenta) const;
@@ -224,6 +231,12 @@ private:
     FiltroDepartamentos filtroDptos_;
     void aplicarColorBoton(QPushButton* boton, const QColor& color);
     qint16 ejercicioHistorico() const;
+
+    // Keeps the window's geometry and the grids' share of the width for the
+    // next session; the share only when the history is beside the budget.
+    void recordarDisposicion();
+    std::optional<double> repartoRejillas() const;
+    bool disposicionRecordada_ = false;
 
     bool cargado_ = false;
     // The history-year check under way (its message box takes the focus too).

@@ -8,6 +8,7 @@
 #include "worksheet/core/ConsultasHoja.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
+#include "worksheet/DisposicionHoja.h"
 #include "worksheet/core/RepositorioHoja.h"
 #include "worksheet/core/frmActPresupusto_comun.h"
 
@@ -63,6 +64,10 @@ void frmActPresupusto::DisenarRejilla(VistaRejilla* rejilla)
         m.setColHidden(c, true);
     m.setRedraw(true);
     rejilla->setEditable(rejilla == vsPresupuesto);
+    // Amounts are read whole, and the account beside them stays in sight
+    // however far right the months go.
+    rejilla->setColumnasAjustadas(kPrimerMes, kTotal);
+    rejilla->setColumnasFijas(kNombre + 1);
 }
 
 RejillaPresupuesto& frmActPresupusto::reglas(VistaRejilla* rejilla)
@@ -205,8 +210,10 @@ void frmActPresupusto::DistribuirRejillas()
         return;
     vsHistorico->setVisible(mostrar);
     if (mostrar) {
+        // Halves, unless the user shared the width otherwise last time.
         const int ancho = std::max(divisor->width(), 600);
-        divisor->setSizes({ancho / 2, ancho - ancho / 2});
+        const int presupuesto = static_cast<int>(ancho * DisposicionHoja::reparto().value_or(0.5));
+        divisor->setSizes({presupuesto, ancho - presupuesto});
         CargarHistorico();
         vsHistorico->modelo().Select(vsPresupuesto->modelo().Row(), vsPresupuesto->modelo().Col());
         vsHistorico->modelo().setTopRow(vsPresupuesto->modelo().TopRow());

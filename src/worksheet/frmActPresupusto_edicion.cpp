@@ -83,6 +83,16 @@ void frmActPresupusto::conectarEdicion()
     connect(cmdNoEnlanzarTablas, &QPushButton::clicked, this, [this] { cmdNoEnlanzarTablas_Click(); });
     connect(cmdShowCal, &QPushButton::clicked, this, [this] { cmdShowCal_Click(); });
     connect(cmdImportar, &QPushButton::clicked, this, [this] { cmdImportar_Click(); });
+    connect(cmdResumen, &QPushButton::toggled, this, [this] { cmdResumen_Click(); });
+    // The summary follows the current row and whatever changes the figures
+    // of either grid; while hidden each of these costs a test.
+    for (VistaRejilla* rejilla : {vsPresupuesto, vsHistorico}) {
+        ModeloRejilla* m = &rejilla->modelo();
+        connect(m, &ModeloRejilla::textoCambiado, this, [this] { programarResumen(); });
+        connect(m, &ModeloRejilla::reiniciado, this, [this] { programarResumen(); });
+    }
+    connect(&vsPresupuesto->modelo(), &ModeloRejilla::seleccionCambiada, this, [this] { programarResumen(); });
+    connect(chkMostrarHistorico, &QCheckBox::toggled, this, [this] { programarResumen(); });
 }
 
 // ---------------------------------------------------------------------------

@@ -15,6 +15,8 @@
 #include "worksheet/core/LectorPortapapeles.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
+#include "worksheet/PanelResumen.h"
+#include "worksheet/core/ResumenFila.h"
 #include "worksheet/core/frmActPresupusto_comun.h"
 #include <QAction>
 #include <QCheckBox>
@@ -23,6 +25,9 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollBar>
+#include <QTimer>
+#include <QBoxLayout>
+#include <QSplitter>
 #include <exception>
 
 namespace presupuestos {
@@ -52,6 +57,42 @@ void frmActPresupusto::sincronizarOperaciones()
     } else {
         frmCal_->Clear();
     }
+}
+
+void frmActPresupusto::cmdResumen_Click()
+{
+    conManejador(kForm + QStringLiteral("cmdResumen_Click"), [this] {
+        const bool mostrar = cmdResumen->isChecked();
+        if (mostrar && !panelResumen) {
+            panelResumen = new PanelResumen(this);
+            capaRejillas->insertWidget(capaRejillas->indexOf(divisor) + 1, panelResumen);
+        }
+        if (panelResumen)
+            panelResumen->setVisible(mostrar);
+        actualizarResumen();
+    });
+}
+
+void frmActPresupusto::programarResumen()
+{
+    if (resumenPendiente_ || !panelResumen || panelResumen->isHidden())
+        return;
+    resumenPendiente_ = true;
+    QTimer::singleShot(0, this, [this] {
+        resumenPendiente_ = false;
+        actualizarResumen();
+    });
+}
+
+void frmActPresupusto::actualizarResumen()
+{
+    if (!panelResumen || panelResumen->isHidden())
+        return;
+    // History figures only from a history grid the user sees, which is
+    // loaded for the same accounts and year.
+    const ModeloRejilla* historico = vsHistorico->isVisibleTo(this) ? &vsHistorico->modelo() : nullptr;
+    const ModeloRejilla& m = vsPresupuesto->modelo();
+    panelResumen->mostrar(CalculoResumen::calcular(m, historico, m.Row()), FormatoNumero, EjercicioActivo, ejercicioHistorico());
 }
 
 void frmActPresupusto::vsPresupuesto_RowColChange()

@@ -3,6 +3,7 @@
 #include "common/NumerosEs.h"
 #include "common/VbError.h"
 #include "desktop/Ventana.h"
+#include "grid/widgets/TeclaDecimal.h"
 #include "grid/widgets/VistaRejilla.h"
 
 #include <QCloseEvent>
@@ -17,6 +18,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace presupuestos {
 
@@ -122,15 +124,39 @@ void frmOperaciones::disenarResultado()
     m.setRedraw(true);
     vsResultado->verticalHeader()->hide();
     vsResultado->setEditable(false);
+    vsResultado->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    vsResultado->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    // The columns follow the grid's own width, which the window's layout
+    // settles only after the window's first resize.
+    vsResultado->viewport()->installEventFilter(this);
+    connect(vsResultado, &VistaRejilla::AnchosAjustados, this, [this] { ajustarResultado(); });
+    vsResultado->setColumnasAjustadas(0, 5);
+    ajustarResultado();
+}
+
+void frmOperaciones::ajustarResultado()
+{
+    int columna = 0;
+    for (int i = 0; i < 6; ++i)
+        columna = std::max(columna, vsResultado->anchoTextos(i));
+    const int marco = 2 * vsResultado->frameWidth();
+    vsResultado->setMinimumWidth(6 * columna + marco);
+    const int alto = vsResultado->horizontalHeader()->sizeHint().height() + 2 * vsResultado->verticalHeader()->defaultSectionSize() + marco;
+    vsResultado->setMinimumHeight(std::max(90, alto));
+}
+
+void frmOperaciones::repartirColumnas()
+{
+    // Six equal columns filling the grid.
+    const int ancho = vsResultado->viewport()->width() / 6;
+    for (int i = 0; i < 6; ++i)
+        vsResultado->modelo().setColWidth(i, ancho * kTwipsPorPixel);
 }
 
 void frmOperaciones::resizeEvent(QResizeEvent* e)
 {
     QWidget::resizeEvent(e);
-    // Six equal columns filling the grid.
-    const int ancho = vsResultado->viewport()->width() / 6;
-    for (int i = 0; i < 6; ++i)
-        vsResultado->modelo().setColWidth(i, ancho * kTwipsPorPixel);
+    repartirColumnas();
 }
 
 QString frmOperaciones::formato() const { return es::formatoNumero(decimales_); }
@@ -351,6 +377,10 @@ void frmOperaciones::txtValor_KeyPress(int keyAscii)
 
 bool frmOperaciones::eventFilter(QObject* objeto, QEvent* e)
 {
+    if (objeto == vsResultado->viewport() && e->type() == QEvent::Resize)
+        repartirColumnas();
+    if (objeto == txtValor && escribirComaDecimal(objeto, e))
+        return true;
     if (objeto == txtValor && e->type() == QEvent::KeyPress) {
         auto* k = static_cast<QKeyEvent*>(e);
         if (k->key() == Qt::Key_Return || k->key() == Qt::Key_Enter) {

@@ -86,6 +86,10 @@ protected:
 private:
     void actualizarEtiquetas();
     void disenarResultado();
+    // Room for the header and both rows, and for the widest text in each of
+    // the six equal columns.
+    void ajustarResultado();
+    void repartirColumnas();
     Currency valorCaja() const;
     QString formato() const;
 

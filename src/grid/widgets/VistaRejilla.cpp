@@ -1,6 +1,7 @@
 #include "grid/widgets/VistaRejilla.h"
 
 #include "common/NumerosEs.h"
+#include "grid/widgets/TeclaDecimal.h"
 
 #include <QAbstractTableModel>
 #include <QHeaderView>
@@ -9,7 +10,10 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScrollBar>
+#include <QFontMetrics>
+#include <QStyle>
 #include <QStyledItemDelegate>
+#include <QTimer>
 #include <algorithm>
 #include <functional>
 
@@ -136,7 +140,13 @@ protected:
         // typed there, the one that opened the editor included, passes here
         // before the editor or the commit on Enter sees it.
         if (evento->type() == QEvent::KeyPress) {
-            const int ascii = codigoAscii(static_cast<QKeyEvent*>(evento));
+            auto* k = static_cast<QKeyEvent*>(evento);
+            if (esTeclaDecimal(k) && qobject_cast<QLineEdit*>(objeto)) {
+                alTeclear_(',');
+                escribirComaDecimal(objeto, evento);
+                return true;
+            }
+            const int ascii = codigoAscii(k);
             if (ascii != 0)
                 alTeclear_(ascii);
         }
@@ -263,6 +273,7 @@ public:
         endResetModel();
         vista_.aplicarForma();
         vista_.aplicarFilasOcultas();
+        vista_.ajustarColumnas(0, m_.Rows() - 1, 0, m_.Cols() - 1, true);
         vista_.sincronizando_ = antes;
         vista_.desplazando_ = antesDesplazando;
         vista_.traerSeleccionDelModelo();
@@ -350,6 +361,36 @@ private:
     int cols_ = 0;
 };
 
+// The fixed columns, drawn over the left of the grid's viewport: a second
+// view of the same adapter sharing the grid's selection, whose rows scroll
+// with the grid's and whose mouse events the grid handles as its own.
+class VistaFija : public QTableView {
+public:
+    explicit VistaFija(VistaRejilla& principal) : QTableView(&principal)
+    {
+        setObjectName(principal.objectName() + QStringLiteral("_fijas"));
+        setFocusPolicy(Qt::NoFocus);
+        setFrameShape(QFrame::NoFrame);
+        setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        verticalHeader()->hide();
+        verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+        horizontalHeader()->setSectionsClickable(false);
+        horizontalHeader()->setHighlightSections(false);
+        horizontalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+        setSelectionMode(principal.selectionMode());
+        setSelectionBehavior(principal.selectionBehavior());
+        setVerticalScrollMode(QAbstractItemView::ScrollPerItem);
+        setEditTriggers(QAbstractItemView::NoEditTriggers);
+        setWordWrap(false);
+        setMouseTracking(true);
+    }
+    void pulsar(QMouseEvent* e) { mousePressEvent(e); }
+    void mover(QMouseEvent* e) { mouseMoveEvent(e); }
+    void soltar(QMouseEvent* e) { mouseReleaseEvent(e); }
+    void dobleClic(QMouseEvent* e) { mouseDoubleClickEvent(e); }
+};
+
 VistaRejilla::VistaRejilla(const QString& nombre, QWidget* parent)
     : QTableView(parent)
 {
@@ -381,9 +422,15 @@ VistaRejilla::VistaRejilla(const QString& nombre, QWidget* parent)
     connect(modelo_, &ModeloRejilla::formaCambiada, this, &VistaRejilla::aplicarForma);
     connect(modelo_, &ModeloRejilla::filaOcultaCambiada, this, [this](int fila) {
         const int v = fila - adaptador_->fijas();
-        if (v >= 0 && v < adaptador_->rowCount() && fila < modelo_->Rows())
+        if (v >= 0 && v < adaptador_->rowCount() && fila < modelo_->Rows()) {
             setRowHidden(v, modelo_->RowHidden(fila));
+            if (fijas_)
+                fijas_->setRowHidden(v, modelo_->RowHidden(fila));
+        }
     });
+    // Connected after the adapter, which has announced the change by now.
+    connect(modelo_, &ModeloRejilla::celdasCambiadas, this,
+            [this](int f1, int c1, int f2, int c2) { ajustarColumnas(f1, f2, c1, c2, false); });
     connect(modelo_, &ModeloRejilla::redrawCambiado, this, [this](bool activo) { setUpdatesEnabled(activo); });
     connect(modelo_, &ModeloRejilla::textoCambiado, this, &VistaRejilla::CellChanged);
     // A column the user widens keeps its width through later refreshes.
@@ -393,6 +440,8 @@ VistaRejilla::VistaRejilla(const QString& nombre, QWidget* parent)
         aplicandoForma_ = true;
         modelo_->setColWidth(col, ancho * 15);
         aplicandoForma_ = false;
+        if (col < columnasFijas_)
+            copiarFormaAFijas();
     });
 
     aplicarForma();
@@ -423,10 +472,19 @@ int VistaRejilla::filaEn(const QPoint& p) const
     return v < 0 ? -1 : v + adaptador_->fijas();
 }
 
-int VistaRejilla::colEn(const QPoint& p) const { return columnAt(p.x()); }
+
+int VistaRejilla::colEn(const QPoint& p) const
+{
+    // The fixed columns lie over the viewport's left, in its coordinates.
+    if (fijas_ && fijas_->isVisible() && p.x() >= 0 && p.x() < anchoFijas_)
+        return fijas_->columnAt(p.x());
+    return columnAt(p.x());
+}
 
 QRect VistaRejilla::rectCelda(int fila, int col) const
 {
+    if (fijas_ && fijas_->isVisible() && col < columnasFijas_)
+        return fijas_->visualRect(adaptador_->indice(fila, col));
     return visualRect(adaptador_->indice(fila, col));
 }
 
@@ -546,7 +604,8 @@ void VistaRejilla::avisarDesplazamiento()
 {
     const int fijas = adaptador_->fijas();
     const int arriba = rowAt(0);
-    const int izquierda = columnAt(0);
+    // Beside fixed columns the first column is the first one past them.
+    const int izquierda = columnAt(fijas_ ? anchoFijas_ : 0);
     const int nuevaArriba = arriba < 0 ? modelo_->TopRow() : arriba + fijas;
     const int nuevaIzquierda = izquierda < 0 ? modelo_->LeftCol() : izquierda;
     if (nuevaArriba == topAnterior_ && nuevaIzquierda == leftAnterior_)
@@ -579,8 +638,12 @@ void VistaRejilla::traerDesplazamientoDelModelo()
     desplazando_ = true;
     if (fila >= 0 && fila < adaptador_->rowCount())
         verticalScrollBar()->setValue(visiblesAntes(verticalHeader(), fila));
-    if (col >= 0 && col < adaptador_->columnCount())
-        horizontalScrollBar()->setValue(visiblesAntes(horizontalHeader(), col));
+    if (col >= 0 && col < adaptador_->columnCount()) {
+        if (fijas_)   // scrolled by pixels, the column just past the fixed ones
+            horizontalScrollBar()->setValue(col < columnasFijas_ ? 0 : std::max(0, horizontalHeader()->sectionPosition(col) - anchoFijas_));
+        else
+            horizontalScrollBar()->setValue(visiblesAntes(horizontalHeader(), col));
+    }
     desplazando_ = false;
     // The view may stop short of the asked row near the end; the model and
     // the AfterScroll handlers learn where it really is.
@@ -595,19 +658,20 @@ void VistaRejilla::aplicarForma()
     const int cols = std::min(modelo_->Cols(), adaptador_->columnCount());
     for (int c = 0; c < cols; ++c) {
         setColumnHidden(c, modelo_->ColHidden(c));
-        const int ancho = modelo_->ColWidth(c);
-        const int pixeles = ancho >= 0 ? aPixeles(ancho) : horizontalHeader()->defaultSectionSize();
+        const int pixeles = anchoColumna(c);
         if (!modelo_->ColHidden(c) && columnWidth(c) != pixeles)
             setColumnWidth(c, pixeles);
     }
     aplicandoForma_ = false;
     horizontalHeader()->setVisible(adaptador_->fijas() > 0);
 
+    bool medirDeNuevo = false;
     if (modelo_->FontSize() != puntosAplicados_) {
         puntosAplicados_ = modelo_->FontSize();
         QFont letra = font();
         letra.setPointSize(puntosAplicados_);
         setFont(letra);
+        medirDeNuevo = true;
     }
     const int alto = std::max(aPixeles(modelo_->RowHeightMin()), fontMetrics().height() + 4);
     if (alto != altoFilaAplicado_) {
@@ -627,6 +691,271 @@ void VistaRejilla::aplicarForma()
         paleta.setColor(QPalette::Button, modelo_->BackColorFixed());
     if (paleta != palette())
         setPalette(paleta);
+    copiarFormaAFijas();
+    if (medirDeNuevo)
+        ajustarColumnas(0, modelo_->Rows() - 1, 0, modelo_->Cols() - 1, true);
+}
+
+int VistaRejilla::anchoColumna(int col) const
+{
+    const int ancho = modelo_->ColWidth(col);
+    const int pixeles = ancho >= 0 ? aPixeles(ancho) : horizontalHeader()->defaultSectionSize();
+    const int ajustado = col < static_cast<int>(anchoAjustado_.size()) ? anchoAjustado_[static_cast<std::size_t>(col)] : 0;
+    return std::max(pixeles, ajustado);
+}
+
+void VistaRejilla::setColumnasAjustadas(int primera, int ultima)
+{
+    primeraAjustada_ = primera;
+    ultimaAjustada_ = ultima;
+    anchoAjustado_.clear();
+    ajustarColumnas(0, modelo_->Rows() - 1, 0, modelo_->Cols() - 1, true);
+    aplicarForma();
+}
+
+// What the delegate needs to draw the cell's text whole: the text in the
+// cell's font, a margin each side, and the grid line, which takes a pixel
+// of the cell. Measured directly, since an edit measures a few cells; 0
+// when the text surely fits anchoConocido.
+int VistaRejilla::anchoNecesario(int fila, int col, int anchoConocido) const
+{
+    if (!adaptador_->indice(fila, col).isValid())
+        return 0;
+    if (!medida_ || medida_->letra != font()) {
+        QFont negrita = font();
+        negrita.setBold(true);
+        const QFontMetrics n(negrita);
+        // The widest character an amount is written with, in either weight.
+        int caracter = 0;
+        for (QChar c : QStringLiteral("0123456789-.,"))
+            caracter = std::max(caracter, n.horizontalAdvance(c));
+        medida_.emplace(Medida{font(), QFontMetrics(font()), n,
+                               style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 1, caracter});
+    }
+    const QString texto = modelo_->TextMatrix(fila, col);
+    // One more pixel than the delegate's own measure, which rounds its
+    // text layout up.
+    const int resto = 2 * medida_->margen + (showGrid() ? 1 : 0) + 1;
+    // Most edits leave an amount no longer than others of its column: that
+    // is settled without laying the text out.
+    if (es::esNumerico(texto) && texto.size() * medida_->caracter + resto <= anchoConocido)
+        return 0;
+    const QFontMetrics& m = modelo_->CellFontBold(fila, col) ? medida_->negrita : medida_->normal;
+    return m.horizontalAdvance(texto) + resto;
+}
+
+void VistaRejilla::ajustarColumnas(int fila1, int fila2, int col1, int col2, bool deNuevo)
+{
+    col1 = std::max(col1, primeraAjustada_);
+    col2 = std::min({col2, ultimaAjustada_, modelo_->Cols() - 1, adaptador_->columnCount() - 1});
+    if (col1 > col2)
+        return;
+    if (anchoAjustado_.size() < static_cast<std::size_t>(modelo_->Cols()))
+        anchoAjustado_.resize(static_cast<std::size_t>(modelo_->Cols()), 0);
+    const int fijas = adaptador_->fijas();
+    const bool cabecera = fila1 < fijas;
+    fila1 = std::max(fila1, fijas);
+    fila2 = std::min({fila2, modelo_->Rows() - 1, fijas + adaptador_->rowCount() - 1});
+    bool cambio = false;
+    for (int c = col1; c <= col2; ++c) {
+        if (modelo_->ColHidden(c))
+            continue;
+        int& ajustado = anchoAjustado_[static_cast<std::size_t>(c)];
+        int ancho = deNuevo ? 0 : ajustado;
+        if ((deNuevo || cabecera) && fijas > 0)
+            ancho = std::max(ancho, horizontalHeader()->sectionSizeHint(c));
+        // Digits are equally wide, so of the amounts only the largest and
+        // the smallest (the longest negative) need measuring; totals, which
+        // are bold, and what is no amount are measured one by one.
+        int filaMayor = -1, filaMenor = -1;
+        Suma mayor = 0, menor = 0;
+        for (int r = fila1; r <= fila2; ++r) {
+            bool desbordada = false;
+            const Suma v = modelo_->ValorMatrix(r, c, &desbordada);
+            if (desbordada || modelo_->IsSubtotal(r)) {
+                ancho = std::max(ancho, anchoNecesario(r, c, ancho));
+                continue;
+            }
+            if (filaMayor < 0 || v > mayor) {
+                filaMayor = r;
+                mayor = v;
+            }
+            if (filaMenor < 0 || v < menor) {
+                filaMenor = r;
+                menor = v;
+            }
+        }
+        for (int r : {filaMayor, filaMenor})
+            if (r >= 0)
+                ancho = std::max(ancho, anchoNecesario(r, c, ancho));
+        if (ancho != ajustado) {
+            ajustado = ancho;
+            cambio = true;
+        }
+    }
+    if (cambio) {
+        aplicarForma();
+        emit AnchosAjustados();
+    }
+}
+
+int VistaRejilla::anchoTextos(int col) const
+{
+    return col >= 0 && col < static_cast<int>(anchoAjustado_.size()) ? anchoAjustado_[static_cast<std::size_t>(col)] : 0;
+}
+
+// ---- Fixed columns ------------------------------------------------------------------
+
+void VistaRejilla::setColumnasFijas(int n)
+{
+    columnasFijas_ = std::max(0, n);
+    if (columnasFijas_ > 0 && !fijas_) {
+        fijas_ = new VistaFija(*this);
+        fijas_->setModel(adaptador_);
+        fijas_->setSelectionModel(selectionModel());
+        fijas_->setItemDelegate(itemDelegate());
+        fijas_->viewport()->installEventFilter(this);
+        connect(verticalScrollBar(), &QScrollBar::valueChanged, fijas_->verticalScrollBar(), &QScrollBar::setValue);
+        connect(fijas_->verticalScrollBar(), &QScrollBar::valueChanged, verticalScrollBar(), &QScrollBar::setValue);
+        connect(fijas_->verticalScrollBar(), &QScrollBar::rangeChanged, this,
+                [this] { fijas_->verticalScrollBar()->setValue(verticalScrollBar()->value()); });
+        // Whole columns would leave the first ones past the fixed columns
+        // half under them; pixels let every column come fully into view.
+        setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
+        fijas_->show();
+    } else if (columnasFijas_ == 0 && fijas_) {
+        delete std::exchange(fijas_, nullptr);
+        anchoFijas_ = 0;
+        setHorizontalScrollMode(QAbstractItemView::ScrollPerItem);
+    }
+    copiarFormaAFijas();
+    aplicarFilasOcultas();
+}
+
+void VistaRejilla::copiarFormaAFijas()
+{
+    if (!fijas_)
+        return;
+    const int cols = adaptador_->columnCount();
+    for (int c = 0; c < cols; ++c) {
+        const bool oculta = c >= columnasFijas_ || isColumnHidden(c);
+        if (fijas_->isColumnHidden(c) != oculta)
+            fijas_->setColumnHidden(c, oculta);
+        if (!oculta && fijas_->columnWidth(c) != columnWidth(c))
+            fijas_->setColumnWidth(c, columnWidth(c));
+    }
+    if (fijas_->font() != font())
+        fijas_->setFont(font());
+    if (fijas_->palette() != palette())
+        fijas_->setPalette(palette());
+    fijas_->setShowGrid(showGrid());
+    QHeaderView* filas = fijas_->verticalHeader();
+    if (filas->defaultSectionSize() != verticalHeader()->defaultSectionSize()) {
+        filas->setMinimumSectionSize(verticalHeader()->minimumSectionSize());
+        filas->setDefaultSectionSize(verticalHeader()->defaultSectionSize());
+    }
+    fijas_->horizontalHeader()->setVisible(!horizontalHeader()->isHidden());
+    colocarFijas();
+}
+
+void VistaRejilla::colocarFijas()
+{
+    if (!fijas_)
+        return;
+    int ancho = 0;
+    const int cols = std::min(columnasFijas_, adaptador_->columnCount());
+    for (int c = 0; c < cols; ++c)
+        if (!isColumnHidden(c))
+            ancho += columnWidth(c);
+    const QRect vp = viewport()->geometry();
+    anchoFijas_ = std::min(ancho, vp.width());
+    const int alto = horizontalHeader()->isHidden() ? 0 : horizontalHeader()->height();
+    fijas_->horizontalHeader()->setFixedHeight(alto);
+    fijas_->setGeometry(vp.x(), vp.y() - alto, anchoFijas_, vp.height() + alto);
+    fijas_->setVisible(anchoFijas_ > 0);
+    fijas_->verticalScrollBar()->setValue(verticalScrollBar()->value());
+}
+
+void VistaRejilla::updateGeometries()
+{
+    QTableView::updateGeometries();
+    colocarFijas();
+}
+
+void VistaRejilla::resizeEvent(QResizeEvent* e)
+{
+    QTableView::resizeEvent(e);
+    colocarFijas();
+}
+
+void VistaRejilla::scrollTo(const QModelIndex& index, ScrollHint hint)
+{
+    if (!fijas_ || anchoFijas_ <= 0 || !index.isValid()) {
+        QTableView::scrollTo(index, hint);
+        return;
+    }
+    // One scroll for the handlers, however many steps it takes here.
+    const bool antes = std::exchange(desplazando_, true);
+    const int x0 = horizontalScrollBar()->value();
+    QTableView::scrollTo(index, hint);
+    if (index.column() < columnasFijas_) {
+        horizontalScrollBar()->setValue(x0);
+    } else {
+        const int x = columnViewportPosition(index.column());
+        if (x < anchoFijas_)
+            horizontalScrollBar()->setValue(horizontalScrollBar()->value() - (anchoFijas_ - x));
+    }
+    desplazando_ = antes;
+    if (!desplazando_)
+        avisarDesplazamiento();
+}
+
+bool VistaRejilla::eventFilter(QObject* objeto, QEvent* e)
+{
+    if (fijas_ && objeto == fijas_->viewport() && eventoDeFijas(e))
+        return true;
+    return QTableView::eventFilter(objeto, e);
+}
+
+// A click on a fixed column is a click on the grid: the same events, in the
+// grid viewport's coordinates, which the fixed columns share.
+bool VistaRejilla::eventoDeFijas(QEvent* e)
+{
+    switch (e->type()) {
+    case QEvent::MouseButtonPress: {
+        auto* m = static_cast<QMouseEvent*>(e);
+        const QPoint p = m->position().toPoint();
+        emit MouseDown(codigoBoton(m->button()), mascaraMayusculas(m->modifiers()), p.x(), p.y());
+        if (m->button() != Qt::RightButton) {
+            setFocus(Qt::MouseFocusReason);
+            enEventoDeUsuario([&] { fijas_->pulsar(m); });
+        }
+        return true;
+    }
+    case QEvent::MouseMove: {
+        auto* m = static_cast<QMouseEvent*>(e);
+        const QPoint p = m->position().toPoint();
+        emit MouseMove(codigoBotones(m->buttons()), mascaraMayusculas(m->modifiers()), p.x(), p.y());
+        enEventoDeUsuario([&] { fijas_->mover(m); });
+        return true;
+    }
+    case QEvent::MouseButtonRelease: {
+        auto* m = static_cast<QMouseEvent*>(e);
+        if (m->button() != Qt::RightButton)
+            enEventoDeUsuario([&] { fijas_->soltar(m); });
+        return true;
+    }
+    case QEvent::MouseButtonDblClick: {
+        auto* m = static_cast<QMouseEvent*>(e);
+        if (m->button() != Qt::RightButton) {
+            enEventoDeUsuario([&] { fijas_->dobleClic(m); });
+            emit DblClick();
+        }
+        return true;
+    }
+    default:
+        return false;
+    }
 }
 
 void VistaRejilla::aplicarFilasOcultas()
@@ -635,8 +964,12 @@ void VistaRejilla::aplicarFilasOcultas()
     // set; rows already in the right state cost the header nothing.
     const int fijas = adaptador_->fijas();
     const int filas = std::min(adaptador_->rowCount(), modelo_->Rows() - fijas);
-    for (int v = 0; v < filas; ++v)
-        setRowHidden(v, modelo_->RowHidden(v + fijas));
+    for (int v = 0; v < filas; ++v) {
+        const bool oculta = modelo_->RowHidden(v + fijas);
+        setRowHidden(v, oculta);
+        if (fijas_)
+            fijas_->setRowHidden(v, oculta);
+    }
 }
 
 // ---- Editing -------------------------------------------------------------------------

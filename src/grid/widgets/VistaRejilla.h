@@ -5,11 +5,15 @@
 
 #include "grid/ModeloRejilla.h"
 
+#include <QFontMetrics>
 #include <QTableView>
+#include <optional>
+#include <vector>
 
 namespace presupuestos {
 
 class AdaptadorRejilla;
+class VistaFija;
 
 class VistaRejilla : public QTableView {
     Q_OBJECT
@@ -36,6 +40,19 @@ public:
     // Rectangle of a cell in the viewport's coordinates.
     QRect rectCelda(int fila, int col) const;
 
+    // Columns from primera to ultima take at least the width their widest
+    // text needs (header included), measured again on every reload and
+    // widened as cells change; the model's width is the least they take.
+    void setColumnasAjustadas(int primera, int ultima);
+    // Pixels the texts of an adjusted column need (0 for any other).
+    int anchoTextos(int col) const;
+    // The first n columns stay in view while the grid scrolls sideways (the
+    // hidden ones among them stay hidden); 0 scrolls them all.
+    void setColumnasFijas(int n);
+    int columnasFijas() const { return columnasFijas_; }
+    // Width, in pixels, the fixed columns take at the left of the viewport.
+    int anchoFijas() const { return anchoFijas_; }
+
 signals:
     void RowColChange();
     void AfterScroll(int oldTopRow, int oldLeftCol, int newTopRow, int newLeftCol);
@@ -52,6 +69,8 @@ signals:
     void MouseMove(int button, int shift, int x, int y);
     void DblClick();
     void CellChanged(int fila, int col);
+    // The width the texts of an adjusted column need has changed.
+    void AnchosAjustados();
 
 public:
     // Typing never jumps to a row by its first letters, as a grid does not.
@@ -69,6 +88,10 @@ protected:
     void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
     void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
     void commitData(QWidget* editor) override;
+    void scrollTo(const QModelIndex& index, ScrollHint hint = EnsureVisible) override;
+    void updateGeometries() override;
+    void resizeEvent(QResizeEvent* e) override;
+    bool eventFilter(QObject* objeto, QEvent* e) override;
     void closeEditor(QWidget* editor, QAbstractItemDelegate::EndEditHint hint) override;
 
 private:
@@ -84,6 +107,14 @@ private:
     void aplicarFilasOcultas();
     void teclaEnEditor(int keyAscii);
     template <typename F> void enEventoDeUsuario(F&& hacer);
+    // Widths that fit the texts: all the rows after a reload, only the
+    // changed cells (which may only widen a column) otherwise.
+    void ajustarColumnas(int fila1, int fila2, int col1, int col2, bool deNuevo);
+    int anchoNecesario(int fila, int col, int anchoConocido = 0) const;
+    int anchoColumna(int col) const;
+    void colocarFijas();
+    void copiarFormaAFijas();
+    bool eventoDeFijas(QEvent* e);
 
     ModeloRejilla* modelo_;
     AdaptadorRejilla* adaptador_;
@@ -106,6 +137,24 @@ private:
     bool aplicandoForma_ = false;
     int altoFilaAplicado_ = -1;
     int puntosAplicados_ = -1;
+    int primeraAjustada_ = -1;
+    int ultimaAjustada_ = -2;
+    // Pixels the texts of each adjusted column need; 0 where none is known.
+    std::vector<int> anchoAjustado_;
+    // The measures of the grid's font, kept while the font stays.
+    struct Medida {
+        QFont letra;
+        QFontMetrics normal;
+        QFontMetrics negrita;
+        int margen;
+        int caracter;
+    };
+    mutable std::optional<Medida> medida_;
+    int columnasFijas_ = 0;
+    int anchoFijas_ = 0;
+    // Drawn over the left of the viewport: the same model, selection and
+    // rows, showing only the fixed columns.
+    VistaFija* fijas_ = nullptr;
 };
 
 } // namespace presupuestos

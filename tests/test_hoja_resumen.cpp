@@ -1,0 +1,138 @@
+// The row summary under the grids: what it shows for a demo account and a
+// demo department is what the two grids hold, and it costs nothing hidden.
+
+#include "HojaPrueba.h"
+#include "grid/widgets/VistaRejilla.h"
+#include "worksheet/PanelResumen.h"
+#include "worksheet/core/Columnas.h"
+
+#include <QApplication>
+#include <QBarSet>
+#include <QCheckBox>
+#include <QLabel>
+#include <QPushButton>
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+using namespace presupuestos::prueba;
+using namespace presupuestos::hoja;
+
+namespace {
+
+int filaDe(const ModeloRejilla& m, const QString& cuenta, const QString& dpto)
+{
+    for (int r = 1; r < m.Rows(); ++r)
+        if (!m.IsSubtotal(r) && m.TextMatrix(r, kCuenta) == cuenta && m.TextMatrix(r, kDpto) == dpto)
+            return r;
+    return -1;
+}
+
+void irA(frmActPresupusto* f, int fila)
+{
+    f->vsPresupuesto->modelo().Select(fila, kPrimerMes);
+    QApplication::processEvents();
+}
+
+} // namespace
+
+TEST(HojaResumen, AnAccountsFiguresAreItsBudgetRowAndItsHistoryRow)
+{
+    HojaAbierta h(true);
+    frmActPresupusto* f = h.hoja;
+    f->chkMostrarHistorico->setChecked(true);
+    f->chkMostrarHistorico_Click();
+    ASSERT_EQ(f->panelResumen, nullptr) << "made only when first shown";
+    f->cmdResumen->click();
+    ASSERT_NE(f->panelResumen, nullptr);
+    EXPECT_TRUE(f->panelResumen->isVisible());
+
+    const ModeloRejilla& p = f->vsPresupuesto->modelo();
+    const ModeloRejilla& hi = f->vsHistorico->modelo();
+    const int fila = filaDe(p, QStringLiteral("70000001"), QStringLiteral("1"));
+    const int filaH = filaDe(hi, QStringLiteral("70000001"), QStringLiteral("1"));
+    ASSERT_GT(fila, 0);
+    ASSERT_GT(filaH, 0);
+    irA(f, fila);
+    const ResumenFila& r = f->panelResumen->resumen();
+    ASSERT_EQ(r.tipo, ResumenFila::Tipo::Cuenta);
+    Suma sumaP = 0, sumaH = 0;
+    for (int mes = 1; mes <= 12; ++mes) {
+        EXPECT_EQ(r.presupuesto.meses[mes - 1], p.ValorMatrix(fila, colMes(mes)));
+        EXPECT_EQ(r.historico.meses[mes - 1], hi.ValorMatrix(filaH, colMes(mes)));
+        EXPECT_DOUBLE_EQ(f->panelResumen->barrasPresupuesto->at(mes - 1), static_cast<double>(p.ValorMatrix(fila, colMes(mes))) / 10000);
+        sumaP += p.ValorMatrix(fila, colMes(mes));
+        sumaH += hi.ValorMatrix(filaH, colMes(mes));
+    }
+    EXPECT_EQ(r.presupuesto.total, sumaP);
+    EXPECT_EQ(r.historico.total, sumaH);
+    EXPECT_EQ(f->panelResumen->lblPresupuesto->text(), p.TextMatrix(fila, kTotal));
+    EXPECT_EQ(f->panelResumen->lblHistorico->text(), hi.TextMatrix(filaH, kTotal));
+    EXPECT_EQ(f->panelResumen->lblDiferencia->text(), ModeloRejilla::FormatearSuma(sumaP - sumaH, f->FormatoNumero));
+    EXPECT_TRUE(f->panelResumen->lblPorcentaje->text().endsWith(QStringLiteral(" %")));
+
+    // An edit of the row shows at once.
+    f->EditCellValue(fila, colMes(2), Currency::fromInt(1234));
+    QApplication::processEvents();
+    EXPECT_EQ(f->panelResumen->resumen().presupuesto.meses[1], 1234 * Suma(10000));
+}
+
+TEST(HojaResumen, ADepartmentsFiguresAreTheSumsOfItsRowsWithItsRetailRatios)
+{
+    HojaAbierta h(true);
+    frmActPresupusto* f = h.hoja;
+    f->chkMostrarHistorico->setChecked(true);
+    f->chkMostrarHistorico_Click();
+    f->cmdResumen->click();
+    const ModeloRejilla& p = f->vsPresupuesto->modelo();
+    const ModeloRejilla& hi = f->vsHistorico->modelo();
+    int subtotal = -1;
+    for (int r = 1; r < p.Rows() && subtotal < 0; ++r)
+        if (p.IsSubtotal(r) && p.SubtotalGroupColumn(r) == kDptoNombre)
+            subtotal = r;
+    ASSERT_GT(subtotal, 0);
+    const QString dpto = p.TextMatrix(subtotal - 1, kDpto);
+    irA(f, subtotal);
+    const ResumenFila& r = f->panelResumen->resumen();
+    ASSERT_EQ(r.tipo, ResumenFila::Tipo::Departamento);
+
+    Suma totalP = 0, totalH = 0, ventasH = 0, ticketsH = 0;
+    for (int fila = 1; fila < p.Rows(); ++fila)
+        if (!p.IsSubtotal(fila) && p.TextMatrix(fila, kDpto) == dpto)
+            totalP += p.ValorMatrix(fila, kTotal);
+    for (int fila = 1; fila < hi.Rows(); ++fila) {
+        if (hi.IsSubtotal(fila) || hi.TextMatrix(fila, kDpto) != dpto)
+            continue;
+        totalH += hi.ValorMatrix(fila, kTotal);
+        if (hi.TextMatrix(fila, kCuenta).startsWith(QLatin1String("70")))
+            ventasH += hi.ValorMatrix(fila, kTotal);
+        if (hi.TextMatrix(fila, kCuenta) == QLatin1String("CTO003"))
+            ticketsH += hi.ValorMatrix(fila, kTotal);
+    }
+    EXPECT_EQ(r.presupuesto.total, totalP);
+    EXPECT_EQ(r.historico.total, totalH);
+    ASSERT_TRUE(r.conEstadisticas) << "the demo's stores have tickets and days open";
+    ASSERT_NE(ticketsH, 0);
+    EXPECT_DOUBLE_EQ(r.historico.ticketMedio().value_or(0), static_cast<double>(ventasH) / static_cast<double>(ticketsH));
+    EXPECT_TRUE(f->panelResumen->lblTicketMedio->isVisible());
+}
+
+TEST(HojaResumen, HiddenItWorksOutNothing)
+{
+    HojaAbierta h(true);
+    frmActPresupusto* f = h.hoja;
+    f->cmdResumen->click();
+    QApplication::processEvents();
+    const int veces = f->panelResumen->veces();
+    f->cmdResumen->click();
+    EXPECT_FALSE(f->panelResumen->isVisible());
+    irA(f, 3);
+    irA(f, 5);
+    f->CargarPresupuesto();
+    QApplication::processEvents();
+    EXPECT_EQ(f->panelResumen->veces(), veces);
+    // Without the history beside it there is nothing to compare with.
+    f->cmdResumen->click();
+    QApplication::processEvents();
+    EXPECT_FALSE(f->panelResumen->resumen().conHistorico);
+    EXPECT_EQ(f->panelResumen->lblHistorico->text(), QStringLiteral("—"));
+}
