@@ -516,15 +516,83 @@ void Transaccion::confirmar()
 
 // ---- Recordset ---------------------------------------------------------------
 
-CursorSqlite::CursorSqlite(std::shared_ptr<Conexion> conexion, sqlite3_stmt* sentencia)
-    : conexion_(std::move(conexion)), st_(sentencia)
+CursorSqlite::CursorSqlite(std::shared_ptr<Conexion> conexion, sqlite3_stmt* sentencia, bool propia)
+    : conexion_(std::move(conexion)), st_(sentencia), propia_(propia)
 {
     const int n = st_ ? sqlite3_column_count(st_) : 0;
     for (int i = 0; i < n; ++i)
         nombres_ << QString::fromUtf8(sqlite3_column_name(st_, i));
 }
 
-CursorSqlite::~CursorSqlite() { sqlite3_finalize(st_); }
+CursorSqlite::~CursorSqlite()
+{
+    if (propia_) {
+        sqlite3_finalize(st_);
+    } else if (st_) {
+        sqlite3_reset(st_);
+        sqlite3_clear_bindings(st_);
+    }
+}
+
+Consulta::Consulta(std::shared_ptr<Conexion> conexion, QString texto) : conexion_(std::move(conexion)), texto_(std::move(texto)) {}
+
+Consulta::~Consulta() { sqlite3_finalize(st_); }
+
+Recordset Consulta::Abrir(const std::vector<QVariant>& valores)
+{
+    conexion_->anotar(texto_);
+    conexion_->completarPendientes();
+    sqlite3* db = conexion_->sqlite();
+    if (!db) {
+        auto q = std::make_unique<QSqlQuery>(conexion_->baseDatos());
+        q->setForwardOnly(true);
+        if (!q->prepare(conexion_->adaptar(texto_)))
+            conexion_->lanzarErrorMotor(*q, texto_);
+        for (std::size_t i = 0; i < valores.size(); ++i)
+            q->bindValue(static_cast<int>(i), valores[i]);
+        if (!q->exec())
+            conexion_->lanzarErrorMotor(*q, texto_);
+        return Recordset(std::move(q));
+    }
+    const auto preparar = [&](sqlite3_stmt** st) {
+        const QByteArray t = conexion_->adaptar(texto_).toUtf8();
+        const int rc = sqlite3_prepare_v2(db, t.constData(), static_cast<int>(t.size()), st, nullptr);
+        if (rc != SQLITE_OK) {
+            sqlite3_finalize(*st);
+            *st = nullptr;
+            throw conexion_->errorMotor(QSqlError(QStringLiteral("Unable to execute statement"), QString::fromUtf8(sqlite3_errmsg(db)),
+                                                  QSqlError::StatementError, QString::number(rc)));
+        }
+    };
+    if (!st_)
+        preparar(&st_);
+    // Still being read by an earlier recordset: this one gets its own.
+    sqlite3_stmt* st = st_;
+    const bool propia = sqlite3_stmt_busy(st_) != 0;
+    if (propia)
+        preparar(&st);
+    for (std::size_t i = 0; i < valores.size(); ++i) {
+        const QVariant& v = valores[i];
+        const int n = static_cast<int>(i) + 1;
+        int rc;
+        if (v.isNull())
+            rc = sqlite3_bind_null(st, n);
+        else if (v.typeId() == QMetaType::QString) {
+            const QByteArray b = v.toString().toUtf8();
+            rc = sqlite3_bind_text(st, n, b.constData(), static_cast<int>(b.size()), SQLITE_TRANSIENT);
+        } else if (v.typeId() == QMetaType::Double)
+            rc = sqlite3_bind_double(st, n, v.toDouble());
+        else
+            rc = sqlite3_bind_int64(st, n, v.toLongLong());
+        if (rc != SQLITE_OK) {
+            if (propia)
+                sqlite3_finalize(st);
+            throw conexion_->errorMotor(QSqlError(QStringLiteral("Unable to bind parameters"), QString::fromUtf8(sqlite3_errmsg(db)),
+                                                  QSqlError::StatementError, QString::number(rc)));
+        }
+    }
+    return Recordset(std::make_unique<CursorSqlite>(conexion_, st, propia));
+}
 
 bool CursorSqlite::avanzar()
 {

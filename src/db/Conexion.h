@@ -174,7 +174,9 @@ private:
 // thousands of rows costs more than the query itself.
 class CursorSqlite {
 public:
-    CursorSqlite(std::shared_ptr<Conexion> conexion, sqlite3_stmt* sentencia);
+    // propia: the cursor finalizes the statement; otherwise it only resets
+    // it, for its owner to run again.
+    CursorSqlite(std::shared_ptr<Conexion> conexion, sqlite3_stmt* sentencia, bool propia = true);
     ~CursorSqlite();
     CursorSqlite(const CursorSqlite&) = delete;
     CursorSqlite& operator=(const CursorSqlite&) = delete;
@@ -190,7 +192,27 @@ public:
 private:
     std::shared_ptr<Conexion> conexion_;   // keeps the connection open while the statement lives
     sqlite3_stmt* st_;
+    bool propia_;
     QStringList nombres_;
+};
+
+// A query with positional parameters ("?"), prepared once and opened many
+// times: the change journal reads a row before and after every write, and
+// parsing the same query each time would cost more than running it. A
+// recordset it opens must be closed before the query goes.
+class Consulta {
+public:
+    Consulta(std::shared_ptr<Conexion> conexion, QString texto);
+    ~Consulta();
+    Consulta(const Consulta&) = delete;
+    Consulta& operator=(const Consulta&) = delete;
+
+    Recordset Abrir(const std::vector<QVariant>& valores);
+
+private:
+    std::shared_ptr<Conexion> conexion_;
+    QString texto_;
+    sqlite3_stmt* st_ = nullptr;
 };
 
 // Forward-only recordset: positioned on the first record after opening.

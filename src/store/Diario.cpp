@@ -395,13 +395,15 @@ void Diario::escribir(const Fila& f, bool nueva)
 Diario::Imagen Diario::leer(const QString& cuenta, qint16 dpto, qint16 ejercicio) const
 {
     SinRegistro sin(*c_);
-    QString sql = QStringLiteral("SELECT M1");
-    for (int m = 2; m <= 12; ++m)
-        sql += QStringLiteral(", M") + QString::number(m);
-    sql += QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor, Ver FROM Presupuestos WHERE Cod_Empresa = ")
-           + QString::number(empresa_) + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(ejercicio)
-           + QStringLiteral(" AND Cuenta = ") + literal(cuenta) + QStringLiteral(" AND Dpto = ") + QString::number(dpto);
-    Recordset rs = c_->Abrir(sql);
+    if (!leerFila_) {
+        QString sql = QStringLiteral("SELECT M1");
+        for (int m = 2; m <= 12; ++m)
+            sql += QStringLiteral(", M") + QString::number(m);
+        sql += QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor, Ver FROM Presupuestos WHERE Cod_Empresa = ")
+               + QString::number(empresa_) + QStringLiteral(" AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?");
+        leerFila_ = std::make_unique<Consulta>(c_, sql);
+    }
+    Recordset rs = leerFila_->Abrir({QVariant(static_cast<int>(ejercicio)), QVariant(cuenta), QVariant(static_cast<int>(dpto))});
     Imagen im;
     if (rs.eof())
         return im;

@@ -31,6 +31,7 @@ namespace presupuestos {
 
 class Conexion;
 class Comando;
+class Consulta;
 
 // An undo or redo refused because another user changed one of its rows.
 class ConflictoDiario : public std::runtime_error {
@@ -185,6 +186,7 @@ private:
     QString usuario_;
     std::unique_ptr<Comando> insertar_;
     std::unique_ptr<Comando> actualizar_;
+    mutable std::unique_ptr<Consulta> leerFila_;
 
     // The operation being recorded.
     std::optional<Operacion> abierta_;

@@ -279,3 +279,30 @@ TEST(Conexion, BadPathsGiveClearMessages)
     f.close();
     EXPECT_THROW(Conexion::abrirSqlite(basura), VbError);
 }
+
+TEST(Conexion, APreparedQueryOpensAgainWithOtherValuesAndWhileStillBeingRead)
+{
+    BaseDatosPrueba bd;
+    bd.sql(QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno'), (1, 2, 'D''Angelo'), (2, 1, 'Otro')"));
+    Consulta q(bd.conexion, QStringLiteral("SELECT Codigo, Nombre FROM Departamentos WHERE Cod_Empresa = ? AND Nombre <> ? ORDER BY Codigo"));
+    bd.tomarRegistro();
+    Recordset a = q.Abrir({QVariant(1), QVariant(QStringLiteral("Uno"))});
+    ASSERT_FALSE(a.eof());
+    EXPECT_EQ(a.texto(1), QStringLiteral("D'Angelo"));
+    // The first recordset is still open: the second reads on its own.
+    Recordset b = q.Abrir({QVariant(1), QVariant(QStringLiteral("nadie"))});
+    EXPECT_EQ(b.entero(0), 1);
+    b.MoveNext();
+    EXPECT_EQ(b.entero(0), 2);
+    b.MoveNext();
+    EXPECT_TRUE(b.eof());
+    a.MoveNext();
+    EXPECT_TRUE(a.eof());
+    a.Close();
+    b.Close();
+    Recordset c = q.Abrir({QVariant(2), QVariant()});
+    EXPECT_TRUE(c.eof());   // nothing is unequal to null
+    c.Close();
+    // Logged as composed, once per opening.
+    EXPECT_EQ(bd.tomarRegistro().size(), 3);
+}

@@ -21,6 +21,18 @@ namespace presupuestos {
 
 namespace {
 
+// Whether a text is written only with the characters of an amount, all of
+// them no wider than the widest of those: its width is bounded by its length.
+bool soloCifras(const QString& texto)
+{
+    for (const QChar c : texto) {
+        const char16_t u = c.unicode();
+        if (!((u >= u'0' && u <= u'9') || u == u'.' || u == u',' || u == u'-'))
+            return false;
+    }
+    return true;
+}
+
 constexpr int kRolBorde = Qt::UserRole + 1;
 constexpr int kRolRelleno = Qt::UserRole + 2;
 
@@ -738,7 +750,7 @@ int VistaRejilla::anchoNecesario(int fila, int col, int anchoConocido) const
     const int resto = 2 * medida_->margen + (showGrid() ? 1 : 0) + 1;
     // Most edits leave an amount no longer than others of its column: that
     // is settled without laying the text out.
-    if (es::esNumerico(texto) && texto.size() * medida_->caracter + resto <= anchoConocido)
+    if (texto.size() * medida_->caracter + resto <= anchoConocido && soloCifras(texto))
         return 0;
     const QFontMetrics& m = modelo_->CellFontBold(fila, col) ? medida_->negrita : medida_->normal;
     return m.horizontalAdvance(texto) + resto;
