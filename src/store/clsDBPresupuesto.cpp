@@ -240,12 +240,22 @@ void clsDBPresupuesto::Restaurar(const QString& Cuenta, qint16 Dpto, qint16 Ejer
 
 void clsDBPresupuesto::restaurarFila(const QString& Cuenta, qint16 Dpto, qint16 Ejercicio, const Diario::Imagen& imagen)
 {
-    const QString clave = QStringLiteral(" WHERE Cod_Empresa = ") + QString::number(modPublic::EmpresaActiva->CodigoEmpresa())
-                          + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(Ejercicio)
-                          + QStringLiteral(" AND Cuenta = '") + literal(Cuenta) + QStringLiteral("' AND Dpto = ")
-                          + QString::number(Dpto);
     if (!imagen.existe) {
-        modPublic::ConexionActiva->Execute(QStringLiteral("DELETE FROM Presupuestos") + clave);
+        // Prepared once: undoing an import takes tens of thousands of rows away.
+        if (!ComandoBorrar) {
+            ComandoBorrar = std::make_unique<Comando>(modPublic::ConexionActiva);
+            ComandoBorrar->setCommandText(QStringLiteral("DELETE FROM Presupuestos WHERE Cod_Empresa = ")
+                                          + QString::number(modPublic::EmpresaActiva->CodigoEmpresa())
+                                          + QStringLiteral(" AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
+            ComandoBorrar->agregarParametro(QStringLiteral("Cod_Ejercicio"), TipoParametro::Entero);
+            ComandoBorrar->agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 12);
+            ComandoBorrar->agregarParametro(QStringLiteral("Dpto"), TipoParametro::Entero);
+            ComandoBorrar->setPrepared(true);
+        }
+        ComandoBorrar->setEntero(0, Ejercicio);
+        ComandoBorrar->setValor(1, Cuenta);
+        ComandoBorrar->setEntero(2, Dpto);
+        ComandoBorrar->Execute();
         return;
     }
     if (!ComandoRestaurar) {

@@ -87,6 +87,7 @@ private:
     std::unique_ptr<Comando> ComandoVer;
     std::unique_ptr<Comando> ComandoRestaurar;
     std::unique_ptr<Comando> ComandoInsertCompleto;
+    std::unique_ptr<Comando> ComandoBorrar;
 };
 
 } // namespace presupuestos
