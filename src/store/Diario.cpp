@@ -149,6 +149,21 @@ Diario::Diario(std::shared_ptr<Conexion> conexion, qint16 empresa, bool crearTab
         actualizar_->agregarParametro(QStringLiteral("Dpto"), TipoParametro::Entero);
         insertar_->setPrepared(true);
         actualizar_->setPrepared(true);
+
+        // A row that did not exist before takes the table's defaults for the
+        // image before it: an import of new rows binds half the values.
+        insertarNueva_ = std::make_unique<Comando>(c_);
+        QString marcasNueva = QStringLiteral("?, ?, ?, ?, ?, ") + QString::number(empresa_) + QStringLiteral(", ?, ?, ?, 0");
+        for (int i = 0; i < 17; ++i)
+            marcasNueva += QStringLiteral(", ?");
+        insertarNueva_->setCommandText(QStringLiteral("INSERT INTO Presupuestos_Cambios (Operacion, Tipo, Descripcion, Usuario, Fecha, "
+                                                      "Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Existia, Existe, ")
+                                       + columnasImagen(QStringLiteral("D_")) + QStringLiteral(") VALUES (") + marcasNueva
+                                       + QStringLiteral(")"));
+        for (int i = 0; i < 8; ++i)
+            insertarNueva_->agregarParametro(insertar_->nombreParametro(i), insertar_->tipoParametro(i), insertar_->tamanoParametro(i));
+        imagen(*insertarNueva_, QStringLiteral("D_"));
+        insertarNueva_->setPrepared(true);
     }
     c_->agregarAvisos(this, {[this] { antesDeConfirmar(); }, [this] { despuesDeConfirmar(); }, [this] { alDeshacer(); }});
 }
@@ -307,11 +322,14 @@ void Diario::antesDeConfirmar()
     }
     // The operation's values, and one time for the whole transaction: its
     // rows were written together.
-    insertar_->setEntero(0, static_cast<qint32>(abierta_->id));
-    insertar_->setValor(1, clave(abierta_->tipo));
-    insertar_->setValor(2, abierta_->descripcion.left(200));
-    insertar_->setValor(3, usuario_.left(128));
-    insertar_->setValor(4, QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz")));
+    const QString fecha = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+    for (Comando* c : {insertar_.get(), insertarNueva_.get()}) {
+        c->setEntero(0, static_cast<qint32>(abierta_->id));
+        c->setValor(1, clave(abierta_->tipo));
+        c->setValor(2, abierta_->descripcion.left(200));
+        c->setValor(3, usuario_.left(128));
+        c->setValor(4, fecha);
+    }
     for (std::size_t i : tocadas_) {
         escribir(abierta_->filas[i], !escrita_[i]);
         escrita_[i] = 1;
@@ -370,7 +388,14 @@ void Diario::escribir(const Fila& f, bool nueva)
         c.setValor(desde + 15, im.valor);
         c.setBooleano(desde + 16, im.ver);
     };
-    if (nueva) {
+    if (nueva && !f.antes.existe) {
+        Comando& c = *insertarNueva_;
+        c.setEntero(5, f.ejercicio);
+        c.setValor(6, f.cuenta);
+        c.setEntero(7, f.dpto);
+        imagen(c, 8, f.despues);
+        c.Execute();
+    } else if (nueva) {
         // The operation's own values were set once for the transaction.
         Comando& c = *insertar_;
         c.setEntero(5, f.ejercicio);

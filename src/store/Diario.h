@@ -186,6 +186,7 @@ private:
     QString usuario_;
     std::unique_ptr<Comando> insertar_;
     std::unique_ptr<Comando> actualizar_;
+    std::unique_ptr<Comando> insertarNueva_;
     mutable std::unique_ptr<Consulta> leerFila_;
 
     // The operation being recorded.
