@@ -20,27 +20,12 @@
 using namespace presupuestos;
 using namespace presupuestos::prueba;
 using namespace presupuestos::hoja;
+using namespace presupuestos::prueba::filas;
 
 namespace {
 
-// Rows of the small company's worksheet (see HojaPrueba.h).
-constexpr int kAlquilerNorte = 2;
-constexpr int kVentasNorte = 4;
-constexpr int kCalzadoNorte = 5;
-constexpr int kAlquilerSur = 14;
-constexpr int kLuzSur = 15;
-
 struct Hoja : HojaAbierta {
     using HojaAbierta::HojaAbierta;
-    ModeloRejilla& m() { return hoja->vsPresupuesto->modelo(); }
-    void teclear(int fila, int col, const QString& texto)
-    {
-        m().Select(fila, col);
-        bool cancelar = false;
-        hoja->vsPresupuesto_BeforeEdit(fila, col, cancelar);
-        m().setTextMatrix(fila, col, texto);
-        hoja->vsPresupuesto_AfterEdit(fila, col);
-    }
     void pegar(int fila, int col, const QString& texto)
     {
         plataforma.portapapeles->contenido = texto;
@@ -56,20 +41,7 @@ struct Hoja : HojaAbierta {
         d->txtValor->setText(valor);
         d->cmdAplicar_Click();
     }
-    // Every budget row of the company, every column.
-    QStringList tabla()
-    {
-        QStringList r;
-        auto rs = bd.conexion->Abrir(QStringLiteral("SELECT * FROM Presupuestos ORDER BY Cod_Ejercicio, Cuenta, Dpto"));
-        while (!rs.eof()) {
-            QStringList campos;
-            for (int i = 0; i < rs.numeroCampos(); ++i)
-                campos << rs.texto(i);
-            r << campos.join(QLatin1Char('|'));
-            rs.MoveNext();
-        }
-        return r;
-    }
+    QStringList tabla() { return bd.presupuestos(); }
     // What the grid shows: every cell's text and colours, the bars.
     QStringList pantalla()
     {

@@ -16,50 +16,15 @@ using namespace presupuestos;
 using namespace presupuestos::prueba;
 using namespace presupuestos::hoja;
 
-namespace {
-
-// Rows of the small company's worksheet: 1 grand total; 2..12 Norte
-// (62100001, 62800001, 70000001, 70000002, 90000001..90000006, CTO002);
-// 13 subtotal Norte; 14..24 Sur in the same order; 25 subtotal Sur.
-constexpr int kAlquilerNorte = 2;
-constexpr int kVentasNorte = 4;
-constexpr int kCalzadoNorte = 5;
-constexpr int kConceptoNorte = 12;
-constexpr int kTotalNorte = 13;
-constexpr int kAlquilerSur = 14;
-constexpr int kLuzSur = 15;
-constexpr int kVentasSur = 16;
-constexpr int kConceptoSur = 24;
-
-struct Hoja : HojaAbierta {
-    ModeloRejilla& m() { return hoja->vsPresupuesto->modelo(); }
-    void teclear(int fila, int col, const QString& texto, bool intro = false)
-    {
-        m().Select(fila, col);
-        bool cancelar = false;
-        hoja->vsPresupuesto_BeforeEdit(fila, col, cancelar);
-        ASSERT_FALSE(cancelar);
-        m().setTextMatrix(fila, col, texto);
-        if (intro)
-            hoja->vsPresupuesto_KeyPressEdit(fila, col, 13);
-        hoja->vsPresupuesto_AfterEdit(fila, col);
-    }
-    QVariant bd_(const QString& campo, const QString& cuenta, int dpto)
-    {
-        return bd.valor(QStringLiteral("SELECT %1 FROM Presupuestos WHERE Cod_Ejercicio = 2027 AND Cuenta = '%2' AND Dpto = %3")
-                            .arg(campo, cuenta)
-                            .arg(dpto));
-    }
-};
-
-} // namespace
+using namespace presupuestos::prueba::filas;
+using Hoja = HojaAbierta;
 
 TEST(HojaEdicion, TypedAmountIsStoredMarkedAndTotalled)
 {
     Hoja h;
     h.teclear(kCalzadoNorte, colMes(3), QStringLiteral("1.500"));
-    EXPECT_EQ(h.bd_(QStringLiteral("M3"), QStringLiteral("70000002"), 1).toDouble(), 1500.0);
-    EXPECT_EQ(h.bd_(QStringLiteral("Modificacion_Manual"), QStringLiteral("70000002"), 1).toInt(), 4);
+    EXPECT_EQ(h.campo(QStringLiteral("M3"), QStringLiteral("70000002"), 1).toDouble(), 1500.0);
+    EXPECT_EQ(h.campo(QStringLiteral("Modificacion_Manual"), QStringLiteral("70000002"), 1).toInt(), 4);
     EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(3)), QStringLiteral("1.500"));
     EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, kManual), QStringLiteral("4"));
     EXPECT_EQ(h.m().CellBackColor(kCalzadoNorte, colMes(3)), QColor(172, 250, 185));
@@ -68,7 +33,7 @@ TEST(HojaEdicion, TypedAmountIsStoredMarkedAndTotalled)
     EXPECT_EQ(h.m().TextMatrix(1, kTotal), QStringLiteral("2.650"));
     // A second month keeps the first one's mark.
     h.teclear(kCalzadoNorte, colMes(4), QStringLiteral("-20"));
-    EXPECT_EQ(h.bd_(QStringLiteral("Modificacion_Manual"), QStringLiteral("70000002"), 1).toInt(), 12);
+    EXPECT_EQ(h.campo(QStringLiteral("Modificacion_Manual"), QStringLiteral("70000002"), 1).toInt(), 12);
     EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, kManual), QStringLiteral("12"));
     EXPECT_EQ(h.m().CellForeColor(kCalzadoNorte, colMes(4)), QColor(255, 0, 0));
     // Three rows with values out of twenty-two now.
@@ -81,7 +46,7 @@ TEST(HojaEdicion, TextThatIsNotANumberShowsZeroAndSavesNothing)
     h.bd.conexion->limpiarRegistro();
     h.teclear(kCalzadoNorte, colMes(3), QStringLiteral("abc"));
     EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(3)), QStringLiteral("0"));
-    EXPECT_FALSE(h.bd_(QStringLiteral("M3"), QStringLiteral("70000002"), 1).isValid());
+    EXPECT_FALSE(h.campo(QStringLiteral("M3"), QStringLiteral("70000002"), 1).isValid());
     for (const auto& t : h.bd.conexion->registro())
         EXPECT_FALSE(t.startsWith(QStringLiteral("UPDATE")) || t.startsWith(QStringLiteral("INSERT"))) << t.toStdString();
     EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty()) << mensajesMostrados(h.plataforma);
@@ -97,10 +62,10 @@ TEST(HojaEdicion, RowWhoseYearBecomesZeroIsStoredCleanWithoutMethodOrMarks)
     EXPECT_EQ(h.m().TextMatrix(kLuzSur, kManual), QStringLiteral("0"));
     EXPECT_EQ(h.m().CellBackColor(kLuzSur, colMes(1)), QColor(255, 255, 255));
     EXPECT_EQ(h.m().CellBackColor(kLuzSur, colMes(2)), QColor(255, 255, 255));
-    EXPECT_EQ(h.bd_(QStringLiteral("Metodo_Calculo"), QStringLiteral("62800001"), 2).toInt(), 0);
-    EXPECT_EQ(h.bd_(QStringLiteral("Modificacion_Manual"), QStringLiteral("62800001"), 2).toInt(), 0);
-    EXPECT_EQ(h.bd_(QStringLiteral("Valor"), QStringLiteral("62800001"), 2).toDouble(), 0.0);
-    EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62800001"), 2).toDouble(), 0.0);
+    EXPECT_EQ(h.campo(QStringLiteral("Metodo_Calculo"), QStringLiteral("62800001"), 2).toInt(), 0);
+    EXPECT_EQ(h.campo(QStringLiteral("Modificacion_Manual"), QStringLiteral("62800001"), 2).toInt(), 0);
+    EXPECT_EQ(h.campo(QStringLiteral("Valor"), QStringLiteral("62800001"), 2).toDouble(), 0.0);
+    EXPECT_EQ(h.campo(QStringLiteral("M1"), QStringLiteral("62800001"), 2).toDouble(), 0.0);
     EXPECT_EQ(h.hoja->completadoSeleccion().texto(), QStringLiteral("5%"));
 }
 
@@ -151,11 +116,11 @@ TEST(HojaEdicion, EditingASalesAccountRecalculatesEveryMonthlySalesPercentageRow
                             "(1, 2027, '62100001', 1, 1, 6, 50), (1, 2027, '62100001', 2, 1, 6, 10), (1, 2027, '62800001', 1, 99, 7, 10)"));
     h.hoja->CargarPresupuesto();
     h.teclear(kVentasNorte, colMes(2), QStringLiteral("300"));
-    EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62100001"), 1).toDouble(), 50.0);
-    EXPECT_EQ(h.bd_(QStringLiteral("M2"), QStringLiteral("62100001"), 1).toDouble(), 150.0);
-    EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62100001"), 2).toDouble(), 0.0);   // no sales in Sur
-    EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62800001"), 1).toDouble(), 99.0);  // year-based: untouched
-    EXPECT_EQ(h.bd_(QStringLiteral("Metodo_Calculo"), QStringLiteral("62100001"), 1).toInt(), 6);
+    EXPECT_EQ(h.campo(QStringLiteral("M1"), QStringLiteral("62100001"), 1).toDouble(), 50.0);
+    EXPECT_EQ(h.campo(QStringLiteral("M2"), QStringLiteral("62100001"), 1).toDouble(), 150.0);
+    EXPECT_EQ(h.campo(QStringLiteral("M1"), QStringLiteral("62100001"), 2).toDouble(), 0.0);   // no sales in Sur
+    EXPECT_EQ(h.campo(QStringLiteral("M1"), QStringLiteral("62800001"), 1).toDouble(), 99.0);  // year-based: untouched
+    EXPECT_EQ(h.campo(QStringLiteral("Metodo_Calculo"), QStringLiteral("62100001"), 1).toInt(), 6);
     // The recalculated row shows its new months at once; the year-based one keeps its own.
     EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, colMes(2)), QStringLiteral("150"));
     EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, kTotal), QStringLiteral("700"));
@@ -172,8 +137,8 @@ TEST(HojaEdicion, OneClipboardValueFillsTheSelectionSkippingTotalRows)
         for (int col : {4, 5})
             EXPECT_EQ(h.m().TextMatrix(fila, col), QStringLiteral("1.234")) << fila << "," << col;   // rounded to 0 decimals, halves to even
     EXPECT_TRUE(h.m().IsSubtotal(kTotalNorte));
-    EXPECT_EQ(h.bd_(QStringLiteral("M2"), QStringLiteral("70000002"), 1).toDouble(), 1234.0);
-    EXPECT_EQ(h.bd_(QStringLiteral("M1"), QStringLiteral("62100001"), 2).toDouble(), 1234.0);
+    EXPECT_EQ(h.campo(QStringLiteral("M2"), QStringLiteral("70000002"), 1).toDouble(), 1234.0);
+    EXPECT_EQ(h.campo(QStringLiteral("M1"), QStringLiteral("62100001"), 2).toDouble(), 1234.0);
     EXPECT_EQ(h.m().Row(), kCalzadoNorte);
     EXPECT_EQ(h.m().RowSel(), kAlquilerSur);
     EXPECT_EQ(h.plataforma.puntero->actual(), Puntero::Defecto);
@@ -190,7 +155,7 @@ TEST(HojaEdicion, ABlockIsPlacedAtTheCursorTotalRowsConsumeTheirLineAndColumnsSt
     EXPECT_EQ(h.m().TextMatrix(kConceptoNorte, kTotal), QStringLiteral("3"));   // the row total, not the third field
     EXPECT_EQ(h.m().TextMatrix(kAlquilerSur, colMes(11)), QStringLiteral("7"));
     EXPECT_EQ(h.m().TextMatrix(kAlquilerSur, colMes(12)), QStringLiteral("0"));
-    EXPECT_EQ(h.bd_(QStringLiteral("M11"), QStringLiteral("62100001"), 2).toDouble(), 7.0);
+    EXPECT_EQ(h.campo(QStringLiteral("M11"), QStringLiteral("62100001"), 2).toDouble(), 7.0);
     EXPECT_EQ(h.m().TextMatrix(kTotalNorte, colMes(11)), QStringLiteral("101"));
 }
 
@@ -225,8 +190,8 @@ TEST(HojaEdicion, ClearingStartsAtJanuaryWhateverTheSelection)
     for (int c = 4; c <= 15; ++c)
         EXPECT_EQ(h.m().TextMatrix(kVentasNorte, c), QStringLiteral("0"));
     EXPECT_EQ(h.m().TextMatrix(kVentasNorte, kNombre), QStringLiteral("Ventas textil"));
-    EXPECT_EQ(h.bd_(QStringLiteral("M12"), QStringLiteral("70000001"), 1).toDouble(), 0.0);
-    EXPECT_EQ(h.bd_(QStringLiteral("Metodo_Calculo"), QStringLiteral("70000001"), 1).toInt(), 0);
+    EXPECT_EQ(h.campo(QStringLiteral("M12"), QStringLiteral("70000001"), 1).toDouble(), 0.0);
+    EXPECT_EQ(h.campo(QStringLiteral("Metodo_Calculo"), QStringLiteral("70000001"), 1).toInt(), 0);
     EXPECT_EQ(h.m().TextMatrix(kTotalNorte, kTotal), QStringLiteral("0"));
 }
 
@@ -285,11 +250,11 @@ TEST(HojaEdicion, TakingAnAccountOutOfTheBudgetAsksFirstAndPuttingItBackDoesNot)
     EXPECT_EQ(m.prompt, QStringLiteral("Esta seguro que desea quitar la cuenta seleccionada del presupuesto."));
     EXPECT_EQ(m.titulo, QStringLiteral("¡ATENCION!"));
     EXPECT_EQ(m.estilo, 4 + 48 + 256);
-    EXPECT_EQ(h.bd_(QStringLiteral("Ver"), QStringLiteral("70000001"), 1).toInt(), 1);
+    EXPECT_EQ(h.campo(QStringLiteral("Ver"), QStringLiteral("70000001"), 1).toInt(), 1);
 
     h.plataforma.mensajes->respuestas = {vb::RespuestaYes};
     h.hoja->mnuPopupOcultar_Click();
-    EXPECT_EQ(h.bd_(QStringLiteral("Ver"), QStringLiteral("70000001"), 1).toInt(), 0);
+    EXPECT_EQ(h.campo(QStringLiteral("Ver"), QStringLiteral("70000001"), 1).toInt(), 0);
     EXPECT_EQ(h.m().Rows(), 25);
 
     h.hoja->cmdVer_Click();
@@ -298,7 +263,7 @@ TEST(HojaEdicion, TakingAnAccountOutOfTheBudgetAsksFirstAndPuttingItBackDoesNot)
     const auto preguntas = h.plataforma.mensajes->mostrados.size();
     h.hoja->mnuPopupOcultar_Click();
     EXPECT_EQ(h.plataforma.mensajes->mostrados.size(), preguntas);
-    EXPECT_EQ(h.bd_(QStringLiteral("Ver"), QStringLiteral("70000001"), 1).toInt(), 1);
+    EXPECT_EQ(h.campo(QStringLiteral("Ver"), QStringLiteral("70000001"), 1).toInt(), 1);
 
     // On the header row: a question, then nothing.
     h.hoja->cmdVer_Click();

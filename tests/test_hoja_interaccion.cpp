@@ -17,13 +17,7 @@ using namespace presupuestos;
 using namespace presupuestos::prueba;
 using namespace presupuestos::hoja;
 
-namespace {
-
-constexpr int kVentasNorte = 4;
-constexpr int kCalzadoNorte = 5;
-constexpr int kTotalNorte = 13;
-
-} // namespace
+using namespace presupuestos::prueba::filas;
 
 TEST(HojaInteraccion, TypingIntoAMonthAndEnterSavesAndWalksRight)
 {

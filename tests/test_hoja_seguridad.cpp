@@ -33,7 +33,6 @@ struct Hoja : HojaAbierta {
         kSubtotalNorte = subtotal(QStringLiteral("Norte"));
         kSubtotalSur = subtotal(QStringLiteral("Sur"));
     }
-    ModeloRejilla& m() { return hoja->vsPresupuesto->modelo(); }
     int fila(const QString& cuenta, int dpto)
     {
         for (int r = 1; r < m().Rows(); ++r)
@@ -49,16 +48,6 @@ struct Hoja : HojaAbierta {
         return -1;
     }
     int kAlquilerNorte, kLuzNorte, kVentasNorte, kCalzadoNorte, kLuzSur, kCalzadoSur, kSubtotalNorte, kSubtotalSur;
-    // An edit as the grid raises it: before, the text the editor leaves, after.
-    void teclear(int fila, int col, const QString& texto)
-    {
-        m().Select(fila, col);
-        bool cancelar = false;
-        hoja->vsPresupuesto_BeforeEdit(fila, col, cancelar);
-        ASSERT_FALSE(cancelar);
-        m().setTextMatrix(fila, col, texto);
-        hoja->vsPresupuesto_AfterEdit(fila, col);
-    }
     QStringList guardado(const QString& cuenta, int dpto) { return bd.presupuestoGuardado(cuenta, dpto); }
     int escrituras()
     {

@@ -17,19 +17,7 @@ using namespace presupuestos;
 using namespace presupuestos::prueba;
 using namespace presupuestos::hoja;
 
-namespace {
-constexpr int kAlquilerNorte = 2;
-constexpr int kVentasNorte = 4;
-constexpr int kTotalNorte = 13;
-constexpr int kLuzSur = 15;
-
-QVariant campo(BaseDatosPrueba& bd, const QString& c, const QString& cuenta, int dpto)
-{
-    return bd.valor(QStringLiteral("SELECT %1 FROM Presupuestos WHERE Cod_Ejercicio = 2027 AND Cuenta = '%2' AND Dpto = %3")
-                        .arg(c, cuenta)
-                        .arg(dpto));
-}
-} // namespace
+using namespace presupuestos::prueba::filas;
 
 TEST(Operaciones, WithoutAnAccountRowNothingCanBeApplied)
 {
@@ -122,9 +110,9 @@ TEST(Operaciones, ApplyingStoresTheRowAndShowsItWithoutMarks)
     EXPECT_EQ(m.TextMatrix(calzado, kValor), QStringLiteral("0"));
     EXPECT_EQ(m.CellBackColor(calzado, colMes(3)), QColor(255, 255, 255));
     // A new row is inserted with the four decimals of every month.
-    EXPECT_EQ(campo(h.bd, QStringLiteral("M1"), QStringLiteral("70000002"), 1).toDouble(), 8.3333);
-    EXPECT_EQ(campo(h.bd, QStringLiteral("M12"), QStringLiteral("70000002"), 1).toDouble(), 8.3333);
-    EXPECT_EQ(campo(h.bd, QStringLiteral("Metodo_Calculo"), QStringLiteral("70000002"), 1).toInt(), 4);
+    EXPECT_EQ(h.campo(QStringLiteral("M1"), QStringLiteral("70000002"), 1).toDouble(), 8.3333);
+    EXPECT_EQ(h.campo(QStringLiteral("M12"), QStringLiteral("70000002"), 1).toDouble(), 8.3333);
+    EXPECT_EQ(h.campo(QStringLiteral("Metodo_Calculo"), QStringLiteral("70000002"), 1).toInt(), 4);
 
     // Method 3 with 100 on an existing row: twelve hundreds, method 3, no marks.
     m.Select(kVentasNorte, colMes(2));
@@ -135,8 +123,8 @@ TEST(Operaciones, ApplyingStoresTheRowAndShowsItWithoutMarks)
     EXPECT_EQ(m.TextMatrix(kVentasNorte, kMetodo), QStringLiteral("3"));
     EXPECT_EQ(m.TextMatrix(kVentasNorte, kValor), QStringLiteral("100"));
     EXPECT_EQ(m.TextMatrix(kVentasNorte, kManual), QStringLiteral("0"));
-    EXPECT_EQ(campo(h.bd, QStringLiteral("Modificacion_Manual"), QStringLiteral("70000001"), 1).toInt(), 0);
-    EXPECT_EQ(campo(h.bd, QStringLiteral("M7"), QStringLiteral("70000001"), 1).toDouble(), 100.0);
+    EXPECT_EQ(h.campo(QStringLiteral("Modificacion_Manual"), QStringLiteral("70000001"), 1).toInt(), 0);
+    EXPECT_EQ(h.campo(QStringLiteral("M7"), QStringLiteral("70000001"), 1).toDouble(), 100.0);
 
     // An empty value box applies 0.
     m.Select(kAlquilerNorte, colMes(2));
@@ -144,8 +132,8 @@ TEST(Operaciones, ApplyingStoresTheRowAndShowsItWithoutMarks)
     d->txtValor->clear();
     d->cmdAplicar_Click();
     EXPECT_EQ(d->Valor(), Currency());
-    EXPECT_EQ(campo(h.bd, QStringLiteral("Metodo_Calculo"), QStringLiteral("62100001"), 1).toInt(), 3);
-    EXPECT_EQ(campo(h.bd, QStringLiteral("M5"), QStringLiteral("62100001"), 1).toDouble(), 0.0);
+    EXPECT_EQ(h.campo(QStringLiteral("Metodo_Calculo"), QStringLiteral("62100001"), 1).toInt(), 3);
+    EXPECT_EQ(h.campo(QStringLiteral("M5"), QStringLiteral("62100001"), 1).toDouble(), 0.0);
 }
 
 TEST(Operaciones, ApplyingToSalesRecalculatesMonthlyPercentagesOnly)
@@ -160,8 +148,8 @@ TEST(Operaciones, ApplyingToSalesRecalculatesMonthlyPercentagesOnly)
     d->setMetodoCalculo(3);
     d->txtValor->setText(QStringLiteral("2000"));
     d->cmdAplicar_Click();
-    EXPECT_EQ(campo(h.bd, QStringLiteral("M3"), QStringLiteral("62100001"), 1).toDouble(), 200.0);
-    EXPECT_EQ(campo(h.bd, QStringLiteral("M3"), QStringLiteral("62800001"), 1).toDouble(), 5.0);
+    EXPECT_EQ(h.campo(QStringLiteral("M3"), QStringLiteral("62100001"), 1).toDouble(), 200.0);
+    EXPECT_EQ(h.campo(QStringLiteral("M3"), QStringLiteral("62800001"), 1).toDouble(), 5.0);
 }
 
 TEST(Operaciones, TheCloseBoxOnlyHidesTheDialog)

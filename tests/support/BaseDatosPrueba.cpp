@@ -57,6 +57,20 @@ QStringList BaseDatosPrueba::tomarRegistro()
     return l;
 }
 
+QStringList BaseDatosPrueba::presupuestos()
+{
+    QStringList r;
+    Recordset rs = conexion->Abrir(QStringLiteral("SELECT * FROM Presupuestos ORDER BY Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto"));
+    while (!rs.eof()) {
+        QStringList campos;
+        for (int i = 0; i < rs.numeroCampos(); ++i)
+            campos << rs.texto(i);
+        r << campos.join(QLatin1Char('|'));
+        rs.MoveNext();
+    }
+    return r;
+}
+
 QStringList BaseDatosPrueba::presupuestoGuardado(const QString& cuenta, int dpto, int ejercicio)
 {
     QSqlQuery q(conexion->baseDatos());

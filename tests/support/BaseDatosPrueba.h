@@ -28,6 +28,8 @@ struct BaseDatosPrueba {
     // A stored budget row of company 1 as SQL number texts: M1..M12,
     // Metodo_Calculo, Modificacion_Manual, Valor, Ver; empty when there is none.
     QStringList presupuestoGuardado(const QString& cuenta, int dpto, int ejercicio = 2027);
+    // Every budget row, every column, to compare whole states.
+    QStringList presupuestos();
 };
 
 // An amount written plainly ("12.5", "-3"), for expected values.

@@ -1,5 +1,9 @@
 #include "HojaPrueba.h"
 
+#include "grid/widgets/VistaRejilla.h"
+
+#include <stdexcept>
+
 namespace presupuestos::prueba {
 
 void crearEmpresaPequena(BaseDatosPrueba& bd)
@@ -45,6 +49,28 @@ HojaAbierta::HojaAbierta(bool demo, const QString& fichero) : bd(demo, fichero)
     clase.Show();
     hoja = clase.formulario();
     hoja->Form_Activate();
+}
+
+ModeloRejilla& HojaAbierta::m() { return hoja->vsPresupuesto->modelo(); }
+
+void HojaAbierta::teclear(int fila, int col, const QString& texto, bool intro)
+{
+    m().Select(fila, col);
+    bool cancelar = false;
+    hoja->vsPresupuesto_BeforeEdit(fila, col, cancelar);
+    if (cancelar)
+        throw std::logic_error("the edit was cancelled");
+    m().setTextMatrix(fila, col, texto);
+    if (intro)
+        hoja->vsPresupuesto_KeyPressEdit(fila, col, 13);
+    hoja->vsPresupuesto_AfterEdit(fila, col);
+}
+
+QVariant HojaAbierta::campo(const QString& columna, const QString& cuenta, int dpto)
+{
+    return bd.valor(QStringLiteral("SELECT %1 FROM Presupuestos WHERE Cod_Ejercicio = 2027 AND Cuenta = '%2' AND Dpto = %3")
+                        .arg(columna, cuenta)
+                        .arg(dpto));
 }
 
 } // namespace presupuestos::prueba

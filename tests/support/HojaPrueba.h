@@ -37,6 +37,21 @@ void crearEmpresaPequena(BaseDatosPrueba& bd);
 // The message boxes shown, for failure messages.
 std::string mensajesMostrados(const PlataformaDePrueba& p);
 
+// Rows of the small company's worksheet: 1 grand total; 2..12 Norte
+// (62100001, 62800001, 70000001, 70000002, 90000001..90000006, CTO002);
+// 13 subtotal Norte; 14..24 Sur in the same order; 25 subtotal Sur.
+namespace filas {
+constexpr int kAlquilerNorte = 2;
+constexpr int kVentasNorte = 4;
+constexpr int kCalzadoNorte = 5;
+constexpr int kConceptoNorte = 12;
+constexpr int kTotalNorte = 13;
+constexpr int kAlquilerSur = 14;
+constexpr int kLuzSur = 15;
+constexpr int kVentasSur = 16;
+constexpr int kConceptoSur = 24;
+} // namespace filas
+
 struct HojaAbierta {
     BaseDatosPrueba bd;
     PlataformaDePrueba plataforma;
@@ -44,6 +59,13 @@ struct HojaAbierta {
     frmActPresupusto* hoja = nullptr;
     // demo: the generated demo company; otherwise the small company above.
     explicit HojaAbierta(bool demo = false, const QString& fichero = QStringLiteral(":memory:"));
+
+    ModeloRejilla& m();
+    // An edit as the grid raises it: before, the text the editor leaves,
+    // (Enter,) after.
+    void teclear(int fila, int col, const QString& texto, bool intro = false);
+    // A field of a stored 2027 budget row.
+    QVariant campo(const QString& columna, const QString& cuenta, int dpto);
 };
 
 } // namespace presupuestos::prueba

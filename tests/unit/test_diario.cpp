@@ -25,21 +25,6 @@ clsPresupItem fila(const QString& cuenta, qint16 dpto, const QString& mes1, qint
     return it;
 }
 
-// The whole budget table, to compare states.
-QStringList tablaPresupuestos(BaseDatosPrueba& bd)
-{
-    QStringList r;
-    auto rs = bd.conexion->Abrir(QStringLiteral("SELECT * FROM Presupuestos ORDER BY Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto"));
-    while (!rs.eof()) {
-        QStringList campos;
-        for (int i = 0; i < rs.numeroCampos(); ++i)
-            campos << rs.texto(i);
-        r << campos.join(QLatin1Char('|'));
-        rs.MoveNext();
-    }
-    return r;
-}
-
 Diario::Restaurar restaurarCon(clsDBPresupuesto& store)
 {
     return [&store](const QString& c, qint16 d, qint16 e, const Diario::Imagen& im) { store.Restaurar(c, d, e, im); };
@@ -104,24 +89,24 @@ TEST(Diario, UndoAndRedoWalkTheStepsBackAndForthExactly)
     Diario diario(bd.conexion, 1);
     store.setDiario(&diario);
     const auto restaurar = restaurarCon(store);
-    std::vector<QStringList> estados{tablaPresupuestos(bd)};
+    std::vector<QStringList> estados{bd.presupuestos()};
     // January of an update is stored whole; undo must bring its decimals back.
     store.Actualizar(fila(QStringLiteral("70000001"), 1, QStringLiteral("8")));
-    estados.push_back(tablaPresupuestos(bd));
+    estados.push_back(bd.presupuestos());
     store.ActualizacionManual(QStringLiteral("62800001"), 2, 6, C(QStringLiteral("-1.5")));
-    estados.push_back(tablaPresupuestos(bd));
+    estados.push_back(bd.presupuestos());
     store.SetVisible(QStringLiteral("70000001"), 1, false);
-    estados.push_back(tablaPresupuestos(bd));
+    estados.push_back(bd.presupuestos());
 
     for (int i = 2; i >= 0; --i) {
         ASSERT_TRUE(diario.puedeDeshacer());
         diario.deshacer(restaurar);
-        EXPECT_EQ(tablaPresupuestos(bd), estados[static_cast<std::size_t>(i)]) << "deshacer hasta " << i;
+        EXPECT_EQ(bd.presupuestos(), estados[static_cast<std::size_t>(i)]) << "deshacer hasta " << i;
     }
     EXPECT_FALSE(diario.puedeDeshacer());
     for (int i = 1; i <= 3; ++i) {
         diario.rehacer(restaurar);
-        EXPECT_EQ(tablaPresupuestos(bd), estados[static_cast<std::size_t>(i)]) << "rehacer hasta " << i;
+        EXPECT_EQ(bd.presupuestos(), estados[static_cast<std::size_t>(i)]) << "rehacer hasta " << i;
     }
     EXPECT_FALSE(diario.puedeRehacer());
     // Undo and redo are in the history too; a new step drops what was undone.
@@ -155,7 +140,7 @@ TEST(Diario, AnUndoOverAnotherUsersChangeIsRefusedAndChangesNothing)
     }
     auto otro = Conexion::abrirSqlite(fichero);
     otro->Execute(QStringLiteral("UPDATE Presupuestos SET M3 = 31 WHERE Cuenta = '70000002'"));
-    const QStringList antes = tablaPresupuestos(bd);
+    const QStringList antes = bd.presupuestos();
     try {
         diario.deshacer(restaurarCon(store));
         FAIL() << "undone over the other user's figure";
@@ -163,7 +148,7 @@ TEST(Diario, AnUndoOverAnotherUsersChangeIsRefusedAndChangesNothing)
         EXPECT_TRUE(e.mensaje().contains(QStringLiteral("Marzo"))) << e.mensaje().toStdString();
         EXPECT_TRUE(e.mensaje().contains(QStringLiteral("70000002"))) << e.mensaje().toStdString();
     }
-    EXPECT_EQ(tablaPresupuestos(bd), antes);
+    EXPECT_EQ(bd.presupuestos(), antes);
     EXPECT_TRUE(diario.puedeDeshacer());
     // Once the other user's figure is back, the step undoes.
     otro->Execute(QStringLiteral("UPDATE Presupuestos SET M3 = 30 WHERE Cuenta = '70000002'"));
