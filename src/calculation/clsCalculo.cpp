@@ -3,19 +3,12 @@
 #include "common/NumerosEs.h"
 #include "common/VbError.h"
 #include "db/Conexion.h"
+#include "db/Sql.h"
 #include "host/modPublic.h"
 
 namespace presupuestos {
 
 namespace {
-
-// An account code goes into the statement between quotes; a quote inside
-// it must not end the literal.
-QString literal(const QString& texto)
-{
-    QString t = texto;
-    return t.replace(QLatin1Char('\''), QStringLiteral("''"));
-}
 
 QString T(Currency x) { return x.toPlainText(QLatin1Char(',')); }
 
@@ -193,7 +186,7 @@ void clsCalculo::CalcularVentaAnyo(Currency Valor)
 
 void clsCalculo::LeerSaldosHistoricos(const QString& Cuenta)
 {
-    const QString cuenta = literal(Cuenta);
+    const QString cuenta = sql::texto(Cuenta);
     QString sql;
     bool saldos = true;
     if (Cuenta.left(3) == QLatin1String("CTO")) {
@@ -241,7 +234,7 @@ void clsCalculo::LeerVentaPresupuestada(const QString& prefijo)
         + QStringLiteral(", SUM(M9) AS M9, SUM(M10) AS M10, SUM(M11) AS M11, SUM(M12) AS M12")
         + QStringLiteral(" FROM Presupuestos WHERE Cod_Empresa =") + numero(modPublic::EmpresaActiva->CodigoEmpresa())
         + QStringLiteral(" AND Cod_Ejercicio =") + numero(modPublic::EjercicioActivo) + QStringLiteral(" AND Cuenta like '")
-        + literal(prefijo) + QStringLiteral("%'") + QStringLiteral(" AND Dpto =") + numero(dpto_)
+        + sql::texto(prefijo) + QStringLiteral("%'") + QStringLiteral(" AND Dpto =") + numero(dpto_)
         + QStringLiteral(" GROUP BY SUBSTRING(Cuenta, 1, ") + numero(prefijo.size()) + QStringLiteral(")");
 
     Recordset rs = modPublic::ConexionActiva->Abrir(sql);

@@ -3,6 +3,7 @@
 #include "common/NumerosEs.h"
 #include "common/VbError.h"
 #include "db/Conexion.h"
+#include "db/Sql.h"
 #include "db/schema/Esquema.h"
 
 #include <QProcessEnvironment>
@@ -11,11 +12,7 @@ namespace presupuestos {
 
 namespace {
 
-QString literal(const QString& texto)
-{
-    QString t = texto;
-    return QLatin1Char('\'') + t.replace(QLatin1Char('\''), QStringLiteral("''")) + QLatin1Char('\'');
-}
+QString literal(const QString& texto) { return QLatin1Char('\'') + sql::texto(texto) + QLatin1Char('\''); }
 
 ClaveFila claveFila(const QString& cuenta, qint16 dpto, qint16 ejercicio) { return ClaveFila{cuenta, dpto, ejercicio}; }
 
@@ -295,15 +292,11 @@ void Diario::antesDeConfirmar()
     SinRegistro sin(*c_);
     // The rows as the transaction leaves them, a year at a time.
     // Those whose writer said how it left them are not read again.
-    std::unordered_map<qint16, std::vector<std::pair<QString, qint16>>> porEjercicio;
-    for (std::size_t i : tocadas_) {
-        const Fila& f = abierta_->filas[i];
+    std::vector<const Fila*> porLeer;
+    for (std::size_t i : tocadas_)
         if (!conocida_[i])
-            porEjercicio[f.ejercicio].emplace_back(f.cuenta, f.dpto);
-    }
-    Imagenes leidas;
-    for (const auto& [ejercicio, filas] : porEjercicio)
-        leidas.merge(leerVarias(filas, ejercicio));
+            porLeer.push_back(&abierta_->filas[i]);
+    const Imagenes leidas = leerFilas(porLeer);
     for (std::size_t i : tocadas_) {
         Fila& f = abierta_->filas[i];
         if (conocida_[i])
@@ -442,6 +435,17 @@ Diario::Imagen Diario::leer(const QString& cuenta, qint16 dpto, qint16 ejercicio
     return im;
 }
 
+Diario::Imagenes Diario::leerFilas(const std::vector<const Fila*>& filas) const
+{
+    std::unordered_map<qint16, std::vector<std::pair<QString, qint16>>> porEjercicio;
+    for (const Fila* f : filas)
+        porEjercicio[f->ejercicio].emplace_back(f->cuenta, f->dpto);
+    Imagenes r;
+    for (const auto& [ejercicio, claves] : porEjercicio)
+        r.merge(leerVarias(claves, ejercicio));
+    return r;
+}
+
 Diario::Imagenes Diario::leerVarias(const std::vector<std::pair<QString, qint16>>& filas,
                                                               qint16 ejercicio) const
 {
@@ -571,12 +575,10 @@ Diario::Operacion Diario::aplicar(std::vector<Operacion>& de, std::vector<Operac
         // anything is written: another user's figure is never overwritten.
         // Read a year at a time, they are also what this step journals as
         // the rows before it.
-        std::unordered_map<qint16, std::vector<std::pair<QString, qint16>>> porEjercicio;
+        std::vector<const Fila*> todas;
         for (const Fila& f : op.filas)
-            porEjercicio[f.ejercicio].emplace_back(f.cuenta, f.dpto);
-        Imagenes actuales;
-        for (const auto& [ejercicio, filas] : porEjercicio)
-            actuales.merge(leerVarias(filas, ejercicio));
+            todas.push_back(&f);
+        Imagenes actuales = leerFilas(todas);
         for (const Fila& f : op.filas) {
             const Imagen& esperada = haciaAntes ? f.despues : f.antes;
             const Imagen& actual = actuales[claveFila(f.cuenta, f.dpto, f.ejercicio)];

@@ -93,7 +93,7 @@ public:
         std::vector<Fila> filas;
     };
 
-    // journal: whether to create the table when the database is SQLite and
+    // crearTabla: whether to create the table when the database is SQLite and
     // lacks it (a server's schema is never touched from here).
     Diario(std::shared_ptr<Conexion> conexion, qint16 empresa, bool crearTabla = true);
     ~Diario();
@@ -172,6 +172,8 @@ public:
     void escritos(const QString& cuenta, qint16 dpto, qint16 ejercicio, const std::array<Currency, 12>& meses);
 
 private:
+    // Rows of any years, a year at a time.
+    Imagenes leerFilas(const std::vector<const Fila*>& filas) const;
     void abrir(Tipo tipo, const QString& descripcion, bool implicita);
     void cerrar();
     void antesDeConfirmar();

@@ -2,6 +2,7 @@
 
 #include "common/VbError.h"
 #include "db/Conexion.h"
+#include "db/Sql.h"
 #include "host/modPublic.h"
 
 #include <cmath>
@@ -10,12 +11,6 @@
 namespace presupuestos {
 
 namespace {
-
-QString literal(const QString& texto)
-{
-    QString t = texto;
-    return t.replace(QLatin1Char('\''), QStringLiteral("''"));
-}
 
 // The records-affected count is kept in a 16-bit counter.
 qint16 contador(long afectados)
@@ -147,7 +142,7 @@ void clsDBPresupuesto::actualizarMes(const QString& Cuenta, qint16 Dpto, qint16 
                         + QStringLiteral(" WHERE Cod_Empresa = ")
                         + QString::number(modPublic::EmpresaActiva->CodigoEmpresa())
                         + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(modPublic::EjercicioActivo)
-                        + QStringLiteral(" AND Cuenta = '") + literal(Cuenta) + QStringLiteral("' AND Dpto = ")
+                        + QStringLiteral(" AND Cuenta = '") + sql::texto(Cuenta) + QStringLiteral("' AND Dpto = ")
                         + QString::number(Dpto);
     if (contador(modPublic::ConexionActiva->Execute(sql)) != 0)
         return;
@@ -218,7 +213,7 @@ std::optional<clsDBPresupuesto::FilaGuardada> clsDBPresupuesto::Leer(const QStri
         sql += QStringLiteral(", M") + QString::number(m);
     sql += QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor FROM Presupuestos WHERE Cod_Empresa = ")
            + QString::number(modPublic::EmpresaActiva->CodigoEmpresa()) + QStringLiteral(" AND Cod_Ejercicio = ")
-           + QString::number(modPublic::EjercicioActivo) + QStringLiteral(" AND Cuenta = '") + literal(Cuenta)
+           + QString::number(modPublic::EjercicioActivo) + QStringLiteral(" AND Cuenta = '") + sql::texto(Cuenta)
            + QStringLiteral("' AND Dpto = ") + QString::number(Dpto);
     Recordset rs = modPublic::ConexionActiva->Abrir(sql);
     if (rs.eof())
