@@ -152,6 +152,9 @@ int ejecutar(QApplication& app)
                              QStringLiteral("fichero"));
     QCommandLineOption optOdbc(QStringLiteral("odbc"), QStringLiteral("Cadena de conexión ODBC a SQL Server, en lugar de SQLite."),
                                QStringLiteral("cadena"));
+    QCommandLineOption optPg(QStringLiteral("pg"),
+                             QStringLiteral("Cadena de conexión de PostgreSQL (\"host=... dbname=... user=...\"), en lugar de SQLite."),
+                             QStringLiteral("cadena"));
     QCommandLineOption optEmpresa(QStringLiteral("empresa"), QStringLiteral("Código de la empresa (por defecto 1)."),
                                   QStringLiteral("codigo"), QStringLiteral("1"));
     QCommandLineOption optCaptura(QStringLiteral("captura"), QStringLiteral("Dibuja la hoja cargada en un PNG y termina."),
@@ -164,7 +167,7 @@ int ejecutar(QApplication& app)
                                 QStringLiteral("n"), QStringLiteral("0"));
     QCommandLineOption optReemplazar(QStringLiteral("reemplazar"),
                                      QStringLiteral("generar-demo: sustituye los datos de la empresa si ya está en la base de datos."));
-    p.addOptions({optBd, optOdbc, optEmpresa, optCaptura, optHistorico, optResumen, optCuentas, optDptos, optReemplazar});
+    p.addOptions({optBd, optOdbc, optPg, optEmpresa, optCaptura, optHistorico, optResumen, optCuentas, optDptos, optReemplazar});
     p.process(app);
 
     const bool captura = p.isSet(optCaptura);
@@ -196,8 +199,26 @@ int ejecutar(QApplication& app)
     const QStringList ordenes = p.positionalArguments();
 
     if (!ordenes.isEmpty()) {
-        if (ordenes.first() != QLatin1String("generar-demo") || !p.isSet(optBd))
-            return fallo(ErrorUso, QStringLiteral("Uso: presupuestos generar-demo --bd FICHERO [--empresa N] [--cuentas N --departamentos N] [--reemplazar]"));
+        if (ordenes.first() != QLatin1String("generar-demo") || p.isSet(optBd) == p.isSet(optPg))
+            return fallo(ErrorUso, QStringLiteral("Uso: presupuestos generar-demo (--bd FICHERO | --pg CADENA) [--empresa N] [--cuentas N --departamentos N] [--reemplazar]"));
+        if (p.isSet(optPg)) {
+            try {
+                OpcionesDemo o;
+                o.codEmpresa = *codEmpresa;
+                o.cuentas = *cuentas;
+                o.departamentos = *departamentos;
+                o.reemplazar = p.isSet(optReemplazar);
+                auto c = Conexion::abrirPostgres(p.value(optPg));
+                if (!o.reemplazar && DatosDemo::existeEmpresa(*c, o.codEmpresa))
+                    return fallo(ErrorUso, QStringLiteral("La base de datos del servidor PostgreSQL ya tiene la empresa %1: no se genera la demostración. "
+                                                          "Para sustituir los datos de la empresa, añada --reemplazar.")
+                                               .arg(*codEmpresa));
+                DatosDemo::generar(*c, o);
+            } catch (const VbError& e) {
+                return fallo(ErrorBaseDatos, e.description());
+            }
+            return Ok;
+        }
         // An empty file is where a new database goes; anything else must be one.
         const QString motivo = QFileInfo::exists(p.value(optBd)) ? noEsSqlite(p.value(optBd), true) : QString();
         if (!motivo.isEmpty())
@@ -227,6 +248,9 @@ int ejecutar(QApplication& app)
             // The connection string carries the password: messages do not repeat it.
             nombreBase = QStringLiteral("del servidor SQL Server");
             conexion = Conexion::abrirOdbc(p.value(optOdbc));
+        } else if (p.isSet(optPg)) {
+            nombreBase = QStringLiteral("del servidor PostgreSQL");
+            conexion = Conexion::abrirPostgres(p.value(optPg));
         } else {
             const bool porDefecto = !p.isSet(optBd);
             const QString fichero = porDefecto ? baseDemoPorDefecto() : p.value(optBd);

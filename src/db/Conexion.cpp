@@ -1,6 +1,7 @@
 #include "db/Conexion.h"
 
 #include "common/VbError.h"
+#include "db/DialectoPostgres.h"
 #include "db/DialectoSqlite.h"
 
 #include <QDate>
@@ -103,6 +104,19 @@ VbError::Causa causaError(const QSqlError& e, Motor motor)
             return VbError::Causa::Bloqueada;
         return VbError::Causa::Ninguna;
     }
+    if (motor == Motor::PostgreSQL) {
+        // The SQLSTATE: a key already there, another user's lock (waited
+        // for until lock_timeout, or a deadlock), a server or a user that
+        // may not write.
+        const QString estado = e.nativeErrorCode();
+        if (estado == QLatin1String("23505"))
+            return VbError::Causa::ClaveDuplicada;
+        if (estado == QLatin1String("55P03") || estado == QLatin1String("40P01") || estado == QLatin1String("40001"))
+            return VbError::Causa::Bloqueada;
+        if (estado == QLatin1String("25006") || estado == QLatin1String("42501"))
+            return VbError::Causa::SoloLectura;
+        return VbError::Causa::Ninguna;
+    }
     switch (ok ? codigo : -1) {
     case 2627: case 2601: return VbError::Causa::ClaveDuplicada;
     case 3906: return VbError::Causa::SoloLectura;
@@ -128,10 +142,11 @@ VbError Conexion::errorMotor(const QSqlError& e) const
 
 void Conexion::setEsperaBloqueo(int milisegundos)
 {
-    if (motor_ != Motor::SQLite)
-        return;
     QSqlQuery q(db_);
-    q.exec(QStringLiteral("PRAGMA busy_timeout = %1").arg(milisegundos));
+    if (motor_ == Motor::SQLite)
+        q.exec(QStringLiteral("PRAGMA busy_timeout = %1").arg(milisegundos));
+    else if (motor_ == Motor::PostgreSQL)
+        q.exec(QStringLiteral("SET lock_timeout = %1").arg(milisegundos));
 }
 
 Conexion::Conexion(Motor motor, QString nombreConexion) : motor_(motor), nombre_(std::move(nombreConexion)) {}
@@ -198,6 +213,32 @@ std::shared_ptr<Conexion> Conexion::abrirOdbc(const QString& cadenaConexion)
     return c;
 }
 
+std::shared_ptr<Conexion> Conexion::abrirPostgres(const QString& conninfo)
+{
+    if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QPSQL")))
+        throw VbError(VbError::DatabaseError,
+                      QStringLiteral("El controlador de PostgreSQL para Qt no está instalado (paquete libqt6sql6-psql)."));
+    std::shared_ptr<Conexion> c(new Conexion(Motor::PostgreSQL, nuevoNombreConexion()));
+    c->db_ = QSqlDatabase::addDatabase(QStringLiteral("QPSQL"), c->nombre_);
+    // Qt passes the options to libpq as they are: the whole connection string.
+    c->db_.setConnectOptions(conninfo);
+    if (!c->db_.open())
+        throw VbError(VbError::DatabaseError,
+                      QStringLiteral("No se puede conectar con el servidor PostgreSQL: %1").arg(textoError(c->db_.lastError())));
+    // NUMERIC arrives as its decimal text, never through a double: a
+    // currency reads back to the ten-thousandth.
+    c->db_.driver()->setNumericalPrecisionPolicy(QSql::HighPrecision);
+    QSqlQuery q(c->db_);
+    // Another user's open transaction on a row makes a write wait a while
+    // rather than fail at once, as SQLite's busy timeout does; the notices
+    // of IF NOT EXISTS are nobody's business.
+    q.exec(QStringLiteral("SET lock_timeout = %1").arg(kEsperaBloqueoDefecto));
+    q.exec(QStringLiteral("SET client_min_messages = warning"));
+    // Backslashes in a literal are data (rule of doubled quotes only).
+    q.exec(QStringLiteral("SET standard_conforming_strings = on"));
+    return c;
+}
+
 void Conexion::registrarFunciones()
 {
     const QVariant h = db_.driver()->handle();
@@ -246,6 +287,8 @@ void Conexion::adjuntar(const QStringList& bases)
 
 QString Conexion::adaptar(const QString& sql)
 {
+    if (motor_ == Motor::PostgreSQL)
+        return DialectoPostgres::adaptar(sql);
     if (motor_ != Motor::SQLite)
         return sql;
     SqlAdaptado a = DialectoSqlite::adaptar(sql);
@@ -265,6 +308,31 @@ void Conexion::anotar(const QString& sql)
 void Conexion::lanzarErrorMotor(const QSqlQuery& q, const QString&) const
 {
     throw errorMotor(q.lastError());
+}
+
+namespace {
+const QString kPunto = QStringLiteral("presupuestos_sentencia");
+} // namespace
+
+void Conexion::antesDeSentencia()
+{
+    if (motor_ != Motor::PostgreSQL || transacciones_ == 0)
+        return;
+    // One round trip: the previous statement's savepoint goes, this one's comes.
+    QSqlQuery q(db_);
+    const QString sql = puntoGuardado_ ? QStringLiteral("RELEASE SAVEPOINT %1; SAVEPOINT %1").arg(kPunto)
+                                       : QStringLiteral("SAVEPOINT %1").arg(kPunto);
+    if (!q.exec(sql))
+        throw errorMotor(q.lastError());
+    puntoGuardado_ = true;
+}
+
+void Conexion::trasFallo()
+{
+    if (motor_ != Motor::PostgreSQL || transacciones_ == 0 || !puntoGuardado_)
+        return;
+    QSqlQuery q(db_);
+    q.exec(QStringLiteral("ROLLBACK TO SAVEPOINT %1").arg(kPunto));
 }
 
 namespace {
@@ -355,10 +423,14 @@ long Conexion::ejecutarAhora(const QString& sql)
         }
     }
     const QString texto = adaptar(sql);
+    antesDeSentencia();
     QSqlQuery q(db_);
     q.setForwardOnly(true);
-    if (!q.exec(texto))
-        lanzarErrorMotor(q, sql);
+    if (!q.exec(texto)) {
+        const VbError e = errorMotor(q.lastError());
+        trasFallo();
+        throw e;
+    }
     return q.numRowsAffected();
 }
 
@@ -422,9 +494,17 @@ Recordset Conexion::Abrir(const QString& sql)
         return Recordset(std::make_unique<CursorSqlite>(shared_from_this(), st));
     }
     auto q = std::make_unique<QSqlQuery>(db_);
-    q->setForwardOnly(true);
-    if (!q->exec(adaptar(sql)))
-        lanzarErrorMotor(*q, sql);
+    // PostgreSQL's driver reads a forward-only query a row at a time off the
+    // connection, and a statement run while it is open would cut it short:
+    // the rows are taken whole, as the worksheet reads them all anyway.
+    q->setForwardOnly(motor_ != Motor::PostgreSQL);
+    const QString texto = adaptar(sql);
+    antesDeSentencia();
+    if (!q->exec(texto)) {
+        const VbError e = errorMotor(q->lastError());
+        trasFallo();
+        throw e;
+    }
     return Recordset(std::move(q));
 }
 
@@ -435,6 +515,7 @@ void Conexion::BeginTrans()
     if (!db_.transaction())
         throw errorMotor(db_.lastError());
     ++transacciones_;
+    puntoGuardado_ = false;
 }
 
 void Conexion::CommitTrans()
@@ -448,6 +529,7 @@ void Conexion::CommitTrans()
         throw errorMotor(db_.lastError());
     if (transacciones_ > 0)
         --transacciones_;
+    puntoGuardado_ = false;
     if (transacciones_ == 0)
         for (const auto& [dueno, a] : avisos_)
             if (a.despuesDeConfirmar)
@@ -459,6 +541,7 @@ void Conexion::RollbackTrans()
     anotar(QStringLiteral("ROLLBACK TRANSACTION"));
     if (transacciones_ > 0)
         --transacciones_;
+    puntoGuardado_ = false;
     const bool hecho = db_.rollback();
     if (transacciones_ == 0)
         for (const auto& [dueno, a] : avisos_)
@@ -544,14 +627,23 @@ Recordset Consulta::Abrir(const std::vector<QVariant>& valores)
     conexion_->completarPendientes();
     sqlite3* db = conexion_->sqlite();
     if (!db) {
+        const bool postgres = conexion_->motor() == Motor::PostgreSQL;
         auto q = std::make_unique<QSqlQuery>(conexion_->baseDatos());
-        q->setForwardOnly(true);
-        if (!q->prepare(conexion_->adaptar(texto_)))
-            conexion_->lanzarErrorMotor(*q, texto_);
+        // Read whole on PostgreSQL: see Conexion::Abrir.
+        q->setForwardOnly(!postgres);
+        conexion_->antesDeSentencia();
+        if (!q->prepare(conexion_->adaptar(texto_))) {
+            const VbError e = conexion_->errorMotor(q->lastError());
+            conexion_->trasFallo();
+            throw e;
+        }
         for (std::size_t i = 0; i < valores.size(); ++i)
             q->bindValue(static_cast<int>(i), valores[i]);
-        if (!q->exec())
-            conexion_->lanzarErrorMotor(*q, texto_);
+        if (!q->exec()) {
+            const VbError e = conexion_->errorMotor(q->lastError());
+            conexion_->trasFallo();
+            throw e;
+        }
         return Recordset(std::move(q));
     }
     const auto preparar = [&](sqlite3_stmt** st) {
@@ -949,6 +1041,16 @@ QVariant Comando::valor(int indice) const
 // typed after the parameter.
 QVariant Comando::paraQt(const Parametro& p) const
 {
+    if (conexion_->motor() == Motor::PostgreSQL) {
+        // The server's NUMERIC takes the currency's exact decimal text; its
+        // bit columns are small integers.
+        if (p.nulo)
+            return p.tipo == TipoParametro::Texto ? QVariant(QMetaType::fromType<QString>()) : QVariant(QMetaType::fromType<int>());
+        if (p.tipo == TipoParametro::Moneda)
+            return QVariant(Currency::fromRaw(p.numero).toSqlText());
+        if (p.tipo == TipoParametro::Booleano)
+            return QVariant(p.numero != 0 ? 1 : 0);
+    }
     if (p.nulo) {
         switch (p.tipo) {
         case TipoParametro::Entero: return QVariant(QMetaType::fromType<int>());
@@ -1064,6 +1166,7 @@ long Comando::Execute()
     }
     if (directa_)
         return ejecutarDirecta();
+    conexion_->antesDeSentencia();
     if (!consulta_ || !preparado_) {
         consulta_ = std::make_unique<QSqlQuery>(conexion_->baseDatos());
         consulta_->setForwardOnly(true);
@@ -1071,7 +1174,9 @@ long Comando::Execute()
         QString nombrado = nombrarMarcas(adaptado, numeroParametros(), marcas_);
         if (!consulta_->prepare(nombrado.isEmpty() ? adaptado : nombrado)) {
             std::unique_ptr<QSqlQuery> fallida = std::move(consulta_);
-            conexion_->lanzarErrorMotor(*fallida, texto_);
+            const VbError e = conexion_->errorMotor(fallida->lastError());
+            conexion_->trasFallo();
+            throw e;
         }
     }
     for (int i = 0; i < numeroParametros(); ++i) {
@@ -1081,8 +1186,11 @@ long Comando::Execute()
         else
             consulta_->bindValue(marcas_[i], v);
     }
-    if (!consulta_->exec())
-        conexion_->lanzarErrorMotor(*consulta_, texto_);
+    if (!consulta_->exec()) {
+        const VbError e = conexion_->errorMotor(consulta_->lastError());
+        conexion_->trasFallo();
+        throw e;
+    }
     const long n = consulta_->numRowsAffected();
     if (!preparado_)
         consulta_.reset();

@@ -3,7 +3,8 @@
 // worksheet needs of an ADO connection: plain execution with records
 // affected, forward-only recordsets, prepared commands with positional
 // parameters, and transactions. SQL Server receives the composed text as it
-// is; SQLite receives it adapted by DialectoSqlite.
+// is; SQLite receives it adapted by DialectoSqlite, PostgreSQL by
+// DialectoPostgres.
 
 #include "common/Currency.h"
 #include "common/VbError.h"
@@ -27,7 +28,7 @@ struct sqlite3_stmt;
 
 namespace presupuestos {
 
-enum class Motor { SQLite, SqlServer };
+enum class Motor { SQLite, SqlServer, PostgreSQL };
 
 class Recordset;
 
@@ -35,7 +36,7 @@ class Conexion : public std::enable_shared_from_this<Conexion> {
 public:
     // ADO's execute option for a statement that runs without waiting.
     static constexpr int adAsyncExecute = 16;
-    // How long a statement waits for another user's write to finish (SQLite).
+    // How long a statement waits for another user's write to finish.
     static constexpr int kEsperaBloqueoDefecto = 5000;
 
     // Opens (creating it if needed) an SQLite database file, or ":memory:".
@@ -43,6 +44,10 @@ public:
     // Opens an ODBC connection string (SQL Server through FreeTDS or the
     // SQL Server ODBC driver).
     static std::shared_ptr<Conexion> abrirOdbc(const QString& cadenaConexion);
+    // Opens a PostgreSQL server from a libpq connection string
+    // ("host=... dbname=... user=..."). The retail database of three-part
+    // names is a schema of the same database.
+    static std::shared_ptr<Conexion> abrirPostgres(const QString& conninfo);
 
     ~Conexion();
     Conexion(const Conexion&) = delete;
@@ -76,7 +81,7 @@ public:
     };
     void agregarAvisos(const void* dueno, AvisosTransaccion avisos);
     void quitarAvisos(const void* dueno);
-    // SQLite only: how long a statement waits on another user's lock.
+    // How long a statement waits on another user's lock (SQLite, PostgreSQL).
     void setEsperaBloqueo(int milisegundos);
 
     // Composed texts, in the order they were sent (before any adaptation).
@@ -108,6 +113,13 @@ public:
 
     // Internal use by Recordset and Comando.
     void anotar(const QString& sql);
+    // PostgreSQL aborts the whole transaction on a failed statement; each
+    // statement inside one runs after a savepoint, and a failure goes back
+    // to it, so that what the transaction stored before stays and can be
+    // committed (an insert that meets another user's row, a batch stopped
+    // at its first failure). Nothing to do on the other engines.
+    void antesDeSentencia();
+    void trasFallo();
     [[noreturn]] void lanzarErrorMotor(const QSqlQuery& q, const QString& sql) const;
     // The system's error for an engine error, saying first when the database
     // is read-only or locked by another user.
@@ -125,6 +137,7 @@ private:
     std::deque<QString> registro_;
     bool registroActivo_ = true;
     int transacciones_ = 0;
+    bool puntoGuardado_ = false;
     QHash<QString, QString> ficherosBases_;
     QStringList adjuntadas_;
     std::vector<QString> pendientes_;

@@ -3,10 +3,12 @@
 // connection boundary, so that the composed text itself stays the SQL Server
 // one everywhere above this layer.
 //
-// The text is cut into tokens first and only sequences of tokens are
-// rewritten: whatever sits inside a quoted literal, a bracketed or quoted
+// The text is cut into tokens first (TokensSql) and only sequences of tokens
+// are rewritten: whatever sits inside a quoted literal, a bracketed or quoted
 // name or a comment reaches SQLite exactly as composed, so an account called
 // "Ventas TOP 2 tiendas" or "Caja.dbo.Central" is data, never syntax.
+
+#include "db/TokensSql.h"
 
 #include <QString>
 #include <QStringList>
@@ -19,21 +21,6 @@ struct SqlAdaptado {
     // Databases named by three-part names ("Pelvor" for [Pelvor].dbo.t),
     // which must be attached before the statement runs.
     QStringList basesDatos;
-};
-
-struct TokenSql {
-    enum class Tipo {
-        Palabra,      // keyword or plain name, ##temporary names included
-        Literal,      // '...' with '' inside
-        Corchetes,    // [...] with ]] inside
-        Comillas,     // "..." with "" inside
-        Numero,
-        Espacio,      // blanks and comments: never rewritten, never significant
-        Signo,        // one punctuation character, or the two of |=
-        Crudo,        // text already written for SQLite by an earlier step
-    };
-    Tipo tipo;
-    QString texto;
 };
 
 class DialectoSqlite {

@@ -77,16 +77,18 @@ Diario::Diario(std::shared_ptr<Conexion> conexion, qint16 empresa, bool crearTab
     : c_(std::move(conexion)), empresa_(empresa)
 {
     SinRegistro sin(*c_);
+    // The journal's table is created where the system has a script for it
+    // (SQLite, PostgreSQL); on SQL Server an administrator runs it.
+    if (crearTabla && c_->motor() != Motor::SqlServer) {
+        // A read-only database cannot take it: the journal then stays in memory.
+        try {
+            Esquema::crearDiario(*c_);
+        } catch (const std::exception&) {
+        }
+    }
     if (c_->motor() == Motor::SQLite) {
         const auto entorno = QProcessEnvironment::systemEnvironment();
         usuario_ = entorno.value(QStringLiteral("USER"), entorno.value(QStringLiteral("USERNAME")));
-        if (crearTabla) {
-            // A read-only file cannot take it: the journal then stays in memory.
-            try {
-                Esquema::crearDiario(*c_);
-            } catch (const std::exception&) {
-            }
-        }
     } else {
         try {
             Recordset rs = c_->Abrir(QStringLiteral("SELECT SUSER_SNAME()"));

@@ -5,16 +5,66 @@
 #include "common/VbError.h"
 #include "host/modPublic.h"
 
+#include <QCoreApplication>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <atomic>
 #include <stdexcept>
 
 namespace presupuestos::prueba {
 
+namespace {
+
+const QString kPrefijoPg = QStringLiteral("postgresql:");
+
+QString servidorPrueba() { return qEnvironmentVariable("PRESUPUESTOS_PRUEBA_PG"); }
+
+// Creates and drops the tests' databases, on a connection to the server's
+// own database (the one the connection string names).
+void administrar(const QString& sentencia)
+{
+    const QString nombre = QStringLiteral("presupuestos_prueba_admin");
+    QSqlDatabase db = QSqlDatabase::contains(nombre) ? QSqlDatabase::database(nombre)
+                                                     : QSqlDatabase::addDatabase(QStringLiteral("QPSQL"), nombre);
+    if (!db.isOpen()) {
+        db.setConnectOptions(servidorPrueba());
+        if (!db.open())
+            throw std::runtime_error(("PRESUPUESTOS_PRUEBA_PG: " + db.lastError().text()).toStdString());
+        QSqlQuery(db).exec(QStringLiteral("SET client_min_messages = warning"));
+    }
+    QSqlQuery q(db);
+    if (!q.exec(sentencia))
+        throw std::runtime_error((q.lastError().text() + QStringLiteral(" in: ") + sentencia).toStdString());
+}
+
+} // namespace
+
+bool BaseDatosPrueba::enPostgres() { return !servidorPrueba().isEmpty(); }
+
+std::shared_ptr<Conexion> abrirDestino(const QString& destino)
+{
+    if (destino.startsWith(kPrefijoPg))
+        return Conexion::abrirPostgres(destino.mid(kPrefijoPg.size()));
+    return Conexion::abrirSqlite(destino);
+}
+
+std::shared_ptr<Conexion> BaseDatosPrueba::otraConexion() const { return abrirDestino(destino); }
+
 BaseDatosPrueba::BaseDatosPrueba(bool conDatosDemo, const QString& fichero)
 {
-    conexion = Conexion::abrirSqlite(fichero);
-    conexion->asociarBaseDatos(QStringLiteral("Pelvor"), QStringLiteral(":memory:"));
+    if (enPostgres()) {
+        static std::atomic<int> contador{0};
+        nombrePg_ = QStringLiteral("prueba_%1_%2").arg(QCoreApplication::applicationPid()).arg(++contador);
+        administrar(QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(nombrePg_));
+        administrar(QStringLiteral("CREATE DATABASE %1").arg(nombrePg_));
+        // The last of a keyword in a connection string is the one taken.
+        destino = kPrefijoPg + servidorPrueba() + QStringLiteral(" dbname=") + nombrePg_;
+        conexion = abrirDestino(destino);
+    } else {
+        destino = fichero;
+        conexion = Conexion::abrirSqlite(fichero);
+        conexion->asociarBaseDatos(QStringLiteral("Pelvor"), QStringLiteral(":memory:"));
+    }
     if (conDatosDemo) {
         DatosDemo::generar(*conexion);
     } else {
@@ -33,6 +83,14 @@ BaseDatosPrueba::~BaseDatosPrueba()
         modPublic::ConexionActiva.reset();
     if (modPublic::EmpresaActiva == empresa)
         modPublic::EmpresaActiva.reset();
+    conexion.reset();
+    if (!nombrePg_.isEmpty()) {
+        try {
+            // Connections a test left open (another user's) go with it.
+            administrar(QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(nombrePg_));
+        } catch (const std::exception&) {
+        }
+    }
 }
 
 void BaseDatosPrueba::sql(const QString& sentencia)

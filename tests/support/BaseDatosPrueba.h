@@ -1,6 +1,10 @@
 #pragma once
-// A real SQLite database in memory with the real schema, the retail
-// database attached, and the shared state of the host set on it.
+// A real database with the real schema and the retail database beside it,
+// and the shared state of the host set on it: SQLite in memory (or in a
+// file), or, when PRESUPUESTOS_PRUEBA_PG names a PostgreSQL server (a libpq
+// connection string of a user that may create databases), a database of its
+// own on that server, created for the test and dropped after it: the tests
+// of one run go in parallel, each in its own process.
 
 #include "db/Conexion.h"
 #include "host/Empresa.h"
@@ -14,10 +18,21 @@ namespace presupuestos::prueba {
 struct BaseDatosPrueba {
     // codEmpresa 1, current fiscal year 2026, chart digits 1,2,3,4,8.
     // fichero: a file, for tests where a second connection or process shares it.
+    // On PostgreSQL the file is not used: the database is the test's own.
     explicit BaseDatosPrueba(bool conDatosDemo = false, const QString& fichero = QStringLiteral(":memory:"));
     ~BaseDatosPrueba();
+    BaseDatosPrueba(const BaseDatosPrueba&) = delete;
+    BaseDatosPrueba& operator=(const BaseDatosPrueba&) = delete;
+
+    // Whether the tests of this run go to PostgreSQL.
+    static bool enPostgres();
 
     std::shared_ptr<Conexion> conexion;
+    // Where another connection or process finds this database: the file
+    // (SQLite) or "postgresql:" and the connection string.
+    QString destino;
+    // A second connection to the same database, as another user's.
+    std::shared_ptr<Conexion> otraConexion() const;
     std::shared_ptr<EmpresaFija> empresa;
 
     // Runs raw SQL on the database (set-up of a test, not the system's statements).
@@ -30,6 +45,9 @@ struct BaseDatosPrueba {
     QStringList presupuestoGuardado(const QString& cuenta, int dpto, int ejercicio = 2027);
     // Every budget row, every column, to compare whole states.
     QStringList presupuestos();
+
+private:
+    QString nombrePg_;
 };
 
 // An amount written plainly ("12.5", "-3"), for expected values.
@@ -39,6 +57,9 @@ inline Currency monedaPlana(const QString& texto)
     Currency::parsePlain(texto, c);
     return c;
 }
+
+// Opens what BaseDatosPrueba::destino names.
+std::shared_ptr<Conexion> abrirDestino(const QString& destino);
 
 // The number of the system error a call raises, 0 when it raises none.
 int numeroError(const std::function<void()>& f);

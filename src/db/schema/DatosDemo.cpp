@@ -3,6 +3,7 @@
 #include "common/VbError.h"
 #include "db/Conexion.h"
 #include "db/schema/Esquema.h"
+#include "db/DialectoPostgres.h"
 
 #include <QDate>
 #include <QSqlError>
@@ -155,7 +156,11 @@ void borrarEmpresa(Conexion& c, int emp, const QString& retail)
 bool DatosDemo::existeEmpresa(Conexion& c, int codEmpresa)
 {
     QSqlQuery q(c.baseDatos());
-    if (!q.exec(QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name = 'Empresas'")) || !q.next()
+    const QString hayTabla = c.motor() == Motor::PostgreSQL
+                                 ? QStringLiteral("SELECT COUNT(*) FROM information_schema.tables "
+                                                  "WHERE table_schema = current_schema() AND table_name = 'empresas'")
+                                 : QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name = 'Empresas'");
+    if (!q.exec(hayTabla) || !q.next()
         || q.value(0).toInt() == 0)
         return false;
     q.prepare(QStringLiteral("SELECT COUNT(*) FROM Empresas WHERE Cod_Empresa = ?"));
@@ -169,15 +174,23 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
     Esquema::crearRetail(c, o.baseRetail);
     Aleatorio rnd(o.semilla);
     const int emp = o.codEmpresa;
-    const QString retail = QLatin1Char('"') + o.baseRetail + QLatin1Char('"');
+    const bool postgres = c.motor() == Motor::PostgreSQL;
+    const QString retail = postgres ? DialectoPostgres::identificador(o.baseRetail) : QLatin1Char('"') + o.baseRetail + QLatin1Char('"');
+    // SQLite replaces a row with the same key; PostgreSQL has no such
+    // insert, so the company's rows go first and what other companies
+    // share (the concepts) is kept.
+    const auto insertar = [postgres](const QString& resto) {
+        return postgres ? QStringLiteral("INSERT INTO ") + resto + QStringLiteral(" ON CONFLICT DO NOTHING")
+                        : QStringLiteral("INSERT OR REPLACE INTO ") + resto;
+    };
 
     c.baseDatos().transaction();
     try {
-        if (o.reemplazar)
+        if (o.reemplazar || postgres)
             borrarEmpresa(c, emp, retail);
         // Company and departments.
         {
-            QSqlQuery q = preparar(c, QStringLiteral("INSERT OR REPLACE INTO Empresas VALUES (?, ?, ?, ?)"));
+            QSqlQuery q = preparar(c, insertar(QStringLiteral("Empresas VALUES (?, ?, ?, ?)")));
             q.addBindValue(emp);
             q.addBindValue(o.cuentas > 0 ? QStringLiteral("Grandes Almacenes del Mediterráneo, S.A.")
                                          : QStringLiteral("Comercial Levante Moda, S.L."));
@@ -201,7 +214,7 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
                                  rnd.entre(0.6, 1.4), true});
         }
         {
-            QSqlQuery q = preparar(c, QStringLiteral("INSERT OR REPLACE INTO Departamentos VALUES (?, ?, ?)"));
+            QSqlQuery q = preparar(c, insertar(QStringLiteral("Departamentos VALUES (?, ?, ?)")));
             for (const auto& d : dptos) {
                 q.addBindValue(emp);
                 q.addBindValue(d.codigo);
@@ -242,7 +255,7 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
             }
         }
         {
-            QSqlQuery q = preparar(c, QStringLiteral("INSERT OR REPLACE INTO Cuentas VALUES (?, ?, ?, ?)"));
+            QSqlQuery q = preparar(c, insertar(QStringLiteral("Cuentas VALUES (?, ?, ?, ?)")));
             for (int anyo = o.ejercicioActual - 1; anyo <= o.ejercicioActual; ++anyo) {
                 for (const auto& p : ps) {
                     // Upper levels of the chart, as an accounting chart holds them.
@@ -265,7 +278,7 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
 
         // Balance configuration of type 11: categories, account lines by prefix, and the concepts.
         {
-            QSqlQuery q = preparar(c, QStringLiteral("INSERT OR REPLACE INTO Config_Balances VALUES (?, 11, ?, ?, ?, ?, ?)"));
+            QSqlQuery q = preparar(c, insertar(QStringLiteral("Config_Balances VALUES (?, 11, ?, ?, ?, ?, ?)")));
             for (const auto& cat : kCategorias) {
                 q.addBindValue(emp);
                 q.addBindValue(cat.codigo);
@@ -297,7 +310,7 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
             }
         }
         {
-            QSqlQuery q = preparar(c, QStringLiteral("INSERT OR REPLACE INTO Presupuestos_Conceptos VALUES (?, ?)"));
+            QSqlQuery q = preparar(c, insertar(QStringLiteral("Presupuestos_Conceptos VALUES (?, ?)")));
             const std::pair<const char*, const char*> conceptos[] = {
                 {"CTO002", "Días con actividad"}, {"CTO003", "Tickets"}, {"CTO004", "Unidades vendidas"}};
             for (const auto& [codigo, nombre] : conceptos) {
@@ -319,10 +332,10 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
                 columnas += QStringLiteral(", H%1").arg(m);
                 marcas += QStringLiteral(", ?");
             }
-            QSqlQuery qd = preparar(c, QStringLiteral("INSERT OR REPLACE INTO Acumulados_Dpto (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto")
-                                           + columnas + QStringLiteral(") VALUES (?, ?, ?, ?") + marcas + QLatin1Char(')'));
-            QSqlQuery qa = preparar(c, QStringLiteral("INSERT OR REPLACE INTO Acumulados (Cod_Empresa, Cod_Ejercicio, Cuenta")
-                                           + columnas + QStringLiteral(") VALUES (?, ?, ?") + marcas + QLatin1Char(')'));
+            QSqlQuery qd = preparar(c, insertar(QStringLiteral("Acumulados_Dpto (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto")
+                                           + columnas + QStringLiteral(") VALUES (?, ?, ?, ?") + marcas + QLatin1Char(')')));
+            QSqlQuery qa = preparar(c, insertar(QStringLiteral("Acumulados (Cod_Empresa, Cod_Ejercicio, Cuenta")
+                                           + columnas + QStringLiteral(") VALUES (?, ?, ?") + marcas + QLatin1Char(')')));
             for (int anyo = o.ejercicioActual - 1; anyo <= o.ejercicioActual; ++anyo) {
                 const double crecimiento = anyo == o.ejercicioActual ? 1.04 : 1.0;
                 for (const auto& cu : cuentas) {
@@ -365,13 +378,13 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
         // Retail database: the company link and daily figures per store.
         {
             const int empRetail = emp + 2;
-            QSqlQuery q = preparar(c, QStringLiteral("INSERT OR REPLACE INTO %1.Empresas_Contabilidad VALUES (?, ?, ?)").arg(retail));
+            QSqlQuery q = preparar(c, insertar(QStringLiteral("%1.Empresas_Contabilidad VALUES (?, ?, ?)").arg(retail)));
             q.addBindValue(empRetail);
             q.addBindValue(emp);
             q.addBindValue(QStringLiteral("Tiendas"));
             exec(q);
-            QSqlQuery qt = preparar(c, QStringLiteral("INSERT OR REPLACE INTO %1.Almacen_Acumulados_2 VALUES (?, ?, ?, ?, ?, ?)").arg(retail));
-            QSqlQuery qu = preparar(c, QStringLiteral("INSERT OR REPLACE INTO %1.Almacen_Acumulados VALUES (?, ?, ?, ?, ?, ?, ?)").arg(retail));
+            QSqlQuery qt = preparar(c, insertar(QStringLiteral("%1.Almacen_Acumulados_2 VALUES (?, ?, ?, ?, ?, ?)").arg(retail)));
+            QSqlQuery qu = preparar(c, insertar(QStringLiteral("%1.Almacen_Acumulados VALUES (?, ?, ?, ?, ?, ?, ?)").arg(retail)));
             const char* familias[] = {"TEX", "CAL", "COM"};
             const double precio[] = {29.9, 54.5, 14.9};
             for (int anyo = o.ejercicioActual - 1; anyo <= o.ejercicioActual; ++anyo) {
@@ -428,9 +441,9 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
             QString cols;
             for (int m = 1; m <= 12; ++m)
                 cols += QStringLiteral(", M%1").arg(m);
-            QSqlQuery qp = preparar(c, QStringLiteral("INSERT OR REPLACE INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto")
+            QSqlQuery qp = preparar(c, insertar(QStringLiteral("Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto")
                                            + cols + QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor, Ver) VALUES (?, ?, ?, ?")
-                                           + QStringLiteral(", ?").repeated(12) + QStringLiteral(", ?, ?, ?, ?)"));
+                                           + QStringLiteral(", ?").repeated(12) + QStringLiteral(", ?, ?, ?, ?)")));
             QSqlQuery qh(c.baseDatos());
             qh.prepare(QStringLiteral("SELECT H1-D1, H2-D2, H3-D3, H4-D4, H5-D5, H6-D6, H7-D7, H8-D8, H9-D9, H10-D10, H11-D11, H12-D12 "
                                       "FROM Acumulados_Dpto WHERE Cod_Empresa = ? AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));

@@ -2,6 +2,7 @@
 
 #include "common/VbError.h"
 #include "db/Conexion.h"
+#include "db/DialectoPostgres.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -52,16 +53,24 @@ void ejecutar(Conexion& c, const QString& sql)
 }
 } // namespace
 
+namespace {
+// The scripts of the connection's engine: "sqlite..." or "postgres...".
+QString deMotor(const Conexion& c, const char* resto)
+{
+    return (c.motor() == Motor::PostgreSQL ? QStringLiteral("postgres") : QStringLiteral("sqlite")) + QLatin1String(resto);
+}
+} // namespace
+
 void Esquema::crearGestion(Conexion& c)
 {
-    for (const QString& s : sentencias(script(QStringLiteral("sqlite.sql"))))
+    for (const QString& s : sentencias(script(deMotor(c, ".sql"))))
         ejecutar(c, s);
     crearDiario(c);
 }
 
 void Esquema::crearDiario(Conexion& c)
 {
-    for (const QString& s : sentencias(script(QStringLiteral("sqlite_cambios.sql"))))
+    for (const QString& s : sentencias(script(deMotor(c, "_cambios.sql"))))
         ejecutar(c, s);
 }
 
@@ -70,10 +79,18 @@ void Esquema::crearRetail(Conexion& c, const QString& nombreBaseDatos)
     QString nombre = nombreBaseDatos;
     if (nombre.startsWith(QLatin1Char('[')) && nombre.endsWith(QLatin1Char(']')))
         nombre = nombre.mid(1, nombre.size() - 2);
-    c.adjuntar({nombre});
+    QString esquema;
+    if (c.motor() == Motor::PostgreSQL) {
+        // A schema named as three-part names find it.
+        esquema = DialectoPostgres::identificador(nombre);
+        ejecutar(c, QStringLiteral("CREATE SCHEMA IF NOT EXISTS ") + esquema);
+    } else {
+        c.adjuntar({nombre});
+        esquema = QStringLiteral("\"%1\"").arg(nombre);
+    }
     static const QRegularExpression crear(QStringLiteral("^CREATE TABLE IF NOT EXISTS (\\w+)"));
-    for (QString s : sentencias(script(QStringLiteral("sqlite_retail.sql")))) {
-        s.replace(crear, QStringLiteral("CREATE TABLE IF NOT EXISTS \"%1\".\\1").arg(nombre));
+    for (QString s : sentencias(script(deMotor(c, "_retail.sql")))) {
+        s.replace(crear, QStringLiteral("CREATE TABLE IF NOT EXISTS %1.\\1").arg(esquema));
         ejecutar(c, s);
     }
 }
