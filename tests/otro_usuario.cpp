@@ -1,6 +1,7 @@
 // A second user of the same database, in a process of its own: stores budget
 // months through the worksheet's store, as another worksheet would.
-//   presupuestos_otro_usuario FICHERO CUENTA DPTO MES VALOR [FILAS]
+//   presupuestos_otro_usuario DESTINO CUENTA DPTO MES VALOR [FILAS]
+// DESTINO is an SQLite file, or "postgresql:" and a connection string.
 // With FILAS, stores the month in FILAS new rows (accounts CUENTA1 ...
 // CUENTA<FILAS>), as fast as it can, to meet another process doing the same.
 
@@ -22,7 +23,9 @@ int main(int argc, char** argv)
     if (a.size() < 6)
         return 1;
     try {
-        modPublic::ConexionActiva = Conexion::abrirSqlite(a[1]);
+        const QString postgres = QStringLiteral("postgresql:");
+        modPublic::ConexionActiva = a[1].startsWith(postgres) ? Conexion::abrirPostgres(a[1].mid(postgres.size()))
+                                                              : Conexion::abrirSqlite(a[1]);
         modPublic::EmpresaActiva = std::make_shared<EmpresaFija>(1, 2026);
         modPublic::EjercicioActivo = 2027;
         int salida = 0;

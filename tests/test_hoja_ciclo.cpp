@@ -23,10 +23,7 @@ using namespace presupuestos::prueba;
 
 namespace {
 
-bool existeTabla(BaseDatosPrueba& bd, const QString& nombre)
-{
-    return bd.valor(QStringLiteral("SELECT COUNT(*) FROM sqlite_temp_master WHERE name = '%1'").arg(nombre)).toInt() == 1;
-}
+bool existeTabla(BaseDatosPrueba& bd, const QString& nombre) { return bd.existeTablaTemporal(nombre); }
 
 } // namespace
 
@@ -218,7 +215,7 @@ TEST(HojaCiclo, ViewToggleNamesTheOtherSetAndColoursTheWorksheet)
 TEST(HojaCiclo, BothConnectionPropertiesFillTheOneSlot)
 {
     BaseDatosPrueba bd;
-    auto otra = Conexion::abrirSqlite(QStringLiteral(":memory:"));
+    auto otra = bd.otraConexion();
     frmclsfrmActPresupusto clase;
     clase.setConexionLarvex(bd.conexion);
     clase.setConexionDrumav(otra);

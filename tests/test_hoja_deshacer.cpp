@@ -134,7 +134,7 @@ TEST(HojaDeshacer, AnUndoOverAnotherUsersFigureSaysWhichCellAndChangesNothing)
     QTemporaryDir dir;
     Hoja h(false, dir.filePath(QStringLiteral("compartida.db")));
     h.teclear(kCalzadoNorte, colMes(2), QStringLiteral("75"));
-    auto otro = Conexion::abrirSqlite(dir.filePath(QStringLiteral("compartida.db")));
+    auto otro = h.bd.otraConexion();
     otro->Execute(QStringLiteral("UPDATE Presupuestos SET M2 = 80 WHERE Cuenta = '70000002' AND Dpto = 1"));
     const QStringList antes = h.tabla();
     h.hoja->Deshacer();

@@ -280,7 +280,7 @@ TEST(HojaDosUsuarios, TypingZeroResetsOnlyWhatTheStoredRowHoldsAsZero)
     Hoja h(false, fichero);
     ASSERT_EQ(h.m().TextMatrix(h.kLuzSur, kTotal), QStringLiteral("-50"));
     // Another user stores May for the row this worksheet shows with January only.
-    ASSERT_EQ(otroUsuario({fichero, QStringLiteral("62800001"), QStringLiteral("2"), QStringLiteral("5"), QStringLiteral("500")}), 0);
+    ASSERT_EQ(otroUsuario({h.bd.destino, QStringLiteral("62800001"), QStringLiteral("2"), QStringLiteral("5"), QStringLiteral("500")}), 0);
     h.teclear(h.kLuzSur, colMes(1), QStringLiteral("0"));
     EXPECT_TRUE(h.mostrados().empty());
     const QStringList fila = h.guardado(QStringLiteral("62800001"), 2);
@@ -301,21 +301,17 @@ TEST(HojaDosUsuarios, TypingZeroResetsOnlyWhatTheStoredRowHoldsAsZero)
 TEST(HojaDosUsuarios, TwoUsersCreatingTheSameRowsAtOnceLoseNoMonth)
 {
     QTemporaryDir dir;
-    const QString fichero = dir.filePath(QStringLiteral("empresa.db"));
-    {
-        BaseDatosPrueba bd(false, fichero);
-    }
+    BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
     const int filas = 300;
     QProcess a, b;
     a.start(QStringLiteral(PRESUPUESTOS_OTRO_USUARIO),
-            {fichero, QStringLiteral("C"), QStringLiteral("1"), QStringLiteral("1"), QStringLiteral("10"), QString::number(filas)});
+            {bd.destino, QStringLiteral("C"), QStringLiteral("1"), QStringLiteral("1"), QStringLiteral("10"), QString::number(filas)});
     b.start(QStringLiteral(PRESUPUESTOS_OTRO_USUARIO),
-            {fichero, QStringLiteral("C"), QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("20"), QString::number(filas)});
+            {bd.destino, QStringLiteral("C"), QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("20"), QString::number(filas)});
     ASSERT_TRUE(a.waitForFinished(120000));
     ASSERT_TRUE(b.waitForFinished(120000));
     EXPECT_EQ(a.exitCode(), 0) << a.readAllStandardError().toStdString();
     EXPECT_EQ(b.exitCode(), 0) << b.readAllStandardError().toStdString();
-    BaseDatosPrueba bd(false, fichero);
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE M1 = 10 AND M2 = 20 AND Modificacion_Manual = 3")).toInt(),
               filas);
 }
@@ -325,7 +321,7 @@ TEST(HojaDosUsuarios, TwoUsersCreatingTheSameRowsAtOnceLoseNoMonth)
 TEST(HojaBaseDatos, AReadOnlyDatabaseStopsAPasteWithOneMessageAndShowsTheStoredValues)
 {
     Hoja h;
-    h.bd.sql(QStringLiteral("PRAGMA query_only = 1"));
+    BaseDatosPrueba::soloLectura(*h.bd.conexion);
     h.plataforma.portapapeles->contenido = QStringLiteral("1\t2\t3\r\n4\t5\t6\r\n");
     h.m().Select(h.kAlquilerNorte, colMes(1));
     h.hoja->Copiar_Desde_Clipboard();
@@ -344,9 +340,9 @@ TEST(HojaBaseDatos, ALockedDatabaseStopsABatchCommittingWhatWasStoredBefore)
     const QString fichero = dir.filePath(QStringLiteral("empresa.db"));
     Hoja h(false, fichero);
     h.bd.conexion->setEsperaBloqueo(50);
-    auto otro = Conexion::abrirSqlite(fichero);
+    auto otro = h.bd.otraConexion();
     QSqlQuery bloqueo(otro->baseDatos());
-    ASSERT_TRUE(bloqueo.exec(QStringLiteral("BEGIN IMMEDIATE")));
+    ASSERT_TRUE(bloqueo.exec(BaseDatosPrueba::sentenciaBloqueo()));
     h.m().Select(h.kAlquilerNorte, colMes(1), h.kVentasNorte, 15);
     h.hoja->BorrarValorCeldas();
     auto mensajes = h.mostrados();
@@ -357,8 +353,7 @@ TEST(HojaBaseDatos, ALockedDatabaseStopsABatchCommittingWhatWasStoredBefore)
     ASSERT_TRUE(bloqueo.exec(QStringLiteral("ROLLBACK")));
 
     // A failure in the middle: the rows before it stay stored and shown.
-    h.bd.sql(QStringLiteral("CREATE TRIGGER rechazo BEFORE UPDATE ON Presupuestos WHEN NEW.Cuenta = '70000002' "
-                            "BEGIN SELECT RAISE(ABORT, 'rechazada'); END"));
+    h.bd.rechazar(QStringLiteral("UPDATE"), QStringLiteral("70000002"), QStringLiteral("rechazada"));
     h.bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto) VALUES (1, 2027, '70000002', 1)"));
     h.plataforma.portapapeles->contenido = QStringLiteral("7");
     h.m().Select(h.kVentasNorte, colMes(1), h.kCalzadoNorte, 5);

@@ -7,7 +7,9 @@
 
 #include <QCoreApplication>
 #include <QSqlError>
+#include <QSqlField>
 #include <QSqlQuery>
+#include <QSqlRecord>
 #include <atomic>
 #include <stdexcept>
 
@@ -105,7 +107,59 @@ QVariant BaseDatosPrueba::valor(const QString& consulta)
     QSqlQuery q(conexion->baseDatos());
     if (!q.exec(consulta))
         throw std::runtime_error((q.lastError().text() + QStringLiteral(" in: ") + consulta).toStdString());
-    return q.next() ? q.value(0) : QVariant();
+    if (!q.next())
+        return QVariant();
+    const QVariant v = q.value(0);
+    // PostgreSQL gives a NUMERIC as its exact text ("4.0000"); a test reads
+    // it as SQLite gives it: a whole number, or else a real.
+    if (conexion->motor() == Motor::PostgreSQL && !v.isNull() && v.typeId() == QMetaType::QString
+        && q.record().field(0).metaType().id() == QMetaType::Double) {
+        const Currency c = Currency::fromVariant(v);
+        if (c.raw() % Currency::Scale == 0)
+            return QVariant(static_cast<qlonglong>(c.raw() / Currency::Scale));
+        return QVariant(v.toDouble());
+    }
+    return v;
+}
+
+bool BaseDatosPrueba::existeTablaTemporal(const QString& nombre)
+{
+    QSqlQuery q(conexion->baseDatos());
+    q.prepare(conexion->motor() == Motor::PostgreSQL
+                  ? QStringLiteral("SELECT COUNT(*) FROM pg_class WHERE relname = ? AND relpersistence = 't' AND pg_table_is_visible(oid)")
+                  : QStringLiteral("SELECT COUNT(*) FROM sqlite_temp_master WHERE name = ?"));
+    q.addBindValue(nombre);
+    if (!q.exec() || !q.next())
+        throw std::runtime_error(q.lastError().text().toStdString());
+    return q.value(0).toInt() > 0;
+}
+
+QString BaseDatosPrueba::sentenciaBloqueo()
+{
+    return enPostgres() ? QStringLiteral("BEGIN; LOCK TABLE Presupuestos IN EXCLUSIVE MODE") : QStringLiteral("BEGIN IMMEDIATE");
+}
+
+void BaseDatosPrueba::rechazar(const QString& evento, const QString& cuenta, const QString& mensaje)
+{
+    if (conexion->motor() != Motor::PostgreSQL) {
+        sql(QStringLiteral("CREATE TRIGGER rechazo_%1 BEFORE %1 ON Presupuestos WHEN NEW.Cuenta = '%2' "
+                           "BEGIN SELECT RAISE(ABORT, '%3'); END")
+                .arg(evento, cuenta, mensaje));
+        return;
+    }
+    sql(QStringLiteral("CREATE FUNCTION rechazo_%1() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
+                       "IF NEW.Cuenta = '%2' THEN RAISE EXCEPTION '%3'; END IF; RETURN NEW; END $$")
+            .arg(evento, cuenta, mensaje));
+    sql(QStringLiteral("CREATE TRIGGER rechazo_%1 BEFORE %1 ON Presupuestos FOR EACH ROW EXECUTE FUNCTION rechazo_%1()").arg(evento));
+}
+
+void BaseDatosPrueba::soloLectura(Conexion& c)
+{
+    QSqlQuery q(c.baseDatos());
+    const bool hecho = c.motor() == Motor::PostgreSQL ? q.exec(QStringLiteral("SET default_transaction_read_only = on"))
+                                                       : q.exec(QStringLiteral("PRAGMA query_only = 1"));
+    if (!hecho)
+        throw std::runtime_error(q.lastError().text().toStdString());
 }
 
 QStringList BaseDatosPrueba::tomarRegistro()

@@ -38,6 +38,16 @@ struct BaseDatosPrueba {
     // Runs raw SQL on the database (set-up of a test, not the system's statements).
     void sql(const QString& sentencia);
     QVariant valor(const QString& consulta);
+    // Whether a temporary table of that name is there for this connection.
+    bool existeTablaTemporal(const QString& nombre);
+    // Makes a connection refuse every write, as a read-only database does.
+    static void soloLectura(Conexion& c);
+    // What another connection runs to hold the budget table as a writer
+    // does, until it rolls back: the whole file (SQLite), the table (PostgreSQL).
+    static QString sentenciaBloqueo();
+    // Makes the engine refuse an INSERT or UPDATE of the budget row of that
+    // account with that message, as a server's rule would.
+    void rechazar(const QString& evento, const QString& cuenta, const QString& mensaje);
     // The composed texts sent since the last call, emptying the log.
     QStringList tomarRegistro();
     // A stored budget row of company 1 as SQL number texts: M1..M12,
