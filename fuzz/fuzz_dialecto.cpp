@@ -1,4 +1,4 @@
-// libFuzzer target for the SQLite dialect. The input is taken as UTF-8
+// libFuzzer target for the SQLite and PostgreSQL dialects. The input is taken as UTF-8
 // statement text. Besides the sanitizers' own checks it asserts that
 //  - the tokens joined give the text back;
 //  - adapting leaves every quoted literal as it was, in the same order
@@ -9,6 +9,7 @@
 //
 //   fuzz_dialecto -dict=fuzz/dialecto.dict CORPUS_DIR SEED_DIR
 
+#include "db/DialectoPostgres.h"
 #include "db/DialectoSqlite.h"
 
 #include <cstdint>
@@ -68,7 +69,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         && literales(a.texto) != literales(sql))
         falla("un literal ha cambiado", sql);
 
+    const QString postgres = DialectoPostgres::adaptar(sql);
+    if (!sql.contains(QLatin1String("PIVOT"), Qt::CaseInsensitive) && !terminaAbierto(sql)
+        && literales(postgres) != literales(sql))
+        falla("un literal ha cambiado (PostgreSQL)", sql);
+
     QStringList bases;
+    (void)DialectoPostgres::nombres(sql);
+    (void)DialectoPostgres::funciones(sql);
+    (void)DialectoPostgres::tipos(sql);
+    (void)DialectoPostgres::ordenUnion(sql);
     (void)DialectoSqlite::tablasTemporales(sql);
     (void)DialectoSqlite::isNull(sql);
     (void)DialectoSqlite::top(sql);

@@ -1,0 +1,218 @@
+// Two users on one database, each with a connection of its own: what one
+// stores while the other holds the row in an open transaction waits for it
+// and is stored on top of it, never instead of it. The other user works on
+// a thread of its own, as its connection must be used where it was opened.
+
+#include "BaseDatosPrueba.h"
+#include "calculation/clsPresupItem.h"
+#include "common/VbError.h"
+#include "host/modPublic.h"
+#include "store/clsDBPresupuesto.h"
+
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <atomic>
+#include <chrono>
+#include <gtest/gtest.h>
+#include <thread>
+
+using namespace presupuestos;
+using namespace presupuestos::prueba;
+
+namespace {
+
+Currency C(const QString& texto) { return monedaPlana(texto); }
+
+// The other user: opens its own connection on a thread, runs what it is
+// given there and keeps the error it met, if any.
+class OtroUsuario {
+public:
+    OtroUsuario(const QString& destino, std::function<void(Conexion&)> trabajo)
+        : hilo_([this, destino, trabajo = std::move(trabajo)] {
+              try {
+                  auto c = abrirDestino(destino);
+                  empezado_ = true;
+                  trabajo(*c);
+              } catch (const VbError& e) {
+                  error_ = e.description();
+              } catch (const std::exception& e) {
+                  error_ = QString::fromUtf8(e.what());
+              }
+              empezado_ = true;
+              terminado_ = true;
+          })
+    {
+    }
+    ~OtroUsuario()
+    {
+        if (hilo_.joinable())
+            hilo_.join();
+    }
+    // Waits until it has its connection and is about to work (or has
+    // already failed).
+    void esperarInicio()
+    {
+        while (!empezado_)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    // For work that says when it reached a point: it did, or it ended.
+    void esperar(const std::atomic<bool>& punto)
+    {
+        while (!punto && !terminado_)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    QString terminar()
+    {
+        hilo_.join();
+        return error_;
+    }
+
+private:
+    std::atomic<bool> empezado_{false};
+    std::atomic<bool> terminado_{false};
+    QString error_;
+    std::thread hilo_;
+};
+
+// The store's own text for a typed month (ActualizacionManual's update).
+QString tecleo(const QString& cuenta, int dpto, int mes, const QString& importe)
+{
+    return QStringLiteral("UPDATE Presupuestos  SET M%1 = %2, Modificacion_Manual |= %3 WHERE Cod_Empresa = 1 AND Cod_Ejercicio = 2027"
+                          " AND Cuenta = '%4' AND Dpto = %5")
+        .arg(mes)
+        .arg(importe)
+        .arg(1 << (mes - 1))
+        .arg(cuenta)
+        .arg(dpto);
+}
+
+void pausa() { std::this_thread::sleep_for(std::chrono::milliseconds(300)); }
+
+} // namespace
+
+TEST(DosUsuarios, DifferentMonthsOfOneRowBothStay)
+{
+    QTemporaryDir dir;
+    BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2027, '62800001', 2, 5)"));
+    clsDBPresupuesto store;
+    std::unique_ptr<OtroUsuario> otro;
+    {
+        Transaccion t(*bd.conexion);
+        store.ActualizacionManual(QStringLiteral("62800001"), 2, 1, C(QStringLiteral("10")));
+        // The other user types March of the same row while this one's
+        // transaction still holds it.
+        otro = std::make_unique<OtroUsuario>(bd.destino, [](Conexion& c) {
+            EXPECT_EQ(c.Execute(tecleo(QStringLiteral("62800001"), 2, 3, QStringLiteral("30"))), 1);
+        });
+        otro->esperarInicio();
+        pausa();
+        t.confirmar();
+    }
+    EXPECT_EQ(otro->terminar(), QString());
+    const QStringList fila = bd.presupuestoGuardado(QStringLiteral("62800001"), 2);
+    ASSERT_FALSE(fila.isEmpty());
+    EXPECT_EQ(fila.at(0), QStringLiteral("10"));
+    EXPECT_EQ(fila.at(2), QStringLiteral("30"));
+    EXPECT_EQ(fila.at(13), QStringLiteral("5")) << "both months marked as typed";
+}
+
+// The other user creates the row first and commits while this one's insert
+// waits on its key: the insert meets the key and the month is stored by
+// updating the row the other user made, in the same transaction.
+TEST(DosUsuarios, TheSameNewRowAtOnceLosesNoMonth)
+{
+    QTemporaryDir dir;
+    BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
+    clsDBPresupuesto store;
+    std::atomic<bool> insertado{false};
+    OtroUsuario otro(bd.destino, [&insertado](Conexion& c) {
+        c.BeginTrans();
+        c.Execute(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M2, Modificacion_Manual) "
+                                 "VALUES (1, 2027, '70000009', 4, 20, 2)"));
+        insertado = true;
+        pausa();
+        c.CommitTrans();
+    });
+    otro.esperar(insertado);
+    ASSERT_TRUE(insertado) << otro.terminar().toStdString();
+    {
+        Transaccion t(*bd.conexion);
+        store.ActualizacionManual(QStringLiteral("70000009"), 4, 1, C(QStringLiteral("10")));
+        // What the transaction stored before and after the key stays to commit.
+        store.ActualizacionManual(QStringLiteral("70000009"), 4, 6, C(QStringLiteral("60")));
+        t.confirmar();
+    }
+    EXPECT_EQ(otro.terminar(), QString());
+    const QStringList fila = bd.presupuestoGuardado(QStringLiteral("70000009"), 4);
+    ASSERT_FALSE(fila.isEmpty());
+    EXPECT_EQ(fila.at(0), QStringLiteral("10"));
+    EXPECT_EQ(fila.at(1), QStringLiteral("20"));
+    EXPECT_EQ(fila.at(5), QStringLiteral("60"));
+    EXPECT_EQ(fila.at(13), QStringLiteral("35"));
+}
+
+// A method applied here re-stores a row planned on sales while the other
+// user types a month into it: the typed month goes on top of the method's
+// row once it commits, and both are there.
+TEST(DosUsuarios, AMethodAppliedWhileAnotherUserTypesInADependentRowLosesNeither)
+{
+    QTemporaryDir dir;
+    BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Metodo_Calculo, Valor) "
+                          "VALUES (1, 2027, '60000001', 1, 6, 52)"));
+    clsDBPresupuesto store;
+    clsPresupItem dependiente;
+    dependiente.Cuenta = QStringLiteral("60000001");
+    dependiente.Dpto = 1;
+    for (int m = 0; m < 12; ++m)
+        dependiente.setMes(m, C(QString::number(100 + m)));
+    dependiente.MetodoCalc = 6;
+    dependiente.Valor = C(QStringLiteral("52"));
+    std::unique_ptr<OtroUsuario> otro;
+    {
+        Transaccion t(*bd.conexion);
+        store.Actualizar(dependiente);
+        otro = std::make_unique<OtroUsuario>(bd.destino, [](Conexion& c) {
+            EXPECT_EQ(c.Execute(tecleo(QStringLiteral("60000001"), 1, 4, QStringLiteral("7.25"))), 1);
+        });
+        otro->esperarInicio();
+        pausa();
+        t.confirmar();
+    }
+    EXPECT_EQ(otro->terminar(), QString());
+    const QStringList fila = bd.presupuestoGuardado(QStringLiteral("60000001"), 1);
+    ASSERT_FALSE(fila.isEmpty());
+    EXPECT_EQ(fila.at(0), QStringLiteral("100"));
+    EXPECT_EQ(fila.at(3), QStringLiteral("7.25"));
+    EXPECT_EQ(fila.at(11), QStringLiteral("111"));
+    EXPECT_EQ(fila.at(12), QStringLiteral("6"));
+    EXPECT_EQ(fila.at(13), QStringLiteral("8"));
+}
+
+// A row another user holds in an open transaction: the edit waits a while,
+// then says the database is locked by another user, and stores nothing.
+TEST(DosUsuarios, ARowLockedByAnotherUserWaitsThenReports)
+{
+    QTemporaryDir dir;
+    BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2027, '62800001', 2, 5)"));
+    bd.conexion->setEsperaBloqueo(100);
+    auto otro = bd.otraConexion();
+    otro->BeginTrans();
+    otro->Execute(QStringLiteral("UPDATE Presupuestos SET M2 = 1 WHERE Cuenta = '62800001'"));
+    clsDBPresupuesto store;
+    try {
+        store.ActualizacionManual(QStringLiteral("62800001"), 2, 1, C(QStringLiteral("10")));
+        FAIL() << "stored over another user's open transaction";
+    } catch (const VbError& e) {
+        EXPECT_EQ(e.causa(), VbError::Causa::Bloqueada);
+        EXPECT_TRUE(e.description().startsWith(QStringLiteral("La base de datos está bloqueada por otro usuario.")))
+            << e.description().toStdString();
+    }
+    otro->RollbackTrans();
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 2).at(0), QStringLiteral("5"));
+    // Once the other user is done, the same edit goes through.
+    store.ActualizacionManual(QStringLiteral("62800001"), 2, 1, C(QStringLiteral("10")));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 2).at(0), QStringLiteral("10"));
+}
