@@ -12,6 +12,8 @@
 #include <QVariant>
 #include <gtest/gtest.h>
 
+#include "BaseDatosPrueba.h"
+
 namespace {
 
 // What a run that never ends reports: a blocked host fails its case instead
@@ -287,4 +289,28 @@ TEST(Aplicacion, GeneratesTheDemoAndRendersTheLoadedWorksheet)
     const QImage imagen(png);
     EXPECT_GE(imagen.width(), 800);
     EXPECT_GE(imagen.height(), 500);
+}
+
+// The same on a PostgreSQL server: the demo goes into the test's own
+// database and every user opens it with the same connection string.
+TEST(Aplicacion, GeneratesTheDemoOnAServerAndRendersItFromThere)
+{
+    if (!presupuestos::prueba::BaseDatosPrueba::enPostgres())
+        GTEST_SKIP() << "needs a PostgreSQL server: PRESUPUESTOS_PRUEBA_PG is not set (scripts/test sets it for its second run)";
+    presupuestos::prueba::BaseDatosPrueba bd;
+    const QString servidor = bd.destino.mid(QStringLiteral("postgresql:").size());
+    EXPECT_EQ(ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--pg"), servidor}).codigo, 0);
+    const Resultado otraVez = ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--pg"), servidor});
+    EXPECT_EQ(otraVez.codigo, 1);
+    EXPECT_TRUE(otraVez.error.contains(QStringLiteral("--reemplazar"))) << otraVez.error.toStdString();
+
+    QTemporaryDir dir;
+    const QString png = dir.filePath(QStringLiteral("hoja.png"));
+    const Resultado captura = ejecutar({QStringLiteral("--pg"), servidor, QStringLiteral("--empresa"), QStringLiteral("1"),
+                                        QStringLiteral("--historico"), QStringLiteral("--captura"), png});
+    EXPECT_EQ(captura.codigo, 0) << captura.error.toStdString();
+    EXPECT_GE(QImage(png).width(), 800);
+    const Resultado sinServidor = ejecutar({QStringLiteral("--pg"), QStringLiteral("host=/no/existe dbname=x")});
+    EXPECT_EQ(sinServidor.codigo, 2);
+    EXPECT_TRUE(sinServidor.error.contains(QStringLiteral("No se puede conectar con el servidor PostgreSQL"))) << sinServidor.error.toStdString();
 }

@@ -234,6 +234,9 @@ std::shared_ptr<Conexion> Conexion::abrirPostgres(const QString& conninfo)
     // of IF NOT EXISTS are nobody's business.
     q.exec(QStringLiteral("SET lock_timeout = %1").arg(kEsperaBloqueoDefecto));
     q.exec(QStringLiteral("SET client_min_messages = warning"));
+    // The worksheet sorts tens of thousands of rows at a time: in memory,
+    // not in the server's temporary files.
+    q.exec(QStringLiteral("SET work_mem = '64MB'"));
     // Backslashes in a literal are data (rule of doubled quotes only).
     q.exec(QStringLiteral("SET standard_conforming_strings = on"));
     return c;
@@ -434,9 +437,54 @@ long Conexion::ejecutarAhora(const QString& sql)
     return q.numRowsAffected();
 }
 
+namespace {
+
+// An insert into a temporary table: "INSERT INTO ##...".
+bool insercionTemporal(const QString& sql)
+{
+    const auto t = tokens::tokenizar(sql);
+    int i = tokens::siguiente(t, -1);
+    if (!tokens::en(t, i) || !tokens::esPalabra(t[i], "INSERT"))
+        return false;
+    i = tokens::siguiente(t, i);
+    if (!tokens::en(t, i) || !tokens::esPalabra(t[i], "INTO"))
+        return false;
+    i = tokens::siguiente(t, i);
+    return tokens::en(t, i) && tokens::esTemporal(t[i]);
+}
+
+constexpr int kMaxLote = 500;
+
+} // namespace
+
+void Conexion::enviarLote()
+{
+    if (lote_.isEmpty())
+        return;
+    const QString texto = lote_.join(QStringLiteral(";\n"));
+    lote_.clear();
+    QSqlQuery q(db_);
+    if (!q.exec(texto))
+        throw errorMotor(q.lastError());
+}
+
 long Conexion::Execute(const QString& sql, int opciones)
 {
     anotar(sql);
+    // A worksheet opens by filling its filter table a row per account, a
+    // statement each: on a server, a round trip each. The table is this
+    // connection's own, so no other user can see when its rows arrive; they
+    // go together just before the next statement of any other kind, which
+    // reports a failure among them. Outside transactions only, where
+    // nothing else depends on their order. The engine does not say the
+    // records affected then (-1).
+    if (motor_ == Motor::PostgreSQL && transacciones_ == 0 && (opciones == -1 || !(opciones & adAsyncExecute))
+        && insercionTemporal(sql)) {
+        lote_ << adaptar(sql);
+        if (lote_.size() >= kMaxLote)
+            enviarLote();
+        return -1;
+    }
     if (opciones != -1 && (opciones & adAsyncExecute)) {
         pendientes_.push_back(sql);
         std::weak_ptr<Conexion> self = weak_from_this();
@@ -454,6 +502,7 @@ long Conexion::Execute(const QString& sql, int opciones)
 
 void Conexion::completarPendientes()
 {
+    enviarLote();
     if (completando_ || pendientes_.empty())
         return;
     completando_ = true;

@@ -102,8 +102,12 @@ public:
     // Attaches the named databases now (SQLite); names already attached are skipped.
     void adjuntar(const QStringList& bases);
 
-    // Runs queued asynchronous statements now.
+    // Runs queued asynchronous statements now (and, on PostgreSQL, sends
+    // the rows still waiting for the temporary tables).
     void completarPendientes();
+    // Sends only the rows still waiting for the temporary tables, for
+    // whoever reads them past this connection (PostgreSQL).
+    void enviarLote();
     // The error of the last asynchronous statement, empty when it worked.
     QString ultimoErrorAsincrono() const { return errorAsincrono_; }
 
@@ -138,6 +142,9 @@ private:
     bool registroActivo_ = true;
     int transacciones_ = 0;
     bool puntoGuardado_ = false;
+    // PostgreSQL: rows for this connection's temporary tables, adapted and
+    // waiting to go to the server in one round trip (see Execute).
+    QStringList lote_;
     QHash<QString, QString> ficherosBases_;
     QStringList adjuntadas_;
     std::vector<QString> pendientes_;

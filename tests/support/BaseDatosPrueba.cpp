@@ -97,6 +97,8 @@ BaseDatosPrueba::~BaseDatosPrueba()
 
 void BaseDatosPrueba::sql(const QString& sentencia)
 {
+    // What the connection still holds back reaches the engine first.
+    conexion->enviarLote();
     QSqlQuery q(conexion->baseDatos());
     if (!q.exec(sentencia))
         throw std::runtime_error((q.lastError().text() + QStringLiteral(" in: ") + sentencia).toStdString());
@@ -104,6 +106,7 @@ void BaseDatosPrueba::sql(const QString& sentencia)
 
 QVariant BaseDatosPrueba::valor(const QString& consulta)
 {
+    conexion->enviarLote();
     QSqlQuery q(conexion->baseDatos());
     if (!q.exec(consulta))
         throw std::runtime_error((q.lastError().text() + QStringLiteral(" in: ") + consulta).toStdString());
@@ -124,6 +127,7 @@ QVariant BaseDatosPrueba::valor(const QString& consulta)
 
 bool BaseDatosPrueba::existeTablaTemporal(const QString& nombre)
 {
+    conexion->enviarLote();
     QSqlQuery q(conexion->baseDatos());
     q.prepare(conexion->motor() == Motor::PostgreSQL
                   ? QStringLiteral("SELECT COUNT(*) FROM pg_class WHERE relname = ? AND relpersistence = 't' AND pg_table_is_visible(oid)")
@@ -185,6 +189,7 @@ QStringList BaseDatosPrueba::presupuestos()
 
 QStringList BaseDatosPrueba::presupuestoGuardado(const QString& cuenta, int dpto, int ejercicio)
 {
+    conexion->enviarLote();
     QSqlQuery q(conexion->baseDatos());
     q.prepare(QStringLiteral("SELECT M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12, Metodo_Calculo, Modificacion_Manual, "
                              "Valor, Ver FROM Presupuestos WHERE Cod_Empresa = 1 AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));

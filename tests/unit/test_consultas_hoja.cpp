@@ -78,6 +78,7 @@ TEST(ConsultasHoja, StatisticsInsertPivotsDaysTicketsAndUnitsPerStoreAndMonth)
         return QStringLiteral("SELECT M1, M2, M3, M12 FROM \"%1\" WHERE Cuenta = '%2' AND Dpto = %3").arg(tabla, QLatin1String(cuenta)).arg(dpto);
     };
     auto mes = [&](const char* cuenta, int dpto, int columna) {
+        bd.conexion->enviarLote();
         QSqlQuery q(bd.conexion->baseDatos());
         q.exec(fila(cuenta, dpto));
         return q.next() ? q.value(columna).toDouble() : -1.0;

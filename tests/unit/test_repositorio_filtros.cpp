@@ -39,6 +39,8 @@ struct Empresa {
 
     QStringList tablaFiltro()
     {
+        // Read past the connection: what it still holds back goes first.
+        bd.conexion->enviarLote();
         QSqlQuery q(bd.conexion->baseDatos());
         q.exec(QStringLiteral("SELECT Codigo, Cuenta, Nombre, Dpto, Dpto_Nombre FROM \"%1\" ORDER BY Codigo, Cuenta, Dpto").arg(kTabla));
         QStringList filas;
