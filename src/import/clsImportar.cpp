@@ -248,7 +248,12 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
         if (diario_) {
             operacion.emplace(diario_->operacion(Diario::Tipo::Importacion,
                                                  QStringLiteral("importar %1").arg(QFileInfo(strArchivoExcel).fileName())));
-            diario_->prever(clavesDelLibro(hoja, ultimaFila), ejercicio);
+            // A large workbook reads the year whole, without naming its rows.
+            const auto filas = static_cast<std::size_t>(std::max(0, ultimaFila - primeraFilaDatos_ + 1));
+            if (filas > Diario::kLeerAnoEntero)
+                diario_->preverAno(ejercicio, filas);
+            else
+                diario_->prever(clavesDelLibro(hoja, ultimaFila), ejercicio);
         }
         emit ProgressInit(ultimaFila, QStringLiteral("Importando datos..."));
         QCoreApplication::processEvents();
