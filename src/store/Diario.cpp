@@ -160,6 +160,22 @@ Diario::Diario(std::shared_ptr<Conexion> conexion, qint16 empresa, bool crearTab
                                        + QStringLiteral(", ?, ?, ?, 0") + marcas(17) + QStringLiteral(")"));
         clave(*insertarNueva_);
         imagen(*insertarNueva_, QStringLiteral("D_"));
+        // The same for many rows in one statement: a large batch of new rows
+        // pays the statement's own cost once for them all.
+        insertarNuevas_ = std::make_unique<Comando>(c_);
+        {
+            QString valores;
+            for (int i = 0; i < kNuevasPorSentencia; ++i)
+                valores += (i ? QStringLiteral(", (?, ") : QStringLiteral("(?, ")) + empresa + QStringLiteral(", ?, ?, ?, 0")
+                           + marcas(17) + QStringLiteral(")");
+            insertarNuevas_->setCommandText(QStringLiteral("INSERT INTO Presupuestos_Cambios (Operacion, Cod_Empresa, Cod_Ejercicio, Cuenta, "
+                                                           "Dpto, Existia, Existe, ")
+                                            + columnasImagen(QStringLiteral("D_")) + QStringLiteral(") VALUES ") + valores);
+            for (int i = 0; i < kNuevasPorSentencia; ++i) {
+                clave(*insertarNuevas_);
+                imagen(*insertarNuevas_, QStringLiteral("D_"));
+            }
+        }
 
         actualizar_ = std::make_unique<Comando>(c_);
         QString asignaciones = QStringLiteral("Existe = ?");
@@ -170,7 +186,8 @@ Diario::Diario(std::shared_ptr<Conexion> conexion, qint16 empresa, bool crearTab
                                     + QStringLiteral(" AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
         imagen(*actualizar_, QStringLiteral("D_"));
         clave(*actualizar_);
-        for (Comando* c : {operacion_.get(), describir_.get(), insertar_.get(), insertarNueva_.get(), actualizar_.get()})
+        for (Comando* c : {operacion_.get(), describir_.get(), insertar_.get(), insertarNueva_.get(), insertarNuevas_.get(),
+                           actualizar_.get()})
             c->setPrepared(true);
     }
     c_->agregarAvisos(this, {[this] { antesDeConfirmar(); }, [this] { despuesDeConfirmar(); }, [this] { alDeshacer(); }});
@@ -357,10 +374,26 @@ void Diario::antesDeConfirmar()
         describir_->Execute();
         descripcionEscrita_ = descripcion;
     }
+    std::vector<const Fila*> nuevas;
     for (std::size_t i : tocadas_) {
-        escribir(abierta_->filas[i], !escrita_[i]);
+        const Fila& f = abierta_->filas[i];
+        if (!escrita_[i] && !f.antes.existe)
+            nuevas.push_back(&f);
+        else
+            escribir(f, !escrita_[i]);
         escrita_[i] = 1;
     }
+    std::size_t n = 0;
+    for (; n + kNuevasPorSentencia <= nuevas.size(); n += kNuevasPorSentencia) {
+        for (int k = 0; k < kNuevasPorSentencia; ++k) {
+            const Fila& f = *nuevas[n + static_cast<std::size_t>(k)];
+            ponerClave(*insertarNuevas_, k * 21, f);
+            ponerImagen(*insertarNuevas_, k * 21 + 4, f.despues);
+        }
+        insertarNuevas_->Execute();
+    }
+    for (; n < nuevas.size(); ++n)
+        escribir(*nuevas[n], true);
 }
 
 void Diario::despuesDeConfirmar()
@@ -434,23 +467,29 @@ void Diario::numerar(const QString& descripcion)
     }
 }
 
+void Diario::ponerImagen(Comando& c, int desde, const Imagen& im)
+{
+    c.setBooleano(desde, im.existe);
+    for (int m = 0; m < 12; ++m)
+        c.setValor(desde + 1 + m, im.meses[static_cast<std::size_t>(m)]);
+    c.setEntero(desde + 13, im.metodo);
+    c.setEntero(desde + 14, im.manual);
+    c.setValor(desde + 15, im.valor);
+    c.setBooleano(desde + 16, im.ver);
+}
+
+void Diario::ponerClave(Comando& c, int desde, const Fila& f) const
+{
+    c.setEntero(desde, static_cast<qint32>(abierta_->id));
+    c.setEntero(desde + 1, f.ejercicio);
+    c.setValor(desde + 2, f.cuenta);
+    c.setEntero(desde + 3, f.dpto);
+}
+
 void Diario::escribir(const Fila& f, bool nueva)
 {
-    auto imagen = [](Comando& c, int desde, const Imagen& im) {
-        c.setBooleano(desde, im.existe);
-        for (int m = 0; m < 12; ++m)
-            c.setValor(desde + 1 + m, im.meses[static_cast<std::size_t>(m)]);
-        c.setEntero(desde + 13, im.metodo);
-        c.setEntero(desde + 14, im.manual);
-        c.setValor(desde + 15, im.valor);
-        c.setBooleano(desde + 16, im.ver);
-    };
-    const auto clave = [this, &f](Comando& c, int desde) {
-        c.setEntero(desde, static_cast<qint32>(abierta_->id));
-        c.setEntero(desde + 1, f.ejercicio);
-        c.setValor(desde + 2, f.cuenta);
-        c.setEntero(desde + 3, f.dpto);
-    };
+    const auto imagen = &Diario::ponerImagen;
+    const auto clave = [this, &f](Comando& c, int desde) { ponerClave(c, desde, f); };
     if (nueva && !f.antes.existe) {
         Comando& c = *insertarNueva_;
         clave(c, 0);

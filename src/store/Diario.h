@@ -188,6 +188,9 @@ private:
     void despuesDeConfirmar();
     void alDeshacer();
     void escribir(const Fila& f, bool nueva);
+    static void ponerImagen(Comando& c, int desde, const Imagen& im);
+    void ponerClave(Comando& c, int desde, const Fila& f) const;
+    static constexpr int kNuevasPorSentencia = 16;
     // Gives the open operation its number and its row in the journal.
     void numerar(const QString& descripcion);
     Operacion aplicar(std::vector<Operacion>& de, std::vector<Operacion>& a, bool haciaAntes, const Restaurar& restaurar);
@@ -203,6 +206,7 @@ private:
     std::unique_ptr<Comando> insertar_;
     std::unique_ptr<Comando> actualizar_;
     std::unique_ptr<Comando> insertarNueva_;
+    std::unique_ptr<Comando> insertarNuevas_;
     mutable std::unique_ptr<Consulta> leerFila_;
 
     // The operation being recorded.
