@@ -260,3 +260,32 @@ TEST(Diario, ABatchThatReadsTheWholeYearStillKnowsEachRowAsItWas)
     diario.deshacer(restaurarCon(store));
     EXPECT_EQ(bd.presupuestos(), inicial);
 }
+
+TEST(Diario, ManyNewRowsAreJournaledEachWithItsOwnFigures)
+{
+    // New rows go to the journal several to a statement, and the rest one by
+    // one: every row must keep its own key and figures, wherever it fell.
+    BaseDatosPrueba bd;
+    clsDBPresupuesto store;
+    Diario diario(bd.conexion, 1);
+    store.setDiario(&diario);
+    const int n = 40;
+    {
+        auto op = diario.operacion(Diario::Tipo::Pegado, QStringLiteral("pegar"));
+        Transaccion t(*bd.conexion);
+        for (int i = 0; i < n; ++i)
+            store.ActualizacionManual(QString::number(72000000 + i), static_cast<qint16>(i % 3 + 1), i % 12 + 1,
+                                      C(QString::number(i) + QStringLiteral(".25")));
+        t.confirmar();
+    }
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Cambios")).toInt(), n);
+    for (int i : {0, 15, 16, 31, 32, 39}) {
+        const auto h = diario.historial(QString::number(72000000 + i), static_cast<qint16>(i % 3 + 1), 2027);
+        ASSERT_EQ(h.size(), 1u) << i;
+        EXPECT_FALSE(h[0].antes.existe) << i;
+        EXPECT_TRUE(h[0].despues.existe) << i;
+        EXPECT_EQ(h[0].despues.meses[static_cast<std::size_t>(i % 12)], C(QString::number(i) + QStringLiteral(".25"))) << i;
+    }
+    diario.deshacer(restaurarCon(store));
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(), 0);
+}
