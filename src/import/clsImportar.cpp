@@ -309,8 +309,10 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
             throw VbError(1004, QStringLiteral("Application-defined or object-defined error"));
 
         // Rows no worksheet would show are told before anything is written.
-        const CodigosDesconocidos desconocidos = buscarDesconocidos(hoja, ultimaFila);
-        if (desconocidos.filas > 0 && confirmar_ && !confirmar_(desconocidos)) {
+        // Only an import someone can be asked about looks for them: the
+        // engine alone sends its statements and nothing more.
+        const CodigosDesconocidos desconocidos = confirmar_ ? buscarDesconocidos(hoja, ultimaFila) : CodigosDesconocidos();
+        if (desconocidos.filas > 0 && !confirmar_(desconocidos)) {
             cancelada_ = true;
             ExcelApp->Quit();
             return;

@@ -49,7 +49,8 @@ struct InformeImportacion {
     qint32 nuevas = 0;
     // Rows with an account or months but no department, which the import passes by.
     qint32 omitidas = 0;
-    // Rows written with a code the company does not have.
+    // Rows written with a code the company does not have (counted only
+    // when someone is asked about them).
     qint32 desconocidas = 0;
     qint32 escritas() const { return actualizadas + nuevas; }
 };
@@ -83,7 +84,7 @@ public:
     // Asked before the transaction begins when some row holds a code the
     // company does not have: true goes on, false ends the import without
     // writing anything (cancelada() then tells so). Without it the import
-    // goes on.
+    // neither looks for them nor counts them.
     void setConfirmarDesconocidos(std::function<bool(const CodigosDesconocidos&)> confirmar)
     {
         confirmar_ = std::move(confirmar);

@@ -32,6 +32,12 @@ qint32 importar(const QString& libro, InformeImportacion* informe = nullptr)
     clsImportar imp;
     imp.setPrimeraFilaDatos(2);
     imp.setPrimeraColumnaDatos(1);
+    // The worksheet's own codes are never unknown.
+    if (informe)
+        imp.setConfirmarDesconocidos([](const CodigosDesconocidos& d) {
+            ADD_FAILURE() << d.filas << " unknown codes, the first in row " << d.primeras.front().fila;
+            return true;
+        });
     qint32 importadas = -1;
     QObject::connect(&imp, &clsImportar::ImportCompleted, [&](qint32 n) { importadas = n; });
     imp.ImportarDesdeExcel(libro);
