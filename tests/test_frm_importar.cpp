@@ -52,6 +52,7 @@ private:
 class DialogoQueFalla : public IDialogoArchivo {
 public:
     QString abrir(const QString&) override { throw VbError(20477, QStringLiteral("Nombre de archivo no válido")); }
+    QString guardar(const QString& f, const QString&) override { return abrir(f); }
 };
 
 class FrmImportar : public ::testing::Test {
@@ -75,6 +76,14 @@ protected:
         dlg.cmdExaminar->click();
     }
     int filas() { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(); }
+    // Accounts and departments of the company, which the import knows.
+    void conocer(const QStringList& cuentas, const std::vector<int>& dptos)
+    {
+        for (const QString& c : cuentas)
+            bd.sql(QStringLiteral("INSERT INTO Cuentas VALUES (1, 2026, '%1', 'Cuenta %1')").arg(c));
+        for (int d : dptos)
+            bd.sql(QStringLiteral("INSERT INTO Departamentos VALUES (1, %1, 'Dpto %1')").arg(d));
+    }
     const std::vector<MensajeMostrado>& mensajes() const { return plataforma.mensajes->mostrados; }
 
     BaseDatosPrueba bd;
@@ -109,6 +118,10 @@ TEST_F(FrmImportar, StartsWithItsCaptionsAndOnlyTheBrowseButtonUsable)
                                "Label4", "cmdImportar", "cmdCerrar", "lblProgressInfo", "pctInfo", "ProgressBar1", "lblInfo"})
         EXPECT_NE(dlg.findChild<QWidget*>(QString::fromLatin1(nombre)), nullptr) << nombre;
     EXPECT_EQ(dlg.ProgressBar1->parentWidget(), dlg.pctInfo);
+    EXPECT_EQ(dlg.lblFormato->text(),
+              QStringLiteral("El libro debe tener, desde la fila 2: en A el código de departamento, en B la cuenta y de C a N "
+                             "los importes de enero a diciembre. Las filas sin departamento no se importan, y los datos "
+                             "acaban en la última celda llena de la columna E."));
     EXPECT_EQ(dlg.lblInfo->parentWidget(), dlg.pctInfo);
 }
 
@@ -190,6 +203,7 @@ TEST_F(FrmImportar, AnythingButYesToTheQuestionStops)
 TEST_F(FrmImportar, ASuccessfulImportShowsProgressTotalsAndTellsTheWorksheet)
 {
     dlg.show();
+    conocer({QStringLiteral("70000002"), QStringLiteral("70000003"), QStringLiteral("70000004")}, {1});
     QString d;
     for (int r = 2; r <= 4; ++r)
         d += QStringLiteral("%1: 1;7000000%1;10;20;30\n").arg(r);
@@ -285,6 +299,75 @@ TEST_F(FrmImportar, AFailedImportIsShownInRedAndOnlyClosingIsLeft)
     EXPECT_EQ(mensajes()[3].prompt, QStringLiteral("Invalid procedure call or argument"));
     EXPECT_EQ(mensajes()[3].titulo, QStringLiteral("Importar desde Excel"));
     EXPECT_EQ(filas(), 0);
+}
+
+TEST_F(FrmImportar, TheLayoutNoteFollowsTheBoxesAsTheImportReadsThem)
+{
+    dlg.txtExcelRow->setText(QStringLiteral("5"));
+    dlg.txtExcelCol->setText(QStringLiteral("e")); // a lower-case letter is a column far to the right
+    EXPECT_TRUE(dlg.lblFormato->text().startsWith(
+        QStringLiteral("El libro debe tener, desde la fila 5: en AK el código de departamento, en AL la cuenta y de AM a AX")));
+    EXPECT_TRUE(dlg.lblFormato->text().endsWith(QStringLiteral("«e» es la columna AK.")));
+    dlg.txtExcelCol->setText(QStringLiteral("@"));
+    EXPECT_TRUE(dlg.lblFormato->text().startsWith(QStringLiteral("«@» no es una columna del libro")));
+}
+
+TEST_F(FrmImportar, UnknownCodesAreCountedBeforeWritingAndNoWritesNothing)
+{
+    conocer({QStringLiteral("62100001")}, {1});
+    const QString libro = libros.generar(QStringLiteral("2: 1;62100001;1;2;3\n"
+                                                        "3: 1;99999999;1;2;3\n"
+                                                        "4: 77;62100001;1;2;3\n"
+                                                        "5: 77;99999999;1;2;3\n"));
+    elegir(libro);
+    plataforma.mensajes->respuestas = {vb::RespuestaYes, vb::RespuestaNo};
+    dlg.cmdImportar->click();
+    ASSERT_EQ(mensajes().size(), 2u);
+    const QString& aviso = mensajes()[1].prompt;
+    EXPECT_TRUE(aviso.startsWith(QStringLiteral("3 filas del libro tienen una cuenta o un departamento que no existen")));
+    for (const char* fila : {"Fila 3: cuenta 99999999 (no existe), departamento 1\r\n",
+                             "Fila 4: cuenta 62100001, departamento 77 (no existe)\r\n",
+                             "Fila 5: cuenta 99999999 (no existe), departamento 77 (no existe)\r\n"})
+        EXPECT_TRUE(aviso.contains(QString::fromUtf8(fila))) << fila;
+    EXPECT_EQ(mensajes()[1].estilo, vb::YesNo + vb::Exclamation + vb::DefaultButton2);
+    EXPECT_EQ(filas(), 0);
+    EXPECT_EQ(completadas, 0);
+    EXPECT_EQ(dlg.lblInfo->text(), QStringLiteral("Importación cancelada: no se ha escrito nada."));
+    EXPECT_TRUE(dlg.cmdCerrar->isEnabled());
+
+    // Going on writes them all, and the report says how many were unknown.
+    plataforma.mensajes->respuestas = {vb::RespuestaYes, vb::RespuestaYes};
+    dlg.cmdImportar->click();
+    EXPECT_EQ(filas(), 4);
+    EXPECT_EQ(completadas, 1);
+    EXPECT_EQ(dlg.importacion()->informe().desconocidas, 3);
+    EXPECT_TRUE(dlg.lblInforme->text().endsWith(QStringLiteral("Escritas con códigos que no existen: 3")));
+}
+
+TEST_F(FrmImportar, TheReportCountsRowsReadUpdatedNewAndSkipped)
+{
+    conocer({QStringLiteral("62100001"), QStringLiteral("62800001"), QStringLiteral("70000001")}, {1, 2});
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2027, '62100001', 1, 9)"));
+    // Row 4 has figures but no department; row 6 is empty; row 8 is the
+    // row past column E's last filled cell.
+    elegir(libros.generar(QStringLiteral("2: 1;62100001;1;2;3\n"
+                                         "3: 2;62800001;1;2;3\n"
+                                         "4: ;70000001;1;2;3\n"
+                                         "5: 1;70000001;;;3\n"
+                                         "7: ;;;;5\n")));
+    dlg.cmdImportar->click();
+    const InformeImportacion& i = dlg.importacion()->informe();
+    EXPECT_EQ(i.leidas, 5);
+    EXPECT_EQ(i.actualizadas, 1);
+    EXPECT_EQ(i.nuevas, 2);
+    EXPECT_EQ(i.omitidas, 2);
+    EXPECT_EQ(i.desconocidas, 0);
+    EXPECT_EQ(infoAlCompletar, QStringLiteral("Total Filas importadas: 3"));
+    EXPECT_EQ(dlg.lblInfo->text(), QStringLiteral("Importación Completada correctamente."));
+    EXPECT_EQ(dlg.lblInforme->text(), QStringLiteral("Filas leídas: 5\nEscritas: 3 (actualizadas: 1, nuevas: 2)\n"
+                                                     "Omitidas por no tener departamento: 2\n"
+                                                     "Escritas con códigos que no existen: 0"));
+    EXPECT_EQ(mensajes().size(), 1u);
 }
 
 } // namespace

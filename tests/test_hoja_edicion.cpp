@@ -310,7 +310,7 @@ TEST(HojaEdicion, MenuEntriesFollowTheView)
                                  QStringLiteral("Seleccionar x Departamento"), QStringLiteral("Seleccionar todo"), QString(),
                                  QStringLiteral("No Presupuestar"), QStringLiteral("Mostrar Operaciones"), QString(),
                                  QStringLiteral("Deshacer"), QStringLiteral("Rehacer"), QStringLiteral("Historial de la celda…"),
-                                 QString(), QStringLiteral("Cancelar")};
+                                 QString(), QStringLiteral("Exportar a Excel…"), QString(), QStringLiteral("Cancelar")};
     const auto acciones = f->mnuPopup->actions();
     ASSERT_EQ(acciones.size(), titulos.size());
     for (int i = 0; i < titulos.size(); ++i) {
@@ -327,6 +327,7 @@ TEST(HojaEdicion, MenuEntriesFollowTheView)
             << a->objectName().toStdString();
     EXPECT_EQ(f->cmdShowCal->text(), QStringLiteral("Mostra Operaciones"));
     EXPECT_EQ(f->cmdImportar->text(), QStringLiteral("Importar"));
+    EXPECT_EQ(f->cmdExportar->text(), QStringLiteral("Exportar"));
 }
 
 TEST(HojaEdicion, ImportOpensItsDialogModallyAndACompletedImportReloads)

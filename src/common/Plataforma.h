@@ -66,6 +66,9 @@ public:
     virtual ~IDialogoArchivo() = default;
     // Returns the chosen path; empty when the user cancelled.
     virtual QString abrir(const QString& filtro) = 0;
+    // The same for a file to write, proposing a name; the dialog asks
+    // before a file is replaced.
+    virtual QString guardar(const QString& filtro, const QString& nombrePropuesto) = 0;
 };
 
 // The services in force. The layer that owns the windows gives the ones a

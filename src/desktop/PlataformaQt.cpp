@@ -103,6 +103,11 @@ QString DialogoArchivoQt::abrir(const QString& filtro)
     return QFileDialog::getOpenFileName(QApplication::activeWindow(), QString(), QString(), filtroQt(filtro));
 }
 
+QString DialogoArchivoQt::guardar(const QString& filtro, const QString& nombrePropuesto)
+{
+    return QFileDialog::getSaveFileName(QApplication::activeWindow(), QString(), nombrePropuesto, filtroQt(filtro));
+}
+
 QString DialogoArchivoQt::filtroQt(const QString& filtro)
 {
     const QStringList partes = filtro.split(QLatin1Char('|'));

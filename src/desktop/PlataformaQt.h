@@ -47,6 +47,7 @@ public:
 class DialogoArchivoQt : public IDialogoArchivo {
 public:
     QString abrir(const QString& filtro) override;
+    QString guardar(const QString& filtro, const QString& nombrePropuesto) override;
     // The common dialog's filter in Qt's form: "description (patterns);;...".
     static QString filtroQt(const QString& filtro);
 };

@@ -11,6 +11,7 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QMetaMethod>
+#include <QSet>
 #include <array>
 #include <limits>
 #include <map>
@@ -96,6 +97,15 @@ QVariant texto(const ValorCelda& v)
     return QVariant(cadena(v));
 }
 
+// Whether the account and month cells after the department are all empty.
+bool filaVacia(const HojaExcel& hoja, qint32 fila, qint16 c)
+{
+    for (int col = c + 1; col <= c + 13; ++col)
+        if (col <= hoja.columnasHoja() && !hoja.vacia(fila, col))
+            return false;
+    return true;
+}
+
 } // namespace
 
 std::vector<std::pair<QString, qint16>> clsImportar::clavesDelLibro(const HojaExcel& hoja, qint32 ultimaFila) const
@@ -115,6 +125,52 @@ std::vector<std::pair<QString, qint16>> clsImportar::clavesDelLibro(const HojaEx
         }
     }
     return claves;
+}
+
+CodigosDesconocidos clsImportar::buscarDesconocidos(const HojaExcel& hoja, qint32 ultimaFila) const
+{
+    const QString empresa = QString::number(modPublic::EmpresaActiva->CodigoEmpresa());
+    QSet<QString> cuentas;
+    QSet<qint32> dptos;
+    for (const QString& sql : {QStringLiteral("SELECT DISTINCT Cuenta FROM Cuentas WHERE Cod_Empresa = ") + empresa,
+                               QStringLiteral("SELECT Codigo FROM Presupuestos_Conceptos")}) {
+        Recordset rs = modPublic::ConexionActiva->Abrir(sql);
+        for (; !rs.eof(); rs.MoveNext())
+            cuentas.insert(rs.texto(0));
+        rs.Close();
+    }
+    {
+        Recordset rs = modPublic::ConexionActiva->Abrir(QStringLiteral("SELECT Codigo FROM Departamentos WHERE Cod_Empresa = ") + empresa);
+        for (; !rs.eof(); rs.MoveNext())
+            dptos.insert(rs.entero(0));
+        rs.Close();
+    }
+
+    // As in clavesDelLibro: a cell that cannot be read is left to the loop,
+    // which reports it at its row.
+    CodigosDesconocidos r;
+    const qint16 c = primeraColumnaDatos_;
+    for (qint32 fila = primeraFilaDatos_; fila <= ultimaFila; ++fila) {
+        try {
+            const ValorCelda& celdaDpto = hoja.valor(fila, c);
+            if (textoVacio(celdaDpto))
+                continue;
+            CodigosDesconocidos::Fila f;
+            f.fila = fila;
+            // The department as the integer parameter rounds it.
+            f.dpto = (celdaDpto.tipo == ValorCelda::Tipo::Numero ? Currency::fromDouble(celdaDpto.numero) : moneda(celdaDpto)).toInt32();
+            f.cuenta = cadena(hoja.valor(fila, suma16(c, 1)));
+            f.cuentaDesconocida = !cuentas.contains(f.cuenta);
+            f.dptoDesconocido = !dptos.contains(f.dpto);
+            if (!f.cuentaDesconocida && !f.dptoDesconocido)
+                continue;
+            ++r.filas;
+            if (r.primeras.size() < CodigosDesconocidos::kPrimeras)
+                r.primeras.push_back(std::move(f));
+        } catch (const std::exception&) {
+        }
+    }
+    return r;
 }
 
 void clsImportar::comprobarTotales()
@@ -153,6 +209,14 @@ void clsImportar::comprobarTotales()
     for (__int128 s : general)
         if (!Currency::enRango(s))
             throw VbError::overflow();
+}
+
+QString clsImportar::letraColumna(int columna)
+{
+    QString letras;
+    for (; columna > 0; columna = (columna - 1) / 26)
+        letras.prepend(QChar(u'A' + (columna - 1) % 26));
+    return letras;
 }
 
 clsImportar::clsImportar(QObject* parent) : QObject(parent) {}
@@ -229,6 +293,8 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
     // Closed after the transaction ends either way: a rolled-back import
     // leaves no step to undo.
     std::optional<Diario::Ambito> operacion;
+    informe_ = {};
+    cancelada_ = false;
     try {
         if (!CrearExcel())
             throw VbError(kSinExcel, QStringLiteral("No existe una version Excel compatible con esta aplicación."));
@@ -242,13 +308,28 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
         if (ultimaFila > hoja.filasHoja())
             throw VbError(1004, QStringLiteral("Application-defined or object-defined error"));
 
+        // Rows no worksheet would show are told before anything is written.
+        // Only an import someone can be asked about looks for them: the
+        // engine alone sends its statements and nothing more.
+        const CodigosDesconocidos desconocidos = confirmar_ ? buscarDesconocidos(hoja, ultimaFila) : CodigosDesconocidos();
+        if (desconocidos.filas > 0 && !confirmar_(desconocidos)) {
+            cancelada_ = true;
+            ExcelApp->Quit();
+            return;
+        }
+
         modPublic::ConexionActiva->BeginTrans();
         enTransaccion = true;
         const qint16 ejercicio = static_cast<qint16>(modPublic::EjercicioActivo);
         if (diario_) {
             operacion.emplace(diario_->operacion(Diario::Tipo::Importacion,
                                                  QStringLiteral("importar %1").arg(QFileInfo(strArchivoExcel).fileName())));
-            diario_->prever(clavesDelLibro(hoja, ultimaFila), ejercicio);
+            // A large workbook reads the year whole, without naming its rows.
+            const auto filas = static_cast<std::size_t>(std::max(0, ultimaFila - primeraFilaDatos_ + 1));
+            if (filas > Diario::kLeerAnoEntero)
+                diario_->preverAno(ejercicio, filas);
+            else
+                diario_->prever(clavesDelLibro(hoja, ultimaFila), ejercicio);
         }
         emit ProgressInit(ultimaFila, QStringLiteral("Importando datos..."));
         QCoreApplication::processEvents();
@@ -290,13 +371,17 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
                 if (afectadas == 0) {
                     try {
                         ComandoInsert->Execute();
+                        ++informe_.nuevas;
                     } catch (const VbError& e) {
                         // Another user created the row since the update found none.
                         if (e.causa() != VbError::Causa::ClaveDuplicada)
                             throw;
                         ComandoUpdate->Execute();
                         otroUsuario = true;
+                        ++informe_.actualizadas;
                     }
+                } else {
+                    ++informe_.actualizadas;
                 }
                 // The journal knows the row without reading it back, but for
                 // one another user created meanwhile.
@@ -304,6 +389,8 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
                     diario_->escritos(ComandoUpdate->valor(12).toString(), static_cast<qint16>(ComandoUpdate->valor(13).toInt()),
                                       ejercicio, mesesFila);
                 ++importadas;
+            } else if (!filaVacia(hoja, fila, c)) {
+                ++informe_.omitidas;
             }
             // The row's texts are put together only for someone to show them.
             if (progresoConectado)
@@ -312,6 +399,8 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
         }
 
         comprobarTotales();
+        informe_.leidas = importadas + informe_.omitidas;
+        informe_.desconocidas = desconocidos.filas;
         if (operacion)
             operacion->describir(QStringLiteral("importar %1 filas de %2").arg(importadas).arg(QFileInfo(strArchivoExcel).fileName()));
         ExcelApp->Quit();

@@ -11,6 +11,7 @@
 
 #include <QObject>
 #include <QString>
+#include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -22,6 +23,37 @@ class Comando;
 class Conexion;
 class Diario;
 class HojaExcel;
+
+// Rows of the workbook whose account or department the company does not
+// have: found after reading and before anything is written.
+struct CodigosDesconocidos {
+    struct Fila {
+        qint32 fila = 0; // on the sheet
+        QString cuenta;
+        qint32 dpto = 0;
+        bool cuentaDesconocida = false;
+        bool dptoDesconocido = false;
+    };
+    qint32 filas = 0;
+    // The first few, in sheet order.
+    std::vector<Fila> primeras;
+    static constexpr std::size_t kPrimeras = 5;
+};
+
+// What an import read and wrote.
+struct InformeImportacion {
+    // Rows between the first data row and the end that hold anything in the
+    // department, account or month columns.
+    qint32 leidas = 0;
+    qint32 actualizadas = 0;
+    qint32 nuevas = 0;
+    // Rows with an account or months but no department, which the import passes by.
+    qint32 omitidas = 0;
+    // Rows written with a code the company does not have (counted only
+    // when someone is asked about them).
+    qint32 desconocidas = 0;
+    qint32 escritas() const { return actualizadas + nuevas; }
+};
 
 class clsImportar : public QObject {
     Q_OBJECT
@@ -42,9 +74,24 @@ public:
 
     void ImportarDesdeExcel(const QString& strArchivoExcel);
 
+    // A column's letters as a workbook names it: 1 "A", 27 "AA".
+    static QString letraColumna(int columna);
+
     // The change journal the import tells of every row it writes (none by
     // default): an import is then one step of undo.
     void setDiario(Diario* diario) { diario_ = diario; }
+
+    // Asked before the transaction begins when some row holds a code the
+    // company does not have: true goes on, false ends the import without
+    // writing anything (cancelada() then tells so). Without it the import
+    // neither looks for them nor counts them.
+    void setConfirmarDesconocidos(std::function<bool(const CodigosDesconocidos&)> confirmar)
+    {
+        confirmar_ = std::move(confirmar);
+    }
+    bool cancelada() const { return cancelada_; }
+    // The counts of the last import; complete once it finished.
+    const InformeImportacion& informe() const { return informe_; }
 
     // The update and the insert once an import has prepared them.
     const Comando* comandoUpdate() const { return ComandoUpdate.get(); }
@@ -59,6 +106,14 @@ private:
     // The (account, department) keys of the rows the sheet would write.
     std::vector<std::pair<QString, qint16>> clavesDelLibro(const HojaExcel& hoja, qint32 ultimaFila) const;
 
+    // The rows from the first data row to ultimaFila whose codes are not
+    // among the company's accounts (any year's chart, or a statistic
+    // concept) and departments.
+    CodigosDesconocidos buscarDesconocidos(const HojaExcel& hoja, qint32 ultimaFila) const;
+
+    std::function<bool(const CodigosDesconocidos&)> confirmar_;
+    bool cancelada_ = false;
+    InformeImportacion informe_;
     Diario* diario_ = nullptr;
     // Raises "Overflow" when the stored year would hold a total out of range.
     void comprobarTotales();

@@ -101,35 +101,13 @@ Diario::Diario(std::shared_ptr<Conexion> conexion, qint16 empresa, bool crearTab
         usuario_ = QStringLiteral("desconocido");
     try {
         c_->Abrir(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Cambios WHERE 1 = 0")).Close();
+        c_->Abrir(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Operaciones WHERE 1 = 0")).Close();
         disponible_ = true;
     } catch (const std::exception&) {
         disponible_ = false;
     }
     if (disponible_) {
-        insertar_ = std::make_unique<Comando>(c_);
-        QString marcas = QStringLiteral("?, ?, ?, ?, ?, ") + QString::number(empresa_) + QStringLiteral(", ?, ?, ?");
-        for (int i = 0; i < 2 * 17; ++i)
-            marcas += QStringLiteral(", ?");
-        insertar_->setCommandText(QStringLiteral("INSERT INTO Presupuestos_Cambios (Operacion, Tipo, Descripcion, Usuario, Fecha, "
-                                                 "Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Existia, ")
-                                  + columnasImagen(QStringLiteral("A_")) + QStringLiteral(", Existe, ")
-                                  + columnasImagen(QStringLiteral("D_")) + QStringLiteral(") VALUES (") + marcas
-                                  + QStringLiteral(")"));
-        insertar_->agregarParametro(QStringLiteral("Operacion"), TipoParametro::Entero);
-        insertar_->agregarParametro(QStringLiteral("Tipo"), TipoParametro::Texto, 20);
-        insertar_->agregarParametro(QStringLiteral("Descripcion"), TipoParametro::Texto, 200);
-        insertar_->agregarParametro(QStringLiteral("Usuario"), TipoParametro::Texto, 128);
-        insertar_->agregarParametro(QStringLiteral("Fecha"), TipoParametro::Texto, 30);
-        insertar_->agregarParametro(QStringLiteral("Cod_Ejercicio"), TipoParametro::Entero);
-        insertar_->agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 12);
-        insertar_->agregarParametro(QStringLiteral("Dpto"), TipoParametro::Entero);
-        actualizar_ = std::make_unique<Comando>(c_);
-        QString asignaciones = QStringLiteral("Existe = ?");
-        for (const QString& col : columnasImagen(QStringLiteral("D_")).split(QStringLiteral(", ")))
-            asignaciones += QStringLiteral(", ") + col + QStringLiteral(" = ?");
-        actualizar_->setCommandText(QStringLiteral("UPDATE Presupuestos_Cambios SET ") + asignaciones
-                                    + QStringLiteral(" WHERE Operacion = ? AND Cod_Empresa = ") + QString::number(empresa_)
-                                    + QStringLiteral(" AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
+        const QString empresa = QString::number(empresa_);
         auto imagen = [](Comando& c, const QString& prefijo) {
             c.agregarParametro(prefijo + QStringLiteral("Existe"), TipoParametro::Booleano);
             for (int m = 1; m <= 12; ++m)
@@ -139,30 +117,80 @@ Diario::Diario(std::shared_ptr<Conexion> conexion, qint16 empresa, bool crearTab
             c.agregarParametro(prefijo + QStringLiteral("Valor"), TipoParametro::Moneda);
             c.agregarParametro(prefijo + QStringLiteral("Ver"), TipoParametro::Booleano);
         };
+        auto clave = [](Comando& c) {
+            c.agregarParametro(QStringLiteral("Operacion"), TipoParametro::Entero);
+            c.agregarParametro(QStringLiteral("Cod_Ejercicio"), TipoParametro::Entero);
+            c.agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 12);
+            c.agregarParametro(QStringLiteral("Dpto"), TipoParametro::Entero);
+        };
+        auto marcas = [](int n) {
+            QString m;
+            for (int i = 0; i < n; ++i)
+                m += QStringLiteral(", ?");
+            return m;
+        };
+
+        operacion_ = std::make_unique<Comando>(c_);
+        operacion_->setCommandText(QStringLiteral("INSERT INTO Presupuestos_Operaciones (Id, Cod_Empresa, Tipo, Descripcion, Usuario, Fecha) "
+                                                  "VALUES (?, ")
+                                   + empresa + QStringLiteral(", ?, ?, ?, ?)"));
+        operacion_->agregarParametro(QStringLiteral("Id"), TipoParametro::Entero);
+        operacion_->agregarParametro(QStringLiteral("Tipo"), TipoParametro::Texto, 20);
+        operacion_->agregarParametro(QStringLiteral("Descripcion"), TipoParametro::Texto, 200);
+        operacion_->agregarParametro(QStringLiteral("Usuario"), TipoParametro::Texto, 128);
+        operacion_->agregarParametro(QStringLiteral("Fecha"), TipoParametro::Texto, 30);
+        describir_ = std::make_unique<Comando>(c_);
+        describir_->setCommandText(QStringLiteral("UPDATE Presupuestos_Operaciones SET Descripcion = ? WHERE Id = ?"));
+        describir_->agregarParametro(QStringLiteral("Descripcion"), TipoParametro::Texto, 200);
+        describir_->agregarParametro(QStringLiteral("Id"), TipoParametro::Entero);
+
+        insertar_ = std::make_unique<Comando>(c_);
+        insertar_->setCommandText(QStringLiteral("INSERT INTO Presupuestos_Cambios (Operacion, Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Existia, ")
+                                  + columnasImagen(QStringLiteral("A_")) + QStringLiteral(", Existe, ")
+                                  + columnasImagen(QStringLiteral("D_")) + QStringLiteral(") VALUES (?, ") + empresa
+                                  + QStringLiteral(", ?, ?, ?") + marcas(2 * 17) + QStringLiteral(")"));
+        clave(*insertar_);
         imagen(*insertar_, QStringLiteral("A_"));
         imagen(*insertar_, QStringLiteral("D_"));
-        imagen(*actualizar_, QStringLiteral("D_"));
-        actualizar_->agregarParametro(QStringLiteral("Operacion"), TipoParametro::Entero);
-        actualizar_->agregarParametro(QStringLiteral("Cod_Ejercicio"), TipoParametro::Entero);
-        actualizar_->agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 12);
-        actualizar_->agregarParametro(QStringLiteral("Dpto"), TipoParametro::Entero);
-        insertar_->setPrepared(true);
-        actualizar_->setPrepared(true);
 
         // A row that did not exist before takes the table's defaults for the
         // image before it: an import of new rows binds half the values.
         insertarNueva_ = std::make_unique<Comando>(c_);
-        QString marcasNueva = QStringLiteral("?, ?, ?, ?, ?, ") + QString::number(empresa_) + QStringLiteral(", ?, ?, ?, 0");
-        for (int i = 0; i < 17; ++i)
-            marcasNueva += QStringLiteral(", ?");
-        insertarNueva_->setCommandText(QStringLiteral("INSERT INTO Presupuestos_Cambios (Operacion, Tipo, Descripcion, Usuario, Fecha, "
-                                                      "Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Existia, Existe, ")
-                                       + columnasImagen(QStringLiteral("D_")) + QStringLiteral(") VALUES (") + marcasNueva
-                                       + QStringLiteral(")"));
-        for (int i = 0; i < 8; ++i)
-            insertarNueva_->agregarParametro(insertar_->nombreParametro(i), insertar_->tipoParametro(i), insertar_->tamanoParametro(i));
+        insertarNueva_->setCommandText(QStringLiteral("INSERT INTO Presupuestos_Cambios (Operacion, Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, "
+                                                      "Existia, Existe, ")
+                                       + columnasImagen(QStringLiteral("D_")) + QStringLiteral(") VALUES (?, ") + empresa
+                                       + QStringLiteral(", ?, ?, ?, 0") + marcas(17) + QStringLiteral(")"));
+        clave(*insertarNueva_);
         imagen(*insertarNueva_, QStringLiteral("D_"));
-        insertarNueva_->setPrepared(true);
+        // The same for many rows in one statement: a large batch of new rows
+        // pays the statement's own cost once for them all.
+        insertarNuevas_ = std::make_unique<Comando>(c_);
+        {
+            QString valores;
+            for (int i = 0; i < kNuevasPorSentencia; ++i)
+                valores += (i ? QStringLiteral(", (?, ") : QStringLiteral("(?, ")) + empresa + QStringLiteral(", ?, ?, ?, 0")
+                           + marcas(17) + QStringLiteral(")");
+            insertarNuevas_->setCommandText(QStringLiteral("INSERT INTO Presupuestos_Cambios (Operacion, Cod_Empresa, Cod_Ejercicio, Cuenta, "
+                                                           "Dpto, Existia, Existe, ")
+                                            + columnasImagen(QStringLiteral("D_")) + QStringLiteral(") VALUES ") + valores);
+            for (int i = 0; i < kNuevasPorSentencia; ++i) {
+                clave(*insertarNuevas_);
+                imagen(*insertarNuevas_, QStringLiteral("D_"));
+            }
+        }
+
+        actualizar_ = std::make_unique<Comando>(c_);
+        QString asignaciones = QStringLiteral("Existe = ?");
+        for (const QString& col : columnasImagen(QStringLiteral("D_")).split(QStringLiteral(", ")))
+            asignaciones += QStringLiteral(", ") + col + QStringLiteral(" = ?");
+        actualizar_->setCommandText(QStringLiteral("UPDATE Presupuestos_Cambios SET ") + asignaciones
+                                    + QStringLiteral(" WHERE Operacion = ? AND Cod_Empresa = ") + empresa
+                                    + QStringLiteral(" AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
+        imagen(*actualizar_, QStringLiteral("D_"));
+        clave(*actualizar_);
+        for (Comando* c : {operacion_.get(), describir_.get(), insertar_.get(), insertarNueva_.get(), insertarNuevas_.get(),
+                           actualizar_.get()})
+            c->setPrepared(true);
     }
     c_->agregarAvisos(this, {[this] { antesDeConfirmar(); }, [this] { despuesDeConfirmar(); }, [this] { alDeshacer(); }});
 }
@@ -237,9 +265,12 @@ void Diario::antes(const QString& cuenta, qint16 dpto, qint16 ejercicio, Tipo ti
         abrir(tipo, nombre(tipo), true);
     if (tocadas_.empty())
         filasAlEmpezar_ = abierta_->filas.size();
-    const ClaveFila k = claveFila(cuenta, dpto, ejercicio);
-    const auto it = indice_.find(k);
-    if (it != indice_.end()) {
+    const std::size_t i = abierta_->filas.size();
+    // One look-up whether the row is new to the operation or not: a batch
+    // of tens of thousands of rows spends its bookkeeping here.
+    const auto [it, nueva] = indice_.try_emplace(claveFila(cuenta, dpto, ejercicio), i);
+    ultima_ = it->second;
+    if (!nueva) {
         conocida_[it->second] = 0;
         if (!enTransaccion_[it->second]) {
             enTransaccion_[it->second] = 1;
@@ -252,11 +283,13 @@ void Diario::antes(const QString& cuenta, qint16 dpto, qint16 ejercicio, Tipo ti
     f.cuenta = cuenta;
     f.dpto = dpto;
     f.ejercicio = ejercicio;
-    const auto prevista = previstas_.find(k);
-    f.antes = prevista != previstas_.end() ? prevista->second : leer(cuenta, dpto, ejercicio);
-    const std::size_t i = abierta_->filas.size();
+    const auto prevista = previstas_.empty() ? previstas_.end() : previstas_.find(it->first);
+    if (prevista != previstas_.end())
+        f.antes = prevista->second;
+    else if (!anosLeidos_.contains(ejercicio))
+        f.antes = leer(cuenta, dpto, ejercicio);
+    // else: the year was read whole and the row was not in it.
     abierta_->filas.push_back(std::move(f));
-    indice_.emplace(k, i);
     escrita_.push_back(0);
     enTransaccion_.push_back(1);
     conocida_.push_back(0);
@@ -267,18 +300,43 @@ void Diario::escritos(const QString& cuenta, qint16 dpto, qint16 ejercicio, cons
 {
     if (!abierta_)
         return;
-    const auto it = indice_.find(claveFila(cuenta, dpto, ejercicio));
-    if (it == indice_.end())
-        return;
-    Fila& f = abierta_->filas[it->second];
+    // The writer tells of the row it has just announced, as a rule.
+    std::size_t i = ultima_;
+    if (i >= abierta_->filas.size() || abierta_->filas[i].dpto != dpto || abierta_->filas[i].ejercicio != ejercicio
+        || abierta_->filas[i].cuenta != cuenta) {
+        const auto it = indice_.find(claveFila(cuenta, dpto, ejercicio));
+        if (it == indice_.end())
+            return;
+        i = it->second;
+    }
+    Fila& f = abierta_->filas[i];
     f.despues = f.antes.existe ? f.antes : Imagen{};
     f.despues.existe = true;
     f.despues.meses = meses;
-    conocida_[it->second] = 1;
+    conocida_[i] = 1;
+}
+
+void Diario::preverAno(qint16 ejercicio, std::size_t filas)
+{
+    if (abierta_) {
+        abierta_->filas.reserve(abierta_->filas.size() + filas);
+        indice_.reserve(indice_.size() + filas);
+    }
+    // A row not in the year as read does not exist: the transaction sees no
+    // other writer's rows. Only rows that exist are kept, so an import of
+    // new rows keeps none.
+    if (anosLeidos_.contains(ejercicio))
+        return;
+    leerAno(ejercicio, previstas_);
+    anosLeidos_.insert(ejercicio);
 }
 
 void Diario::prever(const std::vector<std::pair<QString, qint16>>& filas, qint16 ejercicio)
 {
+    if (filas.size() > kLeerAnoEntero) {
+        preverAno(ejercicio, filas.size());
+        return;
+    }
     std::vector<std::pair<QString, qint16>> nuevas;
     for (const auto& [cuenta, dpto] : filas)
         if (!indice_.count(claveFila(cuenta, dpto, ejercicio)))
@@ -308,32 +366,42 @@ void Diario::antesDeConfirmar()
     }
     if (!disponible_)
         return;
+    const QString descripcion = abierta_->descripcion.left(200);
     if (abierta_->id == 0) {
-        // Numbered inside the transaction that writes it, after every
-        // operation already in the journal: the number its first row will
-        // take, which the key finds without reading the journal through.
-        Recordset rs = c_->Abrir(QStringLiteral("SELECT MAX(Id) FROM Presupuestos_Cambios"));
-        abierta_->id = (rs.eof() ? 0 : rs.moneda(0).toInt32()) + 1;
+        numerar(descripcion);
+    } else if (descripcion != descripcionEscrita_) {
+        // The operation goes on in a later transaction and has learnt more of itself.
+        describir_->setValor(0, descripcion);
+        describir_->setEntero(1, static_cast<qint32>(abierta_->id));
+        describir_->Execute();
+        descripcionEscrita_ = descripcion;
     }
-    // The operation's values, and one time for the whole transaction: its
-    // rows were written together.
-    const QString fecha = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
-    for (Comando* c : {insertar_.get(), insertarNueva_.get()}) {
-        c->setEntero(0, static_cast<qint32>(abierta_->id));
-        c->setValor(1, clave(abierta_->tipo));
-        c->setValor(2, abierta_->descripcion.left(200));
-        c->setValor(3, usuario_.left(128));
-        c->setValor(4, fecha);
-    }
+    std::vector<const Fila*> nuevas;
     for (std::size_t i : tocadas_) {
-        escribir(abierta_->filas[i], !escrita_[i]);
+        const Fila& f = abierta_->filas[i];
+        if (!escrita_[i] && !f.antes.existe)
+            nuevas.push_back(&f);
+        else
+            escribir(f, !escrita_[i]);
         escrita_[i] = 1;
     }
+    std::size_t n = 0;
+    for (; n + kNuevasPorSentencia <= nuevas.size(); n += kNuevasPorSentencia) {
+        for (int k = 0; k < kNuevasPorSentencia; ++k) {
+            const Fila& f = *nuevas[n + static_cast<std::size_t>(k)];
+            ponerClave(*insertarNuevas_, k * 21, f);
+            ponerImagen(*insertarNuevas_, k * 21 + 4, f.despues);
+        }
+        insertarNuevas_->Execute();
+    }
+    for (; n < nuevas.size(); ++n)
+        escribir(*nuevas[n], true);
 }
 
 void Diario::despuesDeConfirmar()
 {
     previstas_.clear();
+    anosLeidos_.clear();
     for (std::size_t i : tocadas_) {
         enTransaccion_[i] = 0;
         conocida_[i] = 0;
@@ -347,6 +415,7 @@ void Diario::despuesDeConfirmar()
 void Diario::alDeshacer()
 {
     previstas_.clear();
+    anosLeidos_.clear();
     if (!abierta_) {
         tocadas_.clear();
         previos_.clear();
@@ -372,40 +441,72 @@ void Diario::alDeshacer()
         abierta_.reset();
 }
 
+void Diario::numerar(const QString& descripcion)
+{
+    // Numbered inside the transaction that writes it, after every operation
+    // already in the journal. Another user numbering at the same moment on a
+    // server takes the same number first: the next one is tried.
+    const QString fecha = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+    for (int intento = 0;; ++intento) {
+        Recordset rs = c_->Abrir(QStringLiteral("SELECT MAX(Id) FROM Presupuestos_Operaciones"));
+        const qint32 id = (rs.eof() ? 0 : rs.moneda(0).toInt32()) + 1;
+        rs.Close();
+        operacion_->setEntero(0, id);
+        operacion_->setValor(1, clave(abierta_->tipo));
+        operacion_->setValor(2, descripcion);
+        operacion_->setValor(3, usuario_.left(128));
+        operacion_->setValor(4, fecha);
+        try {
+            operacion_->Execute();
+        } catch (const VbError& e) {
+            if (e.causa() != VbError::Causa::ClaveDuplicada || intento >= 4)
+                throw;
+            continue;
+        }
+        abierta_->id = id;
+        descripcionEscrita_ = descripcion;
+        return;
+    }
+}
+
+void Diario::ponerImagen(Comando& c, int desde, const Imagen& im)
+{
+    c.setBooleano(desde, im.existe);
+    for (int m = 0; m < 12; ++m)
+        c.setValor(desde + 1 + m, im.meses[static_cast<std::size_t>(m)]);
+    c.setEntero(desde + 13, im.metodo);
+    c.setEntero(desde + 14, im.manual);
+    c.setValor(desde + 15, im.valor);
+    c.setBooleano(desde + 16, im.ver);
+}
+
+void Diario::ponerClave(Comando& c, int desde, const Fila& f) const
+{
+    c.setEntero(desde, static_cast<qint32>(abierta_->id));
+    c.setEntero(desde + 1, f.ejercicio);
+    c.setValor(desde + 2, f.cuenta);
+    c.setEntero(desde + 3, f.dpto);
+}
+
 void Diario::escribir(const Fila& f, bool nueva)
 {
-    auto imagen = [](Comando& c, int desde, const Imagen& im) {
-        c.setBooleano(desde, im.existe);
-        for (int m = 0; m < 12; ++m)
-            c.setValor(desde + 1 + m, im.meses[static_cast<std::size_t>(m)]);
-        c.setEntero(desde + 13, im.metodo);
-        c.setEntero(desde + 14, im.manual);
-        c.setValor(desde + 15, im.valor);
-        c.setBooleano(desde + 16, im.ver);
-    };
+    const auto imagen = &Diario::ponerImagen;
+    const auto clave = [this, &f](Comando& c, int desde) { ponerClave(c, desde, f); };
     if (nueva && !f.antes.existe) {
         Comando& c = *insertarNueva_;
-        c.setEntero(5, f.ejercicio);
-        c.setValor(6, f.cuenta);
-        c.setEntero(7, f.dpto);
-        imagen(c, 8, f.despues);
+        clave(c, 0);
+        imagen(c, 4, f.despues);
         c.Execute();
     } else if (nueva) {
-        // The operation's own values were set once for the transaction.
         Comando& c = *insertar_;
-        c.setEntero(5, f.ejercicio);
-        c.setValor(6, f.cuenta);
-        c.setEntero(7, f.dpto);
-        imagen(c, 8, f.antes);
-        imagen(c, 25, f.despues);
+        clave(c, 0);
+        imagen(c, 4, f.antes);
+        imagen(c, 21, f.despues);
         c.Execute();
     } else {
         Comando& c = *actualizar_;
         imagen(c, 0, f.despues);
-        c.setEntero(17, static_cast<qint32>(abierta_->id));
-        c.setEntero(18, f.ejercicio);
-        c.setValor(19, f.cuenta);
-        c.setEntero(20, f.dpto);
+        clave(c, 17);
         c.Execute();
     }
 }
@@ -448,12 +549,47 @@ Diario::Imagenes Diario::leerFilas(const std::vector<const Fila*>& filas) const
     return r;
 }
 
+namespace {
+
+QString columnasFila(qint16 empresa, qint16 ejercicio)
+{
+    QString columnas = QStringLiteral("SELECT Cuenta, Dpto, M1");
+    for (int m = 2; m <= 12; ++m)
+        columnas += QStringLiteral(", M") + QString::number(m);
+    return columnas + QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor, Ver FROM Presupuestos WHERE Cod_Empresa = ")
+           + QString::number(empresa) + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(ejercicio);
+}
+
+void tomarImagen(Recordset& rs, Diario::Imagen& im)
+{
+    im.existe = true;
+    for (int m = 0; m < 12; ++m)
+        im.meses[static_cast<std::size_t>(m)] = rs.moneda(2 + m);
+    im.metodo = rs.moneda(14).toInt32();
+    im.manual = rs.moneda(15).toInt32();
+    im.valor = rs.moneda(16);
+    im.ver = !rs.moneda(17).isZero();
+}
+
+} // namespace
+
+void Diario::leerAno(qint16 ejercicio, Imagenes& destino) const
+{
+    SinRegistro sin(*c_);
+    Recordset rs = c_->Abrir(columnasFila(empresa_, ejercicio));
+    while (!rs.eof()) {
+        tomarImagen(rs, destino[ClaveFila{rs.texto(0), static_cast<qint16>(rs.moneda(1).toInt32()), ejercicio}]);
+        rs.MoveNext();
+    }
+}
+
 Diario::Imagenes Diario::leerVarias(const std::vector<std::pair<QString, qint16>>& filas,
                                                               qint16 ejercicio) const
 {
     Imagenes r;
     if (filas.empty())
         return r;
+    r.reserve(filas.size());
     for (const auto& [cuenta, dpto] : filas)
         r.emplace(claveFila(cuenta, dpto, ejercicio), Imagen{});
     if (filas.size() == 1) {
@@ -461,31 +597,19 @@ Diario::Imagenes Diario::leerVarias(const std::vector<std::pair<QString, qint16>
         return r;
     }
     SinRegistro sin(*c_);
-    QString columnas = QStringLiteral("SELECT Cuenta, Dpto, M1");
-    for (int m = 2; m <= 12; ++m)
-        columnas += QStringLiteral(", M") + QString::number(m);
-    columnas += QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor, Ver FROM Presupuestos WHERE Cod_Empresa = ")
-                + QString::number(empresa_) + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(ejercicio);
+    const QString columnas = columnasFila(empresa_, ejercicio);
     const auto tomar = [&r, ejercicio](Recordset& rs) {
         while (!rs.eof()) {
             const auto it = r.find(ClaveFila{rs.texto(0), static_cast<qint16>(rs.moneda(1).toInt32()), ejercicio});
-            if (it != r.end()) {
-                Imagen& im = it->second;
-                im.existe = true;
-                for (int m = 0; m < 12; ++m)
-                    im.meses[static_cast<std::size_t>(m)] = rs.moneda(2 + m);
-                im.metodo = rs.moneda(14).toInt32();
-                im.manual = rs.moneda(15).toInt32();
-                im.valor = rs.moneda(16);
-                im.ver = !rs.moneda(17).isZero();
-            }
+            if (it != r.end())
+                tomarImagen(rs, it->second);
             rs.MoveNext();
         }
     };
     // Thousands of rows (an import) are found in one pass over the year;
     // a few, by their accounts, a few hundred accounts per statement (the
     // departments not asked for that come along are left out).
-    if (filas.size() > 2000) {
+    if (filas.size() > kLeerAnoEntero) {
         Recordset rs = c_->Abrir(columnas);
         tomar(rs);
         return r;
@@ -512,12 +636,13 @@ std::vector<Diario::Entrada> Diario::historial(const QString& cuenta, qint16 dpt
     if (!disponible_)
         return r;
     SinRegistro sin(*c_);
-    const QString sql = QStringLiteral("SELECT Operacion, Tipo, Descripcion, Usuario, Fecha, Existia, ") + columnasImagen(QStringLiteral("A_"))
-                        + QStringLiteral(", Existe, ") + columnasImagen(QStringLiteral("D_"))
-                        + QStringLiteral(" FROM Presupuestos_Cambios WHERE Cod_Empresa = ") + QString::number(empresa_)
-                        + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(ejercicio) + QStringLiteral(" AND Cuenta = ")
-                        + literal(cuenta) + QStringLiteral(" AND Dpto = ") + QString::number(dpto)
-                        + QStringLiteral(" ORDER BY Id DESC");
+    const QString sql = QStringLiteral("SELECT C.Operacion, O.Tipo, O.Descripcion, O.Usuario, O.Fecha, C.Existia, ")
+                        + columnasImagen(QStringLiteral("C.A_")) + QStringLiteral(", C.Existe, ") + columnasImagen(QStringLiteral("C.D_"))
+                        + QStringLiteral(" FROM Presupuestos_Cambios C INNER JOIN Presupuestos_Operaciones O ON O.Id = C.Operacion"
+                                         " WHERE C.Cod_Empresa = ")
+                        + QString::number(empresa_) + QStringLiteral(" AND C.Cod_Ejercicio = ") + QString::number(ejercicio)
+                        + QStringLiteral(" AND C.Cuenta = ") + literal(cuenta) + QStringLiteral(" AND C.Dpto = ") + QString::number(dpto)
+                        + QStringLiteral(" ORDER BY C.Id DESC");
     Recordset rs = c_->Abrir(sql);
     auto imagen = [&rs](int desde) {
         Imagen im;
@@ -590,8 +715,11 @@ Diario::Operacion Diario::aplicar(std::vector<Operacion>& de, std::vector<Operac
                                           .arg(haciaAntes ? QStringLiteral("deshacer") : QStringLiteral("rehacer"), op.descripcion,
                                                primeraDiferencia(esperada, actual), f.cuenta, QString::number(f.dpto)));
         }
-        for (auto& [k, im] : actuales)
-            previstas_.insert_or_assign(k, std::move(im));
+        if (previstas_.empty())
+            previstas_ = std::move(actuales);
+        else
+            for (auto& [k, im] : actuales)
+                previstas_.insert_or_assign(k, std::move(im));
         for (auto it = op.filas.rbegin(); it != op.filas.rend(); ++it)
             restaurar(it->cuenta, it->dpto, it->ejercicio, haciaAntes ? it->antes : it->despues);
         t.confirmar();

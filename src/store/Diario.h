@@ -18,6 +18,7 @@
 
 #include <QDateTime>
 #include <QHash>
+#include <QSet>
 #include <QString>
 #include <array>
 #include <functional>
@@ -130,6 +131,11 @@ public:
     // The rows a batch is about to write, read in a few statements instead
     // of one each; call it inside the batch's transaction.
     void prever(const std::vector<std::pair<QString, qint16>>& filas, qint16 ejercicio);
+    // Past this many rows a batch reads the whole year rather than its rows.
+    static constexpr std::size_t kLeerAnoEntero = 2000;
+    // The same for a batch that knows it writes that many rows of the year,
+    // without naming them: the year is read whole.
+    void preverAno(qint16 ejercicio, std::size_t filas);
 
     bool puedeDeshacer() const { return !deshacer_.empty(); }
     // The operation undo would take back, if any.
@@ -172,6 +178,8 @@ public:
     void escritos(const QString& cuenta, qint16 dpto, qint16 ejercicio, const std::array<Currency, 12>& meses);
 
 private:
+    // Every row of a year that exists, into destino.
+    void leerAno(qint16 ejercicio, Imagenes& destino) const;
     // Rows of any years, a year at a time.
     Imagenes leerFilas(const std::vector<const Fila*>& filas) const;
     void abrir(Tipo tipo, const QString& descripcion, bool implicita);
@@ -180,15 +188,25 @@ private:
     void despuesDeConfirmar();
     void alDeshacer();
     void escribir(const Fila& f, bool nueva);
+    static void ponerImagen(Comando& c, int desde, const Imagen& im);
+    void ponerClave(Comando& c, int desde, const Fila& f) const;
+    static constexpr int kNuevasPorSentencia = 16;
+    // Gives the open operation its number and its row in the journal.
+    void numerar(const QString& descripcion);
     Operacion aplicar(std::vector<Operacion>& de, std::vector<Operacion>& a, bool haciaAntes, const Restaurar& restaurar);
 
     std::shared_ptr<Conexion> c_;
     qint16 empresa_;
     bool disponible_ = false;
     QString usuario_;
+    std::unique_ptr<Comando> operacion_;
+    std::unique_ptr<Comando> describir_;
+    // The description the operation's row holds.
+    QString descripcionEscrita_;
     std::unique_ptr<Comando> insertar_;
     std::unique_ptr<Comando> actualizar_;
     std::unique_ptr<Comando> insertarNueva_;
+    std::unique_ptr<Comando> insertarNuevas_;
     mutable std::unique_ptr<Consulta> leerFila_;
 
     // The operation being recorded.
@@ -212,8 +230,11 @@ private:
     };
     std::vector<Previo> previos_;
     std::size_t filasAlEmpezar_ = 0;
-    // Rows read ahead for the transaction's writes.
+    // Rows read ahead for the transaction's writes, and the years read whole.
     Imagenes previstas_;
+    QSet<qint16> anosLeidos_;
+    // The row antes() was last told of, which escritos() names as a rule.
+    std::size_t ultima_ = 0;
 
     std::vector<Operacion> deshacer_;
     std::vector<Operacion> rehacer_;

@@ -104,6 +104,8 @@ void ControlesHoja::crear(QWidget* hoja, QObject* filtro)
     mnuPopupDeshacer = entrada("mnuPopupDeshacer", QStringLiteral("Deshacer"));
     mnuPopupRehacer = entrada("mnuPopupRehacer", QStringLiteral("Rehacer"));
     mnuPopupHistorial = entrada("mnuPopupHistorial", QStringLiteral("Historial de la celda…"));
+    mnuPopup->addSeparator()->setObjectName(QStringLiteral("mnuPopupSepExcel"));
+    mnuPopupExportar = entrada("mnuPopupExportar", QStringLiteral("Exportar a Excel…"));
     mnuPopup->addSeparator()->setObjectName(QStringLiteral("mnuPopupSep3"));
     mnuPopupCancelar = entrada("mnuPopupCancelar", QStringLiteral("Cancelar"));
 
@@ -127,6 +129,10 @@ void ControlesHoja::crear(QWidget* hoja, QObject* filtro)
     cmdResumen->setCheckable(true);
     cmdResumen->setToolTip(QStringLiteral("Resumen de la fila: año presupuestado frente al histórico, por meses"));
     ui.barra2->insertWidget(ui.barra2->indexOf(cmdImportar), cmdResumen);
+    cmdExportar = new QPushButton(QStringLiteral("Exportar"), hoja);
+    cmdExportar->setObjectName(QStringLiteral("cmdExportar"));
+    cmdExportar->setToolTip(QStringLiteral("Guarda en un libro de Excel lo que muestra la hoja, para importarlo después"));
+    ui.barra2->insertWidget(ui.barra2->indexOf(cmdImportar) + 1, cmdExportar);
     capaRejillas = ui.derecha;
 }
 

@@ -49,6 +49,7 @@ struct ControlesHoja {
     QPushButton* cmdNoEnlanzarTablas = nullptr;
     QPushButton* cmdShowCal = nullptr;
     QPushButton* cmdImportar = nullptr;
+    QPushButton* cmdExportar = nullptr;
     // Shows and hides the row summary, which the form creates the first
     // time it is shown, under the grids in capaRejillas.
     QPushButton* cmdResumen = nullptr;
@@ -69,6 +70,7 @@ struct ControlesHoja {
     QAction* mnuPopupDeshacer = nullptr;
     QAction* mnuPopupRehacer = nullptr;
     QAction* mnuPopupHistorial = nullptr;
+    QAction* mnuPopupExportar = nullptr;
     QToolBar* tbrDeshacer = nullptr;
 
     // The budget grid and the history grid, side by side.

@@ -147,6 +147,9 @@ public:
     void cmdNoEnlanzarTablas_Click();
     void cmdShowCal_Click();
     void cmdImportar_Click();
+    // Writes the worksheet as it is filtered to a workbook the import reads
+    // back unchanged (the history year on a second sheet when it is shown).
+    void cmdExportar_Click();
     // The row summary under the grids, following the current row.
     void cmdResumen_Click();
     // The import dialog while it is open.

@@ -83,6 +83,8 @@ void frmActPresupusto::conectarEdicion()
     connect(cmdNoEnlanzarTablas, &QPushButton::clicked, this, [this] { cmdNoEnlanzarTablas_Click(); });
     connect(cmdShowCal, &QPushButton::clicked, this, [this] { cmdShowCal_Click(); });
     connect(cmdImportar, &QPushButton::clicked, this, [this] { cmdImportar_Click(); });
+    connect(cmdExportar, &QPushButton::clicked, this, [this] { cmdExportar_Click(); });
+    connect(mnuPopupExportar, &QAction::triggered, this, [this] { cmdExportar_Click(); });
     connect(cmdResumen, &QPushButton::toggled, this, [this] { cmdResumen_Click(); });
     // The summary follows the current row and whatever changes the figures
     // of either grid; while hidden each of these costs a test.

@@ -12,6 +12,12 @@ QString DialogoArchivoGrabado::abrir(const QString& filtro)
     return r;
 }
 
+QString DialogoArchivoGrabado::guardar(const QString& filtro, const QString& nombrePropuesto)
+{
+    propuestos.push_back(nombrePropuesto);
+    return abrir(filtro);
+}
+
 int CuadroMensajeGrabado::MsgBox(const QString& prompt, int estilo, const QString& titulo)
 {
     mostrados.push_back({prompt, estilo, titulo});

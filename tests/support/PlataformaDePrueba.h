@@ -51,8 +51,12 @@ public:
 class DialogoArchivoGrabado : public IDialogoArchivo {
 public:
     QString abrir(const QString& filtro) override;
-    // Paths chosen in order (an empty one cancels); when they run out, cancel.
+    QString guardar(const QString& filtro, const QString& nombrePropuesto) override;
+    // Paths chosen in order, in both kinds of dialog (an empty one cancels);
+    // when they run out, cancel.
     std::vector<QString> respuestas;
+    // The names the save dialogs proposed.
+    std::vector<QString> propuestos;
     // The filter of every dialog shown.
     std::vector<QString> filtros;
 };

@@ -60,10 +60,11 @@ TEST(Diario, AnOperationJournalsEachRowOnceWithBothImagesInTheTransactionOfTheCh
                   .toString(),
               // Each engine's text of its amounts: PostgreSQL's NUMERIC keeps four decimals.
               bd.enPostgres() ? QStringLiteral("1/7.5000/0.0000/10.0000/20.0000/12") : QStringLiteral("1/7.5/0/10/20/12"));
-    EXPECT_EQ(bd.valor(QStringLiteral("SELECT Existia || '/' || Existe || '/' || D_M1 || '/' || Tipo || '/' || (Usuario <> '') "
-                                      "FROM Presupuestos_Cambios WHERE Cuenta = '62800001'"))
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT Existia || '/' || Existe || '/' || D_M1 || '/' || Tipo || '/' || (Usuario <> '') || '/' || "
+                                      "Descripcion FROM Presupuestos_Cambios C JOIN Presupuestos_Operaciones O ON O.Id = C.Operacion "
+                                      "WHERE Cuenta = '62800001'"))
                   .toString(),
-              bd.enPostgres() ? QStringLiteral("0/1/5.2500/tecleo/true") : QStringLiteral("0/1/5.25/tecleo/1"));
+              bd.enPostgres() ? QStringLiteral("0/1/5.2500/tecleo/true/escribir") : QStringLiteral("0/1/5.25/tecleo/1/escribir"));
     EXPECT_EQ(diario.textoDeshacer(), QStringLiteral("Deshacer: escribir"));
 
     // A transaction that rolls back leaves neither changes nor journal rows,
@@ -111,7 +112,10 @@ TEST(Diario, UndoAndRedoWalkTheStepsBackAndForthExactly)
     }
     EXPECT_FALSE(diario.puedeRehacer());
     // Undo and redo are in the history too; a new step drops what was undone.
-    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Cambios WHERE Tipo IN ('deshacer', 'rehacer')")).toInt(), 6);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Cambios C JOIN Presupuestos_Operaciones O ON O.Id = C.Operacion "
+                                      "WHERE Tipo IN ('deshacer', 'rehacer')"))
+                  .toInt(),
+              6);
     diario.deshacer(restaurar);
     store.ActualizacionManual(QStringLiteral("62800001"), 2, 1, C(QStringLiteral("1")));
     EXPECT_FALSE(diario.puedeRehacer());
@@ -172,4 +176,119 @@ TEST(Diario, WithoutTheTableUndoStillWorksForTheSession)
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(), 0);
     diario.rehacer(restaurarCon(store));
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT M2 FROM Presupuestos")).toDouble(), 4.0);
+}
+
+TEST(Diario, AFileWithTheFirstLayoutKeepsEveryRowOfItsHistory)
+{
+    if (BaseDatosPrueba::enPostgres())
+        GTEST_SKIP() << "the journal's first layout was only ever written to SQLite files: a PostgreSQL database starts with the current one";
+    // The first layout kept each operation's kind, description, user and
+    // time on every row; opening such a file moves them to one row each.
+    BaseDatosPrueba bd;
+    bd.sql(QStringLiteral("DROP TABLE Presupuestos_Cambios"));
+    bd.sql(QStringLiteral("DROP TABLE Presupuestos_Operaciones"));
+    QString columnas, valores;
+    for (const char* p : {"A_", "D_"}) {
+        for (int m = 1; m <= 12; ++m)
+            columnas += QStringLiteral(", %1M%2 MONEY NOT NULL DEFAULT 0").arg(QLatin1String(p)).arg(m);
+        columnas += QStringLiteral(", %1Metodo INT NOT NULL DEFAULT 0, %1Manual INT NOT NULL DEFAULT 0, %1Valor MONEY NOT NULL DEFAULT 0, "
+                                   "%1Ver BIT NOT NULL DEFAULT 1")
+                        .arg(QLatin1String(p));
+    }
+    bd.sql(QStringLiteral("CREATE TABLE Presupuestos_Cambios (Id INTEGER PRIMARY KEY, Operacion BIGINT NOT NULL, Tipo VARCHAR(20) NOT NULL, "
+                          "Descripcion VARCHAR(200) NOT NULL, Usuario VARCHAR(128) NOT NULL, Fecha DATETIME NOT NULL, "
+                          "Cod_Empresa SMALLINT NOT NULL, Cod_Ejercicio SMALLINT NOT NULL, Cuenta VARCHAR(12) NOT NULL, Dpto INT NOT NULL, "
+                          "Existia BIT NOT NULL, Existe BIT NOT NULL")
+           + columnas + QStringLiteral(")"));
+    bd.sql(QStringLiteral("CREATE INDEX IX_Presupuestos_Cambios_Fila ON Presupuestos_Cambios (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Id)"));
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos_Cambios (Id, Operacion, Tipo, Descripcion, Usuario, Fecha, Cod_Empresa, Cod_Ejercicio, "
+                          "Cuenta, Dpto, Existia, A_M3, Existe, D_M3) VALUES "
+                          "(1, 1, 'pegado', 'pegar 2 celdas', 'ana', '2026-11-01 10:00:00.000', 1, 2027, '70000001', 1, 1, 7.5, 1, 10), "
+                          "(2, 1, 'pegado', 'pegar 2 celdas', 'ana', '2026-11-01 10:00:00.000', 1, 2027, '70000001', 2, 0, 0, 1, 3), "
+                          "(3, 3, 'tecleo', 'teclear', 'luis', '2026-11-02 09:00:00.000', 1, 2027, '70000001', 1, 1, 10, 1, 12.25)"));
+
+    clsDBPresupuesto store;
+    Diario diario(bd.conexion, 1);
+    store.setDiario(&diario);
+    ASSERT_TRUE(diario.disponible());
+    const auto antes = diario.historial(QStringLiteral("70000001"), 1, 2027);
+    ASSERT_EQ(antes.size(), 2u);
+    EXPECT_EQ(antes[0].usuario, QStringLiteral("luis"));
+    EXPECT_EQ(antes[0].despues.meses[2], C(QStringLiteral("12.25")));
+    EXPECT_EQ(antes[1].tipo, Diario::Tipo::Pegado);
+    EXPECT_EQ(antes[1].descripcion, QStringLiteral("pegar 2 celdas"));
+    EXPECT_EQ(antes[1].antes.meses[2], C(QStringLiteral("7.5")));
+    EXPECT_EQ(diario.historial(QStringLiteral("70000001"), 2, 2027).size(), 1u);
+
+    // New operations are numbered after the old ones and go on the same history.
+    store.ActualizacionManual(QStringLiteral("70000001"), 1, 3, C(QStringLiteral("1")));
+    const auto despues = diario.historial(QStringLiteral("70000001"), 1, 2027);
+    ASSERT_EQ(despues.size(), 3u);
+    EXPECT_EQ(despues[0].operacion, 4);
+    EXPECT_EQ(despues[1].operacion, 3);
+}
+
+TEST(Diario, ABatchThatReadsTheWholeYearStillKnowsEachRowAsItWas)
+{
+    // Past a few thousand rows the year is read in one pass and a row not in
+    // it is taken as absent: rows of the year the batch did not name, rows of
+    // another year and a row written twice must all come back exactly.
+    BaseDatosPrueba bd;
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, M7, Metodo_Calculo, Valor, Ver) VALUES "
+                          "(1, 2027, '70000001', 1, 5.5, -2, 3, 1.25, 1), (1, 2027, '70000009', 4, 9, 0, 0, 0, 0), "
+                          "(1, 2026, '70000001', 1, 1, 1, 0, 0, 1)"));
+    const QStringList inicial = bd.presupuestos();
+    clsDBPresupuesto store;
+    Diario diario(bd.conexion, 1);
+    store.setDiario(&diario);
+    std::vector<std::pair<QString, qint16>> claves;
+    for (int i = 0; i < static_cast<int>(Diario::kLeerAnoEntero) + 1; ++i)
+        claves.emplace_back(QString::number(71000000 + i), static_cast<qint16>(1));
+    claves.emplace_back(QStringLiteral("70000001"), 1);
+    {
+        auto op = diario.operacion(Diario::Tipo::Pegado, QStringLiteral("pegar"));
+        Transaccion t(*bd.conexion);
+        diario.prever(claves, 2027);
+        store.ActualizacionManual(QStringLiteral("70000001"), 1, 2, C(QStringLiteral("8")));
+        store.ActualizacionManual(QStringLiteral("71000000"), 1, 2, C(QStringLiteral("3")));
+        store.ActualizacionManual(QStringLiteral("70000009"), 4, 1, C(QStringLiteral("1")));
+        store.ActualizacionManual(QStringLiteral("70000001"), 1, 3, C(QStringLiteral("4")));
+        t.confirmar();
+    }
+    const auto historia = diario.historial(QStringLiteral("70000009"), 4, 2027);
+    ASSERT_EQ(historia.size(), 1u);
+    EXPECT_TRUE(historia[0].antes.existe);
+    EXPECT_FALSE(historia[0].antes.ver);
+    EXPECT_EQ(diario.historial(QStringLiteral("71000000"), 1, 2027).at(0).antes.existe, false);
+    diario.deshacer(restaurarCon(store));
+    EXPECT_EQ(bd.presupuestos(), inicial);
+}
+
+TEST(Diario, ManyNewRowsAreJournaledEachWithItsOwnFigures)
+{
+    // New rows go to the journal several to a statement, and the rest one by
+    // one: every row must keep its own key and figures, wherever it fell.
+    BaseDatosPrueba bd;
+    clsDBPresupuesto store;
+    Diario diario(bd.conexion, 1);
+    store.setDiario(&diario);
+    const int n = 40;
+    {
+        auto op = diario.operacion(Diario::Tipo::Pegado, QStringLiteral("pegar"));
+        Transaccion t(*bd.conexion);
+        for (int i = 0; i < n; ++i)
+            store.ActualizacionManual(QString::number(72000000 + i), static_cast<qint16>(i % 3 + 1), i % 12 + 1,
+                                      C(QString::number(i) + QStringLiteral(".25")));
+        t.confirmar();
+    }
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Cambios")).toInt(), n);
+    for (int i : {0, 15, 16, 31, 32, 39}) {
+        const auto h = diario.historial(QString::number(72000000 + i), static_cast<qint16>(i % 3 + 1), 2027);
+        ASSERT_EQ(h.size(), 1u) << i;
+        EXPECT_FALSE(h[0].antes.existe) << i;
+        EXPECT_TRUE(h[0].despues.existe) << i;
+        EXPECT_EQ(h[0].despues.meses[static_cast<std::size_t>(i % 12)], C(QString::number(i) + QStringLiteral(".25"))) << i;
+    }
+    diario.deshacer(restaurarCon(store));
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(), 0);
 }

@@ -454,6 +454,9 @@ TEST_F(Importar, OnlyAnImportThatCommitsBecomesAStepWithItsRowsJournaled)
     ASSERT_EQ(importar(libros.generar(buenas)), QString());
     ASSERT_TRUE(d.puedeDeshacer());
     EXPECT_EQ(d.ultima()->tipo, Diario::Tipo::Importacion);
-    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Cambios WHERE Tipo = 'importacion'")).toInt(), 2);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Cambios C JOIN Presupuestos_Operaciones O ON O.Id = C.Operacion "
+                                      "WHERE Tipo = 'importacion'"))
+                  .toInt(),
+              2);
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT SUM(Existia) FROM Presupuestos_Cambios")).toInt(), 1);
 }

@@ -70,8 +70,40 @@ void Esquema::crearGestion(Conexion& c)
 
 void Esquema::crearDiario(Conexion& c)
 {
-    for (const QString& s : sentencias(script(deMotor(c, "_cambios.sql"))))
-        ejecutar(c, s);
+    // PostgreSQL came after the journal's first layout: nothing to bring over.
+    if (c.motor() == Motor::PostgreSQL) {
+        for (const QString& s : sentencias(script(deMotor(c, "_cambios.sql"))))
+            ejecutar(c, s);
+        return;
+    }
+    // A file written with the journal's first layout, where every row
+    // carried its operation's kind, user and time, keeps all its rows.
+    const bool anterior = QSqlQuery(c.baseDatos()).exec(QStringLiteral("SELECT Tipo FROM Presupuestos_Cambios WHERE 1 = 0"));
+    if (!anterior) {
+        for (const QString& s : sentencias(script(QStringLiteral("sqlite_cambios.sql"))))
+            ejecutar(c, s);
+        return;
+    }
+    static const QString kFilas = QStringLiteral(
+        "Id, Operacion, Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Existia, "
+        "A_M1, A_M2, A_M3, A_M4, A_M5, A_M6, A_M7, A_M8, A_M9, A_M10, A_M11, A_M12, A_Metodo, A_Manual, A_Valor, A_Ver, Existe, "
+        "D_M1, D_M2, D_M3, D_M4, D_M5, D_M6, D_M7, D_M8, D_M9, D_M10, D_M11, D_M12, D_Metodo, D_Manual, D_Valor, D_Ver");
+    ejecutar(c, QStringLiteral("BEGIN IMMEDIATE"));
+    try {
+        ejecutar(c, QStringLiteral("ALTER TABLE Presupuestos_Cambios RENAME TO Presupuestos_Cambios_Anterior"));
+        ejecutar(c, QStringLiteral("DROP INDEX IF EXISTS IX_Presupuestos_Cambios_Fila"));
+        for (const QString& s : sentencias(script(QStringLiteral("sqlite_cambios.sql"))))
+            ejecutar(c, s);
+        ejecutar(c, QStringLiteral("INSERT INTO Presupuestos_Operaciones (Id, Cod_Empresa, Tipo, Descripcion, Usuario, Fecha) "
+                                   "SELECT Operacion, MIN(Cod_Empresa), MIN(Tipo), MIN(Descripcion), MIN(Usuario), MIN(Fecha) "
+                                   "FROM Presupuestos_Cambios_Anterior GROUP BY Operacion"));
+        ejecutar(c, QStringLiteral("INSERT INTO Presupuestos_Cambios (%1) SELECT %1 FROM Presupuestos_Cambios_Anterior").arg(kFilas));
+        ejecutar(c, QStringLiteral("DROP TABLE Presupuestos_Cambios_Anterior"));
+        ejecutar(c, QStringLiteral("COMMIT"));
+    } catch (...) {
+        QSqlQuery(c.baseDatos()).exec(QStringLiteral("ROLLBACK"));
+        throw;
+    }
 }
 
 void Esquema::crearRetail(Conexion& c, const QString& nombreBaseDatos)

@@ -1,15 +1,24 @@
--- The change journal (SQLite): one row per budget row an operation changed,
--- with the row before and after it. Created on open when the file lacks it.
-
-CREATE TABLE IF NOT EXISTS Presupuestos_Cambios (
-    Id            INTEGER      PRIMARY KEY,
-    -- One user operation (a paste, an applied method, an import, an undo...).
-    Operacion     BIGINT       NOT NULL,
+-- The change journal (SQLite). Created on open when the file lacks it.
+--
+-- One row per user operation (a paste, an applied method, an import, an
+-- undo...): what it was, who did it and when. Numbered inside the
+-- transaction that writes it.
+CREATE TABLE IF NOT EXISTS Presupuestos_Operaciones (
+    Id            BIGINT       NOT NULL PRIMARY KEY,
+    Cod_Empresa   SMALLINT     NOT NULL,
     -- tecleo, pegado, borrado, metodo, dependientes, visibilidad, importacion, deshacer, rehacer
     Tipo          VARCHAR(20)  NOT NULL,
     Descripcion   VARCHAR(200) NOT NULL,
     Usuario       VARCHAR(128) NOT NULL,
-    Fecha         DATETIME     NOT NULL,
+    Fecha         DATETIME     NOT NULL
+);
+
+-- One row per budget row an operation changed, with the row before and
+-- after it. What the operation shares is kept once, above: an import of
+-- tens of thousands of rows writes only their figures here.
+CREATE TABLE IF NOT EXISTS Presupuestos_Cambios (
+    Id            INTEGER      PRIMARY KEY,
+    Operacion     BIGINT       NOT NULL,
     Cod_Empresa   SMALLINT     NOT NULL,
     Cod_Ejercicio SMALLINT     NOT NULL,
     Cuenta        VARCHAR(12)  NOT NULL,
@@ -23,4 +32,7 @@ CREATE TABLE IF NOT EXISTS Presupuestos_Cambios (
     D_M1 MONEY NOT NULL DEFAULT 0, D_M2 MONEY NOT NULL DEFAULT 0, D_M3 MONEY NOT NULL DEFAULT 0, D_M4 MONEY NOT NULL DEFAULT 0, D_M5 MONEY NOT NULL DEFAULT 0, D_M6 MONEY NOT NULL DEFAULT 0, D_M7 MONEY NOT NULL DEFAULT 0, D_M8 MONEY NOT NULL DEFAULT 0, D_M9 MONEY NOT NULL DEFAULT 0, D_M10 MONEY NOT NULL DEFAULT 0, D_M11 MONEY NOT NULL DEFAULT 0, D_M12 MONEY NOT NULL DEFAULT 0,
     D_Metodo INT NOT NULL DEFAULT 0, D_Manual INT NOT NULL DEFAULT 0, D_Valor MONEY NOT NULL DEFAULT 0, D_Ver BIT NOT NULL DEFAULT 1
 );
-CREATE INDEX IF NOT EXISTS IX_Presupuestos_Cambios_Fila ON Presupuestos_Cambios (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Id);
+-- A cell's history is found by its account and department; the few rows of
+-- other years and companies that share them are left out after. The row's
+-- Id comes with every entry, so the newest comes first without sorting.
+CREATE INDEX IF NOT EXISTS IX_Presupuestos_Cambios_Fila ON Presupuestos_Cambios (Cuenta, Dpto);

@@ -78,9 +78,12 @@ frmImportar::frmImportar(QWidget* parent) : QDialog(parent)
     ProgressBar1->setTextVisible(false);
     ProgressBar1->setVisible(false);
     lblInfo = control<QLabel>(pctInfo, "lblInfo");
+    lblInforme = control<QLabel>(pctInfo, "lblInforme");
+    lblInforme->setVisible(false);
     auto* info = new QVBoxLayout(pctInfo);
     info->addWidget(ProgressBar1);
     info->addWidget(lblInfo);
+    info->addWidget(lblInforme);
     pctInfo->setVisible(false);
 
     auto* rejilla = new QGridLayout;
@@ -91,6 +94,9 @@ frmImportar::frmImportar(QWidget* parent) : QDialog(parent)
     rejilla->setColumnStretch(2, 1);
     txtExcelRow->setFixedWidth(60);
     txtExcelCol->setFixedWidth(60);
+    lblFormato = control<QLabel>(this, "lblFormato");
+    lblFormato->setWordWrap(true);
+    lblFormato->setFrameShape(QFrame::StyledPanel);
     auto* fichero = new QHBoxLayout;
     fichero->addWidget(txtExcelFileName, 1);
     fichero->addWidget(cmdExaminar);
@@ -100,6 +106,7 @@ frmImportar::frmImportar(QWidget* parent) : QDialog(parent)
     botones->addWidget(cmdCerrar);
     auto* todo = new QVBoxLayout(this);
     todo->addLayout(rejilla);
+    todo->addWidget(lblFormato);
     todo->addWidget(Label3);
     todo->addLayout(fichero);
     todo->addWidget(Label4);
@@ -107,12 +114,65 @@ frmImportar::frmImportar(QWidget* parent) : QDialog(parent)
     todo->addWidget(pctInfo);
     todo->addStretch(1);
     todo->addLayout(botones);
-    resize(480, 260);
+    resize(520, 340);
 
     connect(cmdExaminar, &QPushButton::clicked, this, [this] { cmdExaminar_Click(); });
     connect(cmdImportar, &QPushButton::clicked, this, [this] { cmdImportar_Click(); });
     connect(cmdCerrar, &QPushButton::clicked, this, [this] { cmdCerrar_Click(); });
     connect(txtExcelFileName, &QLineEdit::textChanged, this, [this] { txtExcelFileName_Change(); });
+    connect(txtExcelRow, &QLineEdit::textChanged, this, [this] { mostrarFormato(); });
+    connect(txtExcelCol, &QLineEdit::textChanged, this, [this] { mostrarFormato(); });
+    mostrarFormato();
+}
+
+void frmImportar::mostrarFormato()
+{
+    // The boxes are read as the import will read them, so that the note
+    // shows the columns it will really take ("e" is not "E").
+    qint16 columna = 0;
+    try {
+        columna = LeerPrimeraColumna();
+    } catch (const std::exception&) {
+        lblFormato->setText(QStringLiteral("Escriba la letra de la columna del departamento."));
+        return;
+    }
+    const qint16 fila = LeerPrimeraFila();
+    if (columna < 1 || columna + 13 > 16384) {
+        lblFormato->setText(QStringLiteral("«%1» no es una columna del libro: escriba una letra mayúscula de la A a la Z.")
+                                .arg(txtExcelCol->text()));
+        return;
+    }
+    QString texto = QStringLiteral("El libro debe tener, desde la fila %1: en %2 el código de departamento, en %3 la cuenta "
+                                   "y de %4 a %5 los importes de enero a diciembre. Las filas sin departamento no se "
+                                   "importan, y los datos acaban en la última celda llena de la columna E.")
+                        .arg(fila)
+                        .arg(clsImportar::letraColumna(columna), clsImportar::letraColumna(columna + 1),
+                             clsImportar::letraColumna(columna + 2), clsImportar::letraColumna(columna + 13));
+    const QString letra = txtExcelCol->text();
+    if (!txtExcelRow->text().isEmpty() && letra != letra.toUpper())
+        texto += QStringLiteral(" Solo las mayúsculas dan las columnas A a Z: «%1» es la columna %2.")
+                     .arg(letra, clsImportar::letraColumna(columna));
+    lblFormato->setText(texto);
+}
+
+bool frmImportar::confirmarDesconocidos(const CodigosDesconocidos& d)
+{
+    QString texto = QStringLiteral("%1 filas del libro tienen una cuenta o un departamento que no existen en la empresa; "
+                                   "ninguna hoja de presupuesto las mostrará:")
+                        .arg(d.filas);
+    for (const CodigosDesconocidos::Fila& f : d.primeras) {
+        texto += kCrLf + QStringLiteral("Fila %1: cuenta %2%3, departamento %4%5")
+                             .arg(f.fila)
+                             .arg(f.cuenta, f.cuentaDesconocida ? QStringLiteral(" (no existe)") : QString())
+                             .arg(f.dpto)
+                             .arg(f.dptoDesconocido ? QStringLiteral(" (no existe)") : QString());
+    }
+    if (static_cast<std::size_t>(d.filas) > d.primeras.size())
+        texto += kCrLf + QStringLiteral("…");
+    texto += kCrLf + kCrLf + QStringLiteral("¿Desea importarlas también? Con «No» no se importa nada.");
+    return Plataforma::mensajes().MsgBox(texto, vb::YesNo + vb::Exclamation + vb::DefaultButton2,
+                                         QStringLiteral("Importar presupuesto"))
+           == vb::RespuestaYes;
 }
 
 frmImportar::~frmImportar() = default;
@@ -189,11 +249,28 @@ void frmImportar::cmdImportar_Click()
         mclsImport->setPrimeraFilaDatos(LeerPrimeraFila());
         mclsImport->setPrimeraColumnaDatos(LeerPrimeraColumna());
         mclsImport->setDiario(diario_);
+        mclsImport->setConfirmarDesconocidos([this](const CodigosDesconocidos& d) { return confirmarDesconocidos(d); });
 
         mclsImport->ImportarDesdeExcel(ruta);
+        if (mclsImport->cancelada()) {
+            lblInfo->setText(QStringLiteral("Importación cancelada: no se ha escrito nada."));
+            cmdImportar->setVisible(true);
+            cmdCerrar->setEnabled(true);
+            return;
+        }
 
         emit ImportacionCompletada();
         lblInfo->setText(QStringLiteral("Importación Completada correctamente."));
+        const InformeImportacion& i = mclsImport->informe();
+        lblInforme->setText(QStringLiteral("Filas leídas: %1\nEscritas: %2 (actualizadas: %3, nuevas: %4)\n"
+                                           "Omitidas por no tener departamento: %5\nEscritas con códigos que no existen: %6")
+                                .arg(i.leidas)
+                                .arg(i.escritas())
+                                .arg(i.actualizadas)
+                                .arg(i.nuevas)
+                                .arg(i.omitidas)
+                                .arg(i.desconocidas));
+        lblInforme->setVisible(true);
         dejarCorrerEventos();
         cmdCerrar->setEnabled(true);
         dejarCorrerEventos();

@@ -15,6 +15,7 @@ class QPushButton;
 namespace presupuestos {
 
 class clsImportar;
+struct CodigosDesconocidos;
 
 class Diario;
 
@@ -39,6 +40,10 @@ public:
     QFrame* pctInfo = nullptr;
     QProgressBar* ProgressBar1 = nullptr;
     QLabel* lblInfo = nullptr;
+    // Which column holds what, for the first row and column in the boxes.
+    QLabel* lblFormato = nullptr;
+    // Under lblInfo once an import ended: rows read, written, skipped.
+    QLabel* lblInforme = nullptr;
 
     // The import running (or last run), receiving its events.
     clsImportar* importacion() const { return mclsImport.get(); }
@@ -66,6 +71,9 @@ private:
 
     qint16 LeerPrimeraFila() const;
     qint16 LeerPrimeraColumna() const;
+    void mostrarFormato();
+    // Asks whether rows with codes the company does not have go in too.
+    bool confirmarDesconocidos(const CodigosDesconocidos& d);
 
     std::unique_ptr<clsImportar> mclsImport;
 };

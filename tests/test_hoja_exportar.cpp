@@ -1,0 +1,109 @@
+// The export driven through the window, imported back through the
+// worksheet's own dialog: the rows the filters show, nothing else, and
+// nothing stored changes; the import stays one step of undo.
+
+#include "HojaPrueba.h"
+#include "import/clsImportar.h"
+#include "import/dialog/frmImportar.h"
+
+#include <QCheckBox>
+#include <QListWidget>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <gtest/gtest.h>
+
+using namespace presupuestos;
+using namespace presupuestos::prueba;
+
+namespace {
+
+// Every stored row, each amount as the currency it is read as (the demo's
+// generator stores doubles such as -7.2299999999999995).
+QStringList importes(BaseDatosPrueba& bd)
+{
+    QStringList l;
+    Recordset rs = bd.conexion->Abrir(QStringLiteral("SELECT Cuenta, Dpto, M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12, "
+                                                     "Metodo_Calculo, Modificacion_Manual, Valor FROM Presupuestos ORDER BY Cuenta, Dpto"));
+    for (; !rs.eof(); rs.MoveNext()) {
+        QString s = rs.texto(0) + QLatin1Char('/') + rs.texto(1);
+        for (int i = 2; i < 17; ++i)
+            s += QLatin1Char(' ') + rs.moneda(i).toSqlText();
+        l << s;
+    }
+    rs.Close();
+    return l;
+}
+
+// Exports through the button to ruta, imports it back through the dialog;
+// returns the rows the import wrote.
+int exportarEImportar(HojaAbierta& h, const QString& ruta)
+{
+    h.plataforma.dialogoArchivo->respuestas.push_back(ruta);
+    h.hoja->cmdExportar->click();
+    int escritas = -1;
+    QTimer::singleShot(0, h.hoja, [&] {
+        h.plataforma.dialogoArchivo->respuestas.push_back(ruta + QStringLiteral(".xlsx"));
+        h.hoja->frmImport->cmdExaminar->click();
+        h.hoja->frmImport->cmdImportar->click();
+        escritas = h.hoja->frmImport->importacion()->informe().escritas();
+        h.hoja->frmImport->reject();
+    });
+    h.hoja->cmdImportar_Click();
+    return escritas;
+}
+
+int filasDeCuentas(ModeloRejilla& m)
+{
+    int n = 0;
+    for (int r = 1; r < m.Rows(); ++r)
+        n += m.IsSubtotal(r) ? 0 : 1;
+    return n;
+}
+
+} // namespace
+
+TEST(HojaExportar, TheDemoWithItsHistoryComesBackUnchangedInOneStep)
+{
+    HojaAbierta h(true);
+    QTemporaryDir dir;
+    h.hoja->chkMostrarHistorico->click();
+    const QStringList antes = importes(h.bd);
+    const QString deshacer = h.hoja->mnuPopupDeshacer->text();
+    const int filas = filasDeCuentas(h.m());
+
+    EXPECT_EQ(exportarEImportar(h, dir.filePath(QStringLiteral("demo"))), filas);
+    EXPECT_EQ(h.plataforma.dialogoArchivo->propuestos, std::vector<QString>{QStringLiteral("Presupuesto 2027.xlsx")});
+    EXPECT_EQ(h.plataforma.mensajes->mostrados.front().prompt, QStringLiteral("Se han exportado %1 filas a demo.xlsx.").arg(filas));
+    // Rows the worksheet showed without a stored budget come in as zeros.
+    const QStringList despues = importes(h.bd);
+    for (const QString& fila : antes)
+        EXPECT_TRUE(despues.contains(fila)) << fila.toStdString();
+    EXPECT_EQ(h.hoja->mnuPopupDeshacer->text(), QStringLiteral("Deshacer: importar %1 filas de demo.xlsx").arg(filas));
+    h.hoja->Deshacer();
+    EXPECT_EQ(importes(h.bd), antes);
+    EXPECT_EQ(h.hoja->mnuPopupDeshacer->text(), deshacer);
+}
+
+TEST(HojaExportar, OnlyTheDepartmentTheFilterShowsGoesOutWithItsDecimals)
+{
+    HojaAbierta h;
+    QTemporaryDir dir;
+    frmActPresupusto* f = h.hoja;
+    f->cmdDepartamentos_Click();
+    f->chkSelAllDpto->setChecked(false);
+    for (int i = 0; i < f->lstDepartamentos->count(); ++i)
+        f->lstDepartamentos->item(i)->setSelected(f->lstDepartamentos->item(i)->text() == QStringLiteral("Sur"));
+    f->cmdFiltroDptoAceptar_Click();
+    const QStringList antes = importes(h.bd);
+
+    EXPECT_EQ(exportarEImportar(h, dir.filePath(QStringLiteral("sur"))), filasDeCuentas(h.m()));
+    EXPECT_EQ(h.bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE Dpto = 1")).toInt(), 1);
+    for (const QString& fila : antes)
+        EXPECT_TRUE(importes(h.bd).contains(fila)) << fila.toStdString(); // -50.5 in January of 62800001/2 among them
+
+    // Cancelling the file dialog writes nothing and says nothing.
+    const std::size_t mensajes = h.plataforma.mensajes->mostrados.size();
+    f->mnuPopupExportar->trigger();
+    EXPECT_EQ(h.plataforma.mensajes->mostrados.size(), mensajes);
+}
