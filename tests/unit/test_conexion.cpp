@@ -323,3 +323,26 @@ TEST(Conexion, APreparedQueryOpensAgainWithOtherValuesAndWhileStillBeingRead)
     // Logged as composed, once per opening.
     EXPECT_EQ(bd.tomarRegistro().size(), 3);
 }
+
+// A statement that fails inside a transaction stops nothing else: what came
+// before and what comes after commit together (PostgreSQL aborts the whole
+// transaction unless the connection goes back to the statement's savepoint).
+TEST(Conexion, AFailedStatementInATransactionLeavesTheRestToCommit)
+{
+    BaseDatosPrueba bd;
+    bd.sql(QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno'), (1, 2, 'Dos')"));
+    auto& c = *bd.conexion;
+    c.BeginTrans();
+    EXPECT_EQ(c.Execute(QStringLiteral("UPDATE Departamentos SET Nombre = 'Uno bis' WHERE Codigo = 1")), 1);
+    try {
+        c.Execute(QStringLiteral("INSERT INTO Departamentos VALUES (1, 2, 'Otra vez')"));
+        FAIL() << "the key was taken twice";
+    } catch (const VbError& e) {
+        EXPECT_EQ(e.causa(), VbError::Causa::ClaveDuplicada) << e.description().toStdString();
+    }
+    EXPECT_EQ(c.Execute(QStringLiteral("UPDATE Departamentos SET Nombre = 'Dos bis' WHERE Codigo IN (2, 3)")), 1);
+    EXPECT_EQ(c.Execute(QStringLiteral("UPDATE Departamentos SET Nombre = Nombre WHERE Codigo > 0")), 2);
+    c.CommitTrans();
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT Nombre FROM Departamentos WHERE Codigo = 1")).toString(), QStringLiteral("Uno bis"));
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT Nombre FROM Departamentos WHERE Codigo = 2")).toString(), QStringLiteral("Dos bis"));
+}
