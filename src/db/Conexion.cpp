@@ -5,6 +5,8 @@
 #include "db/DialectoSqlite.h"
 
 #include <QDate>
+#include <QDateTime>
+#include <QTime>
 #include <QFileInfo>
 #include <QDir>
 #include <QSqlDriver>
@@ -14,8 +16,10 @@
 #include <QCoreApplication>
 #include <QPointer>
 #include <atomic>
+#include <cstdlib>
 #include <limits>
 #include <optional>
+#include <libpq-fe.h>
 #include <sqlite3.h>
 
 namespace presupuestos {
@@ -228,6 +232,10 @@ std::shared_ptr<Conexion> Conexion::abrirPostgres(const QString& conninfo)
     // NUMERIC arrives as its decimal text, never through a double: a
     // currency reads back to the ten-thousandth.
     c->db_.driver()->setNumericalPrecisionPolicy(QSql::HighPrecision);
+    const QVariant h = c->db_.driver()->handle();
+    // Qt names the handle's type after libpq's struct or its typedef.
+    if (h.isValid() && (qstrcmp(h.typeName(), "pg_conn*") == 0 || qstrcmp(h.typeName(), "PGconn*") == 0))
+        c->pg_ = *static_cast<PGconn* const*>(h.data());
     QSqlQuery q(c->db_);
     // Another user's open transaction on a row makes a write wait a while
     // rather than fail at once, as SQLite's busy timeout does; the notices
@@ -542,10 +550,30 @@ Recordset Conexion::Abrir(const QString& sql)
         }
         return Recordset(std::make_unique<CursorSqlite>(shared_from_this(), st));
     }
+    if (pg_) {
+        // The rows are taken whole when the query runs (the worksheet reads
+        // them all anyway), so the connection is free for the statements
+        // run while they are read.
+        const QByteArray texto = adaptar(sql).toUtf8();
+        antesDeSentencia();
+        PGresult* r = PQexec(pg_, texto.constData());
+        const ExecStatusType estado = PQresultStatus(r);
+        if (estado != PGRES_TUPLES_OK && estado != PGRES_COMMAND_OK) {
+            const QString mensaje = QString::fromUtf8(r ? PQresultErrorMessage(r) : PQerrorMessage(pg_)).trimmed();
+            const QString sqlstate = QString::fromLatin1(r ? PQresultErrorField(r, PG_DIAG_SQLSTATE) : nullptr);
+            PQclear(r);
+            const VbError e = errorMotor(QSqlError(QStringLiteral("Unable to create query"),
+                                                   sqlstate.isEmpty() ? mensaje : mensaje + QStringLiteral("\n(") + sqlstate + QLatin1Char(')'),
+                                                   QSqlError::StatementError, sqlstate));
+            trasFallo();
+            throw e;
+        }
+        return Recordset(std::make_unique<CursorPostgres>(shared_from_this(), r));
+    }
     auto q = std::make_unique<QSqlQuery>(db_);
-    // PostgreSQL's driver reads a forward-only query a row at a time off the
-    // connection, and a statement run while it is open would cut it short:
-    // the rows are taken whole, as the worksheet reads them all anyway.
+    // Without libpq's handle, PostgreSQL's rows are still taken whole: Qt's
+    // driver reads a forward-only query a row at a time off the connection,
+    // and a statement run while it is open would cut it short.
     q->setForwardOnly(motor_ != Motor::PostgreSQL);
     const QString texto = adaptar(sql);
     antesDeSentencia();
@@ -735,6 +763,106 @@ Recordset Consulta::Abrir(const std::vector<QVariant>& valores)
     return Recordset(std::make_unique<CursorSqlite>(conexion_, st, propia));
 }
 
+CursorPostgres::CursorPostgres(std::shared_ptr<Conexion> conexion, ::pg_result* resultado)
+    : conexion_(std::move(conexion)), r_(resultado), filas_(PQntuples(resultado))
+{
+    const int n = PQnfields(r_);
+    for (int i = 0; i < n; ++i)
+        nombres_ << QString::fromUtf8(PQfname(r_, i));
+}
+
+CursorPostgres::~CursorPostgres() { PQclear(r_); }
+
+bool CursorPostgres::avanzar()
+{
+    if (fila_ < filas_)
+        ++fila_;
+    return fila_ < filas_;
+}
+
+int CursorPostgres::indice(const QString& nombre) const
+{
+    for (int i = 0; i < nombres_.size(); ++i)
+        if (nombres_[i].compare(nombre, Qt::CaseInsensitive) == 0)
+            return i;
+    return -1;
+}
+
+namespace {
+// Type numbers of PostgreSQL's catalogue (pg_type.oid) the worksheet reads.
+constexpr Oid kBool = 16, kBytea = 17, kInt8 = 20, kInt2 = 21, kInt4 = 23, kFloat4 = 700, kFloat8 = 701, kNumeric = 1700,
+              kDate = 1082, kTime = 1083, kTimestamp = 1114, kTimestampTz = 1184;
+
+// The type Qt's driver gives a column of that PostgreSQL type.
+QMetaType tipoQt(Oid tipo)
+{
+    switch (tipo) {
+    case kBool: return QMetaType::fromType<bool>();
+    case kInt8: return QMetaType::fromType<qlonglong>();
+    case kInt2:
+    case kInt4: return QMetaType::fromType<int>();
+    case kFloat4:
+    case kFloat8:
+    case kNumeric: return QMetaType::fromType<double>();
+    case kDate: return QMetaType::fromType<QDate>();
+    case kTime: return QMetaType::fromType<QTime>();
+    case kTimestamp:
+    case kTimestampTz: return QMetaType::fromType<QDateTime>();
+    case kBytea: return QMetaType::fromType<QByteArray>();
+    default: return QMetaType::fromType<QString>();
+    }
+}
+} // namespace
+
+// The values Qt's PostgreSQL driver gives (a NUMERIC as its exact text), so
+// that a field reads the same whichever way its recordset was opened.
+QVariant CursorPostgres::valor(int i) const
+{
+    const Oid tipo = PQftype(r_, i);
+    if (PQgetisnull(r_, fila_, i))
+        return QVariant(tipoQt(tipo));
+    const char* v = PQgetvalue(r_, fila_, i);
+    switch (tipo) {
+    case kBool: return QVariant(v[0] == 't');
+    case kInt2:
+    case kInt4: return QVariant(static_cast<int>(std::strtol(v, nullptr, 10)));
+    case kInt8: return QVariant(static_cast<qlonglong>(std::strtoll(v, nullptr, 10)));
+    case kFloat4:
+    case kFloat8: return QVariant(QString::fromLatin1(v).toDouble());
+    case kNumeric: return QVariant(QString::fromLatin1(v));
+    case kDate: return QVariant(QDate::fromString(QString::fromLatin1(v), Qt::ISODate));
+    case kTimestamp: return QVariant(QDateTime::fromString(QString::fromLatin1(v).replace(QLatin1Char(' '), QLatin1Char('T')), Qt::ISODate));
+    default: return QVariant(texto(i));
+    }
+}
+
+Currency CursorPostgres::moneda(int i) const
+{
+    if (PQgetisnull(r_, fila_, i))
+        return Currency();
+    const Oid tipo = PQftype(r_, i);
+    if (tipo == kInt2 || tipo == kInt4 || tipo == kInt8)
+        return Currency::fromInt(std::strtoll(PQgetvalue(r_, fila_, i), nullptr, 10));
+    if (tipo != kNumeric)
+        return Currency::fromVariant(valor(i));
+    // A NUMERIC's exact decimal text.
+    Currency c;
+    if (Currency::parsePlain(QString::fromLatin1(PQgetvalue(r_, fila_, i), PQgetlength(r_, fila_, i)), c))
+        return c;
+    return Currency::fromVariant(valor(i));
+}
+
+QString CursorPostgres::texto(int i) const
+{
+    if (PQgetisnull(r_, fila_, i))
+        return QString();
+    const Oid tipo = PQftype(r_, i);
+    if (tipo == kBool || tipo == kDate || tipo == kTime || tipo == kTimestamp || tipo == kTimestampTz || tipo == kBytea
+        || tipo == kFloat4 || tipo == kFloat8)
+        return valor(i).toString();
+    return QString::fromUtf8(PQgetvalue(r_, fila_, i), PQgetlength(r_, fila_, i));
+}
+
 bool CursorSqlite::avanzar()
 {
     if (!st_)
@@ -800,7 +928,7 @@ QString CursorSqlite::texto(int i) const
     return QString::fromUtf8(p, sqlite3_column_bytes(st_, i));
 }
 
-Recordset::Recordset(std::unique_ptr<CursorSqlite> c) : c_(std::move(c))
+Recordset::Recordset(std::unique_ptr<Cursor> c) : c_(std::move(c))
 {
     numColumnas_ = c_->columnas();
     eof_ = numColumnas_ == 0 ? (c_->avanzar(), true) : !c_->avanzar();

@@ -25,6 +25,8 @@
 
 struct sqlite3;
 struct sqlite3_stmt;
+struct pg_conn;
+struct pg_result;
 
 namespace presupuestos {
 
@@ -114,6 +116,8 @@ public:
     QSqlDatabase& baseDatos() { return db_; }
     // The SQLite connection under the driver; null for other engines.
     sqlite3* sqlite() const { return sqlite_; }
+    // The PostgreSQL connection under the driver; null for other engines.
+    ::pg_conn* postgres() const { return pg_; }
 
     // Internal use by Recordset and Comando.
     void anotar(const QString& sql);
@@ -153,6 +157,7 @@ private:
     QString errorAsincrono_;
     bool completando_ = false;
     sqlite3* sqlite_ = nullptr;
+    ::pg_conn* pg_ = nullptr;
     std::vector<std::pair<const void*, AvisosTransaccion>> avisos_;
 };
 
@@ -188,31 +193,68 @@ private:
     bool cerrada_ = false;
 };
 
+// Rows read straight from an engine's own library, without Qt's driver
+// between: a QVariant and a QString per field cost more than the query
+// itself on a worksheet of tens of thousands of rows.
+class Cursor {
+public:
+    virtual ~Cursor() = default;
+    // Next row; false at the end. Raises the engine's error.
+    virtual bool avanzar() = 0;
+    virtual int columnas() const = 0;
+    virtual int indice(const QString& nombre) const = 0;
+    virtual QVariant valor(int i) const = 0;
+    virtual Currency moneda(int i) const = 0;
+    virtual QString texto(int i) const = 0;
+};
+
 // An SQLite statement read straight from the engine: the recordsets of an
 // SQLite connection are read this way, with no row cache and no text
 // converted to UTF-16 by the engine, which on a worksheet of tens of
 // thousands of rows costs more than the query itself.
-class CursorSqlite {
+class CursorSqlite : public Cursor {
 public:
     // propia: the cursor finalizes the statement; otherwise it only resets
     // it, for its owner to run again.
     CursorSqlite(std::shared_ptr<Conexion> conexion, sqlite3_stmt* sentencia, bool propia = true);
-    ~CursorSqlite();
+    ~CursorSqlite() override;
     CursorSqlite(const CursorSqlite&) = delete;
     CursorSqlite& operator=(const CursorSqlite&) = delete;
 
-    // Next row; false at the end. Raises the engine's error.
-    bool avanzar();
-    int columnas() const { return static_cast<int>(nombres_.size()); }
-    int indice(const QString& nombre) const;
-    QVariant valor(int i) const;
-    Currency moneda(int i) const;
-    QString texto(int i) const;
+    bool avanzar() override;
+    int columnas() const override { return static_cast<int>(nombres_.size()); }
+    int indice(const QString& nombre) const override;
+    QVariant valor(int i) const override;
+    Currency moneda(int i) const override;
+    QString texto(int i) const override;
 
 private:
     std::shared_ptr<Conexion> conexion_;   // keeps the connection open while the statement lives
     sqlite3_stmt* st_;
     bool propia_;
+    QStringList nombres_;
+};
+
+// The rows of a PostgreSQL query, read from libpq's result.
+class CursorPostgres : public Cursor {
+public:
+    CursorPostgres(std::shared_ptr<Conexion> conexion, ::pg_result* resultado);
+    ~CursorPostgres() override;
+    CursorPostgres(const CursorPostgres&) = delete;
+    CursorPostgres& operator=(const CursorPostgres&) = delete;
+
+    bool avanzar() override;
+    int columnas() const override { return static_cast<int>(nombres_.size()); }
+    int indice(const QString& nombre) const override;
+    QVariant valor(int i) const override;
+    Currency moneda(int i) const override;
+    QString texto(int i) const override;
+
+private:
+    std::shared_ptr<Conexion> conexion_;   // keeps the connection open while the rows are read
+    ::pg_result* r_;
+    int filas_;
+    int fila_ = -1;
     QStringList nombres_;
 };
 
@@ -240,7 +282,7 @@ class Recordset {
 public:
     Recordset() = default;
     Recordset(std::unique_ptr<QSqlQuery> q);
-    explicit Recordset(std::unique_ptr<CursorSqlite> c);
+    explicit Recordset(std::unique_ptr<Cursor> c);
     Recordset(Recordset&&) noexcept = default;
     Recordset& operator=(Recordset&&) noexcept = default;
 
@@ -268,7 +310,7 @@ private:
     void comprobar(int indice) const;
 
     std::unique_ptr<QSqlQuery> q_;
-    std::unique_ptr<CursorSqlite> c_;
+    std::unique_ptr<Cursor> c_;
     // The columns, known once the statement ran: read once, not per field.
     QSqlRecord columnas_;
     int numColumnas_ = 0;

@@ -346,3 +346,26 @@ TEST(Conexion, AFailedStatementInATransactionLeavesTheRestToCommit)
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT Nombre FROM Departamentos WHERE Codigo = 1")).toString(), QStringLiteral("Uno bis"));
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT Nombre FROM Departamentos WHERE Codigo = 2")).toString(), QStringLiteral("Dos bis"));
 }
+
+// The rows of a worksheet's temporary table are there for the next
+// statement, whatever it is, even when the server receives them together.
+TEST(Conexion, RowsForATemporaryTableAreThereForTheNextStatement)
+{
+    BaseDatosPrueba bd;
+    auto& c = *bd.conexion;
+    const QString tabla = QStringLiteral("##PresupFiltroCuentas_1.5");
+    c.Execute(QStringLiteral("CREATE TABLE ") + tabla + QStringLiteral(" ([Codigo] INT, Cuenta [VARCHAR](12))"));
+    for (int i = 1; i <= 3; ++i)
+        c.Execute(QStringLiteral("INSERT INTO ") + tabla + QStringLiteral(" SELECT %1, '7000000%1'").arg(i));
+    Recordset rs = c.Abrir(QStringLiteral("SELECT COUNT(*), MAX(Cuenta) FROM ") + tabla);
+    EXPECT_EQ(rs.entero(0), 3);
+    EXPECT_EQ(rs.texto(1), QStringLiteral("70000003"));
+    rs.Close();
+    c.Execute(QStringLiteral("INSERT INTO ") + tabla + QStringLiteral(" SELECT 4, 'x'"));
+    EXPECT_EQ(c.Execute(QStringLiteral("DELETE FROM ") + tabla + QStringLiteral(" WHERE Codigo > 0")), 4);
+    // A failure among them is reported by the statement that sends them.
+    c.Execute(QStringLiteral("INSERT INTO ") + tabla + QStringLiteral(" SELECT 'no es un número', 'x'"));
+    c.Execute(QStringLiteral("INSERT INTO ") + tabla + QStringLiteral(" SELECT 5, 'y'"));
+    if (bd.enPostgres())
+        EXPECT_THROW(c.Abrir(QStringLiteral("SELECT COUNT(*) FROM ") + tabla), VbError);
+}
