@@ -85,7 +85,7 @@ TEST(FiltroDepartamentos, TheBoxSelectsEveryDepartmentButNotTheEmptyItem)
         {{false, true, false, true}, false, {false, false, false, false}, 0},
     };
     for (const Caso& c : casos) {
-        FiltroDepartamentos f = filtro(c.antes);
+        FiltroDepartamentos f = filtro(c.antes, !c.todos);
         f.marcarTodos(c.todos);
         EXPECT_EQ(seleccion(f), c.despues);
         EXPECT_EQ(f.todos(), c.todos);
