@@ -5,6 +5,8 @@
 #include "import/readers/LectorLibro.h"
 
 #include <QFile>
+#include <QLocale>
+#include <QStringList>
 #include <cmath>
 #include <functional>
 #include <gtest/gtest.h>
@@ -38,6 +40,24 @@ QByteArray textosXml(const QByteArray& si)
 {
     return QByteArrayLiteral("<?xml version=\"1.0\"?><sst xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\">") + si
            + "</sst>";
+}
+
+// The first cells of a row as "type:value" (n, t, b or e; empty for an
+// empty cell), so that a test states a whole row, types and all, at once.
+QStringList filaDe(const HojaExcel& h, int fila, int columnas)
+{
+    QStringList l;
+    for (int c = 1; c <= columnas; ++c) {
+        const ValorCelda v = h.valor(fila, c);
+        switch (v.tipo) {
+        case ValorCelda::Tipo::Vacia: l << QString(); break;
+        case ValorCelda::Tipo::Numero: l << QStringLiteral("n:") + QString::number(v.numero, 'g', QLocale::FloatingPointShortest); break;
+        case ValorCelda::Tipo::Texto: l << QStringLiteral("t:") + v.texto; break;
+        case ValorCelda::Tipo::Booleano: l << QStringLiteral("b:%1").arg(int(v.booleano)); break;
+        case ValorCelda::Tipo::Error: l << QStringLiteral("e:") + v.texto; break;
+        }
+    }
+    return l;
 }
 
 // ---- The sheet's cells and the End(xlUp) rule ------------------------------------
@@ -81,15 +101,14 @@ TEST(HojaExcel, CellsKeepTheirTypeTheLastValueWinsAndPositionsOutsideRaise)
     h.cerrar();
 
     EXPECT_EQ(h.numeroCeldas(), 5u);
-    EXPECT_EQ(h.valor(1, 1).tipo, ValorCelda::Tipo::Numero);
-    EXPECT_EQ(h.valor(1, 1).numero, 7);
-    EXPECT_EQ(h.valor(2, 2).texto, QStringLiteral("compartido"));
+    EXPECT_EQ(filaDe(h, 1, 1), QStringList{"n:7"});
+    EXPECT_EQ(filaDe(h, 2, 3), (QStringList{"", "t:compartido", ""}));
+    EXPECT_EQ(filaDe(h, 5, 5), (QStringList{"", "", "", "", "e:#DIV/0!"}));
+    EXPECT_EQ(filaDe(h, 10, 5), QStringList(5));
+    // As the cells show: the number in Spanish, the boolean and the error by name.
     EXPECT_EQ(h.texto(3, 2), QStringLiteral("1,5"));
     EXPECT_EQ(h.texto(4, 4), QStringLiteral("VERDADERO"));
-    EXPECT_EQ(h.valor(5, 5).tipo, ValorCelda::Tipo::Error);
     EXPECT_EQ(h.texto(5, 5), QStringLiteral("#DIV/0!"));
-    EXPECT_TRUE(h.vacia(2, 3));
-    EXPECT_TRUE(h.valor(10, 5).vacia());
 
     int numero = 0;
     for (const auto& celda : {std::pair{0, 1}, {1, 0}, {11, 1}, {1, 6}, {-3, 2}}) {
@@ -164,23 +183,10 @@ TEST_F(Xlsx, ReadsSharedAndRichTextsNumbersBooleansAndFormulaResults)
                                                           "C3: 5;;#fn:=1+2|3;#fs:=A1|Cat;-0.0001;#b:0\n"
                                                           "AB12: \"año ñ €\"\n"),
                                            constante));
-        EXPECT_EQ(h->valor(1, 1).texto, QStringLiteral("Cat"));
-        EXPECT_EQ(h->valor(1, 2).texto, QStringLiteral("x;y"));
-        EXPECT_EQ(h->valor(1, 3).tipo, ValorCelda::Tipo::Numero);
-        EXPECT_EQ(h->valor(1, 4).numero, 7000001);
-        EXPECT_EQ(h->valor(1, 5).numero, 12.5);
-        EXPECT_EQ(h->valor(1, 6).tipo, ValorCelda::Tipo::Booleano);
-        EXPECT_TRUE(h->valor(1, 6).booleano);
-        EXPECT_EQ(h->valor(1, 7).texto, QStringLiteral("unodostres"));
-        EXPECT_EQ(h->valor(3, 3).numero, 5);
-        EXPECT_TRUE(h->vacia(3, 4));
-        EXPECT_EQ(h->valor(3, 5).numero, 3);
-        EXPECT_EQ(h->valor(3, 6).tipo, ValorCelda::Tipo::Texto);
-        EXPECT_EQ(h->valor(3, 6).texto, QStringLiteral("Cat"));
-        EXPECT_EQ(h->valor(3, 7).numero, -0.0001);
-        EXPECT_FALSE(h->valor(3, 8).booleano);
+        EXPECT_EQ(filaDe(*h, 1, 8), (QStringList{"t:Cat", "t:x;y", "n:1", "n:7000001", "n:12.5", "b:1", "t:unodostres", ""}));
+        EXPECT_EQ(filaDe(*h, 2, 8), QStringList(8));
+        EXPECT_EQ(filaDe(*h, 3, 9), (QStringList{"", "", "n:5", "", "n:3", "t:Cat", "n:-1e-04", "b:0", ""}));
         EXPECT_EQ(h->valor(12, 28).texto, QStringLiteral("año ñ €"));
-        EXPECT_TRUE(h->vacia(2, 1));
         EXPECT_EQ(h->filasHoja(), 1048576);
         EXPECT_EQ(h->columnasHoja(), 16384);
         EXPECT_EQ(h->filaFinArriba(28), 12);
@@ -295,14 +301,9 @@ TEST_F(Xlsx, ReadsWhatOtherWritersProduce)
         "<si><t xml:space=\"preserve\"> a_x000D__x000A_b </t></si>"
         "<si><r><t>漢</t></r><r><rPr><b/></rPr><t>字</t></r><rPh sb=\"0\" eb=\"1\"><t>かんじ</t></rPh><phoneticPr fontId=\"1\"/></si>");
     const auto h = leer(libro(hoja, textos));
-    EXPECT_EQ(h->valor(1, 1).numero, 1);
-    EXPECT_EQ(h->valor(1, 2).texto, QStringLiteral(" a\r\nb "));
-    EXPECT_EQ(h->valor(1, 3).texto, QStringLiteral("漢字"));
-    EXPECT_EQ(h->valor(5, 1).numero, 2500);
-    EXPECT_EQ(h->valor(5, 3).numero, 9);
-    EXPECT_EQ(h->valor(5, 4).texto, QStringLiteral("en_línea"));
-    EXPECT_EQ(h->valor(3, 1).texto, QStringLiteral("f"));
-    EXPECT_TRUE(h->vacia(3, 2));
+    EXPECT_EQ(filaDe(*h, 1, 3), (QStringList{"n:1", "t: a\r\nb ", "t:漢字"}));
+    EXPECT_EQ(filaDe(*h, 3, 2), (QStringList{"t:f", ""}));
+    EXPECT_EQ(filaDe(*h, 5, 4), (QStringList{"n:2500", "", "n:9", "t:en_línea"}));
     EXPECT_EQ(h->numeroCeldas(), 7u);
 }
 
@@ -493,12 +494,10 @@ TEST(Xls, ReadsTheFirstSheetOfAnExcel97Workbook)
     EXPECT_EQ(h->nombre(), QStringLiteral("Presupuesto"));
     EXPECT_EQ(h->filasHoja(), 65536);
     EXPECT_EQ(h->texto(1, 1), QStringLiteral("Categoría"));
-    EXPECT_EQ(h->valor(2, 3).numero, 1);
-    EXPECT_EQ(h->valor(2, 4).texto, QStringLiteral("70000001"));
+    EXPECT_EQ(filaDe(*h, 2, 5), (QStringList{"t:Ventas", "t:Ventas Norte", "n:1", "t:70000001", "n:100"}));
+    EXPECT_EQ(filaDe(*h, 3, 6), (QStringList{"t:Gastos", "t:Luz", "n:2", "n:62800001", "n:-50.25", ""}));
+    EXPECT_EQ(filaDe(*h, 4, 4), (QStringList{"", "t:Sin departamento", "", "n:62100001"}));
     EXPECT_EQ(h->valor(2, 16).numero, 1200.5);
-    EXPECT_EQ(h->valor(3, 5).numero, -50.25);
-    EXPECT_TRUE(h->vacia(3, 6));
-    EXPECT_TRUE(h->vacia(4, 3));
     EXPECT_EQ(h->filaFinArriba(5), 4);
 }
 
