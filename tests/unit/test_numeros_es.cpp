@@ -70,9 +70,9 @@ TEST(NumerosEs, WholeNumbersAndMonthNames)
 }
 
 // Digits beyond what currency holds are rounded, halves to even, however
-// many there are; only a value out of currency's range overflows. The
-// rounding itself is shared with the plain texts of test_currency; these
-// cases are the ones the Spanish reading adds: exponents, signs, groups.
+// many there are; only a value out of currency's range overflows. The ties
+// of long plain fractions are Currency's own and tested with it; here are
+// mostly what the Spanish reading adds: exponents, signs, groups.
 TEST(NumerosEs, LongNumbersRoundAndOnlyValuesOutOfRangeOverflow)
 {
     constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
