@@ -60,7 +60,6 @@ TEST(VistaRejillaPresentacion, RowZeroIsTheHeaderAndDataRowsFollowTheFixedRows)
     EXPECT_FALSE(v->horizontalHeader()->isVisible());
 }
 
-
 TEST(VistaRejillaPresentacion, HiddenRowsColumnsAndWidthsFollowTheModelAcrossResets)
 {
     auto v = rejilla(6);
@@ -242,7 +241,6 @@ TEST(VistaRejillaEdicion, BeforeEditMayCancelAndANonEditableGridNeverAsks)
     EXPECT_EQ(m.Row(), 2) << "a refused key does not search for a row";
 }
 
-
 TEST(VistaRejillaEdicion, EscapeAbandonsTheEditWithoutAfterEdit)
 {
     auto v = rejilla();
@@ -257,9 +255,6 @@ TEST(VistaRejillaEdicion, EscapeAbandonsTheEditWithoutAfterEdit)
     EXPECT_EQ(despues, 0);
     EXPECT_EQ(v->modelo().TextMatrix(1, 1), QStringLiteral("x1"));
 }
-
-// ---- Keys --------------------------------------------------------------------------------
-
 
 // ---- Scrolling ------------------------------------------------------------------------------
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <optional>
+#include <tuple>
 
 using presupuestos::Currency;
 using presupuestos::VbError;
@@ -49,29 +50,17 @@ TEST(Currency, OutOfRangeRaisesOverflow)
     EXPECT_THROW(Currency::fromVariant(QVariant::fromValue(std::numeric_limits<qulonglong>::max())), VbError);
 }
 
-TEST(Currency, ArithmeticIsExactAndProductsRoundHalvesToEven)
+TEST(Currency, ArithmeticIsExactAndProductsAndRoundingGoHalvesToEven)
 {
     EXPECT_EQ((c("0.1") + c("0.2")).raw(), 3000);
     EXPECT_EQ((c("100") - c("99.96")).raw(), 400);
     EXPECT_EQ((c("8.33") * std::int64_t(12)).raw(), 999600);
-    // 1.0001 * 1.0001 = 1.00020001 -> 1.0002
-    EXPECT_EQ((c("1.0001") * c("1.0001")).raw(), 10002);
-    // 0.0005 * 0.5 = 0.00025 -> halves to even: 0.0002
-    EXPECT_EQ((c("0.0005") * c("0.5")).raw(), 2);
-    EXPECT_EQ((c("0.0015") * c("0.5")).raw(), 8);
-    EXPECT_EQ((c("-0.0005") * c("0.5")).raw(), -2);
-    EXPECT_LT(c("-1"), c("0"));
-    EXPECT_EQ(c("5"), Currency::fromInt(5));
-}
-
-TEST(Currency, RoundingToDecimalsAndIntegers)
-{
-    EXPECT_EQ(c("8.3333").rounded(2), c("8.33"));
-    EXPECT_EQ(c("2.5").rounded(0), c("2"));
-    EXPECT_EQ(c("3.5").rounded(0), c("4"));
-    EXPECT_EQ(c("-2.5").rounded(0), c("-2"));
-    EXPECT_EQ(c("0.125").rounded(2), c("0.12"));
-    EXPECT_EQ(c("0.135").rounded(2), c("0.14"));
+    // 1.00020001 -> 1.0002; 0.00025 -> 0.0002; 0.00075 -> 0.0008
+    for (const auto& [a, b, raw] : {std::tuple{"1.0001", "1.0001", 10002}, {"0.0005", "0.5", 2}, {"0.0015", "0.5", 8}, {"-0.0005", "0.5", -2}})
+        EXPECT_EQ((c(a) * c(b)).raw(), raw) << a << " * " << b;
+    for (const auto& [valor, decimales, esperado] : {std::tuple{"8.3333", 2, "8.33"}, {"2.5", 0, "2"}, {"3.5", 0, "4"},
+                                                     {"-2.5", 0, "-2"}, {"0.125", 2, "0.12"}, {"0.135", 2, "0.14"}})
+        EXPECT_EQ(c(valor).rounded(decimales), c(esperado)) << valor << " to " << decimales;
     EXPECT_EQ(c("1.23456").raw(), 12346);
     EXPECT_EQ(c("10.5").toInt32(), 10);
     EXPECT_EQ(c("11.5").toInt32(), 12);
@@ -86,10 +75,9 @@ TEST(Currency, TextForms)
     EXPECT_EQ(c("-10.50").toPlainText(), QStringLiteral("-10,5"));
     EXPECT_EQ(c("-0.05").toSqlText(), QStringLiteral("-0.05"));
     EXPECT_EQ(Currency::fromRaw(std::numeric_limits<std::int64_t>::min()).toSqlText(), QStringLiteral("-922337203685477.5808"));
-    EXPECT_EQ(Currency::fromVariant(QVariant(12)).raw(), 120000);
-    EXPECT_EQ(Currency::fromVariant(QVariant(10.75)).raw(), 107500);
-    EXPECT_EQ(Currency::fromVariant(QVariant()).raw(), 0);
-    EXPECT_EQ(Currency::fromVariant(QVariant(QStringLiteral("3.25"))).raw(), 32500);
+    for (const auto& [variante, raw] : {std::pair{QVariant(12), 120000}, {QVariant(10.75), 107500}, {QVariant(), 0},
+                                        {QVariant(QStringLiteral("3.25")), 32500}})
+        EXPECT_EQ(Currency::fromVariant(variante).raw(), raw) << variante.toString().toStdString();
     Currency v;
     EXPECT_FALSE(Currency::parsePlain(QStringLiteral("1.2.3"), v));
     EXPECT_FALSE(Currency::parsePlain(QStringLiteral("-"), v));
@@ -103,41 +91,32 @@ TEST(Currency, PlainTextsOfAnyLengthRoundExactly)
     constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
     const QString digitos40 = QStringLiteral("1234567890").repeated(4);
     const QString ceros40(40, QLatin1Char('0'));
-    struct Caso {
-        QString texto;
-        std::optional<std::int64_t> raw;   // none: Overflow
-    };
-    const Caso casos[] = {
-        {QStringLiteral("59999,4") + digitos40, 599994123},
-        {QStringLiteral("-59999.4") + digitos40, -599994123},
+    const std::optional<std::int64_t> overflow;
+    const std::pair<QString, std::optional<std::int64_t>> casos[] = {
+        {QStringLiteral("59999,4") + digitos40, 599994123}, {QStringLiteral("-59999.4") + digitos40, -599994123},
         {QStringLiteral("92233720368547,7") + digitos40, 922337203685477123},
         {QStringLiteral("0.") + QString(40, QLatin1Char('3')), 3333},
-        {QStringLiteral("0.00005") + ceros40, 0},
-        {QStringLiteral("0.00005") + ceros40 + QStringLiteral("1"), 1},
-        {QStringLiteral("0.00015") + ceros40, 2},
-        {ceros40 + ceros40 + QStringLiteral("12.5"), 125000},
-        {QStringLiteral("922337203685477.5807"), kMax},
-        {QStringLiteral("+922337203685477.58074") + digitos40, kMax},
-        {QStringLiteral("922337203685477.58075"), std::nullopt},
-        {QStringLiteral("922337203685477.5808"), std::nullopt},
-        {QStringLiteral("-922337203685477.5808"), kMin},
-        {QStringLiteral("-922337203685477.58085"), kMin},
-        {QStringLiteral("-922337203685477.5809"), std::nullopt},
-        {QStringLiteral("12345678901234567890"), std::nullopt},
-        {QStringLiteral("1") + digitos40 + QStringLiteral(".5"), std::nullopt},
+        {QStringLiteral("0.00005") + ceros40, 0}, {QStringLiteral("0.00005") + ceros40 + QStringLiteral("1"), 1},
+        {QStringLiteral("0.00015") + ceros40, 2}, {ceros40 + ceros40 + QStringLiteral("12.5"), 125000},
+        {QStringLiteral("922337203685477.5807"), kMax}, {QStringLiteral("+922337203685477.58074") + digitos40, kMax},
+        {QStringLiteral("922337203685477.58075"), overflow}, {QStringLiteral("922337203685477.5808"), overflow},
+        {QStringLiteral("-922337203685477.5808"), kMin}, {QStringLiteral("-922337203685477.58085"), kMin},
+        {QStringLiteral("-922337203685477.5809"), overflow}, {QStringLiteral("12345678901234567890"), overflow},
+        {QStringLiteral("1") + digitos40 + QStringLiteral(".5"), overflow},
     };
-    for (const auto& caso : casos) {
+    for (const auto& [texto, raw] : casos) {
+        SCOPED_TRACE(texto.toStdString());
         Currency v;
-        if (caso.raw) {
-            ASSERT_TRUE(Currency::parsePlain(caso.texto, v)) << caso.texto.toStdString();
-            EXPECT_EQ(v.raw(), *caso.raw) << caso.texto.toStdString();
-            EXPECT_EQ(Currency::fromVariant(caso.texto).raw(), *caso.raw) << caso.texto.toStdString();
+        if (raw) {
+            ASSERT_TRUE(Currency::parsePlain(texto, v));
+            EXPECT_EQ(v.raw(), *raw);
+            EXPECT_EQ(Currency::fromVariant(texto).raw(), *raw);
         } else {
             try {
-                Currency::parsePlain(caso.texto, v);
-                ADD_FAILURE() << "no Overflow: " << caso.texto.toStdString();
+                Currency::parsePlain(texto, v);
+                ADD_FAILURE() << "no Overflow";
             } catch (const VbError& e) {
-                EXPECT_EQ(e.number(), VbError::Overflow) << caso.texto.toStdString();
+                EXPECT_EQ(e.number(), VbError::Overflow);
             }
         }
     }

@@ -20,14 +20,10 @@ struct Lista {
         for (const auto& [codigo, padre] : std::vector<std::pair<int, qint16>>{{1, 0}, {2, 1}, {3, 0}, {4, 3}, {5, 4}, {20, 99}, {245, 0}})
             arbol.agregar({codigo, QString(), padre}, [](const LineaCategoria&) {});
         const std::vector<CuentaFiltro> cuentas = {
-            {10, QStringLiteral("70000001"), 2, QStringLiteral("Ventas textil")},
-            {11, QStringLiteral("70000002"), 1, QStringLiteral("Ventas calzado")},
-            {12, QStringLiteral("62100001"), 4, QStringLiteral("Alquiler")},
-            {13, QStringLiteral("62800001"), 5, QStringLiteral("Electricidad")},
-            {14, QStringLiteral("90000001"), 2, QStringLiteral("Otra")},
-            {15, QStringLiteral("CTO002"), 245, QStringLiteral("Días con actividad")},
-            {16, QStringLiteral("75000001"), 20, QStringLiteral("Huérfana")},
-            {17, QStringLiteral("60000001"), 0, QStringLiteral("Sin categoría")},
+            {10, QStringLiteral("70000001"), 2, QStringLiteral("Ventas textil")}, {11, QStringLiteral("70000002"), 1, QStringLiteral("Ventas calzado")},
+            {12, QStringLiteral("62100001"), 4, QStringLiteral("Alquiler")}, {13, QStringLiteral("62800001"), 5, QStringLiteral("Electricidad")},
+            {14, QStringLiteral("90000001"), 2, QStringLiteral("Otra")}, {15, QStringLiteral("CTO002"), 245, QStringLiteral("Días con actividad")},
+            {16, QStringLiteral("75000001"), 20, QStringLiteral("Huérfana")}, {17, QStringLiteral("60000001"), 0, QStringLiteral("Sin categoría")},
         };
         for (const CuentaFiltro& c : cuentas)
             filtro.agregar(c);
@@ -46,12 +42,7 @@ struct Lista {
 
 TEST(FiltroCuentas, AccountsOfTheCategoryOrBelowItThatTheBoxesLetThrough)
 {
-    struct Caso {
-        qint16 categoria;
-        bool ingresos;
-        bool gastos;
-        QStringList aceptadas;
-    };
+    struct Caso { qint16 categoria; bool ingresos; bool gastos; QStringList aceptadas; };
     const std::vector<Caso> casos = {
         // "Todas": every chain that reaches the top, and the accounts without category.
         {0, true, true, {"70000001", "70000002", "62100001", "62800001", "90000001", "CTO002", "60000001"}},
@@ -62,15 +53,12 @@ TEST(FiltroCuentas, AccountsOfTheCategoryOrBelowItThatTheBoxesLetThrough)
         {5, true, true, {"62800001"}},
         {245, true, true, {"CTO002"}},
         // A category no row has: its own accounts only.
-        {20, true, true, {"75000001"}},
-        {99, true, true, {"75000001"}},
+        {20, true, true, {"75000001"}}, {99, true, true, {"75000001"}},
         // The boxes: concepts and other accounts go with either.
         {0, false, true, {"62100001", "62800001", "60000001"}},
         {0, true, false, {"70000001", "70000002"}},
         {0, false, false, {"62100001", "62800001", "60000001"}},
-        {1, false, true, {}},
-        {3, true, false, {}},
-        {20, true, false, {"75000001"}},
+        {1, false, true, {}}, {3, true, false, {}}, {20, true, false, {"75000001"}},
     };
     for (const Caso& c : casos) {
         Lista l;
@@ -90,12 +78,9 @@ TEST(FiltroCuentas, UncheckingOneBoxChecksTheOther)
         bool ingresosDespues, gastosDespues;
     };
     const std::vector<Caso> casos = {
-        {true, true, T::Ingresos, false, false, true},
-        {true, true, T::Gastos, false, true, false},
-        {true, false, T::Ingresos, false, false, true},
-        {false, true, T::Gastos, false, true, false},
-        {false, true, T::Ingresos, true, true, true},
-        {true, false, T::Gastos, true, true, true},
+        {true, true, T::Ingresos, false, false, true}, {true, true, T::Gastos, false, true, false},
+        {true, false, T::Ingresos, false, false, true}, {false, true, T::Gastos, false, true, false},
+        {false, true, T::Ingresos, true, true, true}, {true, false, T::Gastos, true, true, true},
         {false, false, T::Ingresos, true, true, false},
     };
     for (const Caso& c : casos) {

@@ -36,20 +36,9 @@ int cuenta(ModeloRejilla& m, const QString& dpto, const QString& codigo, const Q
     return r;
 }
 
-// What the worksheet does after a load: department subtotals below each
-// department, and a grand total above everything for several departments.
-void crearTotales(ModeloRejilla& m, bool granTotal)
-{
-    for (int c = 4; c <= 16; ++c) {
-        m.setSubtotalPosition(Pos::Debajo);
-        m.Subtotal(1, c, kFormato, kAzul);
-        if (granTotal) {
-            m.setSubtotalPosition(Pos::Encima);
-            m.Subtotal(-1, c, kFormato);
-        }
-    }
-}
-
+// What the worksheet does after a load, and for a column after an edit:
+// department subtotals below each department, and a grand total above
+// everything for several departments.
 void refrescarColumna(ModeloRejilla& m, int c, bool granTotal)
 {
     m.setSubtotalPosition(Pos::Debajo);
@@ -58,6 +47,12 @@ void refrescarColumna(ModeloRejilla& m, int c, bool granTotal)
         m.setSubtotalPosition(Pos::Encima);
         m.Subtotal(-1, c, kFormato);
     }
+}
+
+void crearTotales(ModeloRejilla& m, bool granTotal)
+{
+    for (int c = 4; c <= 16; ++c)
+        refrescarColumna(m, c, granTotal);
 }
 
 std::vector<int> filasSubtotal(const ModeloRejilla& m)
@@ -81,13 +76,7 @@ void tresDepartamentos(ModeloRejilla& m)
 }
 
 struct Espia {
-    int celdas = 0;
-    int insertadas = 0;
-    int eliminadas = 0;
-    int reinicios = 0;
-    int forma = 0;
-    int seleccion = 0;
-    int textos = 0;
+    int celdas = 0, insertadas = 0, eliminadas = 0, reinicios = 0, forma = 0, seleccion = 0, textos = 0;
     std::set<std::pair<int, int>> celdasTocadas;
 
     explicit Espia(ModeloRejilla& m)
@@ -111,7 +100,6 @@ struct Espia {
 
 // ---- Cells, shape and range text -------------------------------------------------
 
-
 TEST(ModeloRejillaCeldas, CellsOutsideTheGridRaiseSubscriptErrors)
 {
     // A paste that runs past the last row must fail there, not write elsewhere.
@@ -129,7 +117,6 @@ TEST(ModeloRejillaCeldas, CellsOutsideTheGridRaiseSubscriptErrors)
     EXPECT_THROW(m.setCellBackColor(0, 0, 5, 0, Qt::red), VbError);
 }
 
-
 TEST(ModeloRejillaCeldas, ClipJoinsCellsWithTabsAndRowsWithCrLfWhateverTheBoundsOrder)
 {
     ModeloRejilla m;
@@ -146,9 +133,7 @@ TEST(ModeloRejillaCeldas, ClipJoinsCellsWithTabsAndRowsWithCrLfWhateverTheBounds
     EXPECT_THROW(m.Clip(0, 0, 2, 0), VbError);
 }
 
-
 // ---- Cursor and selection -----------------------------------------------------------
-
 
 TEST(ModeloRejillaSeleccion, ALoadFromTheHeaderPutsTheCursorOnTheFirstDataRowAndShrinkingKeepsItInside)
 {
@@ -189,7 +174,6 @@ TEST(ModeloRejillaRedibujo, ALoadWithRedrawOffAnnouncesOneResetOnly)
     EXPECT_GT(espia.textos, 50) << "text changes are still reported for colouring";
 }
 
-
 // ---- Subtotal placement ----------------------------------------------------------
 
 TEST(ModeloRejillaSubtotales, OneDepartmentGetsOneSubtotalBelowAndAGrandTotalAboveWhenAsked)
@@ -214,25 +198,30 @@ TEST(ModeloRejillaSubtotales, OneDepartmentGetsOneSubtotalBelowAndAGrandTotalAbo
     m.Subtotal(-1, 4, kFormato);
     ASSERT_EQ(m.Rows(), 5);
     EXPECT_EQ(m.SubtotalGroupColumn(1), -1);
-    EXPECT_EQ(m.TextMatrix(1, 1), ModeloRejilla::TituloTotalGeneral());
-    EXPECT_EQ(ModeloRejilla::TituloTotalGeneral(), QStringLiteral("Total general"));
+    EXPECT_EQ(m.TextMatrix(1, 1), QStringLiteral("Total general"));
     EXPECT_EQ(m.TextMatrix(1, 4), QStringLiteral("15,00")) << "the department subtotal is not counted again";
     EXPECT_FALSE(m.CellBackColor(1, 4).isValid()) << "no colour given, default colours";
     EXPECT_EQ(m.TextMatrix(4, 4), QStringLiteral("15,00"));
     EXPECT_EQ(m.TextMatrix(0, 2), QStringLiteral("Cuenta")) << "the header stays on top";
 }
 
-
-TEST(ModeloRejillaSubtotales, RepeatedCallsReuseTheRowsAndRecountNothingTwice)
+TEST(ModeloRejillaSubtotales, RepeatedCallsReuseTheRowsRecountNothingTwiceAndKeepTheCursorOnItsAccount)
 {
     ModeloRejilla m;
     tresDepartamentos(m);
+    m.Select(4, 4);   // Oficina 620000
     crearTotales(m, true);
+    EXPECT_EQ(m.TextMatrix(m.Row(), 2), QStringLiteral("620000"));
     const QString antes = m.Clip(0, 0, m.Rows() - 1, 19);
     crearTotales(m, true);
     crearTotales(m, true);
     EXPECT_EQ(m.Rows(), 10);
     EXPECT_EQ(m.Clip(0, 0, m.Rows() - 1, 19), antes);
+
+    ModeloRejilla sinCuentas;
+    prepararHoja(sinCuentas);
+    crearTotales(sinCuentas, true);
+    EXPECT_EQ(sinCuentas.Rows(), 1) << "no account rows, no subtotal rows";
 }
 
 TEST(ModeloRejillaSubtotales, CaptionPatternAndGroupsAboveTheirRows)
@@ -245,23 +234,6 @@ TEST(ModeloRejillaSubtotales, CaptionPatternAndGroupsAboveTheirRows)
     EXPECT_EQ(m.TextMatrix(1, 1), QStringLiteral("Total Ventas"));
     EXPECT_EQ(m.TextMatrix(6, 4), QStringLiteral("10,00"));
     EXPECT_EQ(m.TextMatrix(7, 2), QStringLiteral("620000"));
-}
-
-TEST(ModeloRejillaSubtotales, AGridWithoutAccountRowsGetsNoSubtotalRows)
-{
-    ModeloRejilla m;
-    prepararHoja(m);
-    crearTotales(m, true);
-    EXPECT_EQ(m.Rows(), 1);
-}
-
-TEST(ModeloRejillaSubtotales, InsertingSubtotalRowsKeepsTheCursorOnItsAccount)
-{
-    ModeloRejilla m;
-    tresDepartamentos(m);
-    m.Select(4, 4);   // Oficina 620000
-    crearTotales(m, true);
-    EXPECT_EQ(m.TextMatrix(m.Row(), 2), QStringLiteral("620000"));
 }
 
 // ---- Sums that follow single-cell changes -------------------------------------------
@@ -332,72 +304,52 @@ TEST(ModeloRejillaSumas, WritingIntoSubtotalRowsOrUnsummedColumnsLeavesTheSumsAl
     EXPECT_EQ(m.celdasSumadas(), antes);
 }
 
+// ---- Cells kept as numbers ------------------------------------------------------------
 
-// ---- Bookkeeping across structural changes ------------------------------------------------
-
-
-
-
-
-TEST(ModeloRejillaSumas, CellsAreReadExactlyAsSpanishNumbers)
+TEST(ModeloRejillaAlmacen, EveryTextReadsBackAsWrittenAndSumsAsTheWorksheetReadsIt)
 {
-    // Sums must agree with the worksheet's own text-to-amount conversion,
-    // whatever shape the text has.
+    // Amounts are kept as numbers; a text that only looks like one (a
+    // leading zero, a missing or misplaced point, a minus zero) must still
+    // come back unchanged, and sums must agree with the worksheet's own
+    // text-to-amount conversion, whatever shape the text has.
     const QStringList textos = {
-        QStringLiteral("1.234,50"), QStringLiteral("-1.234,5"), QStringLiteral("1.23"), QStringLiteral("12.345.678"),
-        QStringLiteral("0,0001"), QStringLiteral(",5"), QStringLiteral("5,"), QStringLiteral("-,25"),
-        QStringLiteral("-0"), QStringLiteral("007"), QStringLiteral(" 12 "), QStringLiteral("+3"),
-        QStringLiteral("4-"), QStringLiteral("1,23456"), QStringLiteral("1e3"), QStringLiteral("2,5E-1"),
-        QStringLiteral("1..2"), QStringLiteral(".5"), QStringLiteral("5."), QStringLiteral("-"),
-        QStringLiteral(","), QStringLiteral(""), QStringLiteral("abc"), QStringLiteral("12a"),
-        QStringLiteral("1,2,3"), QStringLiteral("--1"), QStringLiteral("99999999999999"),
-        QStringLiteral("123456789012345,5"), QStringLiteral("10 €"), QString::fromUtf8("\xd9\xa3"),
+        QStringLiteral("1.234,50"), QStringLiteral("1234,50"), QStringLiteral("-1.234,5"), QStringLiteral("-1.234"),
+        QStringLiteral("0,00"), QStringLiteral("-0,00"), QStringLiteral("-0"), QStringLiteral("007"),
+        QStringLiteral("1.23"), QStringLiteral("12.34.567"), QStringLiteral("12.345.678"), QStringLiteral("123"),
+        QStringLiteral("0,5"), QStringLiteral("0,0001"), QStringLiteral(",5"), QStringLiteral("5,"), QStringLiteral("-,25"),
+        QStringLiteral("1,2345"), QStringLiteral("1,23456"), QStringLiteral(" 12 "), QStringLiteral(" 12"),
+        QStringLiteral("+3"), QStringLiteral("4-"), QStringLiteral("1e3"), QStringLiteral("2,5E-1"),
+        QStringLiteral("1..2"), QStringLiteral(".5"), QStringLiteral("5."), QStringLiteral("-"), QStringLiteral(","),
+        QStringLiteral(""), QStringLiteral("abc"), QStringLiteral("Ventas"), QStringLiteral("12a"), QStringLiteral("1,2,3"),
+        QStringLiteral("--1"), QStringLiteral("1.000,"), QStringLiteral("5%"), QStringLiteral("10 €"),
+        QStringLiteral("#¡NUM!"), QString::fromUtf8("\xd9\xa3"), QStringLiteral("99999999999999"),
+        QStringLiteral("99.999.999.999.999"), QStringLiteral("123456789012345,5"), QStringLiteral("922.337.203.685.477,5807"),
     };
+    ModeloRejilla celda;   // one cell written over with each text in turn
+    celda.setCols(1);
+    celda.setRows(1);
     for (const QString& t : textos) {
+        SCOPED_TRACE(t.toStdString());
+        celda.setTextMatrix(0, 0, t);
+        EXPECT_EQ(celda.TextMatrix(0, 0), t);
+        bool desbordadaTexto = false, desbordadaCelda = false;
+        EXPECT_EQ(celda.ValorMatrix(0, 0, &desbordadaCelda), ModeloRejilla::ValorSuma(t, &desbordadaTexto));
+        EXPECT_EQ(desbordadaCelda, desbordadaTexto);
+
         ModeloRejilla m;
         prepararHoja(m);
         cuenta(m, QStringLiteral("D"), QStringLiteral("1"), t);
+        m.AddItem(QStringList{QString(), QStringLiteral("D"), QStringLiteral("2"), QString(), QString(), t});
+        EXPECT_EQ(m.TextMatrix(1, 4), t);
+        EXPECT_EQ(m.Clip(2, 5, 2, 5), t);
         m.Subtotal(1, 4, QStringLiteral("0.0000"));
         Currency esperado;
         if (!es::intentarMoneda(t, esperado))
             esperado = Currency();
-        EXPECT_EQ(m.TextMatrix(2, 4), es::formatear(esperado, QStringLiteral("0.0000"))) << t.toStdString();
+        EXPECT_EQ(m.TextMatrix(3, 4),
+                  desbordadaTexto ? ModeloRejilla::MarcaDesbordamiento() : es::formatear(esperado, QStringLiteral("0.0000")));
     }
 }
-
-
-// ---- Cells kept as numbers ------------------------------------------------------------
-
-
-TEST(ModeloRejillaAlmacen, EveryTextReadsBackExactlyAsItWasWritten)
-{
-    // Amounts are kept as numbers; a text that only looks like one (a
-    // leading zero, a missing or misplaced point, a minus zero) must still
-    // come back unchanged, and sum as the text reads.
-    const QStringList textos = {
-        QStringLiteral("1.234,50"), QStringLiteral("1234,50"), QStringLiteral("-1.234"), QStringLiteral("0,00"),
-        QStringLiteral("-0,00"), QStringLiteral("-0"), QStringLiteral("007"), QStringLiteral("1.23"),
-        QStringLiteral("12.34.567"), QStringLiteral("123"), QStringLiteral("0,5"), QStringLiteral(",5"),
-        QStringLiteral("1,2345"), QStringLiteral("1,23456"), QStringLiteral("99.999.999.999.999"),
-        QStringLiteral("922.337.203.685.477,5807"), QStringLiteral("#¡NUM!"), QStringLiteral("Ventas"),
-        QStringLiteral(" 12"), QStringLiteral("1.000,"), QStringLiteral("5%"),
-    };
-    ModeloRejilla m;
-    m.setCols(2);
-    m.setRows(1);
-    for (const QString& t : textos) {
-        m.setTextMatrix(0, 0, t);
-        m.AddItem(QStringList{t, t});
-        EXPECT_EQ(m.TextMatrix(0, 0), t);
-        EXPECT_EQ(m.TextMatrix(m.Rows() - 1, 1), t);
-        bool desbordadaTexto = false, desbordadaCelda = false;
-        EXPECT_EQ(m.ValorMatrix(0, 0, &desbordadaCelda), ModeloRejilla::ValorSuma(t, &desbordadaTexto)) << t.toStdString();
-        EXPECT_EQ(desbordadaCelda, desbordadaTexto);
-    }
-    EXPECT_EQ(m.Clip(1, 0, 3, 1), textos[0] + u'\t' + textos[0] + QStringLiteral("\r\n") + textos[1] + u'\t' + textos[1]
-                                      + QStringLiteral("\r\n") + textos[2] + u'\t' + textos[2]);
-}
-
 
 TEST(ModeloRejillaAlmacen, ATypedRowReadsAsTheFormattedTextsAndSumsWhatTheyShow)
 {
@@ -434,7 +386,6 @@ TEST(ModeloRejillaAlmacen, ATypedRowReadsAsTheFormattedTextsAndSumsWhatTheyShow)
     }
 }
 
-
 TEST(ModeloRejillaAlmacen, SameTextInAnotherShapeIsNoChangeAndColoursSurviveManyDistinctOnes)
 {
     ModeloRejilla m;
@@ -462,7 +413,6 @@ TEST(ModeloRejillaAlmacen, SameTextInAnotherShapeIsNoChangeAndColoursSurviveMany
     m.setCellBackColor(0, 1, QColor());
     EXPECT_FALSE(m.CellBackColor(0, 1).isValid());
 }
-
 
 TEST(ModeloRejillaAlmacen, ReloadsDoNotKeepThePreviousLoadsTexts)
 {
