@@ -8,7 +8,11 @@
 #include <algorithm>
 #include <clocale>
 #include <locale.h>
+#include <charconv>
+#include <cstdio>
+#include <string>
 #include <xlsxwriter.h>
+#include <zip.h>
 
 namespace presupuestos {
 
@@ -127,31 +131,56 @@ public:
 
         for (int c = 0; c < columnas; ++c)
             texto(ws, 0, static_cast<lxw_col_t>(c), titulos[c], cabecera_);
-        lxw_row_t fila = 1;
+
+        // The rows themselves are put together here and placed into the
+        // sheet once the writer has laid the workbook out (see
+        // ExportadorLibro::escribir): its printf for every number and its
+        // fixed deflate level made an export take twice an import.
+        FilasHoja datos;
+        datos.columnas = columnas;
+        datos.filas = static_cast<qint64>(h.filas.size());
+        std::string& x = datos.xml;
+        x.reserve(h.filas.size() * static_cast<std::size_t>(columnas) * 40);
+        const std::string sImporte = std::to_string(lxw_format_get_xf_index(importe_));
+        qint64 fila = 2;
         for (const FilaLibro& f : h.filas) {
-            comprobar(worksheet_write_number(ws, fila, 0, f.dpto, nullptr));
-            texto(ws, fila, 1, f.cuenta, nullptr);
+            const std::string r = std::to_string(fila);
+            x += "<row r=\"";
+            x += r;
+            x += "\">";
+            numero(x, 0, r, f.dpto);
+            celdaTexto(x, 1, r, f.cuenta, {});
             __int128 suma = 0;
             for (int m = 0; m < 12; ++m) {
-                importe(ws, fila, static_cast<lxw_col_t>(2 + m), f.meses[static_cast<std::size_t>(m)]);
+                importeXml(x, 2 + m, r, f.meses[static_cast<std::size_t>(m)], sImporte);
                 suma += f.meses[static_cast<std::size_t>(m)].raw();
             }
-            texto(ws, fila, kColNombre, f.nombre, nullptr);
-            texto(ws, fila, kColNombre + 1, f.dptoNombre, nullptr);
+            celdaTexto(x, kColNombre, r, f.nombre, {});
+            celdaTexto(x, kColNombre + 1, r, f.dptoNombre, {});
             if (Currency::enRango(suma))
-                importe(ws, fila, kColTotal, Currency::fromRaw(static_cast<std::int64_t>(suma)));
+                importeXml(x, kColTotal, r, Currency::fromRaw(static_cast<std::int64_t>(suma)), sImporte);
             else
-                comprobar(worksheet_write_number(ws, fila, kColTotal, static_cast<double>(suma) / Currency::Scale, importe_));
+                doble(x, kColTotal, r, static_cast<double>(suma) / Currency::Scale, sImporte);
             if (h.conDatosCalculo) {
-                comprobar(worksheet_write_number(ws, fila, kColTotal + 1, f.metodo, nullptr));
-                importe(ws, fila, kColValor, f.valor);
-                comprobar(worksheet_write_number(ws, fila, kColValor + 1, f.manual, nullptr));
+                numero(x, kColTotal + 1, r, f.metodo);
+                importeXml(x, kColValor, r, f.valor, sImporte);
+                numero(x, kColValor + 1, r, f.manual);
             }
+            x += "</row>";
             ++fila;
             if (++hechas % kAvisoCada == 0 && progreso)
                 progreso(hechas, total);
         }
+        filas_.push_back(std::move(datos));
     }
+
+    // The rows of each sheet, in the order the sheets were added.
+    struct FilasHoja {
+        int columnas = 0;
+        qint64 filas = 0;
+        std::string xml;
+    };
+    std::vector<FilasHoja>& filas() { return filas_; }
 
 private:
     void comprobar(lxw_error e)
@@ -165,19 +194,155 @@ private:
             return;
         comprobar(worksheet_write_string(ws, fila, col, t.toUtf8().constData(), formato));
     }
-    void importe(lxw_worksheet* ws, lxw_row_t fila, lxw_col_t col, Currency v)
+
+    // ---- Cells as the sheet's XML holds them ----
+    static void inicio(std::string& x, int col, const std::string& r)
+    {
+        x += "<c r=\"";
+        x += letras(col);
+        x += r;
+        x += '"';
+    }
+    static void numero(std::string& x, int col, const std::string& r, qint64 n)
+    {
+        inicio(x, col, r);
+        x += "><v>";
+        x += std::to_string(n);
+        x += "</v></c>";
+    }
+    static void doble(std::string& x, int col, const std::string& r, double v, const std::string& estilo)
+    {
+        inicio(x, col, r);
+        x += " s=\"";
+        x += estilo;
+        x += "\"><v>";
+        // The shortest text that reads back as the same double.
+        char buf[32];
+        const auto fin = std::to_chars(buf, buf + sizeof buf, v).ptr;
+        x.append(buf, fin);
+        x += "</v></c>";
+    }
+    static void importeXml(std::string& x, int col, const std::string& r, Currency v, const std::string& estilo)
     {
         if (ExportadorLibro::comoNumero(v))
-            comprobar(worksheet_write_number(ws, fila, col, ExportadorLibro::numero(v), importe_));
+            doble(x, col, r, ExportadorLibro::numero(v), estilo);
         else
-            texto(ws, fila, col, v.toPlainText(QLatin1Char(',')), importe_);
+            celdaTexto(x, col, r, v.toPlainText(QLatin1Char(',')), estilo);
+    }
+    static void celdaTexto(std::string& x, int col, const std::string& r, const QString& t, const std::string& estilo)
+    {
+        if (t.isEmpty())
+            return;
+        inicio(x, col, r);
+        if (!estilo.empty()) {
+            x += " s=\"";
+            x += estilo;
+            x += '"';
+        }
+        const QByteArray u = t.toUtf8();
+        const bool preservar = u.startsWith(' ') || u.endsWith(' ');
+        x += preservar ? " t=\"inlineStr\"><is><t xml:space=\"preserve\">" : " t=\"inlineStr\"><is><t>";
+        for (const char ch : u) {
+            const auto c = static_cast<unsigned char>(ch);
+            switch (c) {
+            case '&': x += "&amp;"; break;
+            case '<': x += "&lt;"; break;
+            case '>': x += "&gt;"; break;
+            default:
+                if (c < 0x20 && c != '\t' && c != '\n' && c != '\r') {
+                    // Not allowed in XML at all: spreadsheets write it as _xHHHH_.
+                    char buf[8];
+                    std::snprintf(buf, sizeof buf, "_x%04X_", c);
+                    x += buf;
+                } else {
+                    x += ch;
+                }
+            }
+        }
+        x += "</t></is></c>";
+    }
+    static const std::string& letras(int col)
+    {
+        static const std::vector<std::string> l = [] {
+            std::vector<std::string> v;
+            for (int c = 0; c < kColumnas; ++c)
+                v.push_back(std::string(1, static_cast<char>('A' + c)));
+            return v;
+        }();
+        return l[static_cast<std::size_t>(col)];
     }
 
+    std::vector<FilasHoja> filas_;
     QString ruta_;
     lxw_workbook* libro_;
     lxw_format* cabecera_ = nullptr;
     lxw_format* importe_ = nullptr;
 };
+
+// Places each sheet's rows after its caption row, inside the workbook the
+// writer laid out, and deflates the sheets at the fastest level: a sheet of
+// tens of thousands of rows is most of the file, and of the time.
+void ponerFilas(const QString& ruta, std::vector<Escritor::FilasHoja>& hojas)
+{
+    int error = 0;
+    zip_t* zip = zip_open(QFile::encodeName(ruta).constData(), 0, &error);
+    if (!zip)
+        throw errorEscritura(ruta, QStringLiteral("no se puede abrir lo escrito (libzip %1)").arg(error));
+    const auto fallo = [&](const QString& que) {
+        const QString detalle = que + QStringLiteral(": ") + QString::fromUtf8(zip_strerror(zip));
+        zip_discard(zip);
+        return errorEscritura(ruta, detalle);
+    };
+    std::vector<std::string> contenidos(hojas.size());
+    for (std::size_t i = 0; i < hojas.size(); ++i) {
+        const std::string nombre = "xl/worksheets/sheet" + std::to_string(i + 1) + ".xml";
+        const zip_int64_t indice = zip_name_locate(zip, nombre.c_str(), 0);
+        zip_stat_t st;
+        if (indice < 0 || zip_stat_index(zip, static_cast<zip_uint64_t>(indice), 0, &st) != 0)
+            throw fallo(QString::fromStdString(nombre));
+        std::string& xml = contenidos[i];
+        xml.resize(static_cast<std::size_t>(st.size));
+        zip_file_t* f = zip_fopen_index(zip, static_cast<zip_uint64_t>(indice), 0);
+        if (!f || zip_fread(f, xml.data(), st.size) != static_cast<zip_int64_t>(st.size)) {
+            if (f)
+                zip_fclose(f);
+            throw fallo(QString::fromStdString(nombre));
+        }
+        zip_fclose(f);
+        const std::size_t fin = xml.find("</sheetData>");
+        if (fin == std::string::npos)
+            throw fallo(QString::fromStdString(nombre));
+        xml.insert(fin, hojas[i].xml);
+        std::string().swap(hojas[i].xml);
+        // The used range now reaches the last row.
+        const std::size_t dim = xml.find("<dimension ref=\"");
+        if (dim != std::string::npos) {
+            const std::size_t desde = dim + 16;
+            const std::size_t hasta = xml.find('"', desde);
+            const std::string ref = "A1:" + std::string(1, static_cast<char>('A' + hojas[i].columnas - 1))
+                                    + std::to_string(hojas[i].filas + 1);
+            xml.replace(desde, hasta - desde, ref);
+        }
+        zip_source_t* fuente = zip_source_buffer(zip, xml.data(), xml.size(), 0);
+        if (!fuente)
+            throw fallo(QString::fromStdString(nombre));
+        // Added anew rather than replaced: a replaced entry that stays
+        // deflated keeps libzip's default level, its slowest, whatever level
+        // is asked for.
+        if (zip_delete(zip, static_cast<zip_uint64_t>(indice)) != 0)
+            throw fallo(QString::fromStdString(nombre));
+        const zip_int64_t nueva = zip_file_add(zip, nombre.c_str(), fuente, 0);
+        if (nueva < 0) {
+            zip_source_free(fuente);
+            throw fallo(QString::fromStdString(nombre));
+        }
+        if (zip_set_file_compression(zip, static_cast<zip_uint64_t>(nueva), ZIP_CM_DEFLATE, 1) != 0)
+            throw fallo(QString::fromStdString(nombre));
+    }
+    // The buffers must outlive the close, which writes them.
+    if (zip_close(zip) != 0)
+        throw fallo(QStringLiteral("cierre"));
+}
 
 } // namespace
 
@@ -213,10 +378,12 @@ void ExportadorLibro::escribir(const QString& ruta, const std::vector<HojaLibro>
     if (!libro)
         throw errorEscritura(ruta, QStringLiteral("no se puede crear"));
     qint64 hechas = 0;
+    std::vector<Escritor::FilasHoja> filas;
     try {
         Escritor escritor(ruta, libro);
         for (const HojaLibro& h : hojas)
             escritor.hoja(h, hechas, total, progreso);
+        filas = std::move(escritor.filas());
     } catch (...) {
         workbook_close(libro);
         QFile::remove(ruta);
@@ -226,6 +393,12 @@ void ExportadorLibro::escribir(const QString& ruta, const std::vector<HojaLibro>
     if (e != LXW_NO_ERROR) {
         QFile::remove(ruta);
         throw errorEscritura(ruta, QString::fromUtf8(lxw_strerror(e)));
+    }
+    try {
+        ponerFilas(ruta, filas);
+    } catch (...) {
+        QFile::remove(ruta);
+        throw;
     }
     if (progreso)
         progreso(total, total);

@@ -3,10 +3,12 @@
 // workbook is made at run time from CSV by LibreOffice itself.
 
 #include "BaseDatosPrueba.h"
+#include "export/ExportadorLibro.h"
 #include "import/clsImportar.h"
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -14,6 +16,59 @@
 
 using namespace presupuestos;
 using presupuestos::prueba::BaseDatosPrueba;
+
+namespace {
+
+// Converts a file with LibreOffice into the given format, in its folder.
+QString convertir(const QTemporaryDir& dir, const QString& soffice, const QString& fichero, const QString& formato)
+{
+    QProcess p;
+    p.setProcessChannelMode(QProcess::MergedChannels);
+    // A profile of its own, so that another LibreOffice running meanwhile does not take the job.
+    p.start(soffice, {QStringLiteral("-env:UserInstallation=file://") + dir.filePath(QStringLiteral("perfil")), QStringLiteral("--headless"),
+                      QStringLiteral("--convert-to"), formato, QStringLiteral("--outdir"), dir.path(), fichero});
+    p.waitForFinished(120000);
+    const QString salida = dir.filePath(QFileInfo(fichero).completeBaseName() + QLatin1Char('.') + formato.section(QLatin1Char(':'), 0, 0));
+    return QFile::exists(salida) ? salida : QString();
+}
+
+} // namespace
+
+TEST(ImportarLibreOffice, AWorkbookTheExportWroteReadsInLibreOfficeAsWritten)
+{
+    // The export places its rows into the workbook itself: another program
+    // must read them, texts that XML would take for markup included.
+    const QString soffice = QStandardPaths::findExecutable(QStringLiteral("soffice"));
+    if (soffice.isEmpty())
+        GTEST_SKIP() << "LibreOffice (soffice) is not installed";
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    FilaLibro f;
+    f.dpto = 3;
+    f.cuenta = QStringLiteral("70000001");
+    f.nombre = QStringLiteral("Ventas <tienda> & \"centro\" ñ");
+    f.dptoNombre = QStringLiteral(" Tienda 3 ");
+    f.meses[0] = Currency::fromRaw(15000);
+    f.meses[11] = Currency::fromRaw(-12345678901);
+    FilaLibro g = f;
+    g.cuenta = QStringLiteral("CTO002");
+    g.nombre = QStringLiteral("Línea\x01rara");
+    const QString libro = dir.filePath(QStringLiteral("exportado.xlsx"));
+    ExportadorLibro::escribir(libro, {HojaLibro{QStringLiteral("Presupuesto"), true, {f, g}}});
+    const QString csv = convertir(dir, soffice, libro, QStringLiteral("csv:Text - txt - csv (StarCalc):59,34,76,1,,1033"));
+    ASSERT_FALSE(csv.isEmpty());
+    QFile leido(csv);
+    ASSERT_TRUE(leido.open(QIODevice::ReadOnly));
+    const QStringList lineas = QString::fromUtf8(leido.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_EQ(lineas.size(), 3) << lineas.join(QLatin1Char('|')).toStdString();
+    const QStringList a = lineas[1].trimmed().split(QLatin1Char(';'));
+    ASSERT_GE(a.size(), 17) << lineas[1].toStdString();
+    EXPECT_EQ(a[0], QStringLiteral("3"));
+    EXPECT_EQ(a[1], QStringLiteral("70000001"));
+    EXPECT_EQ(a[14], QStringLiteral("\"Ventas <tienda> & \"\"centro\"\" ñ\""));
+    EXPECT_EQ(a[15], QStringLiteral(" Tienda 3 "));
+    EXPECT_TRUE(lineas[2].contains(QStringLiteral("CTO002")));
+}
 
 TEST(ImportarLibreOffice, AWorkbookLibreOfficeWroteImportsAsItsRowsSay)
 {
