@@ -142,7 +142,8 @@ void Comando::setEntero(int indice, qint32 valor)
     Parametro& p = parametros_[indice];
     switch (p.tipo) {
     case TipoParametro::Entero: p.numero = valor; break;
-    case TipoParametro::Moneda: p.numero = Currency::fromInt(valor).raw(); break;
+    case TipoParametro::Moneda:
+    case TipoParametro::Diezmilesimas: p.numero = Currency::fromInt(valor).raw(); break;
     case TipoParametro::Texto: ponerTexto(p, QString::number(valor)); return;
     case TipoParametro::Booleano: p.numero = valor != 0; break;
     }
@@ -158,7 +159,8 @@ void Comando::setValor(int indice, Currency valor)
     Parametro& p = parametros_[indice];
     switch (p.tipo) {
     case TipoParametro::Entero: p.numero = valor.toInt32(); break;
-    case TipoParametro::Moneda: p.numero = valor.raw(); break;
+    case TipoParametro::Moneda:
+    case TipoParametro::Diezmilesimas: p.numero = valor.raw(); break;
     case TipoParametro::Texto: ponerTexto(p, valor.toPlainText()); return;
     case TipoParametro::Booleano: p.numero = !valor.isZero(); break;
     }
@@ -194,7 +196,8 @@ void Comando::setValor(int indice, const QVariant& valor)
             p.numero = static_cast<int>(n);
         }
         break;
-    case TipoParametro::Moneda: p.numero = Currency::fromVariant(valor).raw(); break;
+    case TipoParametro::Moneda:
+    case TipoParametro::Diezmilesimas: p.numero = Currency::fromVariant(valor).raw(); break;
     case TipoParametro::Texto: ponerTexto(p, valor.toString()); return;
     case TipoParametro::Booleano: p.numero = valor.toBool(); break;
     }
@@ -210,7 +213,8 @@ QVariant Comando::valor(int indice) const
         return QVariant();
     switch (p.tipo) {
     case TipoParametro::Entero: return QVariant(static_cast<int>(p.numero));
-    case TipoParametro::Moneda: return QVariant::fromValue(Currency::fromRaw(p.numero));
+    case TipoParametro::Moneda:
+    case TipoParametro::Diezmilesimas: return QVariant::fromValue(Currency::fromRaw(p.numero));
     case TipoParametro::Texto: return QVariant(p.texto);
     case TipoParametro::Booleano: return QVariant(p.numero != 0);
     }
@@ -237,6 +241,7 @@ QVariant Comando::paraQt(const Parametro& p) const
         case TipoParametro::Moneda: return QVariant(QMetaType::fromType<double>());
         case TipoParametro::Texto: return QVariant(QMetaType::fromType<QString>());
         case TipoParametro::Booleano: return QVariant(QMetaType::fromType<bool>());
+        case TipoParametro::Diezmilesimas: return QVariant(QMetaType::fromType<qlonglong>());
         }
     }
     switch (p.tipo) {
@@ -244,6 +249,7 @@ QVariant Comando::paraQt(const Parametro& p) const
     case TipoParametro::Moneda: return QVariant(Currency::fromRaw(p.numero).toDouble());
     case TipoParametro::Texto: return QVariant(p.texto);
     case TipoParametro::Booleano: return QVariant(p.numero != 0);
+    case TipoParametro::Diezmilesimas: return QVariant(static_cast<qlonglong>(p.numero));
     }
     return QVariant();
 }
@@ -297,6 +303,8 @@ long Comando::ejecutarDirecta()
             r = sqlite3_bind_null(st, i + 1);
         else if (p.tipo == TipoParametro::Moneda)
             r = sqlite3_bind_double(st, i + 1, Currency::fromRaw(p.numero).toDouble());
+        else if (p.tipo == TipoParametro::Diezmilesimas)
+            r = sqlite3_bind_int64(st, i + 1, p.numero);
         else if (p.tipo == TipoParametro::Texto)
             // The text stays in the parameter until it is bound again.
             r = sqlite3_bind_text(st, i + 1, p.utf8.constData(), static_cast<int>(p.utf8.size()), SQLITE_STATIC);

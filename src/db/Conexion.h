@@ -317,7 +317,9 @@ private:
     bool eof_ = true;
 };
 
-enum class TipoParametro { Entero, Moneda, Texto, Booleano };
+// Diezmilesimas: an amount bound as its exact count of ten-thousandths, for
+// columns that keep it so (SQLite has no exact decimal type).
+enum class TipoParametro { Entero, Moneda, Texto, Booleano, Diezmilesimas };
 
 // A command with positional parameters of declared types, prepared once and
 // executed many times.

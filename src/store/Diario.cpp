@@ -106,15 +106,19 @@ Diario::Diario(std::shared_ptr<Conexion> conexion, qint16 empresa, bool crearTab
     } catch (const std::exception&) {
         disponible_ = false;
     }
+    // SQLite has no exact decimal type: its journal keeps amounts as their
+    // count of ten-thousandths, exact and smaller than a double.
+    importeExacto_ = c_->motor() == Motor::SQLite;
     if (disponible_) {
         const QString empresa = QString::number(empresa_);
-        auto imagen = [](Comando& c, const QString& prefijo) {
+        const TipoParametro importe = importeExacto_ ? TipoParametro::Diezmilesimas : TipoParametro::Moneda;
+        auto imagen = [importe](Comando& c, const QString& prefijo) {
             c.agregarParametro(prefijo + QStringLiteral("Existe"), TipoParametro::Booleano);
             for (int m = 1; m <= 12; ++m)
-                c.agregarParametro(prefijo + QStringLiteral("M") + QString::number(m), TipoParametro::Moneda);
+                c.agregarParametro(prefijo + QStringLiteral("M") + QString::number(m), importe);
             c.agregarParametro(prefijo + QStringLiteral("Metodo"), TipoParametro::Entero);
             c.agregarParametro(prefijo + QStringLiteral("Manual"), TipoParametro::Entero);
-            c.agregarParametro(prefijo + QStringLiteral("Valor"), TipoParametro::Moneda);
+            c.agregarParametro(prefijo + QStringLiteral("Valor"), importe);
             c.agregarParametro(prefijo + QStringLiteral("Ver"), TipoParametro::Booleano);
         };
         auto clave = [](Comando& c) {
@@ -644,14 +648,17 @@ std::vector<Diario::Entrada> Diario::historial(const QString& cuenta, qint16 dpt
                         + QStringLiteral(" AND C.Cuenta = ") + literal(cuenta) + QStringLiteral(" AND C.Dpto = ") + QString::number(dpto)
                         + QStringLiteral(" ORDER BY C.Id DESC");
     Recordset rs = c_->Abrir(sql);
-    auto imagen = [&rs](int desde) {
+    const auto importe = [this, &rs](int i) {
+        return importeExacto_ ? Currency::fromRaw(rs.campo(i).toLongLong()) : rs.moneda(i);
+    };
+    auto imagen = [&rs, &importe](int desde) {
         Imagen im;
         im.existe = !rs.moneda(desde).isZero();
         for (int m = 0; m < 12; ++m)
-            im.meses[static_cast<std::size_t>(m)] = rs.moneda(desde + 1 + m);
+            im.meses[static_cast<std::size_t>(m)] = importe(desde + 1 + m);
         im.metodo = rs.moneda(desde + 13).toInt32();
         im.manual = rs.moneda(desde + 14).toInt32();
-        im.valor = rs.moneda(desde + 15);
+        im.valor = importe(desde + 15);
         im.ver = !rs.moneda(desde + 16).isZero();
         return im;
     };

@@ -198,6 +198,8 @@ private:
     std::shared_ptr<Conexion> c_;
     qint16 empresa_;
     bool disponible_ = false;
+    // Whether the journal's amounts are counts of ten-thousandths.
+    bool importeExacto_ = false;
     QString usuario_;
     std::unique_ptr<Comando> operacion_;
     std::unique_ptr<Comando> describir_;

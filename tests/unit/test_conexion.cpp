@@ -366,6 +366,7 @@ TEST(Conexion, RowsForATemporaryTableAreThereForTheNextStatement)
     // A failure among them is reported by the statement that sends them.
     c.Execute(QStringLiteral("INSERT INTO ") + tabla + QStringLiteral(" SELECT 'no es un número', 'x'"));
     c.Execute(QStringLiteral("INSERT INTO ") + tabla + QStringLiteral(" SELECT 5, 'y'"));
-    if (bd.enPostgres())
+    if (bd.enPostgres()) {
         EXPECT_THROW(c.Abrir(QStringLiteral("SELECT COUNT(*) FROM ") + tabla), VbError);
+    }
 }

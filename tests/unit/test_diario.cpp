@@ -58,13 +58,14 @@ TEST(Diario, AnOperationJournalsEachRowOnceWithBothImagesInTheTransactionOfTheCh
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT Existia || '/' || A_M2 || '/' || A_M3 || '/' || D_M3 || '/' || D_M4 || '/' || D_Manual "
                                       "FROM Presupuestos_Cambios WHERE Cuenta = '70000001'"))
                   .toString(),
-              // Each engine's text of its amounts: PostgreSQL's NUMERIC keeps four decimals.
-              bd.enPostgres() ? QStringLiteral("1/7.5000/0.0000/10.0000/20.0000/12") : QStringLiteral("1/7.5/0/10/20/12"));
+              // Each engine's text of its amounts: PostgreSQL's NUMERIC keeps four
+              // decimals, SQLite's journal the count of ten-thousandths.
+              bd.enPostgres() ? QStringLiteral("1/7.5000/0.0000/10.0000/20.0000/12") : QStringLiteral("1/75000/0/100000/200000/12"));
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT Existia || '/' || Existe || '/' || D_M1 || '/' || Tipo || '/' || (Usuario <> '') || '/' || "
                                       "Descripcion FROM Presupuestos_Cambios C JOIN Presupuestos_Operaciones O ON O.Id = C.Operacion "
                                       "WHERE Cuenta = '62800001'"))
                   .toString(),
-              bd.enPostgres() ? QStringLiteral("0/1/5.2500/tecleo/true/escribir") : QStringLiteral("0/1/5.25/tecleo/1/escribir"));
+              bd.enPostgres() ? QStringLiteral("0/1/5.2500/tecleo/true/escribir") : QStringLiteral("0/1/52500/tecleo/1/escribir"));
     EXPECT_EQ(diario.textoDeshacer(), QStringLiteral("Deshacer: escribir"));
 
     // A transaction that rolls back leaves neither changes nor journal rows,

@@ -97,7 +97,16 @@ void Esquema::crearDiario(Conexion& c)
         ejecutar(c, QStringLiteral("INSERT INTO Presupuestos_Operaciones (Id, Cod_Empresa, Tipo, Descripcion, Usuario, Fecha) "
                                    "SELECT Operacion, MIN(Cod_Empresa), MIN(Tipo), MIN(Descripcion), MIN(Usuario), MIN(Fecha) "
                                    "FROM Presupuestos_Cambios_Anterior GROUP BY Operacion"));
-        ejecutar(c, QStringLiteral("INSERT INTO Presupuestos_Cambios (%1) SELECT %1 FROM Presupuestos_Cambios_Anterior").arg(kFilas));
+        // The first layout kept amounts as SQLite's doubles; this one keeps
+        // their count of ten-thousandths.
+        QStringList origen;
+        for (const QString& columna : kFilas.split(QStringLiteral(", "))) {
+            static const QRegularExpression importes(QStringLiteral("^[AD]_(M\\d+|Valor)$"));
+            const bool importe = importes.match(columna).hasMatch();
+            origen << (importe ? QStringLiteral("CAST(ROUND(%1 * 10000) AS INTEGER)").arg(columna) : columna);
+        }
+        ejecutar(c, QStringLiteral("INSERT INTO Presupuestos_Cambios (%1) SELECT %2 FROM Presupuestos_Cambios_Anterior")
+                        .arg(kFilas, origen.join(QStringLiteral(", "))));
         ejecutar(c, QStringLiteral("DROP TABLE Presupuestos_Cambios_Anterior"));
         ejecutar(c, QStringLiteral("COMMIT"));
     } catch (...) {
