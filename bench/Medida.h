@@ -15,4 +15,18 @@ inline int argumento(const QStringList& args, const QString& nombre, int defecto
     return (i >= 0 && i + 1 < args.size()) ? args[i + 1].toInt() : defecto;
 }
 
+// A spreadsheet's clipboard text of 1,000 rows x 12 months, the block the
+// paste benchmarks paste: row i holds "100+i,m" in month m.
+inline QString bloquePegado()
+{
+    QStringList lineas;
+    for (int i = 0; i < 1000; ++i) {
+        QStringList campos;
+        for (int mes = 1; mes <= 12; ++mes)
+            campos << QStringLiteral("%1,%2").arg(100 + i).arg(mes);
+        lineas << campos.join(QLatin1Char('\t'));
+    }
+    return lineas.join(QStringLiteral("\r\n")) + QStringLiteral("\r\n");
+}
+
 } // namespace presupuestos::medida

@@ -418,14 +418,7 @@ int main(int argc, char** argv)
 
         // ---- A block of 1,000 rows x 12 months pasted from a spreadsheet ---
         PlataformaDePrueba plataforma;
-        QStringList lineas;
-        for (int i = 0; i < 1000; ++i) {
-            QStringList campos;
-            for (int mes = 1; mes <= 12; ++mes)
-                campos << QStringLiteral("%1,%2").arg(100 + i).arg(mes);
-            lineas << campos.join(QLatin1Char('\t'));
-        }
-        plataforma.portapapeles->contenido = lineas.join(QStringLiteral("\r\n")) + QStringLiteral("\r\n");
+        plataforma.portapapeles->contenido = bloquePegado();
         hoja->FlatEdit1->setText(QStringLiteral("2"));
         hoja->AplicarDecimales();
         m.Select(2, 4);

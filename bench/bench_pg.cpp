@@ -95,14 +95,7 @@ Medidas medir(const std::function<std::shared_ptr<Conexion>()>& abrir, int repet
         if (vez + 1 < repeticiones)
             continue;
         PlataformaDePrueba plataforma;
-        QStringList lineas;
-        for (int i = 0; i < 1000; ++i) {
-            QStringList campos;
-            for (int mes = 1; mes <= 12; ++mes)
-                campos << QStringLiteral("%1,%2").arg(100 + i).arg(mes);
-            lineas << campos.join(QLatin1Char('\t'));
-        }
-        plataforma.portapapeles->contenido = lineas.join(QStringLiteral("\r\n")) + QStringLiteral("\r\n");
+        plataforma.portapapeles->contenido = bloquePegado();
         m.Select(2, 4);
         t.restart();
         hoja->Copiar_Desde_Clipboard();

@@ -201,11 +201,15 @@ public:
     virtual ~Cursor() = default;
     // Next row; false at the end. Raises the engine's error.
     virtual bool avanzar() = 0;
-    virtual int columnas() const = 0;
-    virtual int indice(const QString& nombre) const = 0;
+    int columnas() const { return static_cast<int>(nombres_.size()); }
+    // A column by name, whatever the case the engine gives it; -1 if none.
+    int indice(const QString& nombre) const;
     virtual QVariant valor(int i) const = 0;
     virtual Currency moneda(int i) const = 0;
     virtual QString texto(int i) const = 0;
+
+protected:
+    QStringList nombres_;
 };
 
 // An SQLite statement read straight from the engine: the recordsets of an
@@ -222,8 +226,6 @@ public:
     CursorSqlite& operator=(const CursorSqlite&) = delete;
 
     bool avanzar() override;
-    int columnas() const override { return static_cast<int>(nombres_.size()); }
-    int indice(const QString& nombre) const override;
     QVariant valor(int i) const override;
     Currency moneda(int i) const override;
     QString texto(int i) const override;
@@ -232,7 +234,6 @@ private:
     std::shared_ptr<Conexion> conexion_;   // keeps the connection open while the statement lives
     sqlite3_stmt* st_;
     bool propia_;
-    QStringList nombres_;
 };
 
 // The rows of a PostgreSQL query, read from libpq's result.
@@ -244,8 +245,6 @@ public:
     CursorPostgres& operator=(const CursorPostgres&) = delete;
 
     bool avanzar() override;
-    int columnas() const override { return static_cast<int>(nombres_.size()); }
-    int indice(const QString& nombre) const override;
     QVariant valor(int i) const override;
     Currency moneda(int i) const override;
     QString texto(int i) const override;
@@ -255,7 +254,6 @@ private:
     ::pg_result* r_;
     int filas_;
     int fila_ = -1;
-    QStringList nombres_;
 };
 
 // A query with positional parameters ("?"), prepared once and opened many

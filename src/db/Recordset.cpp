@@ -123,13 +123,6 @@ bool CursorPostgres::avanzar()
     return fila_ < filas_;
 }
 
-int CursorPostgres::indice(const QString& nombre) const
-{
-    for (int i = 0; i < nombres_.size(); ++i)
-        if (nombres_[i].compare(nombre, Qt::CaseInsensitive) == 0)
-            return i;
-    return -1;
-}
 
 namespace {
 // Type numbers of PostgreSQL's catalogue (pg_type.oid) the worksheet reads.
@@ -223,7 +216,7 @@ bool CursorSqlite::avanzar()
         QSqlError(QStringLiteral("Unable to fetch row"), mensaje, QSqlError::ConnectionError, QString::number(rc)));
 }
 
-int CursorSqlite::indice(const QString& nombre) const
+int Cursor::indice(const QString& nombre) const
 {
     for (int i = 0; i < nombres_.size(); ++i)
         if (nombres_[i].compare(nombre, Qt::CaseInsensitive) == 0)
