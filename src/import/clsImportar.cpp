@@ -108,22 +108,33 @@ bool filaVacia(const HojaExcel& hoja, qint32 fila, qint16 c)
 
 } // namespace
 
-std::vector<std::pair<QString, qint16>> clsImportar::clavesDelLibro(const HojaExcel& hoja, qint32 ultimaFila) const
+namespace {
+
+// Each row's account and department, as the loop will bind them, for the
+// reads made before it. A cell that cannot be read here (nor a department
+// the key type cannot hold) is left out: the loop reports it at its row.
+template <class Hacer>
+void recorrerClaves(const HojaExcel& hoja, qint32 desde, qint32 hasta, qint16 c, Hacer hacer)
 {
-    // Only for reading the rows ahead: a cell that cannot be read here is
-    // left out, and the loop reports it at its row.
-    std::vector<std::pair<QString, qint16>> claves;
-    const qint16 c = primeraColumnaDatos_;
-    for (qint32 fila = primeraFilaDatos_; fila <= ultimaFila; ++fila) {
+    for (qint32 fila = desde; fila <= hasta; ++fila) {
         try {
             const ValorCelda& dpto = hoja.valor(fila, c);
             if (textoVacio(dpto))
                 continue;
             const Currency d = dpto.tipo == ValorCelda::Tipo::Numero ? Currency::fromDouble(dpto.numero) : moneda(dpto);
-            claves.emplace_back(cadena(hoja.valor(fila, suma16(c, 1))), d.toInt16());
+            hacer(fila, cadena(hoja.valor(fila, suma16(c, 1))), d);
         } catch (const std::exception&) {
         }
     }
+}
+
+} // namespace
+
+std::vector<std::pair<QString, qint16>> clsImportar::clavesDelLibro(const HojaExcel& hoja, qint32 ultimaFila) const
+{
+    std::vector<std::pair<QString, qint16>> claves;
+    recorrerClaves(hoja, primeraFilaDatos_, ultimaFila, primeraColumnaDatos_,
+                   [&claves](qint32, const QString& cuenta, Currency dpto) { claves.emplace_back(cuenta, dpto.toInt16()); });
     return claves;
 }
 
@@ -146,30 +157,22 @@ CodigosDesconocidos clsImportar::buscarDesconocidos(const HojaExcel& hoja, qint3
         rs.Close();
     }
 
-    // As in clavesDelLibro: a cell that cannot be read is left to the loop,
-    // which reports it at its row.
     CodigosDesconocidos r;
-    const qint16 c = primeraColumnaDatos_;
-    for (qint32 fila = primeraFilaDatos_; fila <= ultimaFila; ++fila) {
-        try {
-            const ValorCelda& celdaDpto = hoja.valor(fila, c);
-            if (textoVacio(celdaDpto))
-                continue;
-            CodigosDesconocidos::Fila f;
-            f.fila = fila;
-            // The department as the integer parameter rounds it.
-            f.dpto = (celdaDpto.tipo == ValorCelda::Tipo::Numero ? Currency::fromDouble(celdaDpto.numero) : moneda(celdaDpto)).toInt32();
-            f.cuenta = cadena(hoja.valor(fila, suma16(c, 1)));
-            f.cuentaDesconocida = !cuentas.contains(f.cuenta);
-            f.dptoDesconocido = !dptos.contains(f.dpto);
-            if (!f.cuentaDesconocida && !f.dptoDesconocido)
-                continue;
-            ++r.filas;
-            if (r.primeras.size() < CodigosDesconocidos::kPrimeras)
-                r.primeras.push_back(std::move(f));
-        } catch (const std::exception&) {
-        }
-    }
+    recorrerClaves(hoja, primeraFilaDatos_, ultimaFila, primeraColumnaDatos_,
+                   [&](qint32 fila, const QString& cuenta, Currency dpto) {
+                       CodigosDesconocidos::Fila f;
+                       f.fila = fila;
+                       // The department as the integer parameter rounds it.
+                       f.dpto = dpto.toInt32();
+                       f.cuenta = cuenta;
+                       f.cuentaDesconocida = !cuentas.contains(f.cuenta);
+                       f.dptoDesconocido = !dptos.contains(f.dpto);
+                       if (!f.cuentaDesconocida && !f.dptoDesconocido)
+                           return;
+                       ++r.filas;
+                       if (r.primeras.size() < CodigosDesconocidos::kPrimeras)
+                           r.primeras.push_back(std::move(f));
+                   });
     return r;
 }
 
