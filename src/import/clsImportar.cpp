@@ -106,10 +106,6 @@ bool filaVacia(const HojaExcel& hoja, qint32 fila, qint16 c)
     return true;
 }
 
-} // namespace
-
-namespace {
-
 // Each row's account and department, as the loop will bind them, for the
 // reads made before it. A cell that cannot be read here (nor a department
 // the key type cannot hold) is left out: the loop reports it at its row.
