@@ -20,7 +20,11 @@ public:
     static constexpr int ParameterTooLong = -2147217833; // 0x80040E57: data would be truncated
 
     // What a database error means for the user, where the engine says it.
-    enum class Causa { Ninguna, SoloLectura, Bloqueada, ClaveDuplicada };
+    // Interbloqueo: the engine chose this transaction to break a cycle of
+    // waits (or could not serialise it); run again whole, it may pass.
+    // ConexionPerdida: the session with the server is gone, and with it the
+    // transaction it had open.
+    enum class Causa { Ninguna, SoloLectura, Bloqueada, ClaveDuplicada, Interbloqueo, ConexionPerdida };
 
     VbError(int number, const QString& description, int line = 0, Causa causa = Causa::Ninguna);
 

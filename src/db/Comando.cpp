@@ -347,6 +347,9 @@ long Comando::Execute()
         anotado_ = true;
     }
     conexion_->completarPendientes();
+    // Prepared on a session the server has since dropped.
+    if (consulta_ && generacion_ != conexion_->generacion())
+        consulta_.reset();
     if (!directaProbada_ || !preparado_) {
         if (directa_)
             soltarDirecta();
@@ -360,6 +363,7 @@ long Comando::Execute()
         consulta_->setForwardOnly(true);
         const QString adaptado = conexion_->adaptar(texto_);
         QString nombrado = nombrarMarcas(adaptado, numeroParametros(), marcas_);
+        generacion_ = conexion_->generacion();
         if (!consulta_->prepare(nombrado.isEmpty() ? adaptado : nombrado)) {
             std::unique_ptr<QSqlQuery> fallida = std::move(consulta_);
             const VbError e = conexion_->errorMotor(fallida->lastError());

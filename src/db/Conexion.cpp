@@ -15,6 +15,9 @@
 #include <QTimer>
 #include <QCoreApplication>
 #include <QPointer>
+#include <algorithm>
+#include <chrono>
+#include <thread>
 #include <atomic>
 #include <cstdlib>
 #include <limits>
@@ -115,8 +118,14 @@ VbError::Causa causaError(const QSqlError& e, Motor motor)
         const QString estado = e.nativeErrorCode();
         if (estado == QLatin1String("23505"))
             return VbError::Causa::ClaveDuplicada;
-        if (estado == QLatin1String("55P03") || estado == QLatin1String("40P01") || estado == QLatin1String("40001"))
+        if (estado == QLatin1String("55P03"))
             return VbError::Causa::Bloqueada;
+        if (estado == QLatin1String("40P01") || estado == QLatin1String("40001"))
+            return VbError::Causa::Interbloqueo;
+        // Class 08 (connection exception) and the server shutting the session.
+        if (estado.startsWith(QLatin1String("08")) || estado == QLatin1String("57P01") || estado == QLatin1String("57P02")
+            || estado == QLatin1String("57P03"))
+            return VbError::Causa::ConexionPerdida;
         if (estado == QLatin1String("25006") || estado == QLatin1String("42501"))
             return VbError::Causa::SoloLectura;
         return VbError::Causa::Ninguna;
@@ -124,7 +133,8 @@ VbError::Causa causaError(const QSqlError& e, Motor motor)
     switch (ok ? codigo : -1) {
     case 2627: case 2601: return VbError::Causa::ClaveDuplicada;
     case 3906: return VbError::Causa::SoloLectura;
-    case 1222: case 1205: return VbError::Causa::Bloqueada;
+    case 1222: return VbError::Causa::Bloqueada;
+    case 1205: return VbError::Causa::Interbloqueo;
     default: return VbError::Causa::Ninguna;
     }
 }
@@ -133,14 +143,23 @@ VbError::Causa causaError(const QSqlError& e, Motor motor)
 
 VbError Conexion::errorMotor(const QSqlError& e) const
 {
-    const VbError::Causa causa = causaError(e, motor_);
+    VbError::Causa causa = causaError(e, motor_);
+    // A session the server dropped says little more than that it is gone.
+    if (pg_ && PQstatus(pg_) == CONNECTION_BAD)
+        causa = VbError::Causa::ConexionPerdida;
+    if (causa == VbError::Causa::ConexionPerdida)
+        perdida_ = true;
     QString texto = textoError(e);
     // The engine's words alone do not tell a user that nothing is wrong with
     // the figures; say first what happened.
     if (causa == VbError::Causa::SoloLectura)
         texto = QStringLiteral("La base de datos es de solo lectura.\r\n") + texto;
-    else if (causa == VbError::Causa::Bloqueada)
+    else if (causa == VbError::Causa::Bloqueada || causa == VbError::Causa::Interbloqueo)
         texto = QStringLiteral("La base de datos está bloqueada por otro usuario.\r\n") + texto;
+    else if (causa == VbError::Causa::ConexionPerdida)
+        texto = QStringLiteral("Se ha perdido la conexión con la base de datos: no se ha guardado nada de la operación en curso, "
+                               "y la hoja muestra lo que la base de datos tiene.\r\n")
+                + texto;
     return VbError(VbError::DatabaseError, texto, 0, causa);
 }
 
@@ -226,17 +245,25 @@ std::shared_ptr<Conexion> Conexion::abrirPostgres(const QString& conninfo)
     c->db_ = QSqlDatabase::addDatabase(QStringLiteral("QPSQL"), c->nombre_);
     // Qt passes the options to libpq as they are: the whole connection string.
     c->db_.setConnectOptions(conninfo);
+    c->conninfo_ = conninfo;
     if (!c->db_.open())
         throw VbError(VbError::DatabaseError,
                       QStringLiteral("No se puede conectar con el servidor PostgreSQL: %1").arg(textoError(c->db_.lastError())));
+    c->configurarSesion();
+    return c;
+}
+
+void Conexion::configurarSesion()
+{
     // NUMERIC arrives as its decimal text, never through a double: a
     // currency reads back to the ten-thousandth.
-    c->db_.driver()->setNumericalPrecisionPolicy(QSql::HighPrecision);
-    const QVariant h = c->db_.driver()->handle();
+    db_.driver()->setNumericalPrecisionPolicy(QSql::HighPrecision);
+    const QVariant h = db_.driver()->handle();
     // Qt names the handle's type after libpq's struct or its typedef.
+    pg_ = nullptr;
     if (h.isValid() && (qstrcmp(h.typeName(), "pg_conn*") == 0 || qstrcmp(h.typeName(), "PGconn*") == 0))
-        c->pg_ = *static_cast<PGconn* const*>(h.data());
-    QSqlQuery q(c->db_);
+        pg_ = *static_cast<PGconn* const*>(h.data());
+    QSqlQuery q(db_);
     // Another user's open transaction on a row makes a write wait a while
     // rather than fail at once, as SQLite's busy timeout does; the notices
     // of IF NOT EXISTS are nobody's business.
@@ -247,7 +274,29 @@ std::shared_ptr<Conexion> Conexion::abrirPostgres(const QString& conninfo)
     q.exec(QStringLiteral("SET work_mem = '64MB'"));
     // Backslashes in a literal are data (rule of doubled quotes only).
     q.exec(QStringLiteral("SET standard_conforming_strings = on"));
-    return c;
+}
+
+void Conexion::recuperarSesion()
+{
+    if (!perdida_ || transacciones_ > 0 || motor_ != Motor::PostgreSQL)
+        return;
+    // Whatever waited for the old session went with it; the temporary
+    // tables are made again below from what made them.
+    lote_.clear();
+    pendientes_.clear();
+    db_.close();
+    if (!db_.open())
+        throw VbError(VbError::DatabaseError,
+                      QStringLiteral("Se ha perdido la conexión con la base de datos y no se puede volver a conectar: %1")
+                          .arg(textoError(db_.lastError())),
+                      0, VbError::Causa::ConexionPerdida);
+    configurarSesion();
+    perdida_ = false;
+    ++generacion_;
+    QSqlQuery q(db_);
+    for (const QString& sql : temporales_)
+        if (!q.exec(adaptar(sql)))
+            throw errorMotor(q.lastError());
 }
 
 void Conexion::registrarFunciones()
@@ -463,10 +512,140 @@ bool insercionTemporal(const QString& sql)
 
 constexpr int kMaxLote = 500;
 
+// The temporary table a statement makes, fills, empties or drops, and how.
+enum class UsoTemporal { Ninguno, Crear, Llenar, Vaciar, Borrar };
+
+UsoTemporal usoTemporal(const QString& sql, QString* tabla)
+{
+    const auto t = tokens::tokenizar(sql);
+    const int i = tokens::siguiente(t, -1);
+    const int j = tokens::siguiente(t, i);
+    const int k = tokens::siguiente(t, j);
+    if (!tokens::en(t, k) || !tokens::esTemporal(t[k]))
+        return UsoTemporal::Ninguno;
+    *tabla = t[k].texto.toLower();
+    const auto es = [&t](int n, const char* p) { return tokens::esPalabra(t[n], p); };
+    if (es(i, "CREATE") && es(j, "TABLE"))
+        return UsoTemporal::Crear;
+    if (es(i, "DROP") && es(j, "TABLE"))
+        return UsoTemporal::Borrar;
+    if (es(i, "TRUNCATE") && es(j, "TABLE"))
+        return UsoTemporal::Vaciar;
+    if (es(i, "DELETE") && es(j, "FROM"))
+        return tokens::en(t, tokens::siguiente(t, k)) ? UsoTemporal::Llenar : UsoTemporal::Vaciar;
+    if (es(i, "INSERT") && es(j, "INTO"))
+        return UsoTemporal::Llenar;
+    return UsoTemporal::Ninguno;
+}
+
+// A lock's number: the same for every user and every run, for the same
+// words (Qt's own hash is seeded per process).
+qint64 numeroBloqueo(const QString& ambito, const QString& clave)
+{
+    quint64 h = 14695981039346656037ULL;
+    const auto mezclar = [&h](const QByteArray& b) {
+        for (const char c : b) {
+            h ^= static_cast<unsigned char>(c);
+            h *= 1099511628211ULL;
+        }
+    };
+    mezclar(ambito.toUtf8());
+    mezclar(QByteArrayLiteral("\x1f"));
+    mezclar(clave.toUtf8());
+    return static_cast<qint64>(h);
+}
+
 } // namespace
+
+void Conexion::recordarTemporal(const QString& sql)
+{
+    QString tabla;
+    const UsoTemporal uso = usoTemporal(sql, &tabla);
+    if (uso == UsoTemporal::Ninguno)
+        return;
+    const auto deTabla = [&tabla](const QString& s, bool tambienCrear) {
+        QString t;
+        const UsoTemporal u = usoTemporal(s, &t);
+        return t == tabla && (tambienCrear || u != UsoTemporal::Crear);
+    };
+    // Only what the table holds now matters: what an emptying or a drop
+    // undid is not kept.
+    if (uso == UsoTemporal::Borrar || uso == UsoTemporal::Vaciar)
+        std::erase_if(temporales_, [&](const QString& s) { return deTabla(s, uso == UsoTemporal::Borrar); });
+    if (uso != UsoTemporal::Borrar && uso != UsoTemporal::Vaciar)
+        temporales_.push_back(sql);
+}
+
+void Conexion::bloquearClaves(const QString& ambito, const QStringList& claves)
+{
+    if (motor_ != Motor::PostgreSQL || transacciones_ == 0)
+        return;
+    const qint64 a = numeroBloqueo(QStringLiteral("presupuestos"), ambito);
+    if (ambitos_.value(a, false))
+        return;
+    std::vector<qint64> numeros;
+    numeros.reserve(static_cast<std::size_t>(claves.size()));
+    for (const QString& c : claves) {
+        const qint64 n = numeroBloqueo(ambito, c);
+        if (!bloqueadas_.contains(n))
+            numeros.push_back(n);
+    }
+    std::sort(numeros.begin(), numeros.end());
+    numeros.erase(std::unique(numeros.begin(), numeros.end()), numeros.end());
+    QString sql;
+    if (!ambitos_.contains(a))
+        sql += QStringLiteral("SELECT pg_advisory_xact_lock_shared(%1);").arg(a);
+    // One after another, in the order of their numbers: the same order for
+    // every user, whatever order the rows come in.
+    for (const qint64 n : numeros)
+        sql += QStringLiteral("SELECT pg_advisory_xact_lock(%1);").arg(n);
+    if (sql.isEmpty())
+        return;
+    ejecutarPostgres(sql);
+    ambitos_.insert(a, false);
+    for (const qint64 n : numeros)
+        bloqueadas_.insert(n);
+}
+
+void Conexion::bloquearAmbito(const QString& ambito)
+{
+    if (motor_ != Motor::PostgreSQL || transacciones_ == 0)
+        return;
+    const qint64 a = numeroBloqueo(QStringLiteral("presupuestos"), ambito);
+    if (ambitos_.value(a, false))
+        return;
+    ejecutarPostgres(QStringLiteral("SELECT pg_advisory_xact_lock(%1)").arg(a));
+    ambitos_.insert(a, true);
+}
+
+void Conexion::ejecutarPostgres(const QString& sql)
+{
+    completarPendientes();
+    antesDeSentencia();
+    PGresult* r = PQexec(pg_, sql.toUtf8().constData());
+    const ExecStatusType estado = PQresultStatus(r);
+    if (estado == PGRES_TUPLES_OK || estado == PGRES_COMMAND_OK) {
+        PQclear(r);
+        return;
+    }
+    const VbError e = errorMotor(errorPostgres(r));
+    PQclear(r);
+    trasFallo();
+    throw e;
+}
+
+QSqlError Conexion::errorPostgres(const ::pg_result* r) const
+{
+    const QString mensaje = QString::fromUtf8(r ? PQresultErrorMessage(r) : PQerrorMessage(pg_)).trimmed();
+    const QString sqlstate = QString::fromLatin1(r ? PQresultErrorField(r, PG_DIAG_SQLSTATE) : nullptr);
+    return QSqlError(QStringLiteral("Unable to create query"),
+                     sqlstate.isEmpty() ? mensaje : mensaje + QStringLiteral("\n(") + sqlstate + QLatin1Char(')'),
+                     QSqlError::StatementError, sqlstate);
+}
 
 void Conexion::enviarLote()
 {
+    recuperarSesion();
     if (lote_.isEmpty())
         return;
     const QString texto = lote_.join(QStringLiteral(";\n"));
@@ -479,6 +658,9 @@ void Conexion::enviarLote()
 long Conexion::Execute(const QString& sql, int opciones)
 {
     anotar(sql);
+    recuperarSesion();
+    if (motor_ == Motor::PostgreSQL)
+        recordarTemporal(sql);
     // A worksheet opens by filling its filter table a row per account, a
     // statement each: on a server, a round trip each. The table is this
     // connection's own, so no other user can see when its rows arrive; they
@@ -559,12 +741,8 @@ Recordset Conexion::Abrir(const QString& sql)
         PGresult* r = PQexec(pg_, texto.constData());
         const ExecStatusType estado = PQresultStatus(r);
         if (estado != PGRES_TUPLES_OK && estado != PGRES_COMMAND_OK) {
-            const QString mensaje = QString::fromUtf8(r ? PQresultErrorMessage(r) : PQerrorMessage(pg_)).trimmed();
-            const QString sqlstate = QString::fromLatin1(r ? PQresultErrorField(r, PG_DIAG_SQLSTATE) : nullptr);
+            const VbError e = errorMotor(errorPostgres(r));
             PQclear(r);
-            const VbError e = errorMotor(QSqlError(QStringLiteral("Unable to create query"),
-                                                   sqlstate.isEmpty() ? mensaje : mensaje + QStringLiteral("\n(") + sqlstate + QLatin1Char(')'),
-                                                   QSqlError::StatementError, sqlstate));
             trasFallo();
             throw e;
         }
@@ -589,14 +767,53 @@ void Conexion::BeginTrans()
 {
     completarPendientes();
     anotar(QStringLiteral("BEGIN TRANSACTION"));
-    if (!db_.transaction())
+    if (motor_ == Motor::SQLite) {
+        // Every transaction here writes: it takes the write lock at once, so
+        // what it reads before writing cannot change under it, and another
+        // user's lock is waited for (the busy timeout) instead of refused
+        // when a read lock would have to grow into a write lock.
+        QSqlQuery q(db_);
+        if (!q.exec(QStringLiteral("BEGIN IMMEDIATE")))
+            throw errorMotor(q.lastError());
+    } else if (!db_.transaction()) {
         throw errorMotor(db_.lastError());
+    }
     ++transacciones_;
     puntoGuardado_ = false;
+    bloqueadas_.clear();
+    ambitos_.clear();
+}
+
+bool Conexion::transaccionViva() const
+{
+    if (transacciones_ == 0)
+        return false;
+    if (sqlite_)
+        return sqlite3_get_autocommit(sqlite_) == 0;
+    if (pg_) {
+        const PGTransactionStatusType e = PQtransactionStatus(pg_);
+        return e == PQTRANS_INTRANS || e == PQTRANS_ACTIVE;
+    }
+    return true;
 }
 
 void Conexion::CommitTrans()
 {
+    if (transacciones_ == 1 && !transaccionViva()) {
+        // The engine rolled it back (a full disk, a lost session): nothing of
+        // it is stored, and nothing may be written now as if it were part of it.
+        const bool perdida = perdida_ || (pg_ && PQstatus(pg_) == CONNECTION_BAD);
+        perdida_ = perdida_ || perdida;
+        try {
+            RollbackTrans();
+        } catch (const std::exception&) {
+        }
+        throw VbError(VbError::DatabaseError,
+                      perdida ? QStringLiteral("Se ha perdido la conexión con la base de datos: no se ha guardado nada de la operación "
+                                               "en curso, y la hoja muestra lo que la base de datos tiene.")
+                              : QStringLiteral("La base de datos ha deshecho la operación: no se ha guardado ninguno de sus cambios."),
+                      0, perdida ? VbError::Causa::ConexionPerdida : VbError::Causa::Ninguna);
+    }
     if (transacciones_ == 1)
         for (const auto& [dueno, a] : avisos_)
             if (a.antesDeConfirmar)
@@ -637,6 +854,26 @@ void Conexion::agregarAvisos(const void* dueno, AvisosTransaccion avisos)
 void Conexion::quitarAvisos(const void* dueno)
 {
     std::erase_if(avisos_, [dueno](const auto& a) { return a.first == dueno; });
+}
+
+void repetirTrasInterbloqueo(Conexion& c, const std::function<void()>& trabajo)
+{
+    constexpr int kIntentos = 4;
+    if (c.enTransaccion()) {
+        trabajo();
+        return;
+    }
+    for (int intento = 1;; ++intento) {
+        try {
+            trabajo();
+            return;
+        } catch (const VbError& e) {
+            if (e.causa() != VbError::Causa::Interbloqueo || intento >= kIntentos || c.enTransaccion())
+                throw;
+        }
+        // Apart a little, so that the two do not meet again at once.
+        std::this_thread::sleep_for(std::chrono::milliseconds(20 * intento + std::rand() % 20));
+    }
 }
 
 Transaccion::Transaccion(Conexion& c) : c_(c)

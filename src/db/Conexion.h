@@ -10,6 +10,7 @@
 #include "common/VbError.h"
 
 #include <QHash>
+#include <QSet>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -86,6 +87,24 @@ public:
     // How long a statement waits on another user's lock (SQLite, PostgreSQL).
     void setEsperaBloqueo(int milisegundos);
 
+    // A write locks what it depends on before it reads it, and holds it to
+    // the end of the transaction. SQLite needs nothing more: its
+    // transactions take the database's write lock when they begin. On a
+    // server each key (a budget row's) is locked within its ambit (a
+    // company's year), in one order for everybody, so two batches queue
+    // instead of deadlocking; a key whose row does not exist yet is locked
+    // all the same, so two users creating one row queue too. A writer that
+    // takes a whole ambit (an import) waits for every key's writer of it
+    // and the other way round.
+    void bloquearClaves(const QString& ambito, const QStringList& claves);
+    void bloquearAmbito(const QString& ambito);
+    // Whether the outermost transaction is still open: the engine rolls it
+    // back on its own after some failures (a full disk, a lost connection).
+    bool transaccionViva() const;
+    // Grows each time the connection to the server is made again: what was
+    // prepared on the old one has to be prepared anew.
+    int generacion() const { return generacion_; }
+
     // Composed texts, in the order they were sent (before any adaptation).
     const std::deque<QString>& registro() const { return registro_; }
     QString ultimoTexto() const { return registro_.empty() ? QString() : registro_.back(); }
@@ -137,6 +156,26 @@ private:
     Conexion(Motor motor, QString nombreConexion);
     void registrarFunciones();
     long ejecutarAhora(const QString& sql);
+    // PostgreSQL: the session's settings, on every new session.
+    void configurarSesion();
+    // PostgreSQL: runs statements of the connection's own (not composed
+    // texts: not logged, not adapted) straight through libpq.
+    void ejecutarPostgres(const QString& sql);
+    QSqlError errorPostgres(const ::pg_result* r) const;
+    // A session the server dropped is opened again before the next
+    // statement outside a transaction, with this connection's temporary
+    // tables made again as they were.
+    void recuperarSesion();
+    // The statements that made this connection's temporary tables what
+    // they are, to be run again on a new session.
+    void recordarTemporal(const QString& sql);
+    std::vector<QString> temporales_;
+    mutable bool perdida_ = false;
+    int generacion_ = 0;
+    QString conninfo_;
+    // Keys, and ambits (true: whole), already locked by the open transaction.
+    QSet<qint64> bloqueadas_;
+    QHash<qint64, bool> ambitos_;
 
     Motor motor_;
     QString nombre_;
@@ -192,6 +231,13 @@ private:
     bool propia_ = false;
     bool cerrada_ = false;
 };
+
+// Runs the work of a transaction of its own; when the engine chose it to
+// break a deadlock (which the key order makes rare but a writer from
+// elsewhere can still cause), the work is run again, whole, a few times
+// before the error is let through. Inside a transaction already, the work
+// runs once: only whoever owns the transaction can run it again.
+void repetirTrasInterbloqueo(Conexion& c, const std::function<void()>& trabajo);
 
 // Rows read straight from an engine's own library, without Qt's driver
 // between: a QVariant and a QString per field cost more than the query
@@ -388,6 +434,8 @@ private:
     // anything else goes through consulta_.
     sqlite3_stmt* directa_ = nullptr;
     bool directaProbada_ = false;
+    // The connection's session consulta_ was prepared on.
+    int generacion_ = 0;
 };
 
 } // namespace presupuestos

@@ -166,6 +166,24 @@ void pasoOrdenUnion(Tokens& t)
     }
 }
 
+// NEXT VALUE FOR a sequence: PostgreSQL's nextval of it.
+void pasoSecuencias(Tokens& t)
+{
+    for (int i = 0; i < static_cast<int>(t.size()); ++i) {
+        if (!esPalabra(t[i], "NEXT"))
+            continue;
+        const int valor = siguiente(t, i);
+        const int para = siguiente(t, valor);
+        const int nombreSecuencia = siguiente(t, para);
+        if (!en(t, nombreSecuencia) || !esPalabra(t[valor], "VALUE") || !esPalabra(t[para], "FOR") || !esNombre(t[nombreSecuencia]))
+            continue;
+        QString id = DialectoPostgres::identificador(nombre(t[nombreSecuencia]));
+        if (!id.startsWith(QLatin1Char('"')))
+            id = id.toLower();
+        sustituir(t, i, nombreSecuencia, QStringLiteral("nextval('") + id.replace(QLatin1Char('\''), QStringLiteral("''")) + QStringLiteral("')"));
+    }
+}
+
 QString citar(const QString& n) { return entreComillas(n); }
 
 TokenSql base(const QString& bd) { return tokenNombre(bd); }
@@ -202,11 +220,13 @@ QString DialectoPostgres::adaptar(const QString& tsql)
     pasoNombres(t);
     tokens::isNull(t, QStringLiteral("COALESCE"));
     pasoFunciones(t);
+    pasoSecuencias(t);
     pasoTipos(t);
     asignacionOr(t);
     pasoOrdenUnion(t);
     pivot(t, citar);
     top(t);
+    bloqueo(t, true);
     return unir(t);
 }
 

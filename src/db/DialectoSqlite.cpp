@@ -62,6 +62,8 @@ SqlAdaptado DialectoSqlite::adaptar(const QString& tsql)
     tokens::asignacionOr(t);
     tokens::pivot(t, entreCorchetes);
     tokens::top(t);
+    // The transaction holds the whole database already.
+    tokens::bloqueo(t, false);
     pasoTruncateSqlite(t);
     r.texto = unir(t);
     return r;

@@ -345,6 +345,40 @@ void top(Tokens& t)
     }
 }
 
+void bloqueo(Tokens& t, bool paraActualizar)
+{
+    for (int i = 0; i < static_cast<int>(t.size()); ++i) {
+        if (!esPalabra(t[i], "WITH"))
+            continue;
+        const int previo = anterior(t, i);
+        const int abre = siguiente(t, i);
+        if (!en(t, previo) || !esNombre(t[previo]) || !en(t, abre) || !esSigno(t[abre], "("))
+            continue;
+        const int cierra = cierreDe(t, abre);
+        if (cierra < 0)
+            continue;
+        // Only lock hints between the parentheses.
+        bool pistas = true;
+        bool alguna = false;
+        for (int k = siguiente(t, abre); pistas && en(t, k) && k < cierra; k = siguiente(t, k)) {
+            if (esSigno(t[k], ","))
+                continue;
+            pistas = esPalabra(t[k], "UPDLOCK") || esPalabra(t[k], "HOLDLOCK") || esPalabra(t[k], "ROWLOCK");
+            alguna = true;
+        }
+        if (!pistas || !alguna)
+            continue;
+        const int desde = t[i - 1].tipo == Tipo::Espacio ? i - 1 : i;
+        t.erase(t.begin() + desde, t.begin() + cierra + 1);
+        if (paraActualizar) {
+            while (!t.empty() && (t.back().tipo == Tipo::Espacio || esSigno(t.back(), ";")))
+                t.pop_back();
+            t.push_back(TokenSql{Tipo::Crudo, QStringLiteral(" FOR UPDATE")});
+        }
+        return;
+    }
+}
+
 QString unir(const Tokens& t) { return unir(t, 0, static_cast<int>(t.size())); }
 
 int cierreDe(const Tokens& t, int i)

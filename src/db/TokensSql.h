@@ -69,6 +69,10 @@ void isNull(Tokens& t, const QString& funcion);
 void asignacionOr(Tokens& t);
 void pivot(Tokens& t, const Citar& citar);
 void top(Tokens& t);
+// A table hint that locks what a read finds until the transaction ends
+// ("WITH (UPDLOCK, HOLDLOCK)" after the table's name) is taken out; with
+// paraActualizar the statement then ends in FOR UPDATE instead.
+void bloqueo(Tokens& t, bool paraActualizar);
 
 } // namespace tokens
 } // namespace presupuestos

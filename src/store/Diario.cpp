@@ -7,6 +7,7 @@
 #include "db/schema/Esquema.h"
 
 #include <QProcessEnvironment>
+#include <algorithm>
 
 namespace presupuestos {
 
@@ -15,6 +16,13 @@ namespace {
 QString literal(const QString& texto) { return QLatin1Char('\'') + sql::texto(texto) + QLatin1Char('\''); }
 
 ClaveFila claveFila(const QString& cuenta, qint16 dpto, qint16 ejercicio) { return ClaveFila{cuenta, dpto, ejercicio}; }
+
+// What the connection locks for a row: its key within the company's year.
+QString claveBloqueo(const QString& cuenta, qint16 dpto) { return cuenta + QLatin1Char('\x1f') + QString::number(dpto); }
+
+// The hint that keeps what a read finds locked for the transaction that
+// is about to write it (each dialect says it its own way).
+const QString kBloqueo = QStringLiteral(" WITH (UPDLOCK, HOLDLOCK)");
 
 const char* const kClaves[] = {"tecleo", "pegado", "borrado", "metodo", "dependientes",
                                "visibilidad", "importacion", "deshacer", "rehacer"};
@@ -255,6 +263,9 @@ void Diario::cerrar()
     tocadas_.clear();
     enTransaccion_.clear();
     conocida_.clear();
+    // Undo takes back what changed, and only that: a row left as it was
+    // would make the step refusable for a change it never made.
+    std::erase_if(op.filas, [](const Fila& f) { return f.antes == f.despues; });
     if (op.filas.empty() || op.tipo == Tipo::Deshacer || op.tipo == Tipo::Rehacer)
         return;
     deshacer_.push_back(std::move(op));
@@ -288,10 +299,12 @@ void Diario::antes(const QString& cuenta, qint16 dpto, qint16 ejercicio, Tipo ti
     f.dpto = dpto;
     f.ejercicio = ejercicio;
     const auto prevista = previstas_.empty() ? previstas_.end() : previstas_.find(it->first);
-    if (prevista != previstas_.end())
+    if (prevista != previstas_.end()) {
         f.antes = prevista->second;
-    else if (!anosLeidos_.contains(ejercicio))
+    } else if (!anosLeidos_.contains(ejercicio)) {
+        c_->bloquearClaves(ambito(ejercicio), {claveBloqueo(cuenta, dpto)});
         f.antes = leer(cuenta, dpto, ejercicio);
+    }
     // else: the year was read whole and the row was not in it.
     abierta_->filas.push_back(std::move(f));
     escrita_.push_back(0);
@@ -331,6 +344,7 @@ void Diario::preverAno(qint16 ejercicio, std::size_t filas)
     // new rows keeps none.
     if (anosLeidos_.contains(ejercicio))
         return;
+    c_->bloquearAmbito(ambito(ejercicio));
     leerAno(ejercicio, previstas_);
     anosLeidos_.insert(ejercicio);
 }
@@ -342,10 +356,14 @@ void Diario::prever(const std::vector<std::pair<QString, qint16>>& filas, qint16
         return;
     }
     std::vector<std::pair<QString, qint16>> nuevas;
+    QStringList claves;
     for (const auto& [cuenta, dpto] : filas)
-        if (!indice_.count(claveFila(cuenta, dpto, ejercicio)))
+        if (!indice_.count(claveFila(cuenta, dpto, ejercicio))) {
             nuevas.emplace_back(cuenta, dpto);
-    for (auto& [k, im] : leerVarias(nuevas, ejercicio))
+            claves << claveBloqueo(cuenta, dpto);
+        }
+    c_->bloquearClaves(ambito(ejercicio), claves);
+    for (auto& [k, im] : leerVarias(nuevas, ejercicio, true))
         previstas_.insert_or_assign(k, std::move(im));
 }
 
@@ -370,6 +388,15 @@ void Diario::antesDeConfirmar()
     }
     if (!disponible_)
         return;
+    // The journal tells what happened: a row the transaction left as it
+    // found it (a method's row that came out the same, a write the engine
+    // refused) is no change, and an operation of no changes is not written.
+    const auto cambiada = [this](std::size_t i) {
+        const Fila& f = abierta_->filas[i];
+        return escrita_[i] || !(f.antes == f.despues);
+    };
+    if (std::none_of(tocadas_.begin(), tocadas_.end(), cambiada))
+        return;
     const QString descripcion = abierta_->descripcion.left(200);
     if (abierta_->id == 0) {
         numerar(descripcion);
@@ -383,6 +410,8 @@ void Diario::antesDeConfirmar()
     std::vector<const Fila*> nuevas;
     for (std::size_t i : tocadas_) {
         const Fila& f = abierta_->filas[i];
+        if (!cambiada(i))
+            continue;
         if (!escrita_[i] && !f.antes.existe)
             nuevas.push_back(&f);
         else
@@ -452,8 +481,13 @@ void Diario::numerar(const QString& descripcion)
     // server takes the same number first: the next one is tried.
     const QString fecha = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
     for (int intento = 0;; ++intento) {
-        Recordset rs = c_->Abrir(QStringLiteral("SELECT MAX(Id) FROM Presupuestos_Operaciones"));
-        const qint32 id = (rs.eof() ? 0 : rs.moneda(0).toInt32()) + 1;
+        // A server hands out numbers from a sequence, which no two
+        // transactions share; SQLite's transaction holds the write lock, so
+        // the highest number cannot change under it.
+        Recordset rs = c_->Abrir(c_->motor() == Motor::SQLite
+                                     ? QStringLiteral("SELECT MAX(Id) FROM Presupuestos_Operaciones")
+                                     : QStringLiteral("SELECT NEXT VALUE FOR Presupuestos_Operaciones_Id"));
+        const qint32 id = (rs.eof() ? 0 : rs.moneda(0).toInt32()) + (c_->motor() == Motor::SQLite ? 1 : 0);
         rs.Close();
         operacion_->setEntero(0, id);
         operacion_->setValor(1, clave(abierta_->tipo));
@@ -524,8 +558,9 @@ Diario::Imagen Diario::leer(const QString& cuenta, qint16 dpto, qint16 ejercicio
         QString sql = QStringLiteral("SELECT M1");
         for (int m = 2; m <= 12; ++m)
             sql += QStringLiteral(", M") + QString::number(m);
-        sql += QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor, Ver FROM Presupuestos WHERE Cod_Empresa = ")
-               + QString::number(empresa_) + QStringLiteral(" AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?");
+        sql += QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor, Ver FROM Presupuestos") + kBloqueo
+               + QStringLiteral(" WHERE Cod_Empresa = ") + QString::number(empresa_)
+               + QStringLiteral(" AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?");
         leerFila_ = std::make_unique<Consulta>(c_, sql);
     }
     Recordset rs = leerFila_->Abrir({QVariant(static_cast<int>(ejercicio)), QVariant(cuenta), QVariant(static_cast<int>(dpto))});
@@ -542,26 +577,36 @@ Diario::Imagen Diario::leer(const QString& cuenta, qint16 dpto, qint16 ejercicio
     return im;
 }
 
-Diario::Imagenes Diario::leerFilas(const std::vector<const Fila*>& filas) const
+Diario::Imagenes Diario::leerFilas(const std::vector<const Fila*>& filas, bool bloquear) const
 {
     std::unordered_map<qint16, std::vector<std::pair<QString, qint16>>> porEjercicio;
     for (const Fila* f : filas)
         porEjercicio[f->ejercicio].emplace_back(f->cuenta, f->dpto);
     Imagenes r;
-    for (const auto& [ejercicio, claves] : porEjercicio)
-        r.merge(leerVarias(claves, ejercicio));
+    for (const auto& [ejercicio, claves] : porEjercicio) {
+        if (bloquear) {
+            QStringList bloqueo;
+            for (const auto& [cuenta, dpto] : claves)
+                bloqueo << claveBloqueo(cuenta, dpto);
+            c_->bloquearClaves(ambito(ejercicio), bloqueo);
+        }
+        r.merge(leerVarias(claves, ejercicio, bloquear));
+    }
     return r;
 }
 
+QString Diario::ambito(qint16 ejercicio) const { return QString::number(empresa_) + QLatin1Char(':') + QString::number(ejercicio); }
+
 namespace {
 
-QString columnasFila(qint16 empresa, qint16 ejercicio)
+QString columnasFila(qint16 empresa, qint16 ejercicio, bool bloquear)
 {
     QString columnas = QStringLiteral("SELECT Cuenta, Dpto, M1");
     for (int m = 2; m <= 12; ++m)
         columnas += QStringLiteral(", M") + QString::number(m);
-    return columnas + QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor, Ver FROM Presupuestos WHERE Cod_Empresa = ")
-           + QString::number(empresa) + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(ejercicio);
+    return columnas + QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor, Ver FROM Presupuestos")
+           + (bloquear ? kBloqueo : QString()) + QStringLiteral(" WHERE Cod_Empresa = ") + QString::number(empresa)
+           + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(ejercicio);
 }
 
 void tomarImagen(Recordset& rs, Diario::Imagen& im)
@@ -580,15 +625,16 @@ void tomarImagen(Recordset& rs, Diario::Imagen& im)
 void Diario::leerAno(qint16 ejercicio, Imagenes& destino) const
 {
     SinRegistro sin(*c_);
-    Recordset rs = c_->Abrir(columnasFila(empresa_, ejercicio));
+    // The year is locked whole already (bloquearAmbito).
+    Recordset rs = c_->Abrir(columnasFila(empresa_, ejercicio, false));
     while (!rs.eof()) {
         tomarImagen(rs, destino[ClaveFila{rs.texto(0), static_cast<qint16>(rs.moneda(1).toInt32()), ejercicio}]);
         rs.MoveNext();
     }
 }
 
-Diario::Imagenes Diario::leerVarias(const std::vector<std::pair<QString, qint16>>& filas,
-                                                              qint16 ejercicio) const
+Diario::Imagenes Diario::leerVarias(const std::vector<std::pair<QString, qint16>>& filas, qint16 ejercicio,
+                                   bool bloquear) const
 {
     Imagenes r;
     if (filas.empty())
@@ -601,7 +647,7 @@ Diario::Imagenes Diario::leerVarias(const std::vector<std::pair<QString, qint16>
         return r;
     }
     SinRegistro sin(*c_);
-    const QString columnas = columnasFila(empresa_, ejercicio);
+    const QString columnas = columnasFila(empresa_, ejercicio, bloquear);
     const auto tomar = [&r, ejercicio](Recordset& rs) {
         while (!rs.eof()) {
             const auto it = r.find(ClaveFila{rs.texto(0), static_cast<qint16>(rs.moneda(1).toInt32()), ejercicio});
@@ -701,7 +747,7 @@ Diario::Operacion Diario::aplicar(std::vector<Operacion>& de, std::vector<Operac
     if (de.empty())
         return {};
     const Operacion op = de.back();
-    {
+    repetirTrasInterbloqueo(*c_, [&] {
         Ambito ambito = operacion(haciaAntes ? Tipo::Deshacer : Tipo::Rehacer,
                                   (haciaAntes ? QStringLiteral("deshacer ") : QStringLiteral("rehacer ")) + op.descripcion);
         Transaccion t(*c_);
@@ -712,7 +758,8 @@ Diario::Operacion Diario::aplicar(std::vector<Operacion>& de, std::vector<Operac
         std::vector<const Fila*> todas;
         for (const Fila& f : op.filas)
             todas.push_back(&f);
-        Imagenes actuales = leerFilas(todas);
+        // Locked first: no one may change them between the check and the write.
+        Imagenes actuales = leerFilas(todas, true);
         for (const Fila& f : op.filas) {
             const Imagen& esperada = haciaAntes ? f.despues : f.antes;
             const Imagen& actual = actuales[claveFila(f.cuenta, f.dpto, f.ejercicio)];
@@ -730,7 +777,7 @@ Diario::Operacion Diario::aplicar(std::vector<Operacion>& de, std::vector<Operac
         for (auto it = op.filas.rbegin(); it != op.filas.rend(); ++it)
             restaurar(it->cuenta, it->dpto, it->ejercicio, haciaAntes ? it->antes : it->despues);
         t.confirmar();
-    }
+    });
     de.pop_back();
     a.push_back(op);
     if (alCambiar_)

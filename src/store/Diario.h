@@ -171,7 +171,8 @@ public:
     Imagen leer(const QString& cuenta, qint16 dpto, qint16 ejercicio) const;
     // Many rows of a year at once, by key (those missing: no row).
     using Imagenes = std::unordered_map<ClaveFila, Imagen, HashClaveFila>;
-    Imagenes leerVarias(const std::vector<std::pair<QString, qint16>>& filas, qint16 ejercicio) const;
+    // bloquear: locks them first, for the transaction about to write them.
+    Imagenes leerVarias(const std::vector<std::pair<QString, qint16>>& filas, qint16 ejercicio, bool bloquear = false) const;
     // What a writer that knows the row it leaves tells the journal, which
     // then need not read it back: the months it wrote over the row as it
     // was (a new row takes the table's defaults for the rest).
@@ -181,7 +182,9 @@ private:
     // Every row of a year that exists, into destino.
     void leerAno(qint16 ejercicio, Imagenes& destino) const;
     // Rows of any years, a year at a time.
-    Imagenes leerFilas(const std::vector<const Fila*>& filas) const;
+    Imagenes leerFilas(const std::vector<const Fila*>& filas, bool bloquear = false) const;
+    // What the connection's locks of a year's rows are taken within.
+    QString ambito(qint16 ejercicio) const;
     void abrir(Tipo tipo, const QString& descripcion, bool implicita);
     void cerrar();
     void antesDeConfirmar();

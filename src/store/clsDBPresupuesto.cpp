@@ -86,11 +86,14 @@ void clsDBPresupuesto::escribir(const QString& Cuenta, qint16 Dpto, qint16 Ejerc
         escritura();
         return;
     }
-    // The write and the journal's row about it commit together.
-    Transaccion t(*modPublic::ConexionActiva);
-    diario_->antes(Cuenta, Dpto, Ejercicio, tipo);
-    escritura();
-    t.confirmar();
+    // The write and the journal's row about it commit together; the row is
+    // locked before the journal reads what it was.
+    repetirTrasInterbloqueo(*modPublic::ConexionActiva, [&] {
+        Transaccion t(*modPublic::ConexionActiva);
+        diario_->antes(Cuenta, Dpto, Ejercicio, tipo);
+        escritura();
+        t.confirmar();
+    });
 }
 
 void clsDBPresupuesto::Actualizar(const clsPresupItem& item)

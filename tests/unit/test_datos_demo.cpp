@@ -56,8 +56,13 @@ TEST(Esquema, SqlServerScriptsDeclareTheSameTables)
         QStringList r;
         static const QRegularExpression columna(
             QStringLiteral("(\\w+)\\s+(?:INTEGER|INT|BIGINT|SMALLINT|VARCHAR\\(\\d+\\)|DATETIME2?|TIMESTAMP|BIT|MONEY|NUMERIC\\(19,4\\))(?:\\b|\\s)"));
-        for (auto it = columna.globalMatch(Esquema::script(nombre)); it.hasNext();)
-            r << it.next().captured(1);
+        // The numbering's variables are no columns.
+        QStringList lineas = Esquema::script(nombre).split(QLatin1Char('\n'));
+        lineas.removeIf([](const QString& l) { return l.contains(QLatin1Char('@')); });
+        for (const QString& sentencia : Esquema::sentencias(lineas.join(QLatin1Char('\n'))))
+            if (sentencia.contains(QStringLiteral("CREATE TABLE")))
+                for (auto it = columna.globalMatch(sentencia); it.hasNext();)
+                    r << it.next().captured(1);
         return r;
     };
     EXPECT_EQ(columnas(QStringLiteral("sqlite_cambios.sql")), columnas(QStringLiteral("sqlserver_cambios.sql")));
@@ -78,7 +83,10 @@ TEST(Esquema, PostgresqlScriptsDeclareTheSameTables)
     for (const auto& [lite, pg] : {std::pair{"sqlite.sql", "postgres.sql"}, std::pair{"sqlite_retail.sql", "postgres_retail.sql"},
                                    std::pair{"sqlite_cambios.sql", "postgres_cambios.sql"}}) {
         const QStringList a = Esquema::sentencias(Esquema::script(QString::fromLatin1(lite)));
-        const QStringList b = Esquema::sentencias(Esquema::script(QString::fromLatin1(pg)));
+        // A server numbers the journal's operations from a sequence; SQLite
+        // under its write lock.
+        QStringList b = Esquema::sentencias(Esquema::script(QString::fromLatin1(pg)));
+        b.removeIf([](const QString& s) { return s.contains(QStringLiteral("operaciones_id"), Qt::CaseInsensitive); });
         ASSERT_EQ(a.size(), b.size()) << pg;
         for (int i = 0; i < a.size(); ++i) {
             QString y = b[i].simplified();

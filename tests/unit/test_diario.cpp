@@ -293,3 +293,55 @@ TEST(Diario, ManyNewRowsAreJournaledEachWithItsOwnFigures)
     diario.deshacer(restaurarCon(store));
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(), 0);
 }
+
+// The journal tells what happened, and undo takes back only that: a row
+// written with the figures it had, or whose write the engine refused, is
+// no change; an operation of no changes is not written; a transaction the
+// engine rolled back on its own (a full disk) leaves no journal row.
+TEST(Diario, TheJournalHoldsOnlyWhatChanged)
+{
+    BaseDatosPrueba bd;
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, Metodo_Calculo) VALUES (1, 2027, '60000001', 1, 5, 3)"));
+    bd.rechazar(QStringLiteral("INSERT"), QStringLiteral("62900001"), QStringLiteral("no"));
+    clsDBPresupuesto store;
+    Diario diario(bd.conexion, 1);
+    store.setDiario(&diario);
+    const auto operaciones = [&bd] { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Operaciones")).toInt(); };
+
+    store.Actualizar(fila(QStringLiteral("60000001"), 1, QStringLiteral("5")));
+    EXPECT_EQ(operaciones(), 0) << "the row was stored as it was";
+    EXPECT_FALSE(diario.puedeDeshacer());
+
+    {
+        auto op = diario.operacion(Diario::Tipo::Pegado, QStringLiteral("pegar"));
+        Transaccion t(*bd.conexion);
+        store.ActualizacionManual(QStringLiteral("60000001"), 1, 2, C(QStringLiteral("7")));
+        EXPECT_NE(numeroError([&] { store.ActualizacionManual(QStringLiteral("62900001"), 1, 2, C(QStringLiteral("7"))); }), 0);
+        t.confirmar();
+    }
+    EXPECT_EQ(operaciones(), 1);
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) || MIN(Cuenta) FROM Presupuestos_Cambios")).toString(), QStringLiteral("160000001"));
+    ASSERT_NE(diario.ultima(), nullptr);
+    EXPECT_EQ(diario.ultima()->filas.size(), 1u);
+
+    if (bd.conexion->motor() == Motor::SQLite) {
+        // A database that cannot grow: SQLite gives up the whole transaction.
+        const int paginas = bd.valor(QStringLiteral("PRAGMA page_count")).toInt();
+        bd.sql(QStringLiteral("PRAGMA max_page_count = %1").arg(paginas));
+        const QStringList antes = bd.presupuestos();
+        EXPECT_NE(numeroError([&] {
+                      auto op = diario.operacion(Diario::Tipo::Pegado, QStringLiteral("pegar"));
+                      Transaccion t(*bd.conexion);
+                      store.ActualizacionManual(QStringLiteral("60000001"), 1, 3, C(QStringLiteral("8")));
+                      for (int i = 0; i < 400; ++i)
+                          store.ActualizacionManual(QStringLiteral("6100%1").arg(i, 4, 10, QLatin1Char('0')), 1, 3, C(QStringLiteral("8")));
+                      t.confirmar();
+                  }),
+                  0);
+        bd.sql(QStringLiteral("PRAGMA max_page_count = 1000000"));
+        EXPECT_EQ(operaciones(), 1);
+        EXPECT_EQ(bd.presupuestos(), antes);
+        EXPECT_EQ(diario.ultima()->descripcion, QStringLiteral("pegar"));
+    }
+}
+

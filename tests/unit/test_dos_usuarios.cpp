@@ -7,6 +7,7 @@
 #include "calculation/clsPresupItem.h"
 #include "common/VbError.h"
 #include "host/modPublic.h"
+#include "store/Diario.h"
 #include "store/clsDBPresupuesto.h"
 
 #include <QSqlQuery>
@@ -216,3 +217,50 @@ TEST(DosUsuarios, ARowLockedByAnotherUserWaitsThenReports)
     store.ActualizacionManual(QStringLiteral("62800001"), 2, 1, C(QStringLiteral("10")));
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 2).at(0), QStringLiteral("10"));
 }
+
+// The other user changes a row in a transaction still open when this user
+// writes it (a month of its own) or undoes a change to it. What this user
+// reads to decide and to journal is read only once the row is its own: the
+// undo sees the other user's figure and refuses, and a month typed here is
+// undone without taking the other user's month with it.
+TEST(DosUsuarios, WhatAWriteDependsOnIsReadOnlyOnceTheRowIsLocked)
+{
+    struct Caso {
+        const char* nombre;
+        bool deshacerAlFinal;  // false: undo while the other user is changing the row
+    };
+    for (const Caso& caso : {Caso{"undo meets another user's open change", false},
+                             Caso{"a typed month meets another user's open change", true}}) {
+        SCOPED_TRACE(caso.nombre);
+        QTemporaryDir dir;
+        BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
+        clsDBPresupuesto store;
+        Diario diario(bd.conexion, 1);
+        store.setDiario(&diario);
+        const auto restaurar = [&store](const QString& c, qint16 d, qint16 e, const Diario::Imagen& im) { store.Restaurar(c, d, e, im); };
+        store.ActualizacionManual(QStringLiteral("62800001"), 2, 1, C(QStringLiteral("10")));
+        std::atomic<bool> cambiado{false};
+        OtroUsuario otro(bd.destino, [&cambiado](Conexion& c) {
+            c.BeginTrans();
+            c.Execute(tecleo(QStringLiteral("62800001"), 2, 2, QStringLiteral("20")));
+            cambiado = true;
+            pausa();
+            c.CommitTrans();
+        });
+        otro.esperar(cambiado);
+        ASSERT_TRUE(cambiado) << otro.terminar().toStdString();
+        if (!caso.deshacerAlFinal) {
+            // Checked against the row as the other user leaves it: February is not as the step left it.
+            EXPECT_THROW(diario.deshacer(restaurar), ConflictoDiario);
+            EXPECT_EQ(otro.terminar(), QString());
+            EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 2).mid(0, 2), (QStringList{"10", "20"}));
+            continue;
+        }
+        store.ActualizacionManual(QStringLiteral("62800001"), 2, 3, C(QStringLiteral("30")));
+        EXPECT_EQ(otro.terminar(), QString());
+        diario.deshacer(restaurar);
+        EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 2).mid(0, 3), (QStringList{"10", "20", "0"}))
+            << "the undo of March keeps the other user's February";
+    }
+}
+

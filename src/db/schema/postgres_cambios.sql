@@ -1,8 +1,8 @@
 -- The change journal (PostgreSQL). Created on open when the database lacks it.
 --
 -- One row per user operation (a paste, an applied method, an import, an
--- undo...): what it was, who did it and when. Numbered inside the
--- transaction that writes it.
+-- undo...): what it was, who did it and when. Numbered from the sequence
+-- below, which no two users' transactions share.
 CREATE TABLE IF NOT EXISTS Presupuestos_Operaciones (
     Id            BIGINT       NOT NULL PRIMARY KEY,
     Cod_Empresa   SMALLINT     NOT NULL,
@@ -36,3 +36,10 @@ CREATE TABLE IF NOT EXISTS Presupuestos_Cambios (
 -- other years and companies that share them are left out after. The row's
 -- Id comes with every entry, so the newest comes first without sorting.
 CREATE INDEX IF NOT EXISTS IX_Presupuestos_Cambios_Fila ON Presupuestos_Cambios (Cuenta, Dpto);
+
+-- The operations' numbers. A journal that had operations before the
+-- sequence goes on after the highest of them; it never goes back.
+CREATE SEQUENCE IF NOT EXISTS Presupuestos_Operaciones_Id;
+SELECT setval('presupuestos_operaciones_id',
+              GREATEST(COALESCE((SELECT MAX(Id) FROM Presupuestos_Operaciones), 0),
+                       (SELECT last_value FROM presupuestos_operaciones_id), 1));

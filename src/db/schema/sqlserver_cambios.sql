@@ -73,3 +73,14 @@ BEGIN
     COMMIT TRANSACTION
 END
 GO
+
+-- The operations' numbers: a sequence, which no two users' transactions
+-- share. A journal that had operations before it goes on after the highest.
+IF OBJECT_ID('dbo.Presupuestos_Operaciones_Id') IS NULL
+BEGIN
+    DECLARE @inicio BIGINT = (SELECT ISNULL(MAX(Id), 0) + 1 FROM dbo.Presupuestos_Operaciones)
+    DECLARE @crear NVARCHAR(200) = N'CREATE SEQUENCE dbo.Presupuestos_Operaciones_Id AS BIGINT START WITH '
+        + CAST(@inicio AS NVARCHAR(20))
+    EXEC (@crear)
+END
+GO

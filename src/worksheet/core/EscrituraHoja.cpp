@@ -127,11 +127,16 @@ bool EscrituraHoja::mostrarGuardada(int fila)
 
 void EscrituraHoja::enLote(const std::function<void()>& cuerpo)
 {
-    Transaccion t(*ConexionActiva);
-    if (!t.propia()) {
+    if (ConexionActiva->enTransaccion()) {
         cuerpo();
         return;
     }
+    repetirTrasInterbloqueo(*ConexionActiva, [&] { loteUnaVez(cuerpo); });
+}
+
+void EscrituraHoja::loteUnaVez(const std::function<void()>& cuerpo)
+{
+    Transaccion t(*ConexionActiva);
     filasLote_.clear();
     enLote_ = true;
     ventasPendientes_ = false;
@@ -149,6 +154,18 @@ void EscrituraHoja::enLote(const std::function<void()>& cuerpo)
     }
     enLote_ = false;
     ventasPendientes_ = false;
+    // Chosen to break a deadlock: nothing of it is kept, and it is run again whole.
+    if (fallo) {
+        try {
+            std::rethrow_exception(fallo);
+        } catch (const VbError& e) {
+            if (e.causa() == VbError::Causa::Interbloqueo) {
+                filasLote_.clear();
+                throw;
+            }
+        } catch (...) {
+        }
+    }
     // What was stored before a failure stays stored; if even that cannot be
     // kept, every row of the batch shows the database again.
     try {

@@ -72,6 +72,7 @@ public:
     bool mostrarGuardada(int fila);
 
 private:
+    void loteUnaVez(const std::function<void()>& cuerpo);
     void recalcularDependenciasEnLote();
     void avisarCompletado(int n)
     {
