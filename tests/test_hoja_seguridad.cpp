@@ -7,9 +7,12 @@
 #include "calculation/dialog/frmOperaciones.h"
 #include "store/clsDBPresupuesto.h"
 #include "grid/widgets/VistaRejilla.h"
+#include "desktop/PlataformaQt.h"
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QElapsedTimer>
+#include <QFileDialog>
 #include <QProcess>
 #include <QSqlQuery>
 #include <QTemporaryDir>
@@ -314,6 +317,38 @@ TEST(HojaDosUsuarios, TwoUsersCreatingTheSameRowsAtOnceLoseNoMonth)
     EXPECT_EQ(b.exitCode(), 0) << b.readAllStandardError().toStdString();
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE M1 = 10 AND M2 = 20 AND Modificacion_Manual = 3")).toInt(),
               filas);
+}
+
+// A file dialog listing the database's folder while the worksheet has the
+// file open (choosing where to export) must leave the process's locks on
+// it alone: otherwise the next user to open and close the file deletes the
+// write-ahead log this one still writes into, and this one's later months
+// go where nobody sees them, until closing it writes over the others'.
+TEST(HojaDosUsuarios, AFileDialogOverTheDatabasesFolderLeavesItsLocksAlone)
+{
+    if (BaseDatosPrueba::enPostgres())
+        GTEST_SKIP() << "only a database file has locks a dialog could drop";
+    QTemporaryDir dir;
+    {
+        BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
+        clsDBPresupuesto store;
+        store.ActualizacionManual(QStringLiteral("62800001"), 2, 1, monedaPlana(QStringLiteral("10")));
+        {
+            const auto d = DialogoArchivoQt::crear(QStringLiteral("Archivos de Excel(*.xlsx)|*.xlsx"),
+                                                   dir.filePath(QStringLiteral("Presupuesto.xlsx")), true);
+            d->setDirectory(dir.path());
+            d->show();
+            QElapsedTimer reloj;
+            reloj.start();
+            while (reloj.elapsed() < 1500)
+                QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+        }
+        ASSERT_EQ(otroUsuario({bd.destino, QStringLiteral("62800001"), QStringLiteral("2"), QStringLiteral("2"), QStringLiteral("20")}), 0);
+        store.ActualizacionManual(QStringLiteral("62800001"), 2, 3, monedaPlana(QStringLiteral("30")));
+        ASSERT_EQ(otroUsuario({bd.destino, QStringLiteral("62800001"), QStringLiteral("2"), QStringLiteral("4"), QStringLiteral("40")}), 0);
+    }
+    BaseDatosPrueba despues(false, dir.filePath(QStringLiteral("empresa.db")));
+    EXPECT_EQ(despues.presupuestoGuardado(QStringLiteral("62800001"), 2).mid(0, 4), (QStringList{"10", "20", "30", "40"}));
 }
 
 // ---- A database that refuses the write ------------------------------------------

@@ -3,6 +3,8 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QFileDialog>
+#include <QFileIconProvider>
+#include <QMimeDatabase>
 #include <QGuiApplication>
 #include <QLibraryInfo>
 #include <QLocale>
@@ -98,14 +100,51 @@ QString FocoQt::nombreControlActivo() const
     return w ? w->objectName() : QString();
 }
 
+namespace {
+
+// Icons and type names from what a file is called, never from what it
+// holds: a file listed is never opened.
+class IconosPorNombre : public QAbstractFileIconProvider {
+public:
+    QIcon icon(IconType tipo) const override { return iconos_.icon(tipo); }
+    QIcon icon(const QFileInfo& info) const override
+    {
+        return iconos_.icon(info.isDir() ? QAbstractFileIconProvider::Folder : QAbstractFileIconProvider::File);
+    }
+    QString type(const QFileInfo& info) const override
+    {
+        if (info.isDir())
+            return QStringLiteral("Carpeta");
+        return QMimeDatabase().mimeTypeForFile(info, QMimeDatabase::MatchExtension).comment();
+    }
+
+private:
+    QFileIconProvider iconos_;
+};
+
+} // namespace
+
+std::unique_ptr<QFileDialog> DialogoArchivoQt::crear(const QString& filtro, const QString& nombrePropuesto, bool guardar)
+{
+    static IconosPorNombre iconos;
+    auto d = std::make_unique<QFileDialog>(QApplication::activeWindow(), QString(), nombrePropuesto, filtroQt(filtro));
+    d->setOption(QFileDialog::DontUseNativeDialog);
+    d->setIconProvider(&iconos);
+    d->setAcceptMode(guardar ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);
+    d->setFileMode(guardar ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
+    return d;
+}
+
 QString DialogoArchivoQt::abrir(const QString& filtro)
 {
-    return QFileDialog::getOpenFileName(QApplication::activeWindow(), QString(), QString(), filtroQt(filtro));
+    const auto d = crear(filtro, QString(), false);
+    return d->exec() == QDialog::Accepted && !d->selectedFiles().isEmpty() ? d->selectedFiles().constFirst() : QString();
 }
 
 QString DialogoArchivoQt::guardar(const QString& filtro, const QString& nombrePropuesto)
 {
-    return QFileDialog::getSaveFileName(QApplication::activeWindow(), QString(), nombrePropuesto, filtroQt(filtro));
+    const auto d = crear(filtro, nombrePropuesto, true);
+    return d->exec() == QDialog::Accepted && !d->selectedFiles().isEmpty() ? d->selectedFiles().constFirst() : QString();
 }
 
 QString DialogoArchivoQt::filtroQt(const QString& filtro)

@@ -3,9 +3,13 @@
 
 #include "common/Plataforma.h"
 
+#include <memory>
+
 #include <QString>
 
 class QTranslator;
+
+class QFileDialog;
 
 namespace presupuestos {
 
@@ -50,6 +54,12 @@ public:
     QString guardar(const QString& filtro, const QString& nombrePropuesto) override;
     // The common dialog's filter in Qt's form: "description (patterns);;...".
     static QString filtroQt(const QString& filtro);
+    // The dialog both use, made ready to show. It never opens a file it
+    // lists: on POSIX, closing any descriptor of a file drops every lock the
+    // process holds on it, and the database the worksheet has open may be
+    // among the files listed (Qt's own dialog, and the platform's in this
+    // process, read the start of each file to tell its type).
+    static std::unique_ptr<QFileDialog> crear(const QString& filtro, const QString& nombrePropuesto, bool guardar);
 };
 
 } // namespace presupuestos
