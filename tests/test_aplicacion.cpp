@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QImage>
 #include <QProcess>
+#include <unistd.h>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -26,7 +27,9 @@ struct Resultado {
     QString salida;
 };
 
-Resultado ejecutar(const QStringList& argumentos)
+// programa: the worksheet unless said; comoOtro: as a user who owns none of
+// the test's files (when the tests run as root, who may write anything).
+Resultado ejecutar(const QStringList& argumentos, const QString& programa = QStringLiteral(PRESUPUESTOS_APP), bool comoOtro = false)
 {
     QProcess p;
     QProcessEnvironment entorno = QProcessEnvironment::systemEnvironment();
@@ -35,7 +38,12 @@ Resultado ejecutar(const QStringList& argumentos)
     static QTemporaryDir configuracion;
     entorno.insert(QStringLiteral("XDG_CONFIG_HOME"), configuracion.path());
     p.setProcessEnvironment(entorno);
-    p.start(QStringLiteral(PRESUPUESTOS_APP), argumentos);
+    if (comoOtro && ::getuid() == 0)
+        p.start(QStringLiteral("setpriv"), QStringList{QStringLiteral("--reuid=nobody"), QStringLiteral("--regid=nogroup"),
+                                                       QStringLiteral("--clear-groups"), QStringLiteral("--"), programa}
+                                               + argumentos);
+    else
+        p.start(programa, argumentos);
     int codigo = -1;
     if (!p.waitForFinished(120000)) {
         p.kill();
@@ -314,3 +322,33 @@ TEST(Aplicacion, GeneratesTheDemoOnAServerAndRendersItFromThere)
     EXPECT_EQ(sinServidor.codigo, 2);
     EXPECT_TRUE(sinServidor.error.contains(QStringLiteral("No se puede conectar con el servidor PostgreSQL"))) << sinServidor.error.toStdString();
 }
+
+// A database in a folder this user may not write to, itself read-only:
+// it opens as it is (nothing to switch to the write-ahead log, which needs
+// a file beside it), shows its figures, and the first write says why it
+// cannot be made.
+TEST_F(AplicacionDemo, AReadOnlyDatabaseInAReadOnlyFolderOpensAndItsFirstWriteSaysSo)
+{
+    if (presupuestos::prueba::BaseDatosPrueba::enPostgres())
+        GTEST_SKIP() << "a file's permissions";
+    // The other user reaches the folder, and writes only its picture.
+    QFile::setPermissions(dir_.path(), QFileDevice::Permissions(0x7755));
+    const QString bd = copiaDemo(QStringLiteral("solo"));
+    QTemporaryDir salida;
+    QFile::setPermissions(salida.path(), QFileDevice::Permissions(0x7777));
+    const auto lectura = QFileDevice::ReadOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther;
+    const auto carpeta = lectura | QFileDevice::ExeOwner | QFileDevice::ExeGroup | QFileDevice::ExeOther;
+    for (const QString& f : QDir(QFileInfo(bd).path()).entryList(QDir::Files))
+        QFile::setPermissions(QFileInfo(bd).dir().filePath(f), lectura);
+    QFile::setPermissions(QFileInfo(bd).path(), carpeta);
+    const QString png = salida.filePath(QStringLiteral("hoja.png"));
+    const Resultado abierta = ejecutar({QStringLiteral("--bd"), bd, QStringLiteral("--captura"), png}, QStringLiteral(PRESUPUESTOS_APP), true);
+    EXPECT_EQ(abierta.codigo, 0) << abierta.error.toStdString() << abierta.salida.toStdString();
+    EXPECT_TRUE(QFileInfo::exists(png));
+    const Resultado escrita = ejecutar({bd, QStringLiteral("62800001"), QStringLiteral("1"), QStringLiteral("1"), QStringLiteral("5")},
+                                       QStringLiteral(PRESUPUESTOS_OTRO_USUARIO), true);
+    EXPECT_NE(escrita.codigo, 0) << escrita.error.toStdString();
+    EXPECT_TRUE(escrita.error.contains(QStringLiteral("La base de datos es de solo lectura."))) << escrita.error.toStdString();
+    QFile::setPermissions(QFileInfo(bd).path(), carpeta | QFileDevice::WriteOwner);
+}
+

@@ -7,12 +7,14 @@
 #include <QDate>
 #include <QDateTime>
 #include <QTime>
+#include <QFile>
 #include <QFileInfo>
 #include <QDir>
 #include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlRecord>
 #include <QTimer>
+#include <QUrl>
 #include <QCoreApplication>
 #include <QPointer>
 #include <algorithm>
@@ -23,6 +25,7 @@
 #include <limits>
 #include <optional>
 #include <libpq-fe.h>
+#include <unistd.h>
 #include <sqlite3.h>
 
 namespace presupuestos {
@@ -199,23 +202,50 @@ std::shared_ptr<Conexion> Conexion::abrirSqlite(const QString& fichero)
             throw VbError(VbError::DatabaseError,
                           QStringLiteral("No se puede abrir la base de datos \"%1\": es una carpeta.").arg(fichero));
     }
+    // A file, or a folder, this user may not write to is opened to read
+    // only: as it is, without the write-ahead log, whose shared-memory file
+    // beside it could not be made; the first write says it is read-only.
+    bool soloLectura = false;
+    if (fichero != QLatin1String(":memory:")) {
+        const QFileInfo info(fichero);
+        soloLectura = info.exists() && (::access(QFile::encodeName(info.absoluteFilePath()).constData(), W_OK) != 0
+                                        || ::access(QFile::encodeName(info.absolutePath()).constData(), W_OK) != 0);
+    }
     std::shared_ptr<Conexion> c(new Conexion(Motor::SQLite, nuevoNombreConexion()));
     c->fichero_ = fichero;
     c->db_ = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), c->nombre_);
     c->db_.setDatabaseName(fichero);
+    if (soloLectura)
+        c->db_.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
     if (!c->db_.open())
         throw VbError(VbError::DatabaseError,
                       QStringLiteral("No se puede abrir la base de datos \"%1\": %2").arg(fichero, textoError(c->db_.lastError())));
     c->registrarFunciones();
     QSqlQuery q(c->db_);
     // Reading the header tells a file that is not a database apart at once.
-    if (!q.exec(QStringLiteral("PRAGMA schema_version")))
+    bool legible = q.exec(QStringLiteral("PRAGMA schema_version"));
+    if (!legible && soloLectura) {
+        // A file kept with the write-ahead log cannot be read without the
+        // shared-memory file beside it, which a read-only folder cannot
+        // take: read-only throughout, it is read as a file nobody changes.
+        q = QSqlQuery();
+        c->db_.close();
+        c->db_.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_OPEN_URI"));
+        c->db_.setDatabaseName(QUrl::fromLocalFile(QFileInfo(fichero).absoluteFilePath()).toString(QUrl::FullyEncoded)
+                               + QStringLiteral("?immutable=1"));
+        if (c->db_.open()) {
+            c->registrarFunciones();
+            q = QSqlQuery(c->db_);
+            legible = q.exec(QStringLiteral("PRAGMA schema_version"));
+        }
+    }
+    if (!legible)
         throw VbError(VbError::DatabaseError,
                       QStringLiteral("No se puede abrir la base de datos \"%1\": %2").arg(fichero, textoError(q.lastError())));
     q.exec(QStringLiteral("PRAGMA foreign_keys = ON"));
     // Another user's write makes ours wait a while rather than fail at once.
     q.exec(QStringLiteral("PRAGMA busy_timeout = %1").arg(kEsperaBloqueoDefecto));
-    if (fichero != QLatin1String(":memory:")) {
+    if (fichero != QLatin1String(":memory:") && !soloLectura) {
         q.exec(QStringLiteral("PRAGMA journal_mode = WAL"));
         q.exec(QStringLiteral("PRAGMA synchronous = NORMAL"));
     }
