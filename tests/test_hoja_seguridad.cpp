@@ -369,6 +369,40 @@ TEST(HojaBaseDatos, AReadOnlyDatabaseStopsAPasteWithOneMessageAndShowsTheStoredV
     EXPECT_TRUE(h.guardado(QStringLiteral("62100001"), 1).isEmpty());
 }
 
+// The server drops the session in the middle of a paste (a restart, an
+// administrator): the server keeps nothing of the paste, the worksheet says
+// so once and shows what the database holds, and the next edit, on a new
+// session with the worksheet's own tables made again, is stored.
+TEST(HojaBaseDatos, ASessionTheServerDropsMidPasteIsSaidOnceAndTheNextEditWorks)
+{
+    if (!BaseDatosPrueba::enPostgres())
+        GTEST_SKIP() << "only a server drops a session";
+    Hoja h;
+    auto otro = h.bd.otraConexion();
+    otro->Execute(QStringLiteral("CREATE FUNCTION cortar() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
+                                 "IF NEW.Cuenta = '62800001' THEN PERFORM pg_terminate_backend(pg_backend_pid()); END IF; "
+                                 "RETURN NEW; END $$"));
+    otro->Execute(QStringLiteral("CREATE TRIGGER cortar BEFORE INSERT OR UPDATE ON Presupuestos FOR EACH ROW EXECUTE FUNCTION cortar()"));
+    h.plataforma.portapapeles->contenido = QStringLiteral("1\t2\t3\r\n4\t5\t6\r\n");
+    h.m().Select(h.kAlquilerNorte, colMes(1));
+    h.hoja->Copiar_Desde_Clipboard();
+    const auto mensajes = h.mostrados();
+    ASSERT_EQ(mensajes.size(), 1u);
+    EXPECT_TRUE(mensajes[0].startsWith(QStringLiteral("Se ha perdido la conexión con la base de datos"))) << mensajes[0].toStdString();
+    EXPECT_EQ(h.m().TextMatrix(h.kAlquilerNorte, colMes(1)), QStringLiteral("0")) << "the server kept nothing of the paste";
+    EXPECT_EQ(h.m().TextMatrix(h.kLuzNorte, colMes(2)), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, colMes(1)), QStringLiteral("100"));
+    EXPECT_TRUE(h.guardado(QStringLiteral("62100001"), 1).isEmpty());
+
+    otro->Execute(QStringLiteral("DROP TRIGGER cortar ON Presupuestos"));
+    h.teclear(h.kAlquilerNorte, colMes(1), QStringLiteral("9"));
+    EXPECT_EQ(h.mostrados(), std::vector<QString>{});
+    EXPECT_EQ(h.guardado(QStringLiteral("62100001"), 1).at(0), QStringLiteral("9"));
+    h.hoja->CargarPresupuesto();
+    EXPECT_EQ(h.mostrados(), std::vector<QString>{});
+    EXPECT_EQ(h.m().TextMatrix(h.fila(QStringLiteral("62100001"), 1), colMes(1)), QStringLiteral("9"));
+}
+
 TEST(HojaBaseDatos, ALockedDatabaseStopsABatchCommittingWhatWasStoredBefore)
 {
     QTemporaryDir dir;

@@ -69,9 +69,18 @@ QString nombrarMarcas(const QString& sql, int parametros, QStringList& marcas)
 
 } // namespace
 
-Comando::Comando(std::shared_ptr<Conexion> conexion) : conexion_(std::move(conexion)) {}
+Comando::Comando(std::shared_ptr<Conexion> conexion) : conexion_(std::move(conexion))
+{
+    if (conexion_)
+        conexion_->registrarComando(this);
+}
 
-Comando::~Comando() { soltarDirecta(); }
+Comando::~Comando()
+{
+    soltarDirecta();
+    if (conexion_)
+        conexion_->olvidarComando(this);
+}
 
 void Comando::soltarDirecta()
 {

@@ -314,6 +314,8 @@ void Conexion::recuperarSesion()
     // tables are made again below from what made them.
     lote_.clear();
     pendientes_.clear();
+    for (Comando* c : comandos_)
+        c->soltarPreparada();
     db_.close();
     if (!db_.open())
         throw VbError(VbError::DatabaseError,

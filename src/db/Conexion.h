@@ -34,6 +34,7 @@ namespace presupuestos {
 enum class Motor { SQLite, SqlServer, PostgreSQL };
 
 class Recordset;
+class Comando;
 
 class Conexion : public std::enable_shared_from_this<Conexion> {
 public:
@@ -140,6 +141,8 @@ public:
 
     // Internal use by Recordset and Comando.
     void anotar(const QString& sql);
+    void registrarComando(Comando* c) { comandos_.push_back(c); }
+    void olvidarComando(Comando* c) { std::erase(comandos_, c); }
     // PostgreSQL aborts the whole transaction on a failed statement; each
     // statement inside one runs after a savepoint, and a failure goes back
     // to it, so that what the transaction stored before stays and can be
@@ -170,6 +173,11 @@ private:
     // they are, to be run again on a new session.
     void recordarTemporal(const QString& sql);
     std::vector<QString> temporales_;
+    // The commands prepared on this connection: a new session drops what
+    // they prepared on the old one before any transaction begins (the
+    // driver's clean-up of a statement the server no longer has fails, and a
+    // failure inside a transaction would abort it).
+    std::vector<Comando*> comandos_;
     mutable bool perdida_ = false;
     int generacion_ = 0;
     QString conninfo_;
@@ -394,6 +402,8 @@ public:
     void setEntero(int indice, qint32 valor);
     void setBooleano(int indice, bool valor);
     QVariant valor(int indice) const;
+    // Drops what was prepared on a session that is gone.
+    void soltarPreparada() { consulta_.reset(); }
 
     // Executes; returns the records affected.
     long Execute();
