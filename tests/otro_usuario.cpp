@@ -9,6 +9,7 @@
 #include "db/Conexion.h"
 #include "host/Empresa.h"
 #include "host/modPublic.h"
+#include "store/Diario.h"
 #include "store/clsDBPresupuesto.h"
 
 #include <QCoreApplication>
@@ -30,7 +31,10 @@ int main(int argc, char** argv)
         modPublic::EjercicioActivo = 2027;
         int salida = 0;
         {
+            // Journaled, as every worksheet's writes are.
+            Diario diario(modPublic::ConexionActiva, 1);
             clsDBPresupuesto store;
+            store.setDiario(&diario);
             const auto dpto = static_cast<qint16>(a[3].toInt());
             const auto mes = static_cast<qint16>(a[4].toInt());
             const Currency valor = Currency::fromInt(a[5].toLongLong());

@@ -12,6 +12,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QElapsedTimer>
+#include <QLabel>
 #include <QFileDialog>
 #include <QProcess>
 #include <QSqlQuery>
@@ -349,6 +350,37 @@ TEST(HojaDosUsuarios, AFileDialogOverTheDatabasesFolderLeavesItsLocksAlone)
     }
     BaseDatosPrueba despues(false, dir.filePath(QStringLiteral("empresa.db")));
     EXPECT_EQ(despues.presupuestoGuardado(QStringLiteral("62800001"), 2).mid(0, 4), (QStringList{"10", "20", "30", "40"}));
+}
+
+// Another user's committed change shows in an open worksheet without any
+// action: its row is read again with its totals, its month marked for a
+// moment; the line above the grid says who made it; the current cell stays.
+TEST(HojaDosUsuarios, AnotherUsersCommittedChangeShowsWithoutAnyAction)
+{
+    QTemporaryDir dir;
+    Hoja h(false, dir.filePath(QStringLiteral("empresa.db")));
+    h.m().Select(h.kAlquilerNorte, colMes(2));
+    ASSERT_EQ(otroUsuario({h.bd.destino, QStringLiteral("62800001"), QStringLiteral("2"), QStringLiteral("5"), QStringLiteral("500")}), 0);
+    QElapsedTimer reloj;
+    reloj.start();
+    while (reloj.elapsed() < 10000 && h.m().TextMatrix(h.kLuzSur, colMes(5)) != QStringLiteral("500"))
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, colMes(5)), QStringLiteral("500"));
+    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, kTotal), QStringLiteral("450"));
+    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalSur, colMes(5)), QStringLiteral("500"));
+    EXPECT_EQ(h.m().CellBackColor(h.kLuzSur, colMes(5)), QColor(255, 230, 140)) << "marked for a moment";
+    EXPECT_EQ(h.m().Row(), h.kAlquilerNorte);
+    EXPECT_EQ(h.m().Col(), colMes(2));
+    EXPECT_TRUE(h.hoja->lblCambios->text().startsWith(QStringLiteral("Cambios de otros usuarios"))) << h.hoja->lblCambios->text().toStdString();
+    EXPECT_TRUE(h.hoja->lblCambios->text().contains(QStringLiteral(": 1 de "))) << h.hoja->lblCambios->text().toStdString();
+    EXPECT_TRUE(h.mostrados().empty());
+    // This worksheet's own edits are not another user's.
+    h.teclear(h.kAlquilerNorte, colMes(2), QStringLiteral("7"));
+    const QString antes = h.hoja->lblCambios->text();
+    reloj.restart();
+    while (reloj.elapsed() < 1200)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    EXPECT_EQ(h.hoja->lblCambios->text(), antes);
 }
 
 // ---- A database that refuses the write ------------------------------------------

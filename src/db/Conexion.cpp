@@ -325,6 +325,9 @@ void Conexion::recuperarSesion()
     configurarSesion();
     perdida_ = false;
     ++generacion_;
+    // The new session listens again from the next look (what was said
+    // meanwhile is lost: the worksheet reads its rows again anyway).
+    escuchados_.clear();
     QSqlQuery q(db_);
     for (const QString& sql : temporales_)
         if (!q.exec(adaptar(sql)))
@@ -648,6 +651,54 @@ void Conexion::bloquearAmbito(const QString& ambito)
         return;
     ejecutarPostgres(QStringLiteral("SELECT pg_advisory_xact_lock(%1)").arg(a));
     ambitos_.insert(a, true);
+}
+
+bool Conexion::cambiosAjenos(const QString& canal, QStringList* cargas)
+{
+    if (transacciones_ > 0)
+        return false;
+    if (sqlite_) {
+        sqlite3_stmt* st = nullptr;
+        qint64 version = -1;
+        if (sqlite3_prepare_v2(sqlite_, "PRAGMA data_version", -1, &st, nullptr) == SQLITE_OK && sqlite3_step(st) == SQLITE_ROW)
+            version = sqlite3_column_int64(st, 0);
+        sqlite3_finalize(st);
+        const bool movida = versionDatos_ >= 0 && version != versionDatos_;
+        versionDatos_ = version;
+        return movida;
+    }
+    if (!pg_)
+        return true;
+    recuperarSesion();
+    if (!escuchados_.contains(canal)) {
+        ejecutarPostgres(QStringLiteral("LISTEN ") + DialectoPostgres::identificador(canal));
+        escuchados_ << canal;
+    }
+    // What arrived is read off the socket here: libpq keeps notifications
+    // that came with other statements' results until asked.
+    PQconsumeInput(pg_);
+    bool alguna = false;
+    const int propio = PQbackendPID(pg_);
+    while (PGnotify* n = PQnotifies(pg_)) {
+        if (n->be_pid != propio && QString::fromUtf8(n->relname) == DialectoPostgres::identificador(canal).toLower()) {
+            alguna = true;
+            if (cargas)
+                *cargas << QString::fromUtf8(n->extra);
+        }
+        PQfreemem(n);
+    }
+    return alguna;
+}
+
+void Conexion::notificar(const QString& canal, const QString& carga)
+{
+    if (!pg_ || transacciones_ == 0)
+        return;
+    QString literal = carga;
+    literal.replace(QLatin1Char('\''), QStringLiteral("''"));
+    QString nombre = DialectoPostgres::identificador(canal).toLower();
+    nombre.replace(QLatin1Char('\''), QStringLiteral("''"));
+    ejecutarPostgres(QStringLiteral("SELECT pg_notify('%1', '%2')").arg(nombre, literal));
 }
 
 void Conexion::ejecutarPostgres(const QString& sql)

@@ -102,6 +102,14 @@ public:
     // Whether the outermost transaction is still open: the engine rolls it
     // back on its own after some failures (a full disk, a lost connection).
     bool transaccionViva() const;
+    // Other users' commits, as far as the engine tells without reading the
+    // data: SQLite's data version of the file moved since the last call; a
+    // server's notifications on the channel since the last call (their
+    // payloads go to cargas). Watching starts with the first call.
+    bool cambiosAjenos(const QString& canal, QStringList* cargas);
+    // Tells the others listening on the channel, when the open transaction
+    // commits (a server; SQLite's others see the file's version move).
+    void notificar(const QString& canal, const QString& carga);
     // Grows each time the connection to the server is made again: what was
     // prepared on the old one has to be prepared anew.
     int generacion() const { return generacion_; }
@@ -178,6 +186,10 @@ private:
     // driver's clean-up of a statement the server no longer has fails, and a
     // failure inside a transaction would abort it).
     std::vector<Comando*> comandos_;
+    // What cambiosAjenos saw last: SQLite's data version; the channels a
+    // server session listens on.
+    qint64 versionDatos_ = -1;
+    QStringList escuchados_;
     mutable bool perdida_ = false;
     int generacion_ = 0;
     QString conninfo_;

@@ -24,6 +24,9 @@ QString claveBloqueo(const QString& cuenta, qint16 dpto) { return cuenta + QLati
 // is about to write it (each dialect says it its own way).
 const QString kBloqueo = QStringLiteral(" WITH (UPDLOCK, HOLDLOCK)");
 
+// Where a server tells the worksheets of each operation committed.
+const QString kCanal = QStringLiteral("presupuestos_cambios");
+
 const char* const kClaves[] = {"tecleo", "pegado", "borrado", "metodo", "dependientes",
                                "visibilidad", "importacion", "deshacer", "rehacer"};
 
@@ -205,6 +208,18 @@ Diario::Diario(std::shared_ptr<Conexion> conexion, qint16 empresa, bool crearTab
             c->setPrepared(true);
     }
     c_->agregarAvisos(this, {[this] { antesDeConfirmar(); }, [this] { despuesDeConfirmar(); }, [this] { alDeshacer(); }});
+    // Other users' changes are those committed from now on.
+    if (disponible_) {
+        try {
+            Recordset rs = c_->Abrir(QStringLiteral("SELECT MAX(Id) FROM Presupuestos_Cambios"));
+            ultimoCambioVisto_ = rs.eof() || rs.campo(0).isNull() ? 0 : rs.campo(0).toLongLong();
+        } catch (const std::exception&) {
+        }
+    }
+    try {
+        c_->cambiosAjenos(kCanal, nullptr);
+    } catch (const std::exception&) {
+    }
 }
 
 Diario::~Diario() { c_->quitarAvisos(this); }
@@ -429,6 +444,7 @@ void Diario::antesDeConfirmar()
     }
     for (; n < nuevas.size(); ++n)
         escribir(*nuevas[n], true);
+    c_->notificar(kCanal, QString::number(empresa_) + QLatin1Char(':') + QString::number(abierta_->id));
 }
 
 void Diario::despuesDeConfirmar()
@@ -502,6 +518,7 @@ void Diario::numerar(const QString& descripcion)
             continue;
         }
         abierta_->id = id;
+        propias_.insert(id);
         descripcionEscrita_ = descripcion;
         return;
     }
@@ -694,20 +711,6 @@ std::vector<Diario::Entrada> Diario::historial(const QString& cuenta, qint16 dpt
                         + QStringLiteral(" AND C.Cuenta = ") + literal(cuenta) + QStringLiteral(" AND C.Dpto = ") + QString::number(dpto)
                         + QStringLiteral(" ORDER BY C.Id DESC");
     Recordset rs = c_->Abrir(sql);
-    const auto importe = [this, &rs](int i) {
-        return importeExacto_ ? Currency::fromRaw(rs.campo(i).toLongLong()) : rs.moneda(i);
-    };
-    auto imagen = [&rs, &importe](int desde) {
-        Imagen im;
-        im.existe = !rs.moneda(desde).isZero();
-        for (int m = 0; m < 12; ++m)
-            im.meses[static_cast<std::size_t>(m)] = importe(desde + 1 + m);
-        im.metodo = rs.moneda(desde + 13).toInt32();
-        im.manual = rs.moneda(desde + 14).toInt32();
-        im.valor = importe(desde + 15);
-        im.ver = !rs.moneda(desde + 16).isZero();
-        return im;
-    };
     while (!rs.eof()) {
         Entrada e;
         e.operacion = rs.moneda(0).toInt32();
@@ -717,9 +720,71 @@ std::vector<Diario::Entrada> Diario::historial(const QString& cuenta, qint16 dpt
         e.fecha = QDateTime::fromString(rs.texto(4).left(23), QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
         if (!e.fecha.isValid())
             e.fecha = rs.campo(4).toDateTime();
-        e.antes = imagen(5);
-        e.despues = imagen(22);
+        e.antes = leerImagen(rs, 5);
+        e.despues = leerImagen(rs, 22);
         r.push_back(std::move(e));
+        rs.MoveNext();
+    }
+    return r;
+}
+
+Diario::Imagen Diario::leerImagen(Recordset& rs, int desde) const
+{
+    const auto importe = [this, &rs](int i) { return importeExacto_ ? Currency::fromRaw(rs.campo(i).toLongLong()) : rs.moneda(i); };
+    Imagen im;
+    im.existe = !rs.moneda(desde).isZero();
+    for (int m = 0; m < 12; ++m)
+        im.meses[static_cast<std::size_t>(m)] = importe(desde + 1 + m);
+    im.metodo = rs.moneda(desde + 13).toInt32();
+    im.manual = rs.moneda(desde + 14).toInt32();
+    im.valor = importe(desde + 15);
+    im.ver = !rs.moneda(desde + 16).isZero();
+    return im;
+}
+
+Diario::Ajenos Diario::cambiosAjenos()
+{
+    Ajenos r;
+    QStringList cargas;
+    if (!c_->cambiosAjenos(kCanal, &cargas))
+        return r;
+    r.hubo = true;
+    if (!disponible_)
+        return r;
+    SinRegistro sin(*c_);
+    QString sql = QStringLiteral("SELECT C.Id, C.Operacion, O.Usuario, C.Cod_Ejercicio, C.Cuenta, C.Dpto, C.Existia, ")
+                  + columnasImagen(QStringLiteral("C.A_")) + QStringLiteral(", C.Existe, ") + columnasImagen(QStringLiteral("C.D_"))
+                  + QStringLiteral(" FROM Presupuestos_Cambios C INNER JOIN Presupuestos_Operaciones O ON O.Id = C.Operacion"
+                                   " WHERE C.Cod_Empresa = ")
+                  + QString::number(empresa_);
+    if (!cargas.isEmpty()) {
+        // A server named the operations, in the order they committed.
+        QStringList ids;
+        const QString prefijo = QString::number(empresa_) + QLatin1Char(':');
+        for (const QString& carga : cargas)
+            if (carga.startsWith(prefijo))
+                ids << QString::number(carga.mid(prefijo.size()).toLongLong());
+        if (ids.isEmpty())
+            return r;
+        sql += QStringLiteral(" AND C.Operacion IN (") + ids.join(QLatin1Char(',')) + QLatin1Char(')');
+    } else {
+        // The journal's rows are numbered as they commit, one writer at a time.
+        sql += QStringLiteral(" AND C.Id > ") + QString::number(ultimoCambioVisto_);
+    }
+    sql += QStringLiteral(" ORDER BY C.Id");
+    Recordset rs = c_->Abrir(sql);
+    while (!rs.eof()) {
+        ultimoCambioVisto_ = std::max(ultimoCambioVisto_, rs.campo(0).toLongLong());
+        if (!propias_.contains(rs.campo(1).toLongLong())) {
+            CambioAjeno c;
+            c.usuario = rs.texto(2);
+            c.fila.ejercicio = static_cast<qint16>(rs.entero(3));
+            c.fila.cuenta = rs.texto(4);
+            c.fila.dpto = static_cast<qint16>(rs.entero(5));
+            c.fila.antes = leerImagen(rs, 6);
+            c.fila.despues = leerImagen(rs, 23);
+            r.cambios.push_back(std::move(c));
+        }
         rs.MoveNext();
     }
     return r;

@@ -33,6 +33,7 @@ namespace presupuestos {
 class Conexion;
 class Comando;
 class Consulta;
+class Recordset;
 
 // An undo or redo refused because another user changed one of its rows.
 class ConflictoDiario : public std::runtime_error {
@@ -167,6 +168,20 @@ public:
     };
     std::vector<Entrada> historial(const QString& cuenta, qint16 dpto, qint16 ejercicio) const;
 
+    // What other users (other worksheets) committed to the company's budget
+    // since the last call, oldest first: each row they changed, with who.
+    // hubo without rows: something changed that the journal cannot say
+    // (a database without it): whatever is shown has to be read again.
+    struct CambioAjeno {
+        QString usuario;
+        Fila fila;
+    };
+    struct Ajenos {
+        bool hubo = false;
+        std::vector<CambioAjeno> cambios;
+    };
+    Ajenos cambiosAjenos();
+
     // The row as the database holds it now.
     Imagen leer(const QString& cuenta, qint16 dpto, qint16 ejercicio) const;
     // Many rows of a year at once, by key (those missing: no row).
@@ -240,6 +255,12 @@ private:
     QSet<qint16> anosLeidos_;
     // The row antes() was last told of, which escritos() names as a rule.
     std::size_t ultima_ = 0;
+
+    // The journal rows seen by cambiosAjenos (the last one), and this
+    // worksheet's own operations, which are no one else's change.
+    qint64 ultimoCambioVisto_ = 0;
+    QSet<qint64> propias_;
+    Imagen leerImagen(Recordset& rs, int desde) const;
 
     std::vector<Operacion> deshacer_;
     std::vector<Operacion> rehacer_;

@@ -42,6 +42,9 @@ void ControlesHoja::crear(QWidget* hoja, QObject* filtro)
     cmdVer = ui.cmdVer;
     cmdDepartamentos = ui.cmdDepartamentos;
     lblSeleccion = ui.lblSeleccion;
+    lblCambios = new QLabel(hoja);
+    lblCambios->setObjectName(QStringLiteral("lblCambios"));
+    ui.barra2->insertWidget(1, lblCambios);
     cmdNoEnlanzarTablas = ui.cmdNoEnlanzarTablas;
     cmdShowCal = ui.cmdShowCal;
     cmdImportar = ui.cmdImportar;
@@ -82,6 +85,9 @@ void ControlesHoja::crear(QWidget* hoja, QObject* filtro)
 
     Timer1 = new QTimer(hoja);
     Timer1->setObjectName(QStringLiteral("Timer1"));
+    tmrCambios = new QTimer(hoja);
+    tmrCambios->setObjectName(QStringLiteral("tmrCambios"));
+    tmrCambios->setInterval(500);
 
     // The context menu of the grids.
     mnuPopup = new QMenu(hoja);

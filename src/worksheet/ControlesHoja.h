@@ -58,6 +58,9 @@ struct ControlesHoja {
     QProgressBar* pbrSeleccion = nullptr;
     QProgressBar* pbrTotal = nullptr;
     QLabel* lblSeleccion = nullptr;
+    // What other users changed while the worksheet was open.
+    QLabel* lblCambios = nullptr;
+    QTimer* tmrCambios = nullptr;
     QMenu* mnuPopup = nullptr;
     QAction* mnuPopupCopiar = nullptr;
     QAction* mnuPopupPegar = nullptr;

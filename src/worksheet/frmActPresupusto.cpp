@@ -84,6 +84,7 @@ void frmActPresupusto::crearControles()
     connect(UpDown1, &UpDown::UpClick, this, [this] { UpDown1_Click(); });
     connect(UpDown1, &UpDown::DownClick, this, [this] { UpDown1_Click(); });
     connect(Timer1, &QTimer::timeout, this, [this] { Timer1_Timer(); });
+    connect(tmrCambios, &QTimer::timeout, this, [this] { mostrarCambiosAjenos(); });
 }
 
 void frmActPresupusto::aplicarColorBoton(QPushButton* boton, const QColor& color)
@@ -205,6 +206,7 @@ void frmActPresupusto::Form_Activate()
         OcultarCategoriasSinCuentas();
         Cargando = false;
         CargarPresupuesto();
+        tmrCambios->start();
     }
     PrimeraActivacion = false;
     activando_ = false;
@@ -213,6 +215,7 @@ void frmActPresupusto::Form_Activate()
 void frmActPresupusto::Form_Unload()
 {
     // Clean-up: a failure of either drop is silent and never stops the unload.
+    tmrCambios->stop();
     if (!ConexionActiva)
         return;
     RepositorioHoja(*ConexionActiva).borrarTablasTemporales({TablaFiltroCuentas, TablaEstadisticas});

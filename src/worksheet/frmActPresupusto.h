@@ -257,6 +257,16 @@ private:
     // The whole budget's bar after an operation (or its undo) whose rows it cannot see.
     void seguirEnBarraTotal(const Diario::Operacion& op, bool haciaAntes);
     void aplicarDiario(bool deshacer);
+
+public:
+    // Other users' committed changes: only their rows are read again and
+    // drawn (totals, subtotals and bars with them), marked for a moment,
+    // and the line above the grid says how many came from whom.
+    void mostrarCambiosAjenos();
+
+private:
+    void marcarCambio(int fila, int col);
+    std::vector<std::pair<int, int>> marcadas_;
 };
 
 } // namespace presupuestos

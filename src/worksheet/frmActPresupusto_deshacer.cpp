@@ -12,6 +12,11 @@
 #include "worksheet/dlgHistorial.h"
 
 #include <QAction>
+#include <QLabel>
+#include <QMap>
+#include <QTime>
+#include <QTimer>
+#include <set>
 
 namespace presupuestos {
 
@@ -115,6 +120,88 @@ void frmActPresupusto::mostrarTrasDeshacer(const Diario::Operacion& op, bool hac
         m.setTopRow(arriba);
     }
 }
+
+namespace {
+// Another user's change, for a moment.
+const QColor kColorCambioAjeno(255, 230, 140);
+constexpr int kMarcaMs = 1500;
+// Past this many rows the worksheet is loaded again whole rather than row by row.
+constexpr std::size_t kFilasUnaAUna = 400;
+} // namespace
+
+void frmActPresupusto::mostrarCambiosAjenos()
+{
+    // Not while the worksheet itself is loading or writing (a long batch
+    // lets the window paint in between).
+    if (!diario_ || Cargando || !cargado_ || descargado_ || !ConexionActiva || ConexionActiva->enTransaccion())
+        return;
+    Diario::Ajenos ajenos;
+    try {
+        ajenos = diario_->cambiosAjenos();
+    } catch (const std::exception&) {
+        // Looked for again at the next tick; an edit reports a database fault.
+        return;
+    }
+    if (!ajenos.hubo)
+        return;
+    ModeloRejilla& m = vsPresupuesto->modelo();
+    if (ajenos.cambios.empty() || ajenos.cambios.size() > kFilasUnaAUna) {
+        // The journal cannot say which rows (or there are too many to read
+        // one by one): what is shown is read again, on the same cell.
+        const int fila = m.Row(), col = m.Col(), arriba = m.TopRow();
+        CargarPresupuesto();
+        if (m.Rows() > 1) {
+            m.Select(std::clamp(fila, 1, m.Rows() - 1), std::clamp(col, 0, m.Cols() - 1));
+            m.setTopRow(arriba);
+        }
+        if (ajenos.cambios.empty())
+            return;
+    }
+    QMap<QString, int> porUsuario;
+    std::set<int> filas;
+    for (const Diario::CambioAjeno& c : ajenos.cambios) {
+        porUsuario[c.usuario] += 1;
+        const int fila = c.fila.ejercicio == EjercicioActivo ? presupuesto_->fila(c.fila.cuenta, c.fila.dpto) : -1;
+        const bool visible = ajenos.cambios.size() <= kFilasUnaAUna && presupuesto_->esCuenta(fila)
+                             && presupuesto_->cuenta(fila) == c.fila.cuenta && presupuesto_->dpto(fila) == c.fila.dpto;
+        if (!visible) {
+            // Not on screen: only the bar of the whole budget follows it.
+            const EnBarra desde = enBarra(c.fila.antes, c.fila.ejercicio, Decimales);
+            const EnBarra hacia = enBarra(c.fila.despues, c.fila.ejercicio, Decimales);
+            completadoTotal_.filas += hacia.filas - desde.filas;
+            completadoTotal_.conValores += hacia.conValores - desde.conValores;
+            continue;
+        }
+        filas.insert(fila);
+        for (int mes = 0; mes < 12; ++mes)
+            if (c.fila.antes.meses[static_cast<std::size_t>(mes)] != c.fila.despues.meses[static_cast<std::size_t>(mes)])
+                marcarCambio(fila, kPrimerMes + mes);
+    }
+    // The rows as the database holds them now, with their totals; the
+    // current cell, the selection and an edit under way stay as they are.
+    for (int fila : filas)
+        escritura_->mostrarGuardada(fila);
+    for (const auto& [fila, col] : marcadas_)
+        m.setCellBackColor(fila, col, kColorCambioAjeno);
+    mostrarCompletado();
+    QStringList quien;
+    for (auto it = porUsuario.cbegin(); it != porUsuario.cend(); ++it)
+        quien << QStringLiteral("%1 de %2").arg(it.value()).arg(it.key());
+    lblCambios->setText(QStringLiteral("Cambios de otros usuarios a las %1: %2")
+                            .arg(QTime::currentTime().toString(QStringLiteral("HH:mm:ss")), quien.join(QStringLiteral(", "))));
+    QTimer::singleShot(kMarcaMs, this, [this] {
+        // Back to the colours the rows have (typed by hand or not).
+        ModeloRejilla& rejilla = vsPresupuesto->modelo();
+        for (const auto& [fila, col] : marcadas_)
+            if (presupuesto_->esCuenta(fila) && col >= kPrimerMes && col <= kUltimoMes)
+                rejilla.setCellBackColor(fila, col,
+                                         (presupuesto_->mascara(fila) & (1 << (col - kPrimerMes))) ? presupuesto_->aspecto().manual
+                                                                                                       : QColor(255, 255, 255));
+        marcadas_.clear();
+    });
+}
+
+void frmActPresupusto::marcarCambio(int fila, int col) { marcadas_.emplace_back(fila, col); }
 
 void frmActPresupusto::mostrarHistorial()
 {

@@ -43,3 +43,6 @@ CREATE SEQUENCE IF NOT EXISTS Presupuestos_Operaciones_Id;
 SELECT setval('presupuestos_operaciones_id',
               GREATEST(COALESCE((SELECT MAX(Id) FROM Presupuestos_Operaciones), 0),
                        (SELECT last_value FROM presupuestos_operaciones_id), 1));
+
+-- The worksheets read each operation another user committed by its number.
+CREATE INDEX IF NOT EXISTS IX_Presupuestos_Cambios_Operacion ON Presupuestos_Cambios (Operacion);

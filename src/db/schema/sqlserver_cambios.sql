@@ -84,3 +84,8 @@ BEGIN
     EXEC (@crear)
 END
 GO
+
+-- The worksheets read each operation another user committed by its number.
+IF NOT EXISTS (SELECT 1 FROM sys.indexes WHERE name = 'IX_Presupuestos_Cambios_Operacion')
+CREATE INDEX IX_Presupuestos_Cambios_Operacion ON dbo.Presupuestos_Cambios (Operacion)
+GO
