@@ -297,6 +297,13 @@ void EscrituraHoja::recalcularDependenciasEnLote()
 {
     const auto filas = RepositorioHoja(*ConexionActiva).filasSobreVentas(modPublic::EmpresaActiva->CodigoEmpresa(),
                                                                          modPublic::EjercicioActivo);
+    // Locked together, in the one order every user locks in, before any is read.
+    if (Diario* diario = store_.diario()) {
+        std::vector<std::pair<QString, qint16>> claves;
+        for (const auto& f : filas)
+            claves.emplace_back(f.cuenta, f.dpto);
+        diario->prever(claves, static_cast<qint16>(modPublic::EjercicioActivo));
+    }
     clsCalculo calculo;
     calculo.setEjercicio(modPublic::EjercicioActivo);
     clsPresupItem item;
