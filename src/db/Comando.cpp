@@ -2,6 +2,7 @@
 #include "db/Conexion.h"
 
 #include "common/VbError.h"
+#include "db/TokensSql.h"
 
 #include <QCoreApplication>
 #include <QDate>
@@ -11,6 +12,8 @@
 #include <QSqlQuery>
 #include <QSqlRecord>
 #include <QTime>
+#include <atomic>
+#include <cstdlib>
 #include <limits>
 #include <libpq-fe.h>
 #include <sqlite3.h>
@@ -347,6 +350,58 @@ long Comando::ejecutarDirecta()
     throw *e;
 }
 
+// Prepared once per session through libpq and run with its values as the
+// server reads them: amounts as exact decimal text, never a double. The
+// savepoint goes in the same round trip (see Conexion::ejecutarLibpq).
+long Comando::ejecutarPostgres()
+{
+    bool preparar = false;
+    if (!preparado_ || generacionPg_ != conexion_->generacion() || nombrePg_.isEmpty()) {
+        static std::atomic<int> contador{0};
+        if (preparado_) {
+            nombrePg_ = "presupuestos_comando_" + QByteArray::number(++contador);
+            preparar = true;
+        } else {
+            nombrePg_.clear();
+        }
+        QString numerado;
+        int n = 0;
+        for (const auto& k : tokens::tokenizar(conexion_->adaptar(texto_)))
+            numerado += k.tipo == TokenSql::Tipo::Signo && k.texto == QLatin1String("?") ? QStringLiteral("$") + QString::number(++n)
+                                                                                           : k.texto;
+        textoPg_ = numerado.toUtf8();
+        generacionPg_ = conexion_->generacion();
+    }
+    std::vector<QByteArray> valores(parametros_.size());
+    std::vector<char> nulos(parametros_.size(), 0);
+    for (std::size_t i = 0; i < parametros_.size(); ++i) {
+        const Parametro& p = parametros_[i];
+        if (p.nulo || (p.tipo == TipoParametro::Texto && p.texto.isNull())) {
+            nulos[i] = 1;
+            continue;
+        }
+        switch (p.tipo) {
+        case TipoParametro::Moneda: valores[i] = Currency::fromRaw(p.numero).toSqlText().toLatin1(); break;
+        case TipoParametro::Texto: valores[i] = p.utf8; break;
+        case TipoParametro::Booleano: valores[i] = p.numero != 0 ? "1" : "0"; break;
+        default: valores[i] = QByteArray::number(p.numero); break;
+        }
+    }
+    ::pg_result* r = nullptr;
+    try {
+        r = conexion_->ejecutarLibpq(nombrePg_, textoPg_, preparar, valores, nulos);
+    } catch (...) {
+        // A statement that failed to prepare is prepared again next time.
+        if (preparar)
+            nombrePg_.clear();
+        throw;
+    }
+    const char* cuenta = PQcmdTuples(r);
+    const long n = cuenta && *cuenta ? std::atol(cuenta) : -1;
+    PQclear(r);
+    return n;
+}
+
 long Comando::Execute()
 {
     if (!conexion_)
@@ -366,6 +421,8 @@ long Comando::Execute()
     }
     if (directa_)
         return ejecutarDirecta();
+    if (conexion_->postgres())
+        return ejecutarPostgres();
     conexion_->antesDeSentencia();
     if (!consulta_ || !preparado_) {
         consulta_ = std::make_unique<QSqlQuery>(conexion_->baseDatos());

@@ -328,6 +328,7 @@ void Conexion::recuperarSesion()
     // The new session listens again from the next look (what was said
     // meanwhile is lost: the worksheet reads its rows again anyway).
     escuchados_.clear();
+    formasPg_.clear();
     QSqlQuery q(db_);
     for (const QString& sql : temporales_)
         if (!q.exec(adaptar(sql)))
@@ -517,6 +518,18 @@ long Conexion::ejecutarAhora(const QString& sql)
             return afectadas;
         }
     }
+    if (pg_) {
+        // One round trip a statement, savepoint included; the shape parsed
+        // and planned once.
+        long afectadas = -1;
+        if (ejecutarForma(sql, &afectadas))
+            return afectadas;
+        PGresult* r = ejecutarLibpq(QByteArray(), adaptar(sql).toUtf8(), false);
+        const char* cuenta = PQcmdTuples(r);
+        afectadas = cuenta && *cuenta ? std::atol(cuenta) : -1;
+        PQclear(r);
+        return afectadas;
+    }
     const QString texto = adaptar(sql);
     antesDeSentencia();
     QSqlQuery q(db_);
@@ -627,15 +640,16 @@ void Conexion::bloquearClaves(const QString& ambito, const QStringList& claves)
     }
     std::sort(numeros.begin(), numeros.end());
     numeros.erase(std::unique(numeros.begin(), numeros.end()), numeros.end());
-    QString sql;
+    QStringList llamadas;
     if (!ambitos_.contains(a))
-        sql += QStringLiteral("SELECT pg_advisory_xact_lock_shared(%1);").arg(a);
+        llamadas << QStringLiteral("pg_advisory_xact_lock_shared(%1)").arg(a);
     // One after another, in the order of their numbers: the same order for
     // every user, whatever order the rows come in.
     for (const qint64 n : numeros)
-        sql += QStringLiteral("SELECT pg_advisory_xact_lock(%1);").arg(n);
-    if (sql.isEmpty())
+        llamadas << QStringLiteral("pg_advisory_xact_lock(%1)").arg(n);
+    if (llamadas.isEmpty())
         return;
+    const QString sql = QStringLiteral("SELECT ") + llamadas.join(QStringLiteral(", "));
     ejecutarPostgres(sql);
     ambitos_.insert(a, false);
     for (const qint64 n : numeros)
@@ -704,17 +718,211 @@ void Conexion::notificar(const QString& canal, const QString& carga)
 void Conexion::ejecutarPostgres(const QString& sql)
 {
     completarPendientes();
-    antesDeSentencia();
-    PGresult* r = PQexec(pg_, sql.toUtf8().constData());
-    const ExecStatusType estado = PQresultStatus(r);
-    if (estado == PGRES_TUPLES_OK || estado == PGRES_COMMAND_OK) {
+    PQclear(ejecutarLibpq(QByteArray(), sql.toUtf8(), false));
+}
+
+::pg_result* Conexion::ejecutarLibpq(const QByteArray& nombre, const QByteArray& texto, bool preparar,
+                                     const std::vector<QByteArray>& valores, const std::vector<char>& nulos)
+{
+    if (traza_)
+        traza_(texto, valores, nulos);
+    const bool punto = transacciones_ > 0;
+    const auto fallo = [this](PGresult* r) {
+        const VbError e = errorMotor(errorPostgres(r));
         PQclear(r);
-        return;
+        return e;
+    };
+    if (PQenterPipelineMode(pg_) != 1)
+        throw fallo(nullptr);
+    // What goes in the round trip, in order; the statement's place in it.
+    int enviados = 0;
+    bool enviado = true;
+    const auto enviar = [&](int ok) {
+        enviado = enviado && ok == 1;
+        ++enviados;
+    };
+    static const char* const kLiberar = "RELEASE SAVEPOINT presupuestos_sentencia";
+    static const char* const kPunto = "SAVEPOINT presupuestos_sentencia";
+    const bool liberar = punto && puntoGuardado_;
+    if (liberar)
+        enviar(PQsendQueryParams(pg_, kLiberar, 0, nullptr, nullptr, nullptr, nullptr, 0));
+    const int indicePunto = enviados;
+    if (punto)
+        enviar(PQsendQueryParams(pg_, kPunto, 0, nullptr, nullptr, nullptr, nullptr, 0));
+    if (preparar)
+        enviar(PQsendPrepare(pg_, nombre.constData(), texto.constData(), 0, nullptr));
+    const int principal = enviados;
+    std::vector<const char*> punteros(valores.size());
+    for (std::size_t i = 0; i < valores.size(); ++i)
+        punteros[i] = i < nulos.size() && nulos[i] ? nullptr : valores[i].constData();
+    const int n = static_cast<int>(valores.size());
+    enviar(nombre.isEmpty() ? PQsendQueryParams(pg_, texto.constData(), n, nullptr, punteros.data(), nullptr, nullptr, 0)
+                            : PQsendQueryPrepared(pg_, nombre.constData(), n, punteros.data(), nullptr, nullptr, 0));
+    if (enviado)
+        enviado = PQpipelineSync(pg_) == 1;
+    // The results, a run per statement ended by a null, then the sync.
+    PGresult* resultado = nullptr;
+    PGresult* error = nullptr;
+    bool puntoHecho = false;
+    for (int k = 0; enviado && k < enviados; ++k) {
+        while (PGresult* r = PQgetResult(pg_)) {
+            const ExecStatusType e = PQresultStatus(r);
+            if (e == PGRES_FATAL_ERROR && !error) {
+                error = r;
+            } else if (k == principal && !resultado && (e == PGRES_TUPLES_OK || e == PGRES_COMMAND_OK)) {
+                resultado = r;
+            } else {
+                if (punto && k == indicePunto && e == PGRES_COMMAND_OK)
+                    puntoHecho = true;
+                PQclear(r);
+            }
+        }
+        if (PQstatus(pg_) == CONNECTION_BAD)
+            break;
     }
-    const VbError e = errorMotor(errorPostgres(r));
+    while (enviado && PQstatus(pg_) != CONNECTION_BAD) {
+        PGresult* r = PQgetResult(pg_);
+        if (!r)
+            continue;
+        const bool sincronizado = PQresultStatus(r) == PGRES_PIPELINE_SYNC;
+        PQclear(r);
+        if (sincronizado)
+            break;
+    }
+    PQexitPipelineMode(pg_);
+    if (liberar || puntoHecho)
+        puntoGuardado_ = puntoHecho;
+    if (!enviado || (!resultado && !error)) {
+        PQclear(resultado);
+        throw fallo(error);
+    }
+    if (error) {
+        PQclear(resultado);
+        const VbError e = fallo(error);
+        // What the transaction stored before stays, to be committed.
+        if (puntoHecho && PQstatus(pg_) != CONNECTION_BAD)
+            PQclear(PQexec(pg_, "ROLLBACK TO SAVEPOINT presupuestos_sentencia"));
+        throw e;
+    }
+    return resultado;
+}
+
+namespace {
+
+// A composed data statement's shape for PostgreSQL: the text with its
+// literals (quoted texts and numbers, a sign before a number included) as
+// markers, and their values as the text the server reads. Only UPDATE,
+// INSERT and DELETE of the database's own tables (a temporary table may go
+// and come back under the same name), never around the constructs whose
+// translation reads the literals themselves (TOP n, PIVOT).
+struct FormaTexto {
+    QString clave;
+    std::vector<QByteArray> valores;
+};
+
+std::optional<FormaTexto> formaPostgres(const QString& sql)
+{
+    const auto t = tokens::tokenizar(sql);
+    FormaTexto f;
+    f.clave.reserve(sql.size());
+    bool primera = true;
+    int anteriorSignificativo = -1;
+    for (int i = 0; i < static_cast<int>(t.size()); ++i) {
+        const TokenSql& k = t[static_cast<std::size_t>(i)];
+        if (k.tipo == TokenSql::Tipo::Palabra) {
+            if (primera) {
+                if (!tokens::esPalabra(k, "UPDATE") && !tokens::esPalabra(k, "INSERT") && !tokens::esPalabra(k, "DELETE"))
+                    return std::nullopt;
+                primera = false;
+            }
+            if (tokens::esPalabra(k, "TOP") || tokens::esPalabra(k, "PIVOT") || tokens::esTemporal(k))
+                return std::nullopt;
+        }
+        if (k.tipo == TokenSql::Tipo::Signo && k.texto == QLatin1String("?"))
+            return std::nullopt;
+        if (k.tipo == TokenSql::Tipo::Literal) {
+            f.valores.push_back(k.texto.mid(1, k.texto.size() - 2).replace(QStringLiteral("''"), QStringLiteral("'")).toUtf8());
+            f.clave += QLatin1Char('?');
+        } else if (k.tipo == TokenSql::Tipo::Numero) {
+            QByteArray numero = k.texto.toUtf8();
+            // A minus after "=", "," or "(" belongs to the number.
+            if (!f.clave.isEmpty() && f.clave.endsWith(QLatin1Char('-')) && anteriorSignificativo >= 0
+                && tokens::esSigno(t[static_cast<std::size_t>(anteriorSignificativo)], "-")) {
+                const int previo = tokens::anterior(t, anteriorSignificativo);
+                if (previo >= 0
+                    && (tokens::esSigno(t[static_cast<std::size_t>(previo)], "=") || tokens::esSigno(t[static_cast<std::size_t>(previo)], ",")
+                        || tokens::esSigno(t[static_cast<std::size_t>(previo)], "("))) {
+                    f.clave.chop(1);
+                    numero.prepend('-');
+                }
+            }
+            f.valores.push_back(numero);
+            f.clave += QLatin1Char('?');
+        } else {
+            f.clave += k.texto;
+        }
+        if (k.tipo != TokenSql::Tipo::Espacio)
+            anteriorSignificativo = i;
+    }
+    if (primera)
+        return std::nullopt;
+    return f;
+}
+
+// The markers ("?") outside quotes, names and comments numbered as
+// PostgreSQL's ($1, $2...).
+QByteArray numerarMarcas(const QString& texto)
+{
+    auto t = tokens::tokenizar(texto);
+    int n = 0;
+    for (TokenSql& k : t)
+        if (k.tipo == TokenSql::Tipo::Signo && k.texto == QLatin1String("?"))
+            k = TokenSql{TokenSql::Tipo::Crudo, QStringLiteral("$") + QString::number(++n)};
+    return tokens::unir(t).toUtf8();
+}
+
+constexpr std::size_t kMaxFormasPg = 64;
+
+} // namespace
+
+bool Conexion::ejecutarForma(const QString& sql, long* afectadas)
+{
+    auto forma = formaPostgres(sql);
+    if (!forma || formasNoPreparables_.contains(forma->clave))
+        return false;
+    auto it = formasPg_.find(forma->clave);
+    if (it == formasPg_.end()) {
+        if (formasPg_.size() >= kMaxFormasPg) {
+            for (const auto& [clave, f] : formasPg_)
+                if (f.preparada)
+                    PQclear(PQexec(pg_, ("DEALLOCATE " + f.nombre).constData()));
+            formasPg_.clear();
+        }
+        FormaPg f;
+        f.nombre = "presupuestos_forma_" + QByteArray::number(++siguienteNombre_);
+        f.texto = numerarMarcas(adaptar(forma->clave));
+        it = formasPg_.emplace(forma->clave, std::move(f)).first;
+    }
+    FormaPg& f = it->second;
+    PGresult* r = nullptr;
+    try {
+        r = ejecutarLibpq(f.nombre, f.texto, !f.preparada, forma->valores);
+    } catch (const VbError& e) {
+        // Only a shape the server cannot analyse (class 42: a marker whose
+        // type it cannot tell) is sent as composed instead.
+        if (f.preparada || perdida_ || !e.description().contains(QStringLiteral("\n(42")))
+            throw;
+        // The server could not prepare the shape (a marker whose type it
+        // cannot tell): the statement goes as composed, now and from now on.
+        formasNoPreparables_.insert(forma->clave);
+        formasPg_.erase(it);
+        return false;
+    }
+    f.preparada = true;
+    const char* cuenta = PQcmdTuples(r);
+    *afectadas = cuenta && *cuenta ? std::atol(cuenta) : -1;
     PQclear(r);
-    trasFallo();
-    throw e;
+    return true;
 }
 
 QSqlError Conexion::errorPostgres(const ::pg_result* r) const
@@ -819,16 +1027,7 @@ Recordset Conexion::Abrir(const QString& sql)
         // The rows are taken whole when the query runs (the worksheet reads
         // them all anyway), so the connection is free for the statements
         // run while they are read.
-        const QByteArray texto = adaptar(sql).toUtf8();
-        antesDeSentencia();
-        PGresult* r = PQexec(pg_, texto.constData());
-        const ExecStatusType estado = PQresultStatus(r);
-        if (estado != PGRES_TUPLES_OK && estado != PGRES_COMMAND_OK) {
-            const VbError e = errorMotor(errorPostgres(r));
-            PQclear(r);
-            trasFallo();
-            throw e;
-        }
+        PGresult* r = ejecutarLibpq(QByteArray(), adaptar(sql).toUtf8(), false);
         return Recordset(std::make_unique<CursorPostgres>(shared_from_this(), r));
     }
     auto q = std::make_unique<QSqlQuery>(db_);

@@ -150,6 +150,18 @@ public:
     // Internal use by Recordset and Comando.
     void anotar(const QString& sql);
     void registrarComando(Comando* c) { comandos_.push_back(c); }
+    // PostgreSQL: one statement through libpq, by name when prepared (and
+    // prepared first with texto when preparar), or the text alone; values
+    // as text, a null where nulos says. Inside a transaction the savepoint
+    // that lets a failure leave the rest to commit goes in the same round
+    // trip (a pipeline), as does the preparation. The caller clears the
+    // result; a failure raises the system's error.
+    ::pg_result* ejecutarLibpq(const QByteArray& nombre, const QByteArray& texto, bool preparar,
+                               const std::vector<QByteArray>& valores = {}, const std::vector<char>& nulos = {});
+    // Every statement sent to PostgreSQL through libpq (prepared text, or
+    // the text alone, and the values), for a benchmark's floor to replay.
+    using Traza = std::function<void(const QByteArray& texto, const std::vector<QByteArray>& valores, const std::vector<char>& nulos)>;
+    void setTraza(Traza traza) { traza_ = std::move(traza); }
     void olvidarComando(Comando* c) { std::erase(comandos_, c); }
     // PostgreSQL aborts the whole transaction on a failed statement; each
     // statement inside one runs after a savepoint, and a failure goes back
@@ -172,6 +184,9 @@ private:
     // PostgreSQL: runs statements of the connection's own (not composed
     // texts: not logged, not adapted) straight through libpq.
     void ejecutarPostgres(const QString& sql);
+    // PostgreSQL: a composed data statement as a shape prepared once (its
+    // literals as parameters), or nothing when it does not take one.
+    bool ejecutarForma(const QString& sql, long* afectadas);
     QSqlError errorPostgres(const ::pg_result* r) const;
     // A session the server dropped is opened again before the next
     // statement outside a transaction, with this connection's temporary
@@ -193,6 +208,17 @@ private:
     mutable bool perdida_ = false;
     int generacion_ = 0;
     QString conninfo_;
+    Traza traza_;
+    // PostgreSQL: the shapes of composed statements prepared on this
+    // session (the text each stands for), and those that do not prepare.
+    struct FormaPg {
+        QByteArray nombre;
+        QByteArray texto;
+        bool preparada = false;
+    };
+    std::unordered_map<QString, FormaPg> formasPg_;
+    QSet<QString> formasNoPreparables_;
+    int siguienteNombre_ = 0;
     // Keys, and ambits (true: whole), already locked by the open transaction.
     QSet<qint64> bloqueadas_;
     QHash<qint64, bool> ambitos_;
@@ -458,6 +484,12 @@ private:
     bool directaProbada_ = false;
     // The connection's session consulta_ was prepared on.
     int generacion_ = 0;
+    // PostgreSQL: the statement prepared through libpq, by name, on the
+    // session of generacionPg_; its text with numbered markers.
+    QByteArray nombrePg_;
+    QByteArray textoPg_;
+    int generacionPg_ = -1;
+    long ejecutarPostgres();
 };
 
 } // namespace presupuestos

@@ -1,6 +1,7 @@
 // Reading rows: the recordset, its SQLite and PostgreSQL cursors, and the
 // prepared query that reuses one SQLite statement.
 #include "db/Conexion.h"
+#include "db/TokensSql.h"
 
 #include "common/VbError.h"
 
@@ -46,6 +47,20 @@ Recordset Consulta::Abrir(const std::vector<QVariant>& valores)
     conexion_->anotar(texto_);
     conexion_->completarPendientes();
     sqlite3* db = conexion_->sqlite();
+    if (conexion_->postgres()) {
+        QString numerado;
+        int n = 0;
+        for (const auto& k : tokens::tokenizar(conexion_->adaptar(texto_)))
+            numerado += k.tipo == TokenSql::Tipo::Signo && k.texto == QLatin1String("?") ? QStringLiteral("$") + QString::number(++n)
+                                                                                           : k.texto;
+        std::vector<QByteArray> textos;
+        std::vector<char> nulos;
+        for (const QVariant& v : valores) {
+            nulos.push_back(v.isNull() ? 1 : 0);
+            textos.push_back(v.userType() == qMetaTypeId<Currency>() ? v.value<Currency>().toSqlText().toLatin1() : v.toString().toUtf8());
+        }
+        return Recordset(std::make_unique<CursorPostgres>(conexion_, conexion_->ejecutarLibpq(QByteArray(), numerado.toUtf8(), false, textos, nulos)));
+    }
     if (!db) {
         const bool postgres = conexion_->motor() == Motor::PostgreSQL;
         auto q = std::make_unique<QSqlQuery>(conexion_->baseDatos());
