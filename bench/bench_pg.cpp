@@ -8,6 +8,15 @@
 // The connection string names a user that may create databases: the run
 // creates one of its own and drops it at the end. Without --pg it takes
 // PRESUPUESTOS_PRUEBA_PG, as the tests do.
+//
+// The paste's floor on PostgreSQL: every statement the worksheet sent
+// through libpq during the paste (its own data statements, the journal's
+// reads and rows, the row locks, the notification), each distinct text
+// prepared once and run with the values the worksheet bound, in one
+// transaction on a copy of the database as it was before the paste, every
+// row of every result read. What the floor leaves out is the worksheet's
+// own: the savepoint around each statement, the grid, the journal's
+// bookkeeping and composing the texts.
 
 #include "db/Conexion.h"
 #include "db/schema/DatosDemo.h"
@@ -29,6 +38,8 @@
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <algorithm>
+#include <libpq-fe.h>
+#include <unordered_map>
 #include <functional>
 #include <vector>
 
@@ -59,11 +70,57 @@ void administrar(const QString& servidor, const QString& sentencia)
     QSqlDatabase::removeDatabase(QStringLiteral("bench_admin"));
 }
 
+struct Sentencia {
+    QByteArray texto;
+    std::vector<QByteArray> valores;
+    std::vector<char> nulos;
+};
+
 struct Medidas {
     double carga = 0;  // median first load, ms
     double pegado = 0; // the paste, ms
     int filas = 0;
+    std::vector<Sentencia> traza; // what the paste sent (PostgreSQL)
 };
+
+// The same statements straight through libpq, each text prepared once.
+double suelo(const QString& conninfo, const std::vector<Sentencia>& traza)
+{
+    PGconn* c = PQconnectdb(conninfo.toUtf8().constData());
+    if (PQstatus(c) != CONNECTION_OK)
+        qFatal("%s", PQerrorMessage(c));
+    std::unordered_map<QByteArray, QByteArray> nombres;
+    std::vector<std::vector<const char*>> valores(traza.size());
+    for (std::size_t i = 0; i < traza.size(); ++i)
+        for (std::size_t k = 0; k < traza[i].valores.size(); ++k)
+            valores[i].push_back(k < traza[i].nulos.size() && traza[i].nulos[k] ? nullptr : traza[i].valores[k].constData());
+    const auto ejecutar = [c](PGresult* r) {
+        const ExecStatusType e = PQresultStatus(r);
+        if (e != PGRES_COMMAND_OK && e != PGRES_TUPLES_OK)
+            qFatal("suelo: %s", PQresultErrorMessage(r));
+        qint64 leidos = 0;
+        for (int f = 0; f < PQntuples(r); ++f)
+            for (int k = 0; k < PQnfields(r); ++k)
+                leidos += PQgetlength(r, f, k);
+        PQclear(r);
+        return leidos;
+    };
+    QElapsedTimer t;
+    t.start();
+    ejecutar(PQexec(c, "BEGIN"));
+    for (std::size_t i = 0; i < traza.size(); ++i) {
+        auto it = nombres.find(traza[i].texto);
+        if (it == nombres.end()) {
+            it = nombres.emplace(traza[i].texto, "suelo_" + QByteArray::number(static_cast<qulonglong>(nombres.size()))).first;
+            ejecutar(PQprepare(c, it->second.constData(), traza[i].texto.constData(), 0, nullptr));
+        }
+        ejecutar(PQexecPrepared(c, it->second.constData(), static_cast<int>(valores[i].size()), valores[i].data(), nullptr, nullptr, 0));
+    }
+    ejecutar(PQexec(c, "COMMIT"));
+    const double tiempo = ms(t);
+    PQfinish(c);
+    return tiempo;
+}
 
 double mediana(std::vector<double> v)
 {
@@ -97,10 +154,14 @@ Medidas medir(const std::function<std::shared_ptr<Conexion>()>& abrir, int repet
         PlataformaDePrueba plataforma;
         plataforma.portapapeles->contenido = bloquePegado();
         m.Select(2, 4);
+        conexion->setTraza([&r](const QByteArray& texto, const std::vector<QByteArray>& valores, const std::vector<char>& nulos) {
+            r.traza.push_back({texto, valores, nulos});
+        });
         t.restart();
         hoja->Copiar_Desde_Clipboard();
         conexion->completarPendientes();
         r.pegado = ms(t);
+        conexion->setTraza({});
         if (!plataforma.mensajes->mostrados.empty())
             qFatal("el pegado mostró un mensaje");
     }
@@ -151,6 +212,10 @@ int main(int argc, char** argv)
         QSqlQuery(c->baseDatos()).exec(QStringLiteral("VACUUM ANALYZE"));
     }
     salida << "Empresa generada en PostgreSQL: " << ms(t) << " ms" << Qt::endl;
+    // The floor's copy, as the paste finds the database.
+    const QString baseSuelo = base + QStringLiteral("_suelo");
+    administrar(servidor, QStringLiteral("DROP DATABASE IF EXISTS %1").arg(baseSuelo));
+    administrar(servidor, QStringLiteral("CREATE DATABASE %1 TEMPLATE %2").arg(baseSuelo, base));
 
     const Medidas lite = medir([&] { return Conexion::abrirSqlite(fichero); }, repeticiones);
     const Medidas pg = medir([&] { return Conexion::abrirPostgres(conninfo); }, repeticiones);
@@ -162,8 +227,13 @@ int main(int argc, char** argv)
     salida << "Pegado de 1.000 x 12 celdas:" << Qt::endl;
     salida << "paste_sqlite_ms " << QString::number(lite.pegado, 'f', 1) << Qt::endl;
     salida << "paste_pg_ms " << QString::number(pg.pegado, 'f', 1) << Qt::endl;
+    const double pisoPegado = suelo(servidor + QStringLiteral(" dbname=") + baseSuelo, pg.traza);
+    salida << "paste_pg_floor_ms " << QString::number(pisoPegado, 'f', 1) << " (" << pg.traza.size()
+           << " sentencias, cada texto preparado una vez, en una transacción)" << Qt::endl;
     salida << "ratio first_load_pg_vs_sqlite " << QString::number(pg.carga / lite.carga, 'f', 3) << Qt::endl;
     salida << "ratio paste_pg_vs_sqlite " << QString::number(pg.pegado / lite.pegado, 'f', 3) << Qt::endl;
+    salida << "ratio paste_pg_vs_prepared " << QString::number(pg.pegado / pisoPegado, 'f', 3) << Qt::endl;
     administrar(servidor, QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(base));
+    administrar(servidor, QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(baseSuelo));
     return 0;
 }
