@@ -5,6 +5,11 @@
 //
 //   presupuestos_bench_pg --pg "host=... user=... dbname=postgres" [--cuentas 2000] [--departamentos 20] [--repeticiones 3]
 //
+// live_refresh_ms: how long an open worksheet takes to show a month that
+// another user (another process, through the store and the journal, as a
+// worksheet writes) has just committed: from the moment the commit returns
+// there to the moment the cell shows the figure here; the median of five.
+//
 // The connection string names a user that may create databases: the run
 // creates one of its own and drops it at the end. Without --pg it takes
 // PRESUPUESTOS_PRUEBA_PG, as the tests do.
@@ -22,7 +27,12 @@
 #include "db/schema/DatosDemo.h"
 #include "desktop/PlataformaQt.h"
 #include "grid/widgets/VistaRejilla.h"
+#include "common/NumerosEs.h"
 #include "host/Empresa.h"
+#include "host/modPublic.h"
+#include "store/Diario.h"
+#include "store/clsDBPresupuesto.h"
+#include "worksheet/core/Columnas.h"
 #include "host/entry/frmclsfrmActPresupusto.h"
 #include "worksheet/frmActPresupusto.h"
 
@@ -31,7 +41,9 @@
 
 #include <QApplication>
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QElapsedTimer>
+#include <QProcess>
 #include <QLineEdit>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -169,12 +181,67 @@ Medidas medir(const std::function<std::shared_ptr<Conexion>()>& abrir, int repet
     return r;
 }
 
+// The other user: stores one month and says when its commit returned.
+int escribir(const QStringList& a)
+{
+    const QString postgres = QStringLiteral("postgresql:");
+    modPublic::ConexionActiva = a[2].startsWith(postgres) ? Conexion::abrirPostgres(a[2].mid(postgres.size())) : Conexion::abrirSqlite(a[2]);
+    modPublic::EmpresaActiva = std::make_shared<EmpresaFija>(1, 2026);
+    modPublic::EjercicioActivo = static_cast<qint16>(a[7].toInt());
+    {
+        Diario diario(modPublic::ConexionActiva, 1);
+        clsDBPresupuesto store;
+        store.setDiario(&diario);
+        store.ActualizacionManual(a[3], static_cast<qint16>(a[4].toInt()), static_cast<qint16>(a[5].toInt()),
+                                  Currency::fromInt(a[6].toLongLong()));
+        salida << QDateTime::currentMSecsSinceEpoch() << Qt::endl;
+    }
+    modPublic::ConexionActiva.reset();
+    return 0;
+}
+
+// From another process's commit to the cell shown, five times.
+double refresco(const std::shared_ptr<Conexion>& conexion, const QString& destino)
+{
+    auto empresa = cargarEmpresa(*conexion, 1);
+    frmclsfrmActPresupusto clase;
+    clase.setEmpresaLarvex(empresa);
+    clase.setConexionLarvex(conexion);
+    clase.Show();
+    frmActPresupusto* hoja = clase.formulario();
+    hoja->Form_Activate();
+    ModeloRejilla& m = hoja->vsPresupuesto->modelo();
+    const int fila = 2;
+    std::vector<double> esperas;
+    for (int vez = 1; vez <= 5; ++vez) {
+        const QString valor = QString::number(900000 + vez);
+        QProcess otro;
+        otro.start(QCoreApplication::applicationFilePath(),
+                   {QStringLiteral("--escribir"), destino, m.TextMatrix(fila, hoja::kCuenta), m.TextMatrix(fila, hoja::kDpto),
+                    QStringLiteral("1"), valor, QString::number(modPublic::EjercicioActivo)});
+        QElapsedTimer limite;
+        limite.start();
+        const QString esperado = es::formatear(Currency::fromInt(valor.toLongLong()), hoja->FormatoNumero);
+        while (m.TextMatrix(fila, hoja::kPrimerMes) != esperado && limite.elapsed() < 20000)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        const qint64 mostrado = QDateTime::currentMSecsSinceEpoch();
+        otro.waitForFinished(20000);
+        const qint64 confirmado = QString::fromUtf8(otro.readAllStandardOutput()).trimmed().toLongLong();
+        if (m.TextMatrix(fila, hoja::kPrimerMes) != esperado || confirmado == 0)
+            qFatal("la hoja no mostró el cambio del otro usuario");
+        esperas.push_back(static_cast<double>(mostrado - confirmado));
+    }
+    return mediana(esperas);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
+    if (app.arguments().size() >= 8 && app.arguments()[1] == QLatin1String("--escribir"))
+        return escribir(app.arguments());
     predeterminarPlataformaQt();
     const QStringList args = app.arguments();
     OpcionesDemo o;
@@ -233,6 +300,10 @@ int main(int argc, char** argv)
     salida << "ratio first_load_pg_vs_sqlite " << QString::number(pg.carga / lite.carga, 'f', 3) << Qt::endl;
     salida << "ratio paste_pg_vs_sqlite " << QString::number(pg.pegado / lite.pegado, 'f', 3) << Qt::endl;
     salida << "ratio paste_pg_vs_prepared " << QString::number(pg.pegado / pisoPegado, 'f', 3) << Qt::endl;
+    salida << "Otro usuario confirma un mes; la hoja abierta lo muestra (mediana de 5):" << Qt::endl;
+    salida << "live_refresh_ms sqlite " << QString::number(refresco(Conexion::abrirSqlite(fichero), fichero), 'f', 0) << Qt::endl;
+    salida << "live_refresh_ms pg "
+           << QString::number(refresco(Conexion::abrirPostgres(conninfo), QStringLiteral("postgresql:") + conninfo), 'f', 0) << Qt::endl;
     administrar(servidor, QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(base));
     administrar(servidor, QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(baseSuelo));
     return 0;
