@@ -1,7 +1,9 @@
 // Prepared commands with typed parameters.
 #include "db/Conexion.h"
 
+#include "common/NumerosEs.h"
 #include "common/VbError.h"
+#include "db/Sql.h"
 
 #include <QCoreApplication>
 #include <QDate>
@@ -342,6 +344,9 @@ long Comando::Execute()
 {
     if (!conexion_)
         throw VbError::connectionUnusable();
+    for (const Parametro& p : parametros_)
+        if (p.tipo == TipoParametro::Moneda && !p.nulo)
+            sql::comprobarImporte(*conexion_, Currency::fromRaw(p.numero));
     if (!anotado_ || !preparado_) {
         conexion_->anotar(texto_);
         anotado_ = true;
@@ -383,6 +388,17 @@ long Comando::Execute()
     if (!preparado_)
         consulta_.reset();
     return n;
+}
+
+void sql::comprobarImporte(const Conexion& conexion, Currency importe)
+{
+    if (conexion.motor() != Motor::SQLite || (importe.raw() >= -Currency::MaximoExactoEnDoble && importe.raw() <= Currency::MaximoExactoEnDoble))
+        return;
+    throw VbError(VbError::Overflow,
+                  QStringLiteral("El importe %1 no se puede guardar exacto en una base de datos SQLite, que guarda exactos "
+                                 "los importes de hasta %2 en valor absoluto.")
+                      .arg(es::formatear(importe, es::formatoNumero(4)),
+                           es::formatear(Currency::fromRaw(Currency::MaximoExactoEnDoble), es::formatoNumero(0))));
 }
 
 } // namespace presupuestos

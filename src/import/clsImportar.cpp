@@ -4,6 +4,7 @@
 #include "common/NumerosEs.h"
 #include "common/VbError.h"
 #include "db/Conexion.h"
+#include "db/Sql.h"
 #include "host/modPublic.h"
 #include "import/readers/AplicacionExcel.h"
 #include "store/Diario.h"
@@ -343,6 +344,7 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
                 __int128 totalFila = 0;
                 for (columna = suma16(c, 2); columna <= ultimoMes; ++columna, ++k) {
                     const Currency valor = hoja.vacia(fila, columna) ? Currency() : moneda(hoja.valor(fila, columna));
+                    sql::comprobarImporte(*modPublic::ConexionActiva, valor);
                     mesesFila[static_cast<std::size_t>(k)] = valor;
                     totalFila += valor.raw();
                     ComandoUpdate->setValor(k, valor);

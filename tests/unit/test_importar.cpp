@@ -412,6 +412,8 @@ TEST_F(Importar, AWorkbookWhoseTotalsLeaveTheCurrencyRangeImportsNothing)
 {
     filaExistente(QStringLiteral("70000001"), 1);
     const QString enorme = QStringLiteral("500000000000000");
+    // SQLite refuses each such amount already: it cannot keep it exactly.
+    const QString motivo = bd.enPostgres() ? QStringLiteral("Overflow") : QStringLiteral("274.877.906.944");
     // One row whose year overflows, and two rows that overflow their department together.
     for (const QString& d : {fila(2, QStringLiteral("1"), QStringLiteral("62800001"), {enorme, enorme}),
                              fila(2, QStringLiteral("2"), QStringLiteral("62800001"), {enorme})
@@ -419,7 +421,7 @@ TEST_F(Importar, AWorkbookWhoseTotalsLeaveTheCurrencyRangeImportsNothing)
         int numero = 0;
         const QString error = importar(libros.generar(d), 2, 3, &numero);
         EXPECT_EQ(numero, VbError::Overflow);
-        EXPECT_TRUE(error.contains(QStringLiteral("Overflow"))) << error.toStdString();
+        EXPECT_TRUE(error.contains(motivo)) << error.toStdString();
         EXPECT_EQ(filas(), 1);
     }
 }
