@@ -147,6 +147,75 @@ TEST(HojaSeguridad, RowsStoredOutOfRangeStillLoadWithTheirTotalsMarked)
     EXPECT_EQ(h.m().TextMatrix(1, kTotal), QStringLiteral("500.000.000.000.950"));
 }
 
+// Whatever amount a row holds, at or beyond the currency's limits, the
+// worksheet opens; what cannot be shown reads as a total out of range.
+TEST(HojaSeguridad, AmountsAtOrBeyondTheCurrencyLimitsStillLoad)
+{
+    Hoja h;
+    h.guardar(QStringLiteral("70000002"), 1, QStringLiteral("M3 = -922337203685477.5808"));
+    h.guardar(QStringLiteral("70000002"), 2, QStringLiteral("M3 = -922337203685478"));
+    const QString marca = ModeloRejilla::MarcaDesbordamiento();
+    for (int decimales : {0, 4}) {
+        SCOPED_TRACE(decimales);
+        h.hoja->FlatEdit1->setText(QString::number(decimales));
+        h.hoja->AplicarDecimales();
+        h.hoja->CargarPresupuesto();
+        EXPECT_TRUE(h.mostrados().empty());
+        EXPECT_EQ(h.m().TextMatrix(h.kCalzadoSur, colMes(3)), marca);
+        EXPECT_EQ(h.m().TextMatrix(h.kCalzadoSur, kTotal), marca);
+        EXPECT_EQ(h.m().TextMatrix(h.kSubtotalSur, colMes(3)), marca);
+        EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, colMes(3)), decimales ? QStringLiteral("0,0000") : QStringLiteral("0"));
+        // Shown to the ten-thousandth the limit fits; rounded to units it does not.
+        if (decimales == 0 || h.bd.enPostgres())
+            EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(3)),
+                      decimales ? QStringLiteral("-922.337.203.685.477,5808") : marca);
+    }
+}
+
+// The typed cell shows what the database keeps, as a reload shows it:
+// rounded to the decimals shown, halves to even.
+TEST(HojaSeguridad, ATypedAmountShowsWhatIsStoredAndWhatAReloadShows)
+{
+    struct Caso {
+        int decimales;
+        const char* tecleado;
+        const char* mostrado; // nullptr: refused on SQLite
+        const char* guardado;
+    };
+    const Caso casos[] = {
+        {0, "2,5", "2", "2.5"},
+        {0, "3,5", "4", "3.5"},
+        {2, "-0,125", "-0,12", "-0.125"},
+        {4, "0,0001", "0,0001", "0.0001"},
+        {4, "274.877.906.943,9999", "274.877.906.943,9999", "274877906943.9999"},
+        {4, "1.000.000.000.000,0001", nullptr, "1000000000000.0001"},
+        {2, "-922.337.203.685.477,58", nullptr, "-922337203685477.58"},
+    };
+    Hoja h;
+    for (const Caso& c : casos) {
+        SCOPED_TRACE(c.tecleado);
+        h.hoja->FlatEdit1->setText(QString::number(c.decimales));
+        h.hoja->AplicarDecimales();
+        h.hoja->CargarPresupuesto();
+        const QString antes = h.m().TextMatrix(h.kCalzadoNorte, colMes(5));
+        h.teclear(h.kCalzadoNorte, colMes(5), QString::fromUtf8(c.tecleado));
+        if (!c.mostrado && !h.bd.enPostgres()) {
+            const auto m = h.mostrados();
+            ASSERT_EQ(m.size(), 1u);
+            EXPECT_TRUE(m[0].contains(QStringLiteral("SQLite"))) << m[0].toStdString();
+            EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(5)), antes);
+            continue;
+        }
+        EXPECT_TRUE(h.mostrados().empty());
+        const QString mostrado = h.m().TextMatrix(h.kCalzadoNorte, colMes(5));
+        if (c.mostrado)
+            EXPECT_EQ(mostrado, QString::fromUtf8(c.mostrado));
+        EXPECT_EQ(h.guardado(QStringLiteral("70000002"), 1).at(4), QLatin1String(c.guardado));
+        h.hoja->CargarPresupuesto();
+        EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(5)), mostrado);
+    }
+}
+
 TEST(HojaSeguridad, LeavingACellUnchangedStoresAndMarksNothing)
 {
     Hoja h;

@@ -60,7 +60,8 @@ void EscrituraHoja::escribirCelda(int fila, int col, Currency valor, bool compro
         if (colMes(mes) != col)
             total += r_.mes(fila, mes).raw();
 
-    m.setTextMatrix(fila, col, es::formatear(valor, r_.aspecto().formato));
+    // Shown as a reload shows what is stored: rounded halves to even.
+    m.setTextMatrix(fila, col, es::formatear(mostrado, r_.aspecto().formato));
     std::optional<clsDBPresupuesto::FilaGuardada> guardada;
     bool reiniciar = false;
     try {
