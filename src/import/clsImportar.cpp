@@ -38,60 +38,60 @@ qint16 suma16(qint16 a, int b)
 }
 
 // CStr of a cell's Value under Spanish settings.
-QString cadena(const ValorCelda& v)
+QString cadena(const ValorExcel& v)
 {
     switch (v.tipo) {
-    case ValorCelda::Tipo::Vacia: return QString();
-    case ValorCelda::Tipo::Numero: return HojaExcel::textoNumero(v.numero);
-    case ValorCelda::Tipo::Texto: return v.texto;
-    case ValorCelda::Tipo::Booleano: return v.booleano ? QStringLiteral("Verdadero") : QStringLiteral("Falso");
-    case ValorCelda::Tipo::Error: break;
+    case ValorExcel::Tipo::Vacia: return QString();
+    case ValorExcel::Tipo::Numero: return HojaExcel::textoNumero(v.numero);
+    case ValorExcel::Tipo::Texto: return v.texto;
+    case ValorExcel::Tipo::Booleano: return v.booleano ? QStringLiteral("Verdadero") : QStringLiteral("Falso");
+    case ValorExcel::Tipo::Error: break;
     }
     throw VbError::typeMismatch();
 }
 
 // Whether CStr of the cell is empty, without writing a number out to know.
-bool textoVacio(const ValorCelda& v)
+bool textoVacio(const ValorExcel& v)
 {
     switch (v.tipo) {
-    case ValorCelda::Tipo::Vacia: return true;
-    case ValorCelda::Tipo::Texto: return v.texto.isEmpty();
-    case ValorCelda::Tipo::Numero:
-    case ValorCelda::Tipo::Booleano: return false;
-    case ValorCelda::Tipo::Error: break;
+    case ValorExcel::Tipo::Vacia: return true;
+    case ValorExcel::Tipo::Texto: return v.texto.isEmpty();
+    case ValorExcel::Tipo::Numero:
+    case ValorExcel::Tipo::Booleano: return false;
+    case ValorExcel::Tipo::Error: break;
     }
     throw VbError::typeMismatch();
 }
 
 // A month cell as a currency parameter receives it: numbers from their
 // double, texts read with Spanish settings.
-Currency moneda(const ValorCelda& v)
+Currency moneda(const ValorExcel& v)
 {
     switch (v.tipo) {
-    case ValorCelda::Tipo::Vacia: return Currency();
-    case ValorCelda::Tipo::Numero: return Currency::fromDouble(v.numero);
-    case ValorCelda::Tipo::Texto: return es::aMoneda(v.texto);
-    case ValorCelda::Tipo::Booleano: return Currency::fromInt(v.booleano ? -1 : 0);
-    case ValorCelda::Tipo::Error: break;
+    case ValorExcel::Tipo::Vacia: return Currency();
+    case ValorExcel::Tipo::Numero: return Currency::fromDouble(v.numero);
+    case ValorExcel::Tipo::Texto: return es::aMoneda(v.texto);
+    case ValorExcel::Tipo::Booleano: return Currency::fromInt(v.booleano ? -1 : 0);
+    case ValorExcel::Tipo::Error: break;
     }
     throw VbError::typeMismatch();
 }
 
 // The department cell for the integer parameter, which rounds halves to even.
-QVariant entero(const ValorCelda& v)
+QVariant entero(const ValorExcel& v)
 {
     switch (v.tipo) {
-    case ValorCelda::Tipo::Vacia: return QVariant();
-    case ValorCelda::Tipo::Numero: return QVariant(v.numero);
-    case ValorCelda::Tipo::Texto: return QVariant::fromValue(es::aMoneda(v.texto));
-    case ValorCelda::Tipo::Booleano: return QVariant(v.booleano ? -1 : 0);
-    case ValorCelda::Tipo::Error: break;
+    case ValorExcel::Tipo::Vacia: return QVariant();
+    case ValorExcel::Tipo::Numero: return QVariant(v.numero);
+    case ValorExcel::Tipo::Texto: return QVariant::fromValue(es::aMoneda(v.texto));
+    case ValorExcel::Tipo::Booleano: return QVariant(v.booleano ? -1 : 0);
+    case ValorExcel::Tipo::Error: break;
     }
     throw VbError::typeMismatch();
 }
 
 // The account cell for the text parameter; an empty cell is sent as null.
-QVariant texto(const ValorCelda& v)
+QVariant texto(const ValorExcel& v)
 {
     if (v.vacia())
         return QVariant();
@@ -115,10 +115,10 @@ void recorrerClaves(const HojaExcel& hoja, qint32 desde, qint32 hasta, qint16 c,
 {
     for (qint32 fila = desde; fila <= hasta; ++fila) {
         try {
-            const ValorCelda& dpto = hoja.valor(fila, c);
+            const ValorExcel& dpto = hoja.valor(fila, c);
             if (textoVacio(dpto))
                 continue;
-            const Currency d = dpto.tipo == ValorCelda::Tipo::Numero ? Currency::fromDouble(dpto.numero) : moneda(dpto);
+            const Currency d = dpto.tipo == ValorExcel::Tipo::Numero ? Currency::fromDouble(dpto.numero) : moneda(dpto);
             hacer(fila, cadena(hoja.valor(fila, suma16(c, 1))), d);
         } catch (const std::exception&) {
         }

@@ -48,13 +48,13 @@ QStringList filaDe(const HojaExcel& h, int fila, int columnas)
 {
     QStringList l;
     for (int c = 1; c <= columnas; ++c) {
-        const ValorCelda v = h.valor(fila, c);
+        const ValorExcel v = h.valor(fila, c);
         switch (v.tipo) {
-        case ValorCelda::Tipo::Vacia: l << QString(); break;
-        case ValorCelda::Tipo::Numero: l << QStringLiteral("n:") + QString::number(v.numero, 'g', QLocale::FloatingPointShortest); break;
-        case ValorCelda::Tipo::Texto: l << QStringLiteral("t:") + v.texto; break;
-        case ValorCelda::Tipo::Booleano: l << QStringLiteral("b:%1").arg(int(v.booleano)); break;
-        case ValorCelda::Tipo::Error: l << QStringLiteral("e:") + v.texto; break;
+        case ValorExcel::Tipo::Vacia: l << QString(); break;
+        case ValorExcel::Tipo::Numero: l << QStringLiteral("n:") + QString::number(v.numero, 'g', QLocale::FloatingPointShortest); break;
+        case ValorExcel::Tipo::Texto: l << QStringLiteral("t:") + v.texto; break;
+        case ValorExcel::Tipo::Booleano: l << QStringLiteral("b:%1").arg(int(v.booleano)); break;
+        case ValorExcel::Tipo::Error: l << QStringLiteral("e:") + v.texto; break;
         }
     }
     return l;
@@ -339,7 +339,7 @@ TEST_F(Xlsx, NumbersAreReadAsTheCLocaleReadsThem)
     for (const Bueno& b : buenos) {
         ++columna;
         SCOPED_TRACE(b.texto);
-        ASSERT_EQ(h->valor(1, columna).tipo, ValorCelda::Tipo::Numero);
+        ASSERT_EQ(h->valor(1, columna).tipo, ValorExcel::Tipo::Numero);
         EXPECT_EQ(h->valor(1, columna).numero, b.valor);
     }
     EXPECT_EQ(h->valor(1, columna + 1).numero, 0.0);
