@@ -25,6 +25,8 @@ namespace {
 // CreateObject's error for a class that is not available: the object-error
 // base + 2.
 constexpr int kSinExcel = -2147221502;
+// Characters of the table's account column.
+constexpr int kLargoCuenta = 12;
 
 const QString kCrLf = QStringLiteral("\r\n");
 
@@ -173,6 +175,33 @@ CodigosDesconocidos clsImportar::buscarDesconocidos(const HojaExcel& hoja, qint3
     return r;
 }
 
+void clsImportar::comprobarClaves(const HojaExcel& hoja, qint32 ultimaFila, qint32& fila, qint32& columna) const
+{
+    // A department beyond the 16-bit key would be stored as one number and
+    // journaled as another; an account beyond the column's 12 characters
+    // would fail at the commit, far from its row. Both are refused at their
+    // cell before anything is written, on every engine alike.
+    const qint16 c = primeraColumnaDatos_;
+    for (fila = primeraFilaDatos_; fila <= ultimaFila; ++fila) {
+        columna = c;
+        const ValorExcel& dpto = hoja.valor(fila, c);
+        if (textoVacio(dpto))
+            continue;
+        // As the integer parameter takes it: rounded, halves to even.
+        const qint32 d = (dpto.tipo == ValorExcel::Tipo::Numero ? Currency::fromDouble(dpto.numero) : moneda(dpto)).toInt32();
+        if (d < std::numeric_limits<qint16>::min() || d > std::numeric_limits<qint16>::max())
+            throw VbError(VbError::Overflow,
+                          QStringLiteral("El departamento %1 no es un código de departamento: los códigos van de -32768 a 32767.").arg(d));
+        columna = suma16(c, 1);
+        const QString cuenta = cadena(hoja.valor(fila, columna));
+        if (cuenta.size() > kLargoCuenta)
+            throw VbError(VbError::ParameterTooLong, QStringLiteral("La cuenta \"%1\" tiene %2 caracteres y admite como máximo %3.")
+                                                         .arg(cuenta)
+                                                         .arg(cuenta.size())
+                                                         .arg(kLargoCuenta));
+    }
+}
+
 void clsImportar::comprobarTotales()
 {
     // Every department's month and year totals, and the company's, as the
@@ -317,6 +346,10 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
             ExcelApp->Quit();
             return;
         }
+
+        comprobarClaves(hoja, ultimaFila, fila, columna);
+        fila = 0;
+        columna = 0;
 
         modPublic::ConexionActiva->BeginTrans();
         enTransaccion = true;

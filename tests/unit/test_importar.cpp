@@ -278,14 +278,11 @@ TEST_F(Importar, AnErrorInTheMiddleUndoesEveryRowAndSaysWhere)
                            + fila(4, QString(), QString(), {"x"});
     int numero = 0;
 
-    // An account longer than the parameter's 20 characters: after the month loop.
-    const QString larga = QStringLiteral("700000000000000000001");
-    QString e = importar(libros.generar(inicio + fila(5, QStringLiteral("1"), QLatin1Char('"') + larga + QLatin1Char('"'),
-                                                      doce(QStringLiteral("3")))),
-                         2, 3, &numero);
-    EXPECT_EQ(numero, VbError::ParameterTooLong);
-    EXPECT_TRUE(e.startsWith(kCabecera + QStringLiteral("El valor \"") + larga)) << e.toStdString();
-    EXPECT_TRUE(e.endsWith(QStringLiteral("\r\nFila: 5 Columna: 17"))) << e.toStdString();
+    // A text in the fourth month (column 8): inside the month loop.
+    QString e = importar(libros.generar(inicio + fila(5, QStringLiteral("1"), QStringLiteral("70000003"), {"1", "2", "3", "doce"})), 2, 3,
+                 &numero);
+    EXPECT_EQ(numero, VbError::TypeMismatch);
+    EXPECT_EQ(e, kCabecera + VbError::typeMismatch().description() + QStringLiteral("\r\nFila: 5 Columna: 8"));
     EXPECT_EQ(filas(), 1);
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000002"), 1).constFirst(), QStringLiteral("100"));
     EXPECT_TRUE(eventos.completado.empty());
@@ -293,20 +290,51 @@ TEST_F(Importar, AnErrorInTheMiddleUndoesEveryRowAndSaysWhere)
     EXPECT_FALSE(bd.conexion->enTransaccion());
     EXPECT_EQ(bd.conexion->registro().back(), QStringLiteral("ROLLBACK TRANSACTION"));
 
-    // A text in the fourth month (column 8): inside the month loop.
-    e = importar(libros.generar(inicio + fila(5, QStringLiteral("1"), QStringLiteral("70000003"), {"1", "2", "3", "doce"})), 2, 3,
-                 &numero);
-    EXPECT_EQ(numero, VbError::TypeMismatch);
-    EXPECT_EQ(e, kCabecera + VbError::typeMismatch().description() + QStringLiteral("\r\nFila: 5 Columna: 8"));
-    EXPECT_EQ(filas(), 1);
-
     // An error value in a department cell.
     e = importar(libros.zip(LibrosPrueba::partesMinimas(QByteArrayLiteral(
                      "<worksheet xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\"><sheetData>"
                      "<row r=\"2\"><c r=\"C2\"><v>1</v></c><c r=\"D2\" t=\"str\"><v>70000001</v></c><c r=\"E2\"><v>1</v></c></row>"
                      "<row r=\"3\"><c r=\"C3\" t=\"e\"><v>#N/A</v></c><c r=\"E3\"><v>1</v></c></row></sheetData></worksheet>"))));
-    EXPECT_EQ(e, kCabecera + VbError::typeMismatch().description() + QStringLiteral("\r\nFila: 3 Columna: 17"));
+    EXPECT_EQ(e, kCabecera + VbError::typeMismatch().description() + QStringLiteral("\r\nFila: 3 Columna: 3"));
     EXPECT_EQ(filas(), 1);
+}
+
+// A key the table cannot hold is named at its cell before anything is
+// written: no transaction, no row, no progress.
+TEST_F(Importar, KeysTheTableCannotHoldAreRefusedAtTheirCellBeforeAnythingIsWritten)
+{
+    struct Caso {
+        const char* dpto;
+        const char* cuenta;
+        const char* error; // nullptr: imported
+        const char* celda;
+    };
+    const Caso casos[] = {
+        {"32768", "70000001", "El departamento 32768 ", "Fila: 3 Columna: 3"},
+        {"-32769", "70000001", "El departamento -32769 ", "Fila: 3 Columna: 3"},
+        {"32767,5", "70000001", "El departamento 32768 ", "Fila: 3 Columna: 3"},
+        {"1", "7000000000001", "La cuenta \"7000000000001\" tiene 13 caracteres y admite como máximo 12.", "Fila: 3 Columna: 4"},
+        {"-32768", "700000000001", nullptr, nullptr},
+        {"32767", "700000000001", nullptr, nullptr},
+    };
+    for (const Caso& c : casos) {
+        SCOPED_TRACE(c.dpto);
+        eventos = {};
+        bd.tomarRegistro();
+        const QString e = importar(libros.generar(fila(2, QStringLiteral("1"), QStringLiteral("70000002"), {"1"})
+                                                  + fila(3, QString::fromUtf8(c.dpto), QString::fromUtf8(c.cuenta), {"2"})));
+        if (!c.error) {
+            EXPECT_EQ(e, QString());
+            continue;
+        }
+        EXPECT_TRUE(e.startsWith(kCabecera + QString::fromUtf8(c.error))) << e.toStdString();
+        EXPECT_TRUE(e.endsWith(QLatin1String(c.celda))) << e.toStdString();
+        EXPECT_TRUE(filasProgreso().empty());
+        for (const QString& s : bd.tomarRegistro())
+            EXPECT_FALSE(s.startsWith(QLatin1String("BEGIN")) || s.startsWith(QLatin1String("INSERT"))) << s.toStdString();
+        EXPECT_EQ(filas(), 0);
+    }
+    EXPECT_EQ(filas(), 3);
 }
 
 TEST_F(Importar, ADatabaseErrorIsReportedWithItsTextAndUndoesEverything)
