@@ -166,9 +166,10 @@ TEST(HojaSeguridad, AmountsAtOrBeyondTheCurrencyLimitsStillLoad)
         EXPECT_EQ(h.m().TextMatrix(h.kSubtotalSur, colMes(3)), marca);
         EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, colMes(3)), decimales ? QStringLiteral("0,0000") : QStringLiteral("0"));
         // Shown to the ten-thousandth the limit fits; rounded to units it does not.
-        if (decimales == 0 || h.bd.enPostgres())
+        if (decimales == 0 || h.bd.enPostgres()) {
             EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(3)),
                       decimales ? QStringLiteral("-922.337.203.685.477,5808") : marca);
+        }
     }
 }
 
@@ -208,8 +209,9 @@ TEST(HojaSeguridad, ATypedAmountShowsWhatIsStoredAndWhatAReloadShows)
         }
         EXPECT_TRUE(h.mostrados().empty());
         const QString mostrado = h.m().TextMatrix(h.kCalzadoNorte, colMes(5));
-        if (c.mostrado)
+        if (c.mostrado) {
             EXPECT_EQ(mostrado, QString::fromUtf8(c.mostrado));
+        }
         EXPECT_EQ(h.guardado(QStringLiteral("70000002"), 1).at(4), QLatin1String(c.guardado));
         h.hoja->CargarPresupuesto();
         EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(5)), mostrado);
