@@ -79,6 +79,17 @@ QString textoError(const QSqlError& e)
         t = e.text().trimmed();
     if (t.isEmpty())
         t = QStringLiteral("Error desconocido de la base de datos.");
+    // Failures a user meets whatever the figures: said first in Spanish,
+    // from the code (SQLite's result, PostgreSQL's SQLSTATE, SQL Server's
+    // number or ODBC's state), with the engine's words after.
+    const QString codigo = e.nativeErrorCode();
+    bool numero = false;
+    const int n = codigo.toInt(&numero);
+    if (codigo == QLatin1String("53100") || (numero && codigo.size() < 5 && (n & 0xff) == SQLITE_FULL) || n == 1105
+        || n == 9002)
+        t = QStringLiteral("No queda espacio en el disco de la base de datos.\r\n") + t;
+    else if (codigo == QLatin1String("57014") || codigo == QLatin1String("HYT00"))
+        t = QStringLiteral("La base de datos ha tardado más de lo permitido y ha cancelado la operación.\r\n") + t;
     return t;
 }
 
