@@ -65,6 +65,14 @@ struct Hoja : HojaAbierta {
                 ++n;
         return n;
     }
+    // The titles of the messages shown, as mostrados() would take them.
+    std::vector<QString> titulos() const
+    {
+        std::vector<QString> r;
+        for (const auto& x : plataforma.mensajes->mostrados)
+            r.push_back(x.titulo);
+        return r;
+    }
     std::vector<QString> mostrados()
     {
         std::vector<QString> r;
@@ -101,6 +109,7 @@ TEST(HojaSeguridad, AnAmountThatWouldOverflowATotalIsRefusedBeforeAnythingIsStor
     h.bd.tomarRegistro();
     // The second would take the row total out of range.
     h.teclear(h.kCalzadoNorte, colMes(2), muchoDinero());
+    EXPECT_EQ(h.titulos(), std::vector<QString>{QStringLiteral("frmActPresupusto:EditCellValue")});
     ASSERT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
     EXPECT_EQ(h.escrituras(), 0);
     EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(2)), QStringLiteral("0")) << "the cell shows what it held";
