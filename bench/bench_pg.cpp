@@ -14,6 +14,7 @@
 #include "desktop/PlataformaQt.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "host/Empresa.h"
+#include "host/modPublic.h"
 #include "host/entry/frmclsfrmActPresupusto.h"
 #include "worksheet/frmActPresupusto.h"
 
@@ -164,6 +165,9 @@ int main(int argc, char** argv)
     salida << "paste_pg_ms " << QString::number(pg.pegado, 'f', 1) << Qt::endl;
     salida << "ratio first_load_pg_vs_sqlite " << QString::number(pg.carga / lite.carga, 'f', 3) << Qt::endl;
     salida << "ratio paste_pg_vs_sqlite " << QString::number(pg.pegado / lite.pegado, 'f', 3) << Qt::endl;
+    // The shared state lets the last connection go while the application
+    // and its SQL drivers still exist, not among the static destructors.
+    modPublic::Liberar();
     administrar(servidor, QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(base));
     return 0;
 }
