@@ -517,6 +517,12 @@ TEST(Xls, DamagedOrForeignFilesGiveTheirReason)
         EXPECT_TRUE(e.startsWith(QStringLiteral("No se puede leer el libro 'malo.xls': "))) << e.toStdString();
         EXPECT_EQ(numero, 1004);
     }
+    // A workbook saved with a password is a compound file with its package encrypted.
+    QByteArray cifrado = bytes.left(512) + QByteArray(1024, '\0');
+    for (char c : QByteArrayLiteral("EncryptedPackage"))
+        cifrado.append(c).append('\0');
+    EXPECT_EQ(errorDe([&] { LectorXls::leerFichero(libros.fichero(cifrado + QByteArray(2048, '\0'), QStringLiteral("cifrado.xlsx"))); }),
+              QStringLiteral("No se puede leer el libro 'cifrado.xlsx': el libro está protegido con contraseña."));
     LimitesLibro lim;
     lim.bytesFicheroXls = 1024;
     EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(f.fileName(), lim); }).contains(QStringLiteral("ocupa más de 0 MB")));
@@ -555,7 +561,9 @@ TEST(Xls, AHelperThatDiesOrIsMissingEndsInAnErrorOnly)
     }
     {
         OtroLector otro(libros.carpeta() + QStringLiteral("/no_hay_lector"));
-        EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(xls); }).contains(QStringLiteral("no se puede ejecutar el lector")));
+        int numero = 0;
+        EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(xls); }, &numero).contains(QStringLiteral("falta el lector")));
+        EXPECT_EQ(numero, kFaltaLectorXls);
     }
     EXPECT_EQ(LectorXls::leerFichero(xls)->valor(2, 3).numero, 1);
 }
