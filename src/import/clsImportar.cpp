@@ -452,7 +452,11 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
         }
         if (ExcelApp)
             ExcelApp->Quit();
-        if (error.causa() == VbError::Causa::SoloLectura || error.causa() == VbError::Causa::Bloqueada) {
+        // Nor is it at fault when the installation lacks the .xls reader.
+        if (error.number() == kFaltaLectorXls)
+            throw error;
+        const bool discoLleno = error.number() == VbError::DatabaseError && error.description().startsWith(sql::kDiscoLleno);
+        if (error.causa() == VbError::Causa::SoloLectura || error.causa() == VbError::Causa::Bloqueada || discoLleno) {
             // The workbook is not at fault: say what happened to the database.
             throw VbError(error.number(), error.description() + kCrLf + kCrLf + QStringLiteral("Fila: ") + QString::number(fila)
                                               + QStringLiteral(" Columna: ") + QString::number(columna),

@@ -8,11 +8,16 @@
 #include "store/Diario.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <cerrno>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <unistd.h>
 
 using namespace presupuestos;
 using presupuestos::prueba::BaseDatosPrueba;
@@ -468,6 +473,42 @@ TEST_F(Importar, ALockedDatabaseIsReportedAsSuchNotAsAWorkbookFault)
     EXPECT_FALSE(error.contains(QStringLiteral("formato correcto"))) << error.toStdString();
     bloqueo.exec(QStringLiteral("ROLLBACK"));
     EXPECT_EQ(enFichero.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(), 0);
+}
+
+// A missing .xls reader and a full disk are said as what they are, without
+// the workbook's header.
+TEST_F(Importar, AMissingReaderOrAFullDiskAreNotBlamedOnTheWorkbook)
+{
+    const QString xls = LibrosPrueba::datos(QStringLiteral("presupuesto.xls"));
+    qputenv("PRESUPUESTOS_LECTOR_XLS", QFile::encodeName(libros.carpeta() + QStringLiteral("/no_hay_lector")));
+    int numero = 0;
+    QString e = importar(xls, 2, 3, &numero);
+    qunsetenv("PRESUPUESTOS_LECTOR_XLS");
+    EXPECT_EQ(numero, 429);
+    EXPECT_TRUE(e.startsWith(QStringLiteral("No se puede leer el libro 'presupuesto.xls': falta el lector de libros de Excel 97-2003")))
+        << e.toStdString();
+
+    if (BaseDatosPrueba::enPostgres() || ::geteuid() != 0)
+        GTEST_SKIP() << "a full disk is a small file system under an SQLite database, which needs root to mount";
+    QTemporaryDir dir(QDir::current().filePath(QStringLiteral("disco-XXXXXX")));
+    const QByteArray punto = QFile::encodeName(dir.path());
+    ASSERT_EQ(::mount("tmpfs", punto.constData(), "tmpfs", 0, "size=2m"), 0) << std::strerror(errno);
+    {
+        BaseDatosPrueba enFichero(false, dir.filePath(QStringLiteral("empresa.db")));
+        enFichero.sql(QStringLiteral("CREATE TABLE Relleno (Datos BLOB)"));
+        try {
+            for (int i = 0; i < 1000; ++i)
+                enFichero.conexion->Execute(QStringLiteral("INSERT INTO Relleno VALUES (randomblob(20000))"));
+        } catch (const VbError&) {
+        }
+        QStringList filas;
+        for (int r = 2; r < 200; ++r)
+            filas << fila(r, QStringLiteral("1"), QStringLiteral("628%1").arg(r, 5, 10, QLatin1Char('0')), doce(QStringLiteral("1")));
+        e = importar(libros.generar(filas.join(QString())));
+        EXPECT_TRUE(e.startsWith(QStringLiteral("No queda espacio en el disco de la base de datos."))) << e.toStdString();
+        EXPECT_FALSE(e.contains(QStringLiteral("formato correcto"))) << e.toStdString();
+    }
+    ::umount(punto.constData());
 }
 
 TEST_F(Importar, OnlyAnImportThatCommitsBecomesAStepWithItsRowsJournaled)
