@@ -1,9 +1,9 @@
 // Prepared commands with typed parameters.
 #include "db/Conexion.h"
+#include "db/Sql.h"
 
 #include "common/NumerosEs.h"
 #include "common/VbError.h"
-#include "db/Sql.h"
 
 #include <QCoreApplication>
 #include <QDate>
