@@ -14,9 +14,9 @@
 #include "desktop/PlataformaQt.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "host/Empresa.h"
-#include "host/modPublic.h"
 #include "host/entry/frmclsfrmActPresupusto.h"
 #include "worksheet/frmActPresupusto.h"
+#include "host/modPublic.h"
 
 #include "Medida.h"
 #include "PlataformaDePrueba.h"
@@ -116,6 +116,12 @@ int main(int argc, char** argv)
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
     predeterminarPlataformaQt();
+    // The shared state lets the last connection go, however main ends, while
+    // the application and its SQL drivers still exist, not among the static
+    // destructors.
+    struct Liberar {
+        ~Liberar() { modPublic::Liberar(); }
+    } liberar;
     const QStringList args = app.arguments();
     OpcionesDemo o;
     o.cuentas = argumento(args, QStringLiteral("--cuentas"), 2000);
@@ -165,9 +171,6 @@ int main(int argc, char** argv)
     salida << "paste_pg_ms " << QString::number(pg.pegado, 'f', 1) << Qt::endl;
     salida << "ratio first_load_pg_vs_sqlite " << QString::number(pg.carga / lite.carga, 'f', 3) << Qt::endl;
     salida << "ratio paste_pg_vs_sqlite " << QString::number(pg.pegado / lite.pegado, 'f', 3) << Qt::endl;
-    // The shared state lets the last connection go while the application
-    // and its SQL drivers still exist, not among the static destructors.
-    modPublic::Liberar();
     administrar(servidor, QStringLiteral("DROP DATABASE IF EXISTS %1 WITH (FORCE)").arg(base));
     return 0;
 }
