@@ -392,13 +392,14 @@ long Comando::Execute()
 
 void sql::comprobarImporte(const Conexion& conexion, Currency importe)
 {
-    if (conexion.motor() != Motor::SQLite || (importe.raw() >= -Currency::MaximoExactoEnDoble && importe.raw() <= Currency::MaximoExactoEnDoble))
+    const std::int64_t limite = Currency::MaximoExactoEnDoble;
+    if (conexion.motor() != Motor::SQLite || (importe.raw() >= -limite && importe.raw() <= limite))
         return;
     throw VbError(VbError::Overflow,
                   QStringLiteral("El importe %1 no se puede guardar exacto en una base de datos SQLite, que guarda exactos "
                                  "los importes de hasta %2 en valor absoluto.")
                       .arg(es::formatear(importe, es::formatoNumero(4)),
-                           es::formatear(Currency::fromRaw(Currency::MaximoExactoEnDoble), es::formatoNumero(0))));
+                           es::formatear(Currency::fromRaw(limite), es::formatoNumero(0))));
 }
 
 } // namespace presupuestos
