@@ -35,6 +35,7 @@
 #include "worksheet/core/Columnas.h"
 #include "host/entry/frmclsfrmActPresupusto.h"
 #include "worksheet/frmActPresupusto.h"
+#include "host/modPublic.h"
 
 #include "Medida.h"
 #include "PlataformaDePrueba.h"
@@ -243,6 +244,12 @@ int main(int argc, char** argv)
     if (app.arguments().size() >= 8 && app.arguments()[1] == QLatin1String("--escribir"))
         return escribir(app.arguments());
     predeterminarPlataformaQt();
+    // The shared state lets the last connection go, however main ends, while
+    // the application and its SQL drivers still exist, not among the static
+    // destructors.
+    struct Liberar {
+        ~Liberar() { modPublic::Liberar(); }
+    } liberar;
     const QStringList args = app.arguments();
     OpcionesDemo o;
     o.cuentas = argumento(args, QStringLiteral("--cuentas"), 2000);

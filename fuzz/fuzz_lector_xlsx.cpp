@@ -119,7 +119,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const int ultima = hoja->filaFinArriba(5);
         for (int f = 1; f <= ultima + 1 && f <= 50; ++f)
             for (int c = 1; c <= 16; ++c) {
-                const ValorCelda v = hoja->valor(f, c);
+                const ValorExcel v = hoja->valor(f, c);
                 (void)hoja->texto(f, c);
                 (void)v;
             }

@@ -88,6 +88,13 @@ private:
     QSqlDatabase db_;
 };
 
+QByteArray leer(const QString& ruta)
+{
+    QFile f(ruta);
+    f.open(QIODevice::ReadOnly);
+    return f.readAll();
+}
+
 void escribir(const QString& ruta, const QByteArray& contenido)
 {
     QFile f(ruta);
@@ -169,6 +176,14 @@ TEST_F(AplicacionDemo, DatabasesThatCannotBeUsedEndWithExitCode2AndSayWhy)
     EXPECT_TRUE(generarEnBasura.error.contains(QStringLiteral("\"%1\": no es una base de datos SQLite").arg(basura)))
         << generarEnBasura.error.toStdString();
     EXPECT_EQ(QFileInfo(basura).size(), 8192);
+    // A database of something else gets nothing written into it either.
+    const QByteArray antes = leer(ajena);
+    const Resultado generarEnAjena = ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--bd"), ajena});
+    EXPECT_EQ(generarEnAjena.codigo, 2);
+    EXPECT_TRUE(generarEnAjena.error.contains(QStringLiteral("\"%1\": no es una base de datos de presupuestos, falta la tabla Empresas")
+                                                  .arg(ajena)))
+        << generarEnAjena.error.toStdString();
+    EXPECT_EQ(leer(ajena), antes);
     EXPECT_EQ(ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--bd"), vacio}).codigo, 0);
 
     const Resultado servidor = ejecutar({QStringLiteral("--odbc"),
@@ -229,6 +244,20 @@ TEST(Aplicacion, NumbersThatAreNotValidAreBadUsage)
          QStringLiteral("El número de cuentas \"muchas\" no es válido")},
         {{QStringLiteral("--departamentos"), QStringLiteral("-3"), QStringLiteral("generar-demo")},
          QStringLiteral("El número de departamentos \"-3\" no es válido")},
+        // What no company can be is refused before anything is generated.
+        {{QStringLiteral("--cuentas"), QStringLiteral("2147483647"), QStringLiteral("--departamentos"), QStringLiteral("2147483647"),
+          QStringLiteral("generar-demo")},
+         QStringLiteral("El número de cuentas \"2147483647\" no es válido: ha de ser un número entero de 0 a ")},
+        {{QStringLiteral("--departamentos"), QStringLiteral("32768"), QStringLiteral("generar-demo")},
+         QStringLiteral("El número de departamentos \"32768\" no es válido: ha de ser un número entero de 0 a 32767.")},
+        {{QStringLiteral("--cuentas"), QStringLiteral("2000"), QStringLiteral("--departamentos"), QStringLiteral("1000"),
+          QStringLiteral("generar-demo")},
+         QStringLiteral("2000 cuentas por 1000 departamentos son 2000000 filas de presupuesto: como mucho se generan 1000000.")},
+        // One database at a time.
+        {{QStringLiteral("--pg"), QStringLiteral("host=/no/existe")}, QStringLiteral("Indique una sola base de datos")},
+        {{QStringLiteral("--odbc"), QStringLiteral("DRIVER=x")}, QStringLiteral("Indique una sola base de datos")},
+        {{QStringLiteral("--pg"), QStringLiteral("host=/no/existe"), QStringLiteral("generar-demo")},
+         QStringLiteral("Indique una sola base de datos")},
     };
     for (const auto& caso : casos) {
         SCOPED_TRACE(caso.argumentos.join(QLatin1Char(' ')).toStdString());

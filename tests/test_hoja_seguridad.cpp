@@ -54,6 +54,14 @@ struct Hoja : HojaAbierta {
     }
     int kAlquilerNorte, kLuzNorte, kVentasNorte, kCalzadoNorte, kLuzSur, kCalzadoSur, kSubtotalNorte, kSubtotalSur;
     QStringList guardado(const QString& cuenta, int dpto) { return bd.presupuestoGuardado(cuenta, dpto); }
+    // Stores a row as another program would, bypassing every check.
+    void guardar(const QString& cuenta, int dpto, const QString& asignacion)
+    {
+        const QString clave = QStringLiteral(" WHERE Cod_Empresa = 1 AND Cod_Ejercicio = 2027 AND Cuenta = '%1' AND Dpto = %2").arg(cuenta).arg(dpto);
+        bd.sql(QStringLiteral("DELETE FROM Presupuestos") + clave);
+        bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto) VALUES (1, 2027, '%1', %2)").arg(cuenta).arg(dpto));
+        bd.sql(QStringLiteral("UPDATE Presupuestos SET ") + asignacion + clave);
+    }
     int escrituras()
     {
         int n = 0;
@@ -61,6 +69,14 @@ struct Hoja : HojaAbierta {
             if (t.startsWith(QLatin1String("UPDATE")) || t.startsWith(QLatin1String("INSERT")))
                 ++n;
         return n;
+    }
+    // The titles of the messages shown, as mostrados() would take them.
+    std::vector<QString> titulos() const
+    {
+        std::vector<QString> r;
+        for (const auto& x : plataforma.mensajes->mostrados)
+            r.push_back(x.titulo);
+        return r;
     }
     std::vector<QString> mostrados()
     {
@@ -91,11 +107,14 @@ TEST(HojaSeguridad, AClipboardWithoutTextPastesNothing)
 TEST(HojaSeguridad, AnAmountThatWouldOverflowATotalIsRefusedBeforeAnythingIsStored)
 {
     Hoja h;
-    h.teclear(h.kCalzadoNorte, colMes(1), muchoDinero());
+    // Beyond what SQLite keeps exactly: stored by another program.
+    h.guardar(QStringLiteral("70000002"), 1, QStringLiteral("M1 = 500000000000000"));
+    h.hoja->CargarPresupuesto();
     EXPECT_TRUE(h.mostrados().empty());
     h.bd.tomarRegistro();
     // The second would take the row total out of range.
     h.teclear(h.kCalzadoNorte, colMes(2), muchoDinero());
+    EXPECT_EQ(h.titulos(), std::vector<QString>{QStringLiteral("frmActPresupusto:EditCellValue")});
     ASSERT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
     EXPECT_EQ(h.escrituras(), 0);
     EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(2)), QStringLiteral("0")) << "the cell shows what it held";
@@ -140,6 +159,90 @@ TEST(HojaSeguridad, RowsStoredOutOfRangeStillLoadWithTheirTotalsMarked)
     EXPECT_TRUE(h.mostrados().empty());
     EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, kTotal), QStringLiteral("500.000.000.001.000"));
     EXPECT_EQ(h.m().TextMatrix(1, kTotal), QStringLiteral("500.000.000.000.950"));
+}
+
+// Whatever amount a row holds, at or beyond the currency's limits, the
+// worksheet opens; what cannot be shown reads as a total out of range.
+TEST(HojaSeguridad, AmountsAtOrBeyondTheCurrencyLimitsStillLoad)
+{
+    Hoja h;
+    h.guardar(QStringLiteral("70000002"), 1, QStringLiteral("M3 = -922337203685477.5808"));
+    h.guardar(QStringLiteral("70000002"), 2, QStringLiteral("M3 = -922337203685478"));
+    const QString marca = ModeloRejilla::MarcaDesbordamiento();
+    for (int decimales : {0, 4}) {
+        SCOPED_TRACE(decimales);
+        h.hoja->FlatEdit1->setText(QString::number(decimales));
+        h.hoja->AplicarDecimales();
+        h.hoja->CargarPresupuesto();
+        EXPECT_TRUE(h.mostrados().empty());
+        EXPECT_EQ(h.m().TextMatrix(h.kCalzadoSur, colMes(3)), marca);
+        EXPECT_EQ(h.m().TextMatrix(h.kCalzadoSur, kTotal), marca);
+        EXPECT_EQ(h.m().TextMatrix(h.kSubtotalSur, colMes(3)), marca);
+        EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, colMes(3)), decimales ? QStringLiteral("0,0000") : QStringLiteral("0"));
+        // Shown to the ten-thousandth the limit fits; rounded to units it does not.
+        if (decimales == 0 || h.bd.enPostgres()) {
+            EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(3)),
+                      decimales ? QStringLiteral("-922.337.203.685.477,5808") : marca);
+        }
+    }
+}
+
+// The typed cell shows what the database keeps, as a reload shows it:
+// rounded to the decimals shown, halves to even.
+TEST(HojaSeguridad, ATypedAmountShowsWhatIsStoredAndWhatAReloadShows)
+{
+    struct Caso {
+        int decimales;
+        const char* tecleado;
+        const char* mostrado; // nullptr: refused on SQLite
+        const char* guardado;
+    };
+    const Caso casos[] = {
+        {0, "2,5", "2", "2.5"},
+        {0, "3,5", "4", "3.5"},
+        {2, "-0,125", "-0,12", "-0.125"},
+        {4, "0,0001", "0,0001", "0.0001"},
+        {4, "274.877.906.943,9999", "274.877.906.943,9999", "274877906943.9999"},
+        {4, "1.000.000.000.000,0001", nullptr, "1000000000000.0001"},
+        {2, "-922.337.203.685.477,58", nullptr, "-922337203685477.58"},
+    };
+    Hoja h;
+    for (const Caso& c : casos) {
+        SCOPED_TRACE(c.tecleado);
+        h.hoja->FlatEdit1->setText(QString::number(c.decimales));
+        h.hoja->AplicarDecimales();
+        h.hoja->CargarPresupuesto();
+        const QString antes = h.m().TextMatrix(h.kCalzadoNorte, colMes(5));
+        h.teclear(h.kCalzadoNorte, colMes(5), QString::fromUtf8(c.tecleado));
+        if (!c.mostrado && !h.bd.enPostgres()) {
+            const auto m = h.mostrados();
+            ASSERT_EQ(m.size(), 1u);
+            EXPECT_TRUE(m[0].contains(QStringLiteral("SQLite"))) << m[0].toStdString();
+            EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(5)), antes);
+            continue;
+        }
+        EXPECT_TRUE(h.mostrados().empty());
+        const QString mostrado = h.m().TextMatrix(h.kCalzadoNorte, colMes(5));
+        if (c.mostrado) {
+            EXPECT_EQ(mostrado, QString::fromUtf8(c.mostrado));
+        }
+        EXPECT_EQ(h.guardado(QStringLiteral("70000002"), 1).at(4), QLatin1String(c.guardado));
+        h.hoja->CargarPresupuesto();
+        EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(5)), mostrado);
+    }
+    if (!h.bd.enPostgres())
+        return;
+    // At 0 decimals the currency's limit fits while its totals do; shown
+    // rounded beyond the range, it would take the row's total out of it.
+    h.hoja->FlatEdit1->setText(QStringLiteral("0"));
+    h.hoja->AplicarDecimales();
+    h.hoja->CargarPresupuesto();
+    h.teclear(h.kCalzadoNorte, colMes(5), QStringLiteral("-922.337.203.685.477"));
+    EXPECT_TRUE(h.mostrados().empty());
+    EXPECT_EQ(h.guardado(QStringLiteral("70000002"), 1).at(4), QStringLiteral("-922337203685477"));
+    h.teclear(h.kCalzadoNorte, colMes(5), QStringLiteral("-922.337.203.685.477,5808"));
+    EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
+    EXPECT_EQ(h.guardado(QStringLiteral("70000002"), 1).at(4), QStringLiteral("-922337203685477"));
 }
 
 TEST(HojaSeguridad, LeavingACellUnchangedStoresAndMarksNothing)

@@ -141,6 +141,36 @@ QString tablaQueFalta(Conexion& conexion)
     return QString();
 }
 
+// The first of the tables a budget database has that an SQLite file with
+// tables of its own lacks, read without writing anything to it; empty when
+// the file is missing, empty or a budget database.
+QString tablaQueFaltaSinEscribir(const QString& fichero)
+{
+    if (QFileInfo(fichero).size() == 0)
+        return QString();
+    QStringList tablas;
+    const QString nombre = QStringLiteral("comprobar-%1").arg(reinterpret_cast<quintptr>(&tablas));
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), nombre);
+        db.setDatabaseName(fichero);
+        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
+        if (db.open()) {
+            QSqlQuery q(db);
+            if (q.exec(QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table'")))
+                while (q.next())
+                    tablas << q.value(0).toString().toLower();
+        }
+        db.close();
+    }
+    QSqlDatabase::removeDatabase(nombre);
+    if (tablas.isEmpty())
+        return QString();
+    for (const QString& tabla : {QStringLiteral("Empresas"), QStringLiteral("Presupuestos")})
+        if (!tablas.contains(tabla.toLower()))
+            return tabla;
+    return QString();
+}
+
 int ejecutar(QApplication& app)
 {
     QCommandLineParser p;
@@ -188,14 +218,28 @@ int ejecutar(QApplication& app)
                                    .arg(p.value(optEmpresa))
                                    .arg(std::numeric_limits<qint16>::min())
                                    .arg(std::numeric_limits<qint16>::max()));
-    const auto cuentas = numeroEntre(p.value(optCuentas), 0, std::numeric_limits<int>::max());
+    // Bounded by what a company can be: beyond, the generator would only
+    // grow without end.
+    const auto cuentas = numeroEntre(p.value(optCuentas), 0, DatosDemo::maximoCuentas());
     if (!cuentas)
-        return fallo(ErrorUso, QStringLiteral("El número de cuentas \"%1\" no es válido: ha de ser un número entero no negativo.")
-                                   .arg(p.value(optCuentas)));
-    const auto departamentos = numeroEntre(p.value(optDptos), 0, std::numeric_limits<int>::max());
+        return fallo(ErrorUso, QStringLiteral("El número de cuentas \"%1\" no es válido: ha de ser un número entero de 0 a %2.")
+                                   .arg(p.value(optCuentas))
+                                   .arg(DatosDemo::maximoCuentas()));
+    const auto departamentos = numeroEntre(p.value(optDptos), 0, DatosDemo::kMaximoDepartamentos);
     if (!departamentos)
-        return fallo(ErrorUso, QStringLiteral("El número de departamentos \"%1\" no es válido: ha de ser un número entero no negativo.")
-                                   .arg(p.value(optDptos)));
+        return fallo(ErrorUso, QStringLiteral("El número de departamentos \"%1\" no es válido: ha de ser un número entero de 0 a %2.")
+                                   .arg(p.value(optDptos))
+                                   .arg(DatosDemo::kMaximoDepartamentos));
+    if (static_cast<long long>(*cuentas) * *departamentos > DatosDemo::kMaximoFilas)
+        return fallo(ErrorUso, QStringLiteral("%1 cuentas por %2 departamentos son %3 filas de presupuesto: como mucho se generan %4.")
+                                   .arg(*cuentas)
+                                   .arg(*departamentos)
+                                   .arg(static_cast<long long>(*cuentas) * *departamentos)
+                                   .arg(DatosDemo::kMaximoFilas));
+    // One database at a time: a file and a server named together are a
+    // mistake, not a choice to make silently.
+    if (int(p.isSet(optBd)) + int(p.isSet(optPg)) + int(p.isSet(optOdbc)) > 1)
+        return fallo(ErrorUso, QStringLiteral("Indique una sola base de datos: --bd, --pg o --odbc."));
     const QStringList ordenes = p.positionalArguments();
 
     if (!ordenes.isEmpty()) {
@@ -223,6 +267,12 @@ int ejecutar(QApplication& app)
         const QString motivo = QFileInfo::exists(p.value(optBd)) ? noEsSqlite(p.value(optBd), true) : QString();
         if (!motivo.isEmpty())
             return fallo(ErrorBaseDatos, QStringLiteral("No se puede abrir la base de datos \"%1\": %2.").arg(p.value(optBd), motivo));
+        // A database of something else (the retail one, say) gets nothing
+        // written into it.
+        if (const QString ajena = tablaQueFaltaSinEscribir(p.value(optBd)); !ajena.isEmpty())
+            return fallo(ErrorBaseDatos, QStringLiteral("No se puede usar la base de datos \"%1\": no es una base de datos de "
+                                                        "presupuestos, falta la tabla %2.")
+                                             .arg(p.value(optBd), ajena));
         try {
             OpcionesDemo o;
             o.codEmpresa = *codEmpresa;

@@ -13,6 +13,9 @@ namespace presupuestos {
 class Currency {
 public:
     static constexpr std::int64_t Scale = 10000;
+    // Below 2^38 in size a double's step is at most 2^-15, so the nearest
+    // double reads back as the same ten-thousandth; beyond it does not.
+    static constexpr std::int64_t MaximoExactoEnDoble = (std::int64_t{1} << 38) * Scale;
 
     constexpr Currency() = default;
     static constexpr Currency fromRaw(std::int64_t tenThousandths) { Currency c; c.raw_ = tenThousandths; return c; }

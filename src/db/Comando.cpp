@@ -1,6 +1,8 @@
 // Prepared commands with typed parameters.
 #include "db/Conexion.h"
+#include "db/Sql.h"
 
+#include "common/NumerosEs.h"
 #include "common/VbError.h"
 #include "db/TokensSql.h"
 
@@ -406,6 +408,9 @@ long Comando::Execute()
 {
     if (!conexion_)
         throw VbError::connectionUnusable();
+    for (const Parametro& p : parametros_)
+        if (p.tipo == TipoParametro::Moneda && !p.nulo)
+            sql::comprobarImporte(*conexion_, Currency::fromRaw(p.numero));
     if (!anotado_ || !preparado_) {
         conexion_->anotar(texto_);
         anotado_ = true;
@@ -453,6 +458,18 @@ long Comando::Execute()
     if (!preparado_)
         consulta_.reset();
     return n;
+}
+
+void sql::comprobarImporte(const Conexion& conexion, Currency importe)
+{
+    const std::int64_t limite = Currency::MaximoExactoEnDoble;
+    if (conexion.motor() != Motor::SQLite || (importe.raw() >= -limite && importe.raw() <= limite))
+        return;
+    throw VbError(VbError::Overflow,
+                  QStringLiteral("El importe %1 no se puede guardar exacto en una base de datos SQLite, que guarda exactos "
+                                 "los importes de hasta %2 en valor absoluto.")
+                      .arg(es::formatear(importe, es::formatoNumero(4)),
+                           es::formatear(Currency::fromRaw(limite), es::formatoNumero(0))));
 }
 
 } // namespace presupuestos

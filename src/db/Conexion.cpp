@@ -1,4 +1,5 @@
 #include "db/Conexion.h"
+#include "db/Sql.h"
 
 #include "common/VbError.h"
 #include "db/DialectoPostgres.h"
@@ -85,6 +86,19 @@ QString textoError(const QSqlError& e)
         t = e.text().trimmed();
     if (t.isEmpty())
         t = QStringLiteral("Error desconocido de la base de datos.");
+    // Failures a user meets whatever the figures: said first in Spanish,
+    // from the code (SQLite's result, PostgreSQL's SQLSTATE, SQL Server's
+    // number or ODBC's state), with the engine's words after.
+    const QString codigo = e.nativeErrorCode();
+    bool numero = false;
+    const int n = codigo.toInt(&numero);
+    // Qt's driver gives no code for a failed commit: the engine's words then.
+    if (codigo == QLatin1String("53100") || (numero && codigo.size() < 5 && (n & 0xff) == SQLITE_FULL) || n == 1105
+        || n == 9002 || t.contains(QLatin1String("database or disk is full"))
+        || t.contains(QLatin1String("No space left on device")))
+        t = sql::kDiscoLleno + QStringLiteral("\r\n") + t;
+    else if (codigo == QLatin1String("57014") || codigo == QLatin1String("HYT00"))
+        t = QStringLiteral("La base de datos ha tardado más de lo permitido y ha cancelado la operación.\r\n") + t;
     return t;
 }
 

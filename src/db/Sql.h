@@ -1,9 +1,23 @@
 #pragma once
 // Helpers for composing SQL texts.
 
+#include "common/Currency.h"
+
 #include <QString>
 
+namespace presupuestos {
+class Conexion;
+}
+
 namespace presupuestos::sql {
+
+// The sentence that opens an engine's error when its disk is full: the
+// import tells it apart from a fault of the workbook by it.
+inline const QString kDiscoLleno = QStringLiteral("No queda espacio en el disco de la base de datos.");
+
+// Refuses, before it is sent, an amount the connection's engine cannot keep
+// to the ten-thousandth: SQLite holds MONEY columns as doubles of units.
+void comprobarImporte(const Conexion& conexion, Currency importe);
 
 // A text value to be placed between single quotes: embedded quotes doubled,
 // so that a name such as "Bar D'Angelo" cannot break the statement.

@@ -5,12 +5,18 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QRandomGenerator>
 #include <algorithm>
 #include <clocale>
 #include <locale.h>
 #include <charconv>
 #include <cstdio>
 #include <string>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <xlsxwriter.h>
 #include <zip.h>
 
@@ -57,6 +63,116 @@ VbError errorEscritura(const QString& ruta, const QString& detalle)
 {
     return VbError(1004, QStringLiteral("No se puede escribir el libro '%1': %2.").arg(QFileInfo(ruta).fileName(), detalle));
 }
+
+// What the system said, as the user needs to hear it.
+QString causa(int numero)
+{
+    switch (numero) {
+    case ENOSPC:
+    case EDQUOT: return QStringLiteral("no queda espacio en el disco");
+    case EACCES:
+    case EPERM: return QStringLiteral("no hay permiso para escribir en la carpeta");
+    case EROFS: return QStringLiteral("la carpeta es de solo lectura");
+    case ENOENT: return QStringLiteral("la carpeta no existe");
+    default: return QString::fromLocal8Bit(std::strerror(numero));
+    }
+}
+
+// A file in the destination's folder that has no name until it is kept, so
+// that an export stopped half-way, even killed, leaves neither a broken
+// workbook nor a stray file. Where the file system cannot make a file
+// without a name, a hidden named one stands in and is removed on failure.
+class Temporal {
+public:
+    Temporal(const QString& ruta, mode_t modo) : ruta_(ruta)
+    {
+        const QFileInfo destino(ruta);
+        carpeta_ = QFile::encodeName(destino.absolutePath());
+        fd_ = ::open(carpeta_.constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+        if (fd_ < 0) {
+            QByteArray plantilla = carpeta_ + "/." + QFile::encodeName(destino.fileName()) + ".XXXXXX";
+            fd_ = ::mkostemp(plantilla.data(), O_CLOEXEC);
+            if (fd_ < 0)
+                throw errorEscritura(ruta_, causa(errno));
+            nombre_ = plantilla;
+        }
+        ::fchmod(fd_, modo);
+    }
+    ~Temporal()
+    {
+        if (fd_ >= 0)
+            ::close(fd_);
+        if (!nombre_.isEmpty())
+            ::unlink(nombre_.constData());
+    }
+    Temporal(const Temporal&) = delete;
+    Temporal& operator=(const Temporal&) = delete;
+
+    // The path another library opens the file by.
+    QByteArray ruta() const { return nombre_.isEmpty() ? "/proc/self/fd/" + QByteArray::number(fd_) : nombre_; }
+
+    QByteArray leer() const
+    {
+        QByteArray datos;
+        char bloque[65536];
+        for (off_t desde = 0;;) {
+            const ssize_t n = ::pread(fd_, bloque, sizeof bloque, desde);
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n < 0)
+                throw errorEscritura(ruta_, causa(errno));
+            if (n == 0)
+                return datos;
+            datos.append(bloque, n);
+            desde += n;
+        }
+    }
+
+    void escribir(const char* datos, std::size_t tamano)
+    {
+        while (tamano > 0) {
+            const ssize_t n = ::write(fd_, datos, tamano);
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n < 0)
+                throw errorEscritura(ruta_, causa(errno));
+            datos += n;
+            tamano -= static_cast<std::size_t>(n);
+        }
+    }
+
+    // Puts the file, written through to the disk, in the destination's
+    // place in one step: the old workbook is there until then.
+    void quedar()
+    {
+        if (::fsync(fd_) != 0)
+            throw errorEscritura(ruta_, causa(errno));
+        while (nombre_.isEmpty()) {
+            const QByteArray nombre = carpeta_ + "/." + QFile::encodeName(QFileInfo(ruta_).fileName()) + '.'
+                                      + QByteArray::number(QRandomGenerator::global()->generate(), 36);
+            const QByteArray enlace = "/proc/self/fd/" + QByteArray::number(fd_);
+            if (::linkat(AT_FDCWD, enlace.constData(), AT_FDCWD, nombre.constData(), AT_SYMLINK_FOLLOW) == 0)
+                nombre_ = nombre;
+            else if (errno != EEXIST)
+                throw errorEscritura(ruta_, causa(errno));
+        }
+        if (::rename(nombre_.constData(), QFile::encodeName(ruta_).constData()) != 0)
+            throw errorEscritura(ruta_, causa(errno));
+        nombre_.clear();
+        // The folder's entry reaches the disk too.
+        const int carpeta = ::open(carpeta_.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (carpeta >= 0) {
+            ::fsync(carpeta);
+            ::close(carpeta);
+        }
+    }
+
+private:
+    QString ruta_;
+    QByteArray carpeta_;
+    QByteArray nombre_;
+    int fd_ = -1;
+};
 
 // Characters "#,##0.00" needs for the amount, sign included.
 int anchoImporte(__int128 raw)
@@ -282,12 +398,27 @@ private:
 // Places each sheet's rows after its caption row, inside the workbook the
 // writer laid out, and deflates the sheets at the fastest level: a sheet of
 // tens of thousands of rows is most of the file, and of the time.
-void ponerFilas(const QString& ruta, std::vector<Escritor::FilasHoja>& hojas)
+QByteArray ponerFilas(const QString& ruta, const QByteArray& libro, std::vector<Escritor::FilasHoja>& hojas)
 {
-    int error = 0;
-    zip_t* zip = zip_open(QFile::encodeName(ruta).constData(), 0, &error);
-    if (!zip)
-        throw errorEscritura(ruta, QStringLiteral("no se puede abrir lo escrito (libzip %1)").arg(error));
+    // In memory: the workbook goes to its folder whole, once.
+    zip_error_t error;
+    zip_error_init(&error);
+    zip_source_t* datos = zip_source_buffer_create(libro.constData(), static_cast<zip_uint64_t>(libro.size()), 0, &error);
+    zip_t* zip = datos ? zip_open_from_source(datos, 0, &error) : nullptr;
+    if (!zip) {
+        const QString detalle = QString::fromUtf8(zip_error_strerror(&error));
+        zip_error_fini(&error);
+        if (datos)
+            zip_source_free(datos);
+        throw errorEscritura(ruta, QStringLiteral("no se puede abrir lo escrito (%1)").arg(detalle));
+    }
+    zip_error_fini(&error);
+    // Kept past the close, which writes the new archive into it.
+    zip_source_keep(datos);
+    struct Soltar {
+        zip_source_t* s;
+        ~Soltar() { zip_source_free(s); }
+    } soltar{datos};
     const auto fallo = [&](const QString& que) {
         const QString detalle = que + QStringLiteral(": ") + QString::fromUtf8(zip_strerror(zip));
         zip_discard(zip);
@@ -342,6 +473,16 @@ void ponerFilas(const QString& ruta, std::vector<Escritor::FilasHoja>& hojas)
     // The buffers must outlive the close, which writes them.
     if (zip_close(zip) != 0)
         throw fallo(QStringLiteral("cierre"));
+    zip_stat_t st;
+    QByteArray salida;
+    if (zip_source_stat(datos, &st) != 0 || zip_source_open(datos) != 0)
+        throw errorEscritura(ruta, QStringLiteral("no se puede leer lo escrito"));
+    salida.resize(static_cast<qsizetype>(st.size));
+    const zip_int64_t leidos = zip_source_read(datos, salida.data(), st.size);
+    zip_source_close(datos);
+    if (leidos != static_cast<zip_int64_t>(st.size))
+        throw errorEscritura(ruta, QStringLiteral("no se puede leer lo escrito"));
+    return salida;
 }
 
 } // namespace
@@ -369,11 +510,31 @@ void ExportadorLibro::escribir(const QString& ruta, const std::vector<HojaLibro>
     for (const HojaLibro& h : hojas)
         total += static_cast<qint64>(h.filas.size());
 
-    // Written row by row to a temporary file, not kept whole in memory; the
-    // texts go inline in the sheet.
+    // A workbook the user made read-only stays as it is: the rename that
+    // puts the new one in place asks only the folder.
+    const QByteArray destino = QFile::encodeName(ruta);
+    struct stat previo;
+    mode_t modo = 0;
+    if (::stat(destino.constData(), &previo) == 0) {
+        if ((previo.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0)
+            throw errorEscritura(ruta, QStringLiteral("es de solo lectura"));
+        modo = previo.st_mode & 07777;
+    } else {
+        modo = ::umask(0);
+        ::umask(modo);
+        modo = 0666 & ~modo;
+    }
+
+    // Written row by row to temporary files, not kept whole in memory; the
+    // texts go inline in the sheet. The temporary files go beside the
+    // destination, where the workbook is being written anyway: the
+    // system's temporary folder may be missing or full.
+    Temporal esqueleto(ruta, modo);
+    const QByteArray carpeta = QFile::encodeName(QFileInfo(ruta).absolutePath());
     lxw_workbook_options opciones{};
     opciones.constant_memory = LXW_TRUE;
-    const QByteArray nombre = QFile::encodeName(ruta);
+    opciones.tmpdir = const_cast<char*>(carpeta.constData());
+    const QByteArray nombre = esqueleto.ruta();
     lxw_workbook* libro = workbook_new_opt(nombre.constData(), &opciones);
     if (!libro)
         throw errorEscritura(ruta, QStringLiteral("no se puede crear"));
@@ -386,20 +547,15 @@ void ExportadorLibro::escribir(const QString& ruta, const std::vector<HojaLibro>
         filas = std::move(escritor.filas());
     } catch (...) {
         workbook_close(libro);
-        QFile::remove(ruta);
         throw;
     }
     const lxw_error e = workbook_close(libro);
-    if (e != LXW_NO_ERROR) {
-        QFile::remove(ruta);
+    if (e != LXW_NO_ERROR)
         throw errorEscritura(ruta, QString::fromUtf8(lxw_strerror(e)));
-    }
-    try {
-        ponerFilas(ruta, filas);
-    } catch (...) {
-        QFile::remove(ruta);
-        throw;
-    }
+    const QByteArray completo = ponerFilas(ruta, esqueleto.leer(), filas);
+    Temporal final(ruta, modo);
+    final.escribir(completo.constData(), static_cast<std::size_t>(completo.size()));
+    final.quedar();
     if (progreso)
         progreso(total, total);
 }

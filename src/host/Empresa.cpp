@@ -9,7 +9,7 @@ namespace presupuestos {
 
 Currency IEmpresa::Redondear(Currency importe, int decimales) const { return importe.rounded(decimales); }
 
-QString IEmpresa::NumeroSQL(double importe) const { return Currency::fromDouble(importe).toSqlText(); }
+QString IEmpresa::NumeroSQL(Currency importe) const { return importe.toSqlText(); }
 
 EmpresaFija::EmpresaFija(qint16 codigo, qint16 ejercicio, std::vector<int> digitos, QString nombre)
     : codigo_(codigo), ejercicio_(ejercicio), digitos_(std::move(digitos)), nombre_(std::move(nombre))

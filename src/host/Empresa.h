@@ -26,8 +26,9 @@ public:
     // Rounds to the given decimals (halves to even).
     virtual Currency Redondear(Currency importe, int decimales) const;
     // The amount as SQL Server accepts a numeric literal: point as decimal
-    // separator, no grouping, up to four decimals.
-    virtual QString NumeroSQL(double importe) const;
+    // separator, no grouping, up to four decimals. It takes the currency
+    // itself: through a double, large amounts would lose ten-thousandths.
+    virtual QString NumeroSQL(Currency importe) const;
 };
 
 // A company described by plain values.

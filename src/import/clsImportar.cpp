@@ -4,6 +4,7 @@
 #include "common/NumerosEs.h"
 #include "common/VbError.h"
 #include "db/Conexion.h"
+#include "db/Sql.h"
 #include "host/modPublic.h"
 #include "import/readers/AplicacionExcel.h"
 #include "store/Diario.h"
@@ -24,6 +25,8 @@ namespace {
 // CreateObject's error for a class that is not available: the object-error
 // base + 2.
 constexpr int kSinExcel = -2147221502;
+// Characters of the table's account column.
+constexpr int kLargoCuenta = 12;
 
 const QString kCrLf = QStringLiteral("\r\n");
 
@@ -37,60 +40,60 @@ qint16 suma16(qint16 a, int b)
 }
 
 // CStr of a cell's Value under Spanish settings.
-QString cadena(const ValorCelda& v)
+QString cadena(const ValorExcel& v)
 {
     switch (v.tipo) {
-    case ValorCelda::Tipo::Vacia: return QString();
-    case ValorCelda::Tipo::Numero: return HojaExcel::textoNumero(v.numero);
-    case ValorCelda::Tipo::Texto: return v.texto;
-    case ValorCelda::Tipo::Booleano: return v.booleano ? QStringLiteral("Verdadero") : QStringLiteral("Falso");
-    case ValorCelda::Tipo::Error: break;
+    case ValorExcel::Tipo::Vacia: return QString();
+    case ValorExcel::Tipo::Numero: return HojaExcel::textoNumero(v.numero);
+    case ValorExcel::Tipo::Texto: return v.texto;
+    case ValorExcel::Tipo::Booleano: return v.booleano ? QStringLiteral("Verdadero") : QStringLiteral("Falso");
+    case ValorExcel::Tipo::Error: break;
     }
     throw VbError::typeMismatch();
 }
 
 // Whether CStr of the cell is empty, without writing a number out to know.
-bool textoVacio(const ValorCelda& v)
+bool textoVacio(const ValorExcel& v)
 {
     switch (v.tipo) {
-    case ValorCelda::Tipo::Vacia: return true;
-    case ValorCelda::Tipo::Texto: return v.texto.isEmpty();
-    case ValorCelda::Tipo::Numero:
-    case ValorCelda::Tipo::Booleano: return false;
-    case ValorCelda::Tipo::Error: break;
+    case ValorExcel::Tipo::Vacia: return true;
+    case ValorExcel::Tipo::Texto: return v.texto.isEmpty();
+    case ValorExcel::Tipo::Numero:
+    case ValorExcel::Tipo::Booleano: return false;
+    case ValorExcel::Tipo::Error: break;
     }
     throw VbError::typeMismatch();
 }
 
 // A month cell as a currency parameter receives it: numbers from their
 // double, texts read with Spanish settings.
-Currency moneda(const ValorCelda& v)
+Currency moneda(const ValorExcel& v)
 {
     switch (v.tipo) {
-    case ValorCelda::Tipo::Vacia: return Currency();
-    case ValorCelda::Tipo::Numero: return Currency::fromDouble(v.numero);
-    case ValorCelda::Tipo::Texto: return es::aMoneda(v.texto);
-    case ValorCelda::Tipo::Booleano: return Currency::fromInt(v.booleano ? -1 : 0);
-    case ValorCelda::Tipo::Error: break;
+    case ValorExcel::Tipo::Vacia: return Currency();
+    case ValorExcel::Tipo::Numero: return Currency::fromDouble(v.numero);
+    case ValorExcel::Tipo::Texto: return es::aMoneda(v.texto);
+    case ValorExcel::Tipo::Booleano: return Currency::fromInt(v.booleano ? -1 : 0);
+    case ValorExcel::Tipo::Error: break;
     }
     throw VbError::typeMismatch();
 }
 
 // The department cell for the integer parameter, which rounds halves to even.
-QVariant entero(const ValorCelda& v)
+QVariant entero(const ValorExcel& v)
 {
     switch (v.tipo) {
-    case ValorCelda::Tipo::Vacia: return QVariant();
-    case ValorCelda::Tipo::Numero: return QVariant(v.numero);
-    case ValorCelda::Tipo::Texto: return QVariant::fromValue(es::aMoneda(v.texto));
-    case ValorCelda::Tipo::Booleano: return QVariant(v.booleano ? -1 : 0);
-    case ValorCelda::Tipo::Error: break;
+    case ValorExcel::Tipo::Vacia: return QVariant();
+    case ValorExcel::Tipo::Numero: return QVariant(v.numero);
+    case ValorExcel::Tipo::Texto: return QVariant::fromValue(es::aMoneda(v.texto));
+    case ValorExcel::Tipo::Booleano: return QVariant(v.booleano ? -1 : 0);
+    case ValorExcel::Tipo::Error: break;
     }
     throw VbError::typeMismatch();
 }
 
 // The account cell for the text parameter; an empty cell is sent as null.
-QVariant texto(const ValorCelda& v)
+QVariant texto(const ValorExcel& v)
 {
     if (v.vacia())
         return QVariant();
@@ -114,10 +117,10 @@ void recorrerClaves(const HojaExcel& hoja, qint32 desde, qint32 hasta, qint16 c,
 {
     for (qint32 fila = desde; fila <= hasta; ++fila) {
         try {
-            const ValorCelda& dpto = hoja.valor(fila, c);
+            const ValorExcel& dpto = hoja.valor(fila, c);
             if (textoVacio(dpto))
                 continue;
-            const Currency d = dpto.tipo == ValorCelda::Tipo::Numero ? Currency::fromDouble(dpto.numero) : moneda(dpto);
+            const Currency d = dpto.tipo == ValorExcel::Tipo::Numero ? Currency::fromDouble(dpto.numero) : moneda(dpto);
             hacer(fila, cadena(hoja.valor(fila, suma16(c, 1))), d);
         } catch (const std::exception&) {
         }
@@ -170,6 +173,33 @@ CodigosDesconocidos clsImportar::buscarDesconocidos(const HojaExcel& hoja, qint3
                            r.primeras.push_back(std::move(f));
                    });
     return r;
+}
+
+void clsImportar::comprobarClaves(const HojaExcel& hoja, qint32 ultimaFila, qint32& fila, qint32& columna) const
+{
+    // A department beyond the 16-bit key would be stored as one number and
+    // journaled as another; an account beyond the column's 12 characters
+    // would fail at the commit, far from its row. Both are refused at their
+    // cell before anything is written, on every engine alike.
+    const qint16 c = primeraColumnaDatos_;
+    for (fila = primeraFilaDatos_; fila <= ultimaFila; ++fila) {
+        columna = c;
+        const ValorExcel& dpto = hoja.valor(fila, c);
+        if (textoVacio(dpto))
+            continue;
+        // As the integer parameter takes it: rounded, halves to even.
+        const qint32 d = (dpto.tipo == ValorExcel::Tipo::Numero ? Currency::fromDouble(dpto.numero) : moneda(dpto)).toInt32();
+        if (d < std::numeric_limits<qint16>::min() || d > std::numeric_limits<qint16>::max())
+            throw VbError(VbError::Overflow,
+                          QStringLiteral("El departamento %1 no es un código de departamento: los códigos van de -32768 a 32767.").arg(d));
+        columna = suma16(c, 1);
+        const QString cuenta = cadena(hoja.valor(fila, columna));
+        if (cuenta.size() > kLargoCuenta)
+            throw VbError(VbError::ParameterTooLong, QStringLiteral("La cuenta \"%1\" tiene %2 caracteres y admite como máximo %3.")
+                                                         .arg(cuenta)
+                                                         .arg(cuenta.size())
+                                                         .arg(kLargoCuenta));
+    }
 }
 
 void clsImportar::comprobarTotales()
@@ -317,6 +347,10 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
             return;
         }
 
+        comprobarClaves(hoja, ultimaFila, fila, columna);
+        fila = 0;
+        columna = 0;
+
         modPublic::ConexionActiva->BeginTrans();
         enTransaccion = true;
         const qint16 ejercicio = static_cast<qint16>(modPublic::EjercicioActivo);
@@ -343,6 +377,7 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
                 __int128 totalFila = 0;
                 for (columna = suma16(c, 2); columna <= ultimoMes; ++columna, ++k) {
                     const Currency valor = hoja.vacia(fila, columna) ? Currency() : moneda(hoja.valor(fila, columna));
+                    sql::comprobarImporte(*modPublic::ConexionActiva, valor);
                     mesesFila[static_cast<std::size_t>(k)] = valor;
                     totalFila += valor.raw();
                     ComandoUpdate->setValor(k, valor);
@@ -417,7 +452,11 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
         }
         if (ExcelApp)
             ExcelApp->Quit();
-        if (error.causa() == VbError::Causa::SoloLectura || error.causa() == VbError::Causa::Bloqueada) {
+        // Nor is it at fault when the installation lacks the .xls reader.
+        if (error.number() == kFaltaLectorXls)
+            throw error;
+        const bool discoLleno = error.number() == VbError::DatabaseError && error.description().startsWith(sql::kDiscoLleno);
+        if (error.causa() == VbError::Causa::SoloLectura || error.causa() == VbError::Causa::Bloqueada || discoLleno) {
             // The workbook is not at fault: say what happened to the database.
             throw VbError(error.number(), error.description() + kCrLf + kCrLf + QStringLiteral("Fila: ") + QString::number(fila)
                                               + QStringLiteral(" Columna: ") + QString::number(columna),

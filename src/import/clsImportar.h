@@ -117,6 +117,9 @@ private:
     Diario* diario_ = nullptr;
     // Raises "Overflow" when the stored year would hold a total out of range.
     void comprobarTotales();
+    // Raises the error of the first row whose department or account the
+    // table cannot hold, leaving fila and columna at its cell.
+    void comprobarClaves(const HojaExcel& hoja, qint32 ultimaFila, qint32& fila, qint32& columna) const;
     bool CrearExcel();
     void PrepararComandosImportacion();
 

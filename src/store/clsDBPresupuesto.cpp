@@ -136,7 +136,8 @@ void clsDBPresupuesto::actualizarMes(const QString& Cuenta, qint16 Dpto, qint16 
 {
     // Beyond month 15 the bit no longer fits the 16-bit set: Overflow.
     const qint16 bit = Currency::fromDouble(std::pow(2.0, Mes - 1)).toInt16();
-    const QString importe = modPublic::EmpresaActiva->NumeroSQL(Valor.toDouble());
+    sql::comprobarImporte(*modPublic::ConexionActiva, Valor);
+    const QString importe = modPublic::EmpresaActiva->NumeroSQL(Valor);
 
     // The OR keeps the bits of months typed earlier; the other months, the
     // method and the value are left alone.

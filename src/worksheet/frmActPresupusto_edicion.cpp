@@ -127,14 +127,23 @@ void frmActPresupusto::vsPresupuesto_AfterEdit(int Row, int Col)
         const bool sinCambio = texto == textoAlEditar_;
         if (sinCambio || es::esNumerico(texto)) {
             if (!sinCambio) {
-                try {
-                    escribirCelda(Row, Col, es::aMoneda(texto), true);
-                } catch (const std::exception&) {
-                    // A refused amount leaves the cell as it was, not the raw
-                    // text, and the row goes on working.
+                // A refused amount leaves the cell as it was, not the raw
+                // text, and the row goes on working.
+                const auto devolver = [&] {
                     if (m.TextMatrix(Row, Col) == texto)
                         m.setTextMatrix(Row, Col, textoAlEditar_);
+                };
+                Currency valor;
+                try {
+                    valor = es::aMoneda(texto);
+                } catch (const std::exception&) {
+                    devolver();
                     throw;
+                }
+                // Stored as EditCellValue stores it, whose errors carry its name.
+                if (!conManejador(kForm + QStringLiteral("EditCellValue"), [&] { escribirCelda(Row, Col, valor, true); })) {
+                    devolver();
+                    return;
                 }
             }
             const bool otraColumna = Col != ColumnaEditada;

@@ -19,6 +19,8 @@ QString LibrosPrueba::nuevoNombre(const QString& extension)
     return dir_.filePath(QStringLiteral("libro%1.%2").arg(++contador_).arg(extension));
 }
 
+QString LibrosPrueba::programa() { return QStringLiteral(PRESUPUESTOS_GENERAR_LIBRO); }
+
 QString LibrosPrueba::generar(const QString& descripcion, bool constante)
 {
     const QString ruta = nuevoNombre(QStringLiteral("xlsx"));

@@ -18,6 +18,8 @@ public:
     // Runs generar_libro on the description; returns the workbook's path.
     // constante: texts inline in the sheet instead of in the shared table.
     QString generar(const QString& descripcion, bool constante = false);
+    // The generar_libro program itself.
+    static QString programa();
     // A zip with the given parts, in that order.
     QString zip(const std::vector<std::pair<QString, QByteArray>>& partes, const QString& nombre = QString());
     // A file with exactly these bytes.

@@ -5,8 +5,13 @@
 #include <QCoreApplication>
 #include <QSqlQuery>
 #include <QSqlRecord>
+#include <QDir>
 #include <QTemporaryDir>
+#include <cerrno>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <unistd.h>
 
 using namespace presupuestos;
 using presupuestos::prueba::BaseDatosPrueba;
@@ -369,4 +374,43 @@ TEST(Conexion, RowsForATemporaryTableAreThereForTheNextStatement)
     if (bd.enPostgres()) {
         EXPECT_THROW(c.Abrir(QStringLiteral("SELECT COUNT(*) FROM ") + tabla), VbError);
     }
+}
+
+// A full disk and a statement cancelled for taking too long are said in
+// Spanish first, the engine's words after.
+TEST(Conexion, AFullDiskAndATimeoutAreSaidBeforeTheEnginesText)
+{
+    const auto error = [](Conexion& c, const QString& sql) {
+        try {
+            c.Execute(sql);
+        } catch (const VbError& e) {
+            return e.description();
+        }
+        return QString();
+    };
+    if (BaseDatosPrueba::enPostgres()) {
+        BaseDatosPrueba bd;
+        bd.conexion->Execute(QStringLiteral("SET statement_timeout = 50"));
+        const QString e = error(*bd.conexion, QStringLiteral("SELECT pg_sleep(2)"));
+        EXPECT_TRUE(e.startsWith(QStringLiteral("La base de datos ha tardado más de lo permitido y ha cancelado la operación.\r\n"))
+                    && e.contains(QStringLiteral("statement timeout")))
+            << e.toStdString();
+        return;
+    }
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "a full disk is a small file system mounted for the test, which needs root";
+    QTemporaryDir dir(QDir::current().filePath(QStringLiteral("disco-XXXXXX")));
+    const QByteArray punto = QFile::encodeName(dir.path());
+    ASSERT_EQ(::mount("tmpfs", punto.constData(), "tmpfs", 0, "size=256k"), 0) << std::strerror(errno);
+    {
+        auto c = Conexion::abrirSqlite(dir.filePath(QStringLiteral("lleno.db")));
+        c->Execute(QStringLiteral("CREATE TABLE Relleno (Datos BLOB)"));
+        QString e;
+        for (int i = 0; i < 100 && e.isEmpty(); ++i)
+            e = error(*c, QStringLiteral("INSERT INTO Relleno VALUES (randomblob(50000))"));
+        EXPECT_TRUE(e.startsWith(QStringLiteral("No queda espacio en el disco de la base de datos.\r\n"))
+                    && e.contains(QStringLiteral("full")))
+            << e.toStdString();
+    }
+    ::umount(punto.constData());
 }

@@ -14,9 +14,18 @@
 #include "worksheet/core/FilasLibro.h"
 #include "worksheet/core/RepositorioHoja.h"
 
+#include <QDir>
 #include <QFile>
 #include <QSet>
+#include <QTemporaryDir>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <zip.h>
 
 using namespace presupuestos;
@@ -212,4 +221,133 @@ TEST(Exportar, ALargeCompanyComesBackUnchanged)
     const QSet<QString> guardadas(despues.begin(), despues.end());
     for (const QString& fila : antes)
         ASSERT_TRUE(guardadas.contains(fila)) << fila.toStdString();
+}
+
+namespace {
+
+// A workbook large enough not to fit a small file system.
+std::vector<HojaLibro> libroGrande()
+{
+    HojaLibro h{QStringLiteral("Presupuesto 2027"), true, {}};
+    for (int i = 0; i < 20000; ++i) {
+        FilaLibro f;
+        f.dpto = i % 50;
+        f.cuenta = QString::number(70000000 + i);
+        f.nombre = QStringLiteral("Cuenta %1").arg(i * 7919);
+        for (int m = 0; m < 12; ++m)
+            f.meses[static_cast<std::size_t>(m)] = Currency::fromRaw(static_cast<std::int64_t>(i) * 12345 + m);
+        h.filas.push_back(f);
+    }
+    return {h};
+}
+
+const QByteArray kLibroAnterior = QByteArrayLiteral("el libro que ya estaba");
+
+// A folder (outside the system's temporary one) holding only the workbook of before.
+QString carpetaConLibro(const QString& carpeta)
+{
+    QDir().mkpath(carpeta);
+    QFile f(carpeta + QStringLiteral("/libro.xlsx"));
+    f.open(QIODevice::WriteOnly);
+    f.write(kLibroAnterior);
+    return f.fileName();
+}
+
+// The folder's files and the workbook's bytes.
+QStringList estado(const QString& ruta)
+{
+    QFile f(ruta);
+    f.open(QIODevice::ReadOnly);
+    return QDir(QFileInfo(ruta).path()).entryList(QDir::Files | QDir::Hidden) << QString::fromLatin1(f.readAll().left(40));
+}
+
+QString errorDe(const std::function<void()>& f)
+{
+    try {
+        f();
+    } catch (const VbError& e) {
+        return e.description();
+    }
+    return QString();
+}
+
+} // namespace
+
+// The export replaces the workbook only once the new one is whole on the
+// disk: until then, and after any failure, the old one is there byte for
+// byte, and no file of the export's is left beside it.
+TEST(Exportar, AWorkbookIsReplacedWholeOrNotAtAll)
+{
+    QTemporaryDir dir(QDir::current().filePath(QStringLiteral("exportar-XXXXXX")));
+    const QString ruta = carpetaConLibro(dir.filePath(QStringLiteral("bien")));
+    QFile::setPermissions(ruta, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup);
+    EXPECT_EQ(errorDe([&] { ExportadorLibro::escribir(ruta, libroGrande()); }), QString());
+    const QStringList hecho = estado(ruta);
+    EXPECT_EQ(hecho.mid(0, 1), QStringList{QStringLiteral("libro.xlsx")});
+    EXPECT_TRUE(hecho.last().startsWith(QLatin1String("PK")));
+    // It keeps the permissions the old one had.
+    const auto todos = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup | QFile::WriteGroup
+                       | QFile::ExeGroup | QFile::ReadOther | QFile::WriteOther | QFile::ExeOther;
+    EXPECT_EQ(QFile::permissions(ruta) & todos, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup);
+
+    // A workbook made read-only is refused, whoever runs the export.
+    const QString soloLectura = carpetaConLibro(dir.filePath(QStringLiteral("solo-lectura")));
+    QFile::setPermissions(soloLectura, QFileDevice::ReadOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther);
+    const QStringList antes = estado(soloLectura);
+    EXPECT_EQ(errorDe([&] { ExportadorLibro::escribir(soloLectura, libroGrande()); }),
+              QStringLiteral("No se puede escribir el libro 'libro.xlsx': es de solo lectura."));
+    EXPECT_EQ(estado(soloLectura), antes);
+
+    // Killed half-way through its rows, it leaves the old one and nothing else.
+    const QString matado = carpetaConLibro(dir.filePath(QStringLiteral("matado")));
+    const pid_t hijo = ::fork();
+    if (hijo == 0) {
+        ExportadorLibro::escribir(matado, libroGrande(), [](qint64 hechas, qint64) {
+            if (hechas >= 10000)
+                ::raise(SIGKILL);
+        });
+        ::_exit(0);
+    }
+    int estadoHijo = 0;
+    ASSERT_EQ(::waitpid(hijo, &estadoHijo, 0), hijo);
+    EXPECT_TRUE(WIFSIGNALED(estadoHijo));
+    EXPECT_EQ(estado(matado), (QStringList{QStringLiteral("libro.xlsx"), QString::fromLatin1(kLibroAnterior)}));
+}
+
+TEST(Exportar, AFullDiskOrNoTemporaryFolderLeaveTheOldWorkbookAndNothingElse)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "a full disk and a missing temporary folder are made by mounting small file systems, which needs root";
+    QTemporaryDir dir(QDir::current().filePath(QStringLiteral("exportar-XXXXXX")));
+
+    const QString lleno = dir.filePath(QStringLiteral("lleno"));
+    QDir().mkpath(lleno);
+    ASSERT_EQ(::mount("tmpfs", QFile::encodeName(lleno).constData(), "tmpfs", 0, "size=64k"), 0) << std::strerror(errno);
+    const QString ruta = carpetaConLibro(lleno);
+    const QStringList antes = estado(ruta);
+    EXPECT_EQ(errorDe([&] { ExportadorLibro::escribir(ruta, libroGrande()); }),
+              QStringLiteral("No se puede escribir el libro 'libro.xlsx': no queda espacio en el disco."));
+    EXPECT_EQ(estado(ruta), antes);
+    ::umount(QFile::encodeName(lleno).constData());
+
+    // A process of its own sees the system's temporary folder read-only and
+    // the destination's folder, a file system of its own, writable.
+    const QString sinTemporal = dir.filePath(QStringLiteral("sin-temporal"));
+    QDir().mkpath(sinTemporal);
+    const pid_t hijo = ::fork();
+    if (hijo == 0) {
+        const QByteArray destino = QFile::encodeName(sinTemporal);
+        if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
+            || ::mount("tmpfs", destino.constData(), "tmpfs", 0, "size=16m") != 0
+            || ::mount("/tmp", "/tmp", nullptr, MS_BIND | MS_REC, nullptr) != 0
+            || ::mount(nullptr, "/tmp", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) != 0)
+            ::_exit(3);
+        const QString libro = carpetaConLibro(sinTemporal);
+        const bool escrito = errorDe([&] { ExportadorLibro::escribir(libro, libroGrande()); }).isEmpty();
+        const QStringList hecho = estado(libro);
+        ::_exit(escrito && hecho.size() == 2 && hecho.last().startsWith(QLatin1String("PK")) ? 0 : 1);
+    }
+    int estadoHijo = 0;
+    ASSERT_EQ(::waitpid(hijo, &estadoHijo, 0), hijo);
+    EXPECT_TRUE(WIFEXITED(estadoHijo) && WEXITSTATUS(estadoHijo) == 0) << "status " << estadoHijo;
 }

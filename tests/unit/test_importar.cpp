@@ -8,11 +8,16 @@
 #include "store/Diario.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <cerrno>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <unistd.h>
 
 using namespace presupuestos;
 using presupuestos::prueba::BaseDatosPrueba;
@@ -278,14 +283,11 @@ TEST_F(Importar, AnErrorInTheMiddleUndoesEveryRowAndSaysWhere)
                            + fila(4, QString(), QString(), {"x"});
     int numero = 0;
 
-    // An account longer than the parameter's 20 characters: after the month loop.
-    const QString larga = QStringLiteral("700000000000000000001");
-    QString e = importar(libros.generar(inicio + fila(5, QStringLiteral("1"), QLatin1Char('"') + larga + QLatin1Char('"'),
-                                                      doce(QStringLiteral("3")))),
-                         2, 3, &numero);
-    EXPECT_EQ(numero, VbError::ParameterTooLong);
-    EXPECT_TRUE(e.startsWith(kCabecera + QStringLiteral("El valor \"") + larga)) << e.toStdString();
-    EXPECT_TRUE(e.endsWith(QStringLiteral("\r\nFila: 5 Columna: 17"))) << e.toStdString();
+    // A text in the fourth month (column 8): inside the month loop.
+    QString e = importar(libros.generar(inicio + fila(5, QStringLiteral("1"), QStringLiteral("70000003"), {"1", "2", "3", "doce"})), 2, 3,
+                 &numero);
+    EXPECT_EQ(numero, VbError::TypeMismatch);
+    EXPECT_EQ(e, kCabecera + VbError::typeMismatch().description() + QStringLiteral("\r\nFila: 5 Columna: 8"));
     EXPECT_EQ(filas(), 1);
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000002"), 1).constFirst(), QStringLiteral("100"));
     EXPECT_TRUE(eventos.completado.empty());
@@ -293,20 +295,51 @@ TEST_F(Importar, AnErrorInTheMiddleUndoesEveryRowAndSaysWhere)
     EXPECT_FALSE(bd.conexion->enTransaccion());
     EXPECT_EQ(bd.conexion->registro().back(), QStringLiteral("ROLLBACK TRANSACTION"));
 
-    // A text in the fourth month (column 8): inside the month loop.
-    e = importar(libros.generar(inicio + fila(5, QStringLiteral("1"), QStringLiteral("70000003"), {"1", "2", "3", "doce"})), 2, 3,
-                 &numero);
-    EXPECT_EQ(numero, VbError::TypeMismatch);
-    EXPECT_EQ(e, kCabecera + VbError::typeMismatch().description() + QStringLiteral("\r\nFila: 5 Columna: 8"));
-    EXPECT_EQ(filas(), 1);
-
     // An error value in a department cell.
     e = importar(libros.zip(LibrosPrueba::partesMinimas(QByteArrayLiteral(
                      "<worksheet xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\"><sheetData>"
                      "<row r=\"2\"><c r=\"C2\"><v>1</v></c><c r=\"D2\" t=\"str\"><v>70000001</v></c><c r=\"E2\"><v>1</v></c></row>"
                      "<row r=\"3\"><c r=\"C3\" t=\"e\"><v>#N/A</v></c><c r=\"E3\"><v>1</v></c></row></sheetData></worksheet>"))));
-    EXPECT_EQ(e, kCabecera + VbError::typeMismatch().description() + QStringLiteral("\r\nFila: 3 Columna: 17"));
+    EXPECT_EQ(e, kCabecera + VbError::typeMismatch().description() + QStringLiteral("\r\nFila: 3 Columna: 3"));
     EXPECT_EQ(filas(), 1);
+}
+
+// A key the table cannot hold is named at its cell before anything is
+// written: no transaction, no row, no progress.
+TEST_F(Importar, KeysTheTableCannotHoldAreRefusedAtTheirCellBeforeAnythingIsWritten)
+{
+    struct Caso {
+        const char* dpto;
+        const char* cuenta;
+        const char* error; // nullptr: imported
+        const char* celda;
+    };
+    const Caso casos[] = {
+        {"32768", "70000001", "El departamento 32768 ", "Fila: 3 Columna: 3"},
+        {"-32769", "70000001", "El departamento -32769 ", "Fila: 3 Columna: 3"},
+        {"32767,5", "70000001", "El departamento 32768 ", "Fila: 3 Columna: 3"},
+        {"1", "7000000000001", "La cuenta \"7000000000001\" tiene 13 caracteres y admite como máximo 12.", "Fila: 3 Columna: 4"},
+        {"-32768", "700000000001", nullptr, nullptr},
+        {"32767", "700000000001", nullptr, nullptr},
+    };
+    for (const Caso& c : casos) {
+        SCOPED_TRACE(c.dpto);
+        eventos = {};
+        bd.tomarRegistro();
+        const QString e = importar(libros.generar(fila(2, QStringLiteral("1"), QStringLiteral("70000002"), {"1"})
+                                                  + fila(3, QString::fromUtf8(c.dpto), QString::fromUtf8(c.cuenta), {"2"})));
+        if (!c.error) {
+            EXPECT_EQ(e, QString());
+            continue;
+        }
+        EXPECT_TRUE(e.startsWith(kCabecera + QString::fromUtf8(c.error))) << e.toStdString();
+        EXPECT_TRUE(e.endsWith(QLatin1String(c.celda))) << e.toStdString();
+        EXPECT_TRUE(filasProgreso().empty());
+        for (const QString& s : bd.tomarRegistro())
+            EXPECT_FALSE(s.startsWith(QLatin1String("BEGIN")) || s.startsWith(QLatin1String("INSERT"))) << s.toStdString();
+        EXPECT_EQ(filas(), 0);
+    }
+    EXPECT_EQ(filas(), 3);
 }
 
 TEST_F(Importar, ADatabaseErrorIsReportedWithItsTextAndUndoesEverything)
@@ -412,6 +445,8 @@ TEST_F(Importar, AWorkbookWhoseTotalsLeaveTheCurrencyRangeImportsNothing)
 {
     filaExistente(QStringLiteral("70000001"), 1);
     const QString enorme = QStringLiteral("500000000000000");
+    // SQLite refuses each such amount already: it cannot keep it exactly.
+    const QString motivo = bd.enPostgres() ? QStringLiteral("Overflow") : QStringLiteral("274.877.906.944");
     // One row whose year overflows, and two rows that overflow their department together.
     for (const QString& d : {fila(2, QStringLiteral("1"), QStringLiteral("62800001"), {enorme, enorme}),
                              fila(2, QStringLiteral("2"), QStringLiteral("62800001"), {enorme})
@@ -419,7 +454,7 @@ TEST_F(Importar, AWorkbookWhoseTotalsLeaveTheCurrencyRangeImportsNothing)
         int numero = 0;
         const QString error = importar(libros.generar(d), 2, 3, &numero);
         EXPECT_EQ(numero, VbError::Overflow);
-        EXPECT_TRUE(error.contains(QStringLiteral("Overflow"))) << error.toStdString();
+        EXPECT_TRUE(error.contains(motivo)) << error.toStdString();
         EXPECT_EQ(filas(), 1);
     }
 }
@@ -438,6 +473,42 @@ TEST_F(Importar, ALockedDatabaseIsReportedAsSuchNotAsAWorkbookFault)
     EXPECT_FALSE(error.contains(QStringLiteral("formato correcto"))) << error.toStdString();
     bloqueo.exec(QStringLiteral("ROLLBACK"));
     EXPECT_EQ(enFichero.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(), 0);
+}
+
+// A missing .xls reader and a full disk are said as what they are, without
+// the workbook's header.
+TEST_F(Importar, AMissingReaderOrAFullDiskAreNotBlamedOnTheWorkbook)
+{
+    const QString xls = LibrosPrueba::datos(QStringLiteral("presupuesto.xls"));
+    qputenv("PRESUPUESTOS_LECTOR_XLS", QFile::encodeName(libros.carpeta() + QStringLiteral("/no_hay_lector")));
+    int numero = 0;
+    QString e = importar(xls, 2, 3, &numero);
+    qunsetenv("PRESUPUESTOS_LECTOR_XLS");
+    EXPECT_EQ(numero, 429);
+    EXPECT_TRUE(e.startsWith(QStringLiteral("No se puede leer el libro 'presupuesto.xls': falta el lector de libros de Excel 97-2003")))
+        << e.toStdString();
+
+    if (BaseDatosPrueba::enPostgres() || ::geteuid() != 0)
+        GTEST_SKIP() << "a full disk is a small file system under an SQLite database, which needs root to mount";
+    QTemporaryDir dir(QDir::current().filePath(QStringLiteral("disco-XXXXXX")));
+    const QByteArray punto = QFile::encodeName(dir.path());
+    ASSERT_EQ(::mount("tmpfs", punto.constData(), "tmpfs", 0, "size=2m"), 0) << std::strerror(errno);
+    {
+        BaseDatosPrueba enFichero(false, dir.filePath(QStringLiteral("empresa.db")));
+        enFichero.sql(QStringLiteral("CREATE TABLE Relleno (Datos BLOB)"));
+        try {
+            for (int i = 0; i < 1000; ++i)
+                enFichero.conexion->Execute(QStringLiteral("INSERT INTO Relleno VALUES (randomblob(20000))"));
+        } catch (const VbError&) {
+        }
+        QStringList filas;
+        for (int r = 2; r < 200; ++r)
+            filas << fila(r, QStringLiteral("1"), QStringLiteral("628%1").arg(r, 5, 10, QLatin1Char('0')), doce(QStringLiteral("1")));
+        e = importar(libros.generar(filas.join(QString())));
+        EXPECT_TRUE(e.startsWith(QStringLiteral("No queda espacio en el disco de la base de datos."))) << e.toStdString();
+        EXPECT_FALSE(e.contains(QStringLiteral("formato correcto"))) << e.toStdString();
+    }
+    ::umount(punto.constData());
 }
 
 TEST_F(Importar, OnlyAnImportThatCommitsBecomesAStepWithItsRowsJournaled)

@@ -4,9 +4,12 @@
 #include "import/readers/HojaExcel.h"
 #include "import/readers/LectorLibro.h"
 
+#include <QDir>
 #include <QFile>
 #include <QLocale>
+#include <QProcess>
 #include <QStringList>
+#include <QTemporaryDir>
 #include <cmath>
 #include <functional>
 #include <gtest/gtest.h>
@@ -48,13 +51,13 @@ QStringList filaDe(const HojaExcel& h, int fila, int columnas)
 {
     QStringList l;
     for (int c = 1; c <= columnas; ++c) {
-        const ValorCelda v = h.valor(fila, c);
+        const ValorExcel v = h.valor(fila, c);
         switch (v.tipo) {
-        case ValorCelda::Tipo::Vacia: l << QString(); break;
-        case ValorCelda::Tipo::Numero: l << QStringLiteral("n:") + QString::number(v.numero, 'g', QLocale::FloatingPointShortest); break;
-        case ValorCelda::Tipo::Texto: l << QStringLiteral("t:") + v.texto; break;
-        case ValorCelda::Tipo::Booleano: l << QStringLiteral("b:%1").arg(int(v.booleano)); break;
-        case ValorCelda::Tipo::Error: l << QStringLiteral("e:") + v.texto; break;
+        case ValorExcel::Tipo::Vacia: l << QString(); break;
+        case ValorExcel::Tipo::Numero: l << QStringLiteral("n:") + QString::number(v.numero, 'g', QLocale::FloatingPointShortest); break;
+        case ValorExcel::Tipo::Texto: l << QStringLiteral("t:") + v.texto; break;
+        case ValorExcel::Tipo::Booleano: l << QStringLiteral("b:%1").arg(int(v.booleano)); break;
+        case ValorExcel::Tipo::Error: l << QStringLiteral("e:") + v.texto; break;
         }
     }
     return l;
@@ -339,7 +342,7 @@ TEST_F(Xlsx, NumbersAreReadAsTheCLocaleReadsThem)
     for (const Bueno& b : buenos) {
         ++columna;
         SCOPED_TRACE(b.texto);
-        ASSERT_EQ(h->valor(1, columna).tipo, ValorCelda::Tipo::Numero);
+        ASSERT_EQ(h->valor(1, columna).tipo, ValorExcel::Tipo::Numero);
         EXPECT_EQ(h->valor(1, columna).numero, b.valor);
     }
     EXPECT_EQ(h->valor(1, columna + 1).numero, 0.0);
@@ -514,6 +517,12 @@ TEST(Xls, DamagedOrForeignFilesGiveTheirReason)
         EXPECT_TRUE(e.startsWith(QStringLiteral("No se puede leer el libro 'malo.xls': "))) << e.toStdString();
         EXPECT_EQ(numero, 1004);
     }
+    // A workbook saved with a password is a compound file with its package encrypted.
+    QByteArray cifrado = bytes.left(512) + QByteArray(1024, '\0');
+    for (char c : QByteArrayLiteral("EncryptedPackage"))
+        cifrado.append(c).append('\0');
+    EXPECT_EQ(errorDe([&] { LectorXls::leerFichero(libros.fichero(cifrado + QByteArray(2048, '\0'), QStringLiteral("cifrado.xlsx"))); }),
+              QStringLiteral("No se puede leer el libro 'cifrado.xlsx': el libro está protegido con contraseña."));
     LimitesLibro lim;
     lim.bytesFicheroXls = 1024;
     EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(f.fileName(), lim); }).contains(QStringLiteral("ocupa más de 0 MB")));
@@ -552,7 +561,9 @@ TEST(Xls, AHelperThatDiesOrIsMissingEndsInAnErrorOnly)
     }
     {
         OtroLector otro(libros.carpeta() + QStringLiteral("/no_hay_lector"));
-        EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(xls); }).contains(QStringLiteral("no se puede ejecutar el lector")));
+        int numero = 0;
+        EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(xls); }, &numero).contains(QStringLiteral("falta el lector")));
+        EXPECT_EQ(numero, kFaltaLectorXls);
     }
     EXPECT_EQ(LectorXls::leerFichero(xls)->valor(2, 3).numero, 1);
 }
@@ -591,3 +602,19 @@ TEST(AplicacionExcel, EachNameReadsItsFormatsTellingThemByContent)
 }
 
 } // namespace
+
+// The tool that writes the test workbooks takes no option for a file name.
+TEST(GenerarLibro, HelpPrintsTheUsageAndAnUnknownOptionWritesNothing)
+{
+    QTemporaryDir dir;
+    for (const auto& [opcion, codigo] : {std::pair{"--help", 0}, {"-h", 0}, {"--ayuda", 2}}) {
+        SCOPED_TRACE(opcion);
+        QProcess p;
+        p.setWorkingDirectory(dir.path());
+        p.start(LibrosPrueba::programa(), {QString::fromLatin1(opcion)});
+        ASSERT_TRUE(p.waitForFinished(10000));
+        EXPECT_EQ(p.exitCode(), codigo);
+        EXPECT_TRUE((codigo == 0 ? p.readAllStandardOutput() : p.readAllStandardError()).contains("uso: generar_libro"));
+        EXPECT_TRUE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).isEmpty());
+    }
+}

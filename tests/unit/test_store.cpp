@@ -153,3 +153,61 @@ TEST_F(Store, RejectsWhatTheColumnsCannotHoldAndWritesNothing)
     store.Actualizar(item(QStringLiteral("700000000001"), 1, {"2147483647"}));
     EXPECT_EQ(filas(), 1);
 }
+
+// Every way into a month keeps the amount to the ten-thousandth. SQLite holds
+// MONEY as a double of units, exact only below 2^38: beyond, it refuses the
+// amount before storing anything; the other engines keep the whole range.
+TEST_F(Store, AmountsAreStoredExactlyOrRefusedBeforeAnythingIsStored)
+{
+    struct Caso {
+        const char* importe;
+        bool exactoEnSqlite;
+    };
+    const Caso casos[] = {
+        {"0.0001", true},
+        {"-0", true},
+        {"274877906943.9999", true},
+        {"274877906944", true},
+        {"-274877906944", true},
+        {"274877906944.0001", false},
+        {"-274877906944.0007", false},
+        {"900719925474.0976", false},
+        {"900719925474.0991", false},
+        {"1000000000000.0001", false},
+        {"123456789012345.6789", false},
+        {"922337203685477.5807", false},
+        {"-922337203685477.5808", false},
+    };
+    const bool refusa = !bd.enPostgres();
+    const QString cuenta = QStringLiteral("62900001");
+    qint16 dpto = 0;
+    for (const Caso& c : casos) {
+        SCOPED_TRACE(c.importe);
+        const Currency v = C(QLatin1String(c.importe));
+        const QString t = v.toSqlText();
+        ++dpto;
+        store.ActualizacionManual(cuenta, dpto, 1, C("1"));
+        // The composed update, the prepared one and the insert of a new row.
+        const std::vector<std::function<void()>> escrituras = {
+            [&] { store.ActualizacionManual(cuenta, dpto, 3, v); },
+            [&] { store.Actualizar(item(cuenta, dpto, {"1", t, t})); },
+            [&] { store.ActualizacionManual(cuenta, static_cast<qint16>(dpto + 100), 4, v); },
+        };
+        const bool refusada = refusa && !c.exactoEnSqlite;
+        for (const auto& escribir : escrituras) {
+            const QStringList antes = bd.presupuestos();
+            try {
+                escribir();
+                EXPECT_FALSE(refusada) << "accepted";
+            } catch (const VbError& e) {
+                EXPECT_TRUE(refusada) << e.description().toStdString();
+                EXPECT_TRUE(e.description().contains(QStringLiteral("274.877.906.944"))) << e.description().toStdString();
+                EXPECT_EQ(bd.presupuestos(), antes);
+            }
+        }
+        if (refusada)
+            continue;
+        EXPECT_EQ(bd.presupuestoGuardado(cuenta, dpto).mid(0, 3), (QStringList{"1", t, t}));
+        EXPECT_EQ(bd.presupuestoGuardado(cuenta, static_cast<qint16>(dpto + 100)).value(3), t);
+    }
+}

@@ -202,16 +202,26 @@ void escribir(lxw_workbook* libro, lxw_worksheet* hoja, lxw_format* negrita, lxw
 
 int main(int argc, char** argv)
 {
+    static const char* const kUso = "uso: generar_libro [--constante] SALIDA.xlsx [DESCRIPCION]\n";
     bool constante = false;
     std::vector<std::string> args;
     for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--constante") == 0)
+        const std::string a = argv[i];
+        if (a == "--constante") {
             constante = true;
-        else
-            args.emplace_back(argv[i]);
+        } else if (a == "--help" || a == "-h") {
+            std::cout << kUso;
+            return 0;
+        } else if (a.size() > 1 && a[0] == '-') {
+            // An option it does not know is no name for a workbook.
+            std::cerr << "generar_libro: opción desconocida " << a << '\n' << kUso;
+            return 2;
+        } else {
+            args.push_back(a);
+        }
     }
     if (args.empty() || args.size() > 2) {
-        std::cerr << "uso: generar_libro [--constante] SALIDA.xlsx [DESCRIPCION]\n";
+        std::cerr << kUso;
         return 2;
     }
 

@@ -153,6 +153,8 @@ void borrarEmpresa(Conexion& c, int emp, const QString& retail)
 
 } // namespace
 
+int DatosDemo::maximoCuentas() { return 9999 * static_cast<int>(prefijos().size()); }
+
 bool DatosDemo::existeEmpresa(Conexion& c, int codEmpresa)
 {
     QSqlQuery q(c.baseDatos());

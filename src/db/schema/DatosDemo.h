@@ -33,6 +33,13 @@ public:
     static void generar(Conexion& c, const OpcionesDemo& opciones = {});
     // True when the connection already holds the company.
     static bool existeEmpresa(Conexion& c, int codEmpresa);
+
+    // What a generated company can hold: a detail account is its prefix's
+    // four digits and four of its own, a department a 16-bit code, and its
+    // budget rows (accounts x departments) what a worksheet still loads.
+    static int maximoCuentas();
+    static constexpr int kMaximoDepartamentos = 32767;
+    static constexpr long long kMaximoFilas = 1000000;
 };
 
 } // namespace presupuestos

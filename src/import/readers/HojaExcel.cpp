@@ -26,7 +26,7 @@ void HojaExcel::comprobarPosicion(int fila, int columna) const
         throw errorDeObjeto();
 }
 
-HojaExcel::Celda& HojaExcel::anadir(int fila, int columna, ValorCelda::Tipo tipo)
+HojaExcel::Celda& HojaExcel::anadir(int fila, int columna, ValorExcel::Tipo tipo)
 {
     comprobarPosicion(fila, columna);
     const std::uint64_t k = clave(fila, columna);
@@ -48,32 +48,32 @@ std::uint32_t HojaExcel::guardarTexto(const QString& texto)
 
 void HojaExcel::ponerNumero(int fila, int columna, double valor)
 {
-    anadir(fila, columna, ValorCelda::Tipo::Numero).numero = valor;
+    anadir(fila, columna, ValorExcel::Tipo::Numero).numero = valor;
 }
 
 void HojaExcel::ponerTexto(int fila, int columna, const QString& texto)
 {
     const std::uint32_t i = guardarTexto(texto);
-    anadir(fila, columna, ValorCelda::Tipo::Texto).indice = i;
+    anadir(fila, columna, ValorExcel::Tipo::Texto).indice = i;
 }
 
 bool HojaExcel::ponerTextoCompartido(int fila, int columna, std::uint32_t indice)
 {
     if (indice >= textosCompartidos_)
         return false;
-    anadir(fila, columna, ValorCelda::Tipo::Texto).indice = indice;
+    anadir(fila, columna, ValorExcel::Tipo::Texto).indice = indice;
     return true;
 }
 
 void HojaExcel::ponerBooleano(int fila, int columna, bool valor)
 {
-    anadir(fila, columna, ValorCelda::Tipo::Booleano).booleano = valor;
+    anadir(fila, columna, ValorExcel::Tipo::Booleano).booleano = valor;
 }
 
 void HojaExcel::ponerError(int fila, int columna, const QString& nombreError)
 {
     const std::uint32_t i = guardarTexto(nombreError);
-    anadir(fila, columna, ValorCelda::Tipo::Error).indice = i;
+    anadir(fila, columna, ValorExcel::Tipo::Error).indice = i;
 }
 
 void HojaExcel::ponerTextos(std::vector<QString> textos)
@@ -130,19 +130,19 @@ const HojaExcel::Celda* HojaExcel::buscar(int fila, int columna) const
     return (it != fin && it->clave == k) ? &*it : nullptr;
 }
 
-ValorCelda HojaExcel::valor(int fila, int columna) const
+ValorExcel HojaExcel::valor(int fila, int columna) const
 {
-    ValorCelda v;
+    ValorExcel v;
     const Celda* c = buscar(fila, columna);
     if (!c)
         return v;
     v.tipo = c->tipo;
     switch (c->tipo) {
-    case ValorCelda::Tipo::Numero: v.numero = c->numero; break;
-    case ValorCelda::Tipo::Booleano: v.booleano = c->booleano; break;
-    case ValorCelda::Tipo::Texto:
-    case ValorCelda::Tipo::Error: v.texto = textos_[c->indice]; break;
-    case ValorCelda::Tipo::Vacia: break;
+    case ValorExcel::Tipo::Numero: v.numero = c->numero; break;
+    case ValorExcel::Tipo::Booleano: v.booleano = c->booleano; break;
+    case ValorExcel::Tipo::Texto:
+    case ValorExcel::Tipo::Error: v.texto = textos_[c->indice]; break;
+    case ValorExcel::Tipo::Vacia: break;
     }
     return v;
 }
@@ -151,13 +151,13 @@ bool HojaExcel::vacia(int fila, int columna) const { return buscar(fila, columna
 
 QString HojaExcel::texto(int fila, int columna) const
 {
-    const ValorCelda v = valor(fila, columna);
+    const ValorExcel v = valor(fila, columna);
     switch (v.tipo) {
-    case ValorCelda::Tipo::Vacia: return QString();
-    case ValorCelda::Tipo::Numero: return textoNumero(v.numero);
-    case ValorCelda::Tipo::Booleano: return v.booleano ? QStringLiteral("VERDADERO") : QStringLiteral("FALSO");
-    case ValorCelda::Tipo::Texto:
-    case ValorCelda::Tipo::Error: return v.texto;
+    case ValorExcel::Tipo::Vacia: return QString();
+    case ValorExcel::Tipo::Numero: return textoNumero(v.numero);
+    case ValorExcel::Tipo::Booleano: return v.booleano ? QStringLiteral("VERDADERO") : QStringLiteral("FALSO");
+    case ValorExcel::Tipo::Texto:
+    case ValorExcel::Tipo::Error: return v.texto;
     }
     return QString();
 }
@@ -173,20 +173,20 @@ bool HojaExcel::operator==(const HojaExcel& otra) const
         if (a.clave != b.clave || a.tipo != b.tipo)
             return false;
         switch (a.tipo) {
-        case ValorCelda::Tipo::Numero:
+        case ValorExcel::Tipo::Numero:
             if (std::memcmp(&a.numero, &b.numero, sizeof a.numero) != 0)
                 return false;
             break;
-        case ValorCelda::Tipo::Booleano:
+        case ValorExcel::Tipo::Booleano:
             if (a.booleano != b.booleano)
                 return false;
             break;
-        case ValorCelda::Tipo::Texto:
-        case ValorCelda::Tipo::Error:
+        case ValorExcel::Tipo::Texto:
+        case ValorExcel::Tipo::Error:
             if (textos_[a.indice] != otra.textos_[b.indice])
                 return false;
             break;
-        case ValorCelda::Tipo::Vacia: break;
+        case ValorExcel::Tipo::Vacia: break;
         }
     }
     return true;

@@ -15,7 +15,7 @@ namespace presupuestos {
 
 // A cell's Value: empty, a number (workbooks keep doubles), a text, a
 // Boolean or an error such as "#DIV/0!".
-struct ValorCelda {
+struct ValorExcel {
     enum class Tipo : std::uint8_t { Vacia, Numero, Texto, Booleano, Error };
     Tipo tipo = Tipo::Vacia;
     double numero = 0;
@@ -56,7 +56,7 @@ public:
     // ---- Reading (the import) ---------------------------------------------------
     // Cells(fila, columna).Value. A position outside the sheet raises
     // "Application-defined or object-defined error" (1004), as Cells does.
-    ValorCelda valor(int fila, int columna) const;
+    ValorExcel valor(int fila, int columna) const;
     bool vacia(int fila, int columna) const;
     // Cells(fila, columna).Text: what Excel shows, without number formats
     // (a number shows as it would in General format with Spanish settings).
@@ -81,14 +81,14 @@ private:
             std::uint32_t indice; // Texto and Error: into textos_
             bool booleano;        // Booleano
         };
-        ValorCelda::Tipo tipo;
+        ValorExcel::Tipo tipo;
     };
     static std::uint64_t clave(int fila, int columna)
     {
         return (static_cast<std::uint64_t>(fila) << 16) | static_cast<std::uint64_t>(columna);
     }
     void comprobarPosicion(int fila, int columna) const;
-    Celda& anadir(int fila, int columna, ValorCelda::Tipo tipo);
+    Celda& anadir(int fila, int columna, ValorExcel::Tipo tipo);
     std::uint32_t guardarTexto(const QString& texto);
     const Celda* buscar(int fila, int columna) const;
 

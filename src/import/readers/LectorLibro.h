@@ -48,6 +48,9 @@ FormatoLibro formatoDe(const QByteArray& cabecera);
 // 'nombre': detalle."
 class VbError;
 VbError errorLibro(const QString& nombreLibro, const QString& detalle);
+// The error of an installation that lacks the .xls reader's program (as
+// ActiveX names a component it cannot create): no fault of the workbook.
+inline constexpr int kFaltaLectorXls = 429;
 
 class LectorXlsx {
 public:

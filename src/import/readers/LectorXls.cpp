@@ -3,6 +3,7 @@
 #include "common/VbError.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <cstring>
@@ -66,6 +67,24 @@ private:
     qsizetype pos_ = 0;
 };
 
+// Whether a compound file names the stream Office keeps an encrypted
+// workbook in (its directory holds the names in UTF-16).
+bool cifrado(const QString& ruta)
+{
+    QFile f(ruta);
+    if (!f.open(QIODevice::ReadOnly))
+        return false;
+    static const QByteArray nombre = [] {
+        QByteArray n;
+        for (char c : QByteArrayLiteral("EncryptedPackage")) {
+            n.append(c);
+            n.append('\0');
+        }
+        return n;
+    }();
+    return f.readAll().contains(nombre);
+}
+
 } // namespace
 
 QString LectorXls::programa()
@@ -102,8 +121,11 @@ std::unique_ptr<HojaExcel> LectorXls::leerFichero(const QString& ruta, const Lim
     p.setProcessChannelMode(QProcess::SeparateChannels);
     p.start(programa, {info.absoluteFilePath(), QString::number(limites.celdas),
                        QString::number(limites.caracteresTextos * 3)});
+    // Not the workbook's fault: the installation lacks a part.
     if (!p.waitForStarted(30000))
-        throw errorLibro(libro, QStringLiteral("no se puede ejecutar el lector de libros de Excel 97-2003 (%1)").arg(programa));
+        throw VbError(kFaltaLectorXls, QStringLiteral("No se puede leer el libro '%1': falta el lector de libros de Excel 97-2003 "
+                                                      "de la instalación (%2).")
+                                           .arg(libro, programa));
     p.closeWriteChannel();
     if (!p.waitForFinished(kEsperaMs)) {
         p.kill();
@@ -112,6 +134,11 @@ std::unique_ptr<HojaExcel> LectorXls::leerFichero(const QString& ruta, const Lim
     }
     if (p.exitStatus() != QProcess::NormalExit)
         throw errorLibro(libro, motivoFreeXl(0));
+    // A workbook saved with a password, whatever its version, is a compound
+    // file holding its encrypted package: FreeXL takes it for a damaged or
+    // foreign file.
+    if (p.exitCode() > 100 && cifrado(info.absoluteFilePath()))
+        throw errorLibro(libro, QStringLiteral("el libro está protegido con contraseña"));
     switch (const int estado = p.exitCode()) {
     case 0: break;
     case 3: throw errorLibro(libro, QStringLiteral("el libro está protegido con contraseña"));

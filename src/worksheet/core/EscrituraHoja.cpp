@@ -4,6 +4,7 @@
 #include "common/NumerosEs.h"
 #include "common/VbError.h"
 #include "db/Conexion.h"
+#include "db/Sql.h"
 #include "host/modPublic.h"
 #include "worksheet/core/ComprobadorTotales.h"
 #include "worksheet/core/RepositorioHoja.h"
@@ -59,7 +60,8 @@ void EscrituraHoja::escribirCelda(int fila, int col, Currency valor, bool compro
         if (colMes(mes) != col)
             total += r_.mes(fila, mes).raw();
 
-    m.setTextMatrix(fila, col, es::formatear(valor, r_.aspecto().formato));
+    // Shown as a reload shows what is stored: rounded halves to even.
+    m.setTextMatrix(fila, col, es::formatear(mostrado, r_.aspecto().formato));
     std::optional<clsDBPresupuesto::FilaGuardada> guardada;
     bool reiniciar = false;
     try {
@@ -189,6 +191,9 @@ void EscrituraHoja::escribirLote(const std::vector<Celda>& celdas, IProgreso* pr
     for (const Celda& c : celdas)
         comprobador.cambiar(c.fila, c.col, c.valor.rounded(r_.aspecto().decimales));
     comprobador.comprobar();
+    // Nor is any cell stored when one of them cannot be kept exactly.
+    for (const Celda& c : celdas)
+        sql::comprobarImporte(*ConexionActiva, c.valor);
     enLote([&] {
         // The journal reads the rows the batch writes in a few statements.
         if (Diario* diario = store_.diario()) {
@@ -267,6 +272,9 @@ void EscrituraHoja::aplicarMetodo(int fila, const clsPresupItem& item)
             comprobador.cambiar(fila, kPrimerMes + i, item.Mes(i).rounded(decimales));
         comprobador.comprobar();
     }
+    for (int i = 0; i < 12; ++i)
+        sql::comprobarImporte(*ConexionActiva, item.Mes(i));
+    sql::comprobarImporte(*ConexionActiva, item.Valor);
     enLote([&] {
         store_.Actualizar(item);
         if (enRejilla) {

@@ -5,6 +5,7 @@
 #include "db/Conexion.h"
 
 #include <QStringList>
+#include <algorithm>
 
 namespace presupuestos {
 
@@ -13,6 +14,34 @@ using namespace hoja;
 namespace {
 const QColor kRojo(255, 0, 0);
 const QColor kBlanco(255, 255, 255);
+
+// A stored month as the grid shows it: rounded to the decimals shown, halves
+// to even, as an exact sum, since the currency's limits round beyond its
+// range at 0 decimals. A month no currency can hold (written by another
+// program) reads as out of range: no stored amount may stop a load.
+Suma mostrado(const Recordset& rs, int i, int decimales)
+{
+    std::int64_t raw;
+    try {
+        raw = rs.moneda(i).raw();
+    } catch (const VbError& e) {
+        if (e.number() != VbError::Overflow)
+            throw;
+        return kSumaFueraDeRango;
+    }
+    if (decimales >= 4)
+        return raw;
+    std::int64_t paso = 1;
+    for (int k = std::max(decimales, 0); k < 4; ++k)
+        paso *= 10;
+    // In 64 bits: loads round every month they show.
+    std::int64_t q = raw / paso;
+    const std::int64_t resto = raw % paso;
+    const std::int64_t doble = (resto < 0 ? -resto : resto) * 2;
+    if (doble > paso || (doble == paso && q % 2 != 0))
+        q += raw < 0 ? -1 : 1;
+    return static_cast<Suma>(q) * paso;
+}
 } // namespace
 
 QString Completado::texto() const
@@ -74,10 +103,10 @@ Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
         // out of range must not keep the worksheet from opening.
         Suma total = 0;
         for (int mes = 1; mes <= 12; ++mes) {
-            const Currency importe = rs.moneda(iMes[mes - 1]).rounded(a_.decimales);
-            total += importe.raw();
-            campos[static_cast<std::size_t>(colMes(mes))] = ValorCelda::importe(importe.raw(), formato);
-            negativo[colMes(mes)] = importe < Currency();
+            const Suma importe = mostrado(rs, iMes[mes - 1], a_.decimales);
+            total += importe;
+            campos[static_cast<std::size_t>(colMes(mes))] = ValorCelda::importe(importe, formato);
+            negativo[colMes(mes)] = importe < 0 && Currency::enRango(importe);
         }
         campos[kTotal] = ValorCelda::importe(total, formato);
         negativo[kTotal] = total < 0 && Currency::enRango(total);
