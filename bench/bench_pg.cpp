@@ -141,6 +141,19 @@ double mediana(std::vector<double> v)
     return v[v.size() / 2];
 }
 
+// The worksheet as the host opens it on a connection, before its first load.
+struct HojaAbierta {
+    frmclsfrmActPresupusto clase;
+    frmActPresupusto* hoja = nullptr;
+    explicit HojaAbierta(const std::shared_ptr<Conexion>& conexion)
+    {
+        clase.setEmpresaLarvex(cargarEmpresa(*conexion, 1));
+        clase.setConexionLarvex(conexion);
+        clase.Show();
+        hoja = clase.formulario();
+    }
+};
+
 // Opens the worksheet on a fresh connection each time: the first load is the
 // one a user waits for when the worksheet opens.
 Medidas medir(const std::function<std::shared_ptr<Conexion>()>& abrir, int repeticiones)
@@ -149,12 +162,8 @@ Medidas medir(const std::function<std::shared_ptr<Conexion>()>& abrir, int repet
     std::vector<double> cargas;
     for (int vez = 0; vez < repeticiones; ++vez) {
         auto conexion = abrir();
-        auto empresa = cargarEmpresa(*conexion, 1);
-        frmclsfrmActPresupusto clase;
-        clase.setEmpresaLarvex(empresa);
-        clase.setConexionLarvex(conexion);
-        clase.Show();
-        frmActPresupusto* hoja = clase.formulario();
+        HojaAbierta abierta(conexion);
+        frmActPresupusto* hoja = abierta.hoja;
         conexion->completarPendientes();
         QElapsedTimer t;
         t.start();
@@ -204,12 +213,8 @@ int escribir(const QStringList& a)
 // From another process's commit to the cell shown, five times.
 double refresco(const std::shared_ptr<Conexion>& conexion, const QString& destino)
 {
-    auto empresa = cargarEmpresa(*conexion, 1);
-    frmclsfrmActPresupusto clase;
-    clase.setEmpresaLarvex(empresa);
-    clase.setConexionLarvex(conexion);
-    clase.Show();
-    frmActPresupusto* hoja = clase.formulario();
+    HojaAbierta abierta(conexion);
+    frmActPresupusto* hoja = abierta.hoja;
     hoja->Form_Activate();
     ModeloRejilla& m = hoja->vsPresupuesto->modelo();
     const int fila = 2;
