@@ -353,7 +353,7 @@ TEST(Conexion, RowsForATemporaryTableAreThereForTheNextStatement)
 {
     BaseDatosPrueba bd;
     auto& c = *bd.conexion;
-    const QString tabla = QStringLiteral("##PresupFiltroCuentas_1.5");
+    const QString tabla = QStringLiteral("##PresupFiltroCuentas_1_5");
     c.Execute(QStringLiteral("CREATE TABLE ") + tabla + QStringLiteral(" ([Codigo] INT, Cuenta [VARCHAR](12))"));
     for (int i = 1; i <= 3; ++i)
         c.Execute(QStringLiteral("INSERT INTO ") + tabla + QStringLiteral(" SELECT %1, '7000000%1'").arg(i));
