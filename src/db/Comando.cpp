@@ -412,6 +412,8 @@ long Comando::Execute()
         conexion_->anotar(texto_);
         anotado_ = true;
     }
+    if (conexion_->grabadora())
+        return conexion_->filasGrabadas();
     conexion_->completarPendientes();
     // Prepared on a session the server has since dropped.
     if (consulta_ && generacion_ != conexion_->generacion())
