@@ -53,8 +53,8 @@ semillas_numeros() {
 
 semillas_dialecto() {
   local SEMILLAS="$1" i=0 t
-  for t in "INSERT INTO ##PresupFiltroCuentas_4523.5 SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos WHERE Cod_Empresa = 1" \
-           "SELECT Top 1 Cod_Ejercicio FROM ##Drumav_Estadisticas_512.5 WHERE Cod_Ejercicio = 2026" \
+  for t in "INSERT INTO ##PresupFiltroCuentas_4523_5 SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos WHERE Cod_Empresa = 1" \
+           "SELECT Top 1 Cod_Ejercicio FROM ##Drumav_Estadisticas_512_5 WHERE Cod_Ejercicio = 2026" \
            "CREATE TABLE ##PresupFiltroCuentas_1 ([Codigo] INT, Cuenta [VARCHAR](12), Nombre VARCHAR(200))" \
            "TRUNCATE TABLE ##PresupFiltroCuentas_1" \
            "UPDATE Presupuestos  SET M5 = 12.5, Modificacion_Manual |= 16 WHERE Cuenta = 'Bar D''Angelo'" \

@@ -27,20 +27,20 @@ bool existeTabla(BaseDatosPrueba& bd, const QString& nombre) { return bd.existeT
 
 } // namespace
 
-TEST(HojaCiclo, TableStampIsHundredthsAsASingleWithSevenDigits)
+TEST(HojaCiclo, TableStampIsHundredthsAsASingleWithSevenDigitsAndNoDecimalPoint)
 {
-    EXPECT_EQ(frmActPresupusto::SelloTabla(36000.0), QStringLiteral("3600000"));
-    EXPECT_EQ(frmActPresupusto::SelloTabla(45.015625), QStringLiteral("4501.563"));
-    EXPECT_EQ(frmActPresupusto::SelloTabla(0.5), QStringLiteral("50"));
-    EXPECT_EQ(frmActPresupusto::SelloTabla(86399.99), QStringLiteral("8639999"));
-    // Early in the day the stamp is short and may carry a decimal point.
-    EXPECT_EQ(frmActPresupusto::SelloTabla(1.2345), QStringLiteral("123.45"));
+    // Early in the day the stamp is short and may carry a fraction: its
+    // point becomes "_", since "##T_123.45" is a name and a number in T-SQL.
+    const std::pair<double, const char*> casos[] = {
+        {36000.0, "3600000"}, {45.015625, "4501_563"}, {0.5, "50"}, {86399.99, "8639999"}, {1.2345, "123_45"}, {1234.567, "123456_7"}};
+    for (const auto& [segundos, sello] : casos)
+        EXPECT_EQ(frmActPresupusto::SelloTabla(segundos), QString::fromLatin1(sello)) << segundos;
 }
 
 TEST(HojaCiclo, LoadCreatesBothTemporaryTablesWithTheirStampsAndDropsThemOnDestruction)
 {
     RelojFijo r;
-    r.ahora = 12.345;   // shortly after midnight: "1234.5"
+    r.ahora = 12.345;   // shortly after midnight: "1234_5"
     BaseDatosPrueba bd;
     PlataformaDePrueba p;
     QString filtro, estadisticas;
@@ -52,14 +52,14 @@ TEST(HojaCiclo, LoadCreatesBothTemporaryTablesWithTheirStampsAndDropsThemOnDestr
         clase.Show();
         filtro = clase.formulario()->TablaFiltroCuentas;
         estadisticas = clase.formulario()->TablaEstadisticas;
-        EXPECT_EQ(filtro, QStringLiteral("##PresupFiltroCuentas_1234.5"));
-        EXPECT_EQ(estadisticas, QStringLiteral("##Drumav_Estadisticas_1234.5"));
+        EXPECT_EQ(filtro, QStringLiteral("##PresupFiltroCuentas_1234_5"));
+        EXPECT_EQ(estadisticas, QStringLiteral("##Drumav_Estadisticas_1234_5"));
         const auto& log = bd.conexion->registro();
         EXPECT_NE(std::find(log.begin(), log.end(),
-                            QStringLiteral("CREATE TABLE ##PresupFiltroCuentas_1234.5([Codigo] INT, Cuenta [VARCHAR](12), Nombre VARCHAR(200), Dpto INT, Dpto_Nombre VARCHAR(200))")),
+                            QStringLiteral("CREATE TABLE ##PresupFiltroCuentas_1234_5([Codigo] INT, Cuenta [VARCHAR](12), Nombre VARCHAR(200), Dpto INT, Dpto_Nombre VARCHAR(200))")),
                   log.end());
         EXPECT_NE(std::find(log.begin(), log.end(),
-                            QStringLiteral("CREATE TABLE ##Drumav_Estadisticas_1234.5 (Cuenta VARCHAR(12), Cod_Ejercicio INT, Dpto INT, M1 MONEY, M2 MONEY, M3 MONEY, "
+                            QStringLiteral("CREATE TABLE ##Drumav_Estadisticas_1234_5 (Cuenta VARCHAR(12), Cod_Ejercicio INT, Dpto INT, M1 MONEY, M2 MONEY, M3 MONEY, "
                                            "M4 MONEY, M5 MONEY, M6 MONEY, M7 MONEY, M8 MONEY, M9 MONEY, M10 MONEY, M11 MONEY, M12 MONEY)")),
                   log.end());
         EXPECT_TRUE(existeTabla(bd, filtro));

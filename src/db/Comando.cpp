@@ -235,20 +235,22 @@ QVariant Comando::valor(int indice) const
     return QVariant();
 }
 
-// The value as Qt's driver receives it: a currency as its double, a null
-// typed after the parameter.
+// The value as Qt's driver receives it, a null typed after the parameter.
+// A server takes a currency as its exact decimal text, which SQL Server's
+// MONEY and PostgreSQL's NUMERIC read to the ten-thousandth (Qt's drivers
+// would send a double, which does not hold every amount); SQLite's REAL
+// takes the double.
 QVariant Comando::paraQt(const Parametro& p) const
 {
     if (conexion_->motor() == Motor::PostgreSQL) {
-        // The server's NUMERIC takes the currency's exact decimal text; its
-        // bit columns are small integers.
+        // Its bit columns are small integers.
         if (p.nulo)
             return p.tipo == TipoParametro::Texto ? QVariant(QMetaType::fromType<QString>()) : QVariant(QMetaType::fromType<int>());
-        if (p.tipo == TipoParametro::Moneda)
-            return QVariant(Currency::fromRaw(p.numero).toSqlText());
         if (p.tipo == TipoParametro::Booleano)
             return QVariant(p.numero != 0 ? 1 : 0);
     }
+    if (conexion_->motor() != Motor::SQLite && p.tipo == TipoParametro::Moneda)
+        return p.nulo ? QVariant(QMetaType::fromType<QString>()) : QVariant(Currency::fromRaw(p.numero).toSqlText());
     if (p.nulo) {
         switch (p.tipo) {
         case TipoParametro::Entero: return QVariant(QMetaType::fromType<int>());
@@ -415,6 +417,8 @@ long Comando::Execute()
         conexion_->anotar(texto_);
         anotado_ = true;
     }
+    if (conexion_->grabadora())
+        return conexion_->filasGrabadas();
     conexion_->completarPendientes();
     // Prepared on a session the server has since dropped.
     if (consulta_ && generacion_ != conexion_->generacion())

@@ -17,13 +17,18 @@
 #include <QTimer>
 #include <QUrl>
 #include <QCoreApplication>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QPointer>
+#include <QRegularExpression>
+#include <QSet>
 #include <algorithm>
 #include <chrono>
 #include <thread>
 #include <atomic>
 #include <cstdlib>
 #include <limits>
+#include <mutex>
 #include <optional>
 #include <libpq-fe.h>
 #include <unistd.h>
@@ -34,6 +39,56 @@ namespace presupuestos {
 namespace {
 
 constexpr std::size_t kMaxRegistro = 20000;
+
+// A composed text with what changes from one run to the next made alike:
+// literals, numbers, and the stamps in temporary tables' names.
+QString formaSentencia(const QString& sql)
+{
+    static const QRegularExpression cifras(QStringLiteral("\\d+"));
+    QString f;
+    for (const TokenSql& t : tokens::tokenizar(sql)) {
+        if (t.tipo == TokenSql::Tipo::Literal)
+            f += QStringLiteral("''");
+        else if (t.tipo == TokenSql::Tipo::Numero || tokens::esTemporal(t))
+            f += QString(t.texto).replace(cifras, QStringLiteral("0"));
+        else if (t.tipo == TokenSql::Tipo::Espacio)
+            f += QLatin1Char(' ');
+        else
+            f += t.texto;
+    }
+    return f;
+}
+
+void grabarForma(const QString& sql)
+{
+    static const QString carpeta = qEnvironmentVariable("PRESUPUESTOS_SENTENCIAS");
+    if (carpeta.isEmpty())
+        return;
+    static std::mutex cerrojo;
+    static QSet<QString> vistas;
+    const std::lock_guard<std::mutex> l(cerrojo);
+    const QString forma = formaSentencia(sql);
+    if (vistas.contains(forma))
+        return;
+    vistas.insert(forma);
+    // Whoever composed it, to say where a failing text comes from: the
+    // test a process runs (as its command line names it), or the program.
+    QString origen;
+    QFile linea(QStringLiteral("/proc/self/cmdline"));
+    if (linea.open(QIODevice::ReadOnly)) {
+        const QList<QByteArray> argumentos = linea.readAll().split('\0');
+        origen = QFileInfo(QString::fromLocal8Bit(argumentos.value(0))).fileName();
+        for (const QByteArray& a : argumentos)
+            if (a.startsWith("--gtest_filter="))
+                origen = QString::fromLocal8Bit(a.mid(15));
+    }
+    QDir().mkpath(carpeta);
+    QFile f(QDir(carpeta).filePath(QString::number(::getpid()) + QStringLiteral(".jsonl")));
+    if (!f.open(QIODevice::WriteOnly | QIODevice::Append))
+        return;
+    const QJsonObject o{{QStringLiteral("forma"), forma}, {QStringLiteral("texto"), sql}, {QStringLiteral("prueba"), origen}};
+    f.write(QJsonDocument(o).toJson(QJsonDocument::Compact) + '\n');
+}
 
 QString nuevoNombreConexion()
 {
@@ -280,6 +335,13 @@ std::shared_ptr<Conexion> Conexion::abrirOdbc(const QString& cadenaConexion)
     return c;
 }
 
+std::shared_ptr<Conexion> Conexion::grabadoraSqlServer()
+{
+    std::shared_ptr<Conexion> c(new Conexion(Motor::SqlServer, nuevoNombreConexion()));
+    c->grabadora_ = true;
+    return c;
+}
+
 std::shared_ptr<Conexion> Conexion::abrirPostgres(const QString& conninfo)
 {
     if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QPSQL")))
@@ -408,7 +470,8 @@ QString Conexion::adaptar(const QString& sql)
 
 void Conexion::anotar(const QString& sql)
 {
-    if (!registroActivo_)
+    grabarForma(sql);
+    if (!registroActivo_ && !grabadora_)
         return;
     registro_.push_back(sql);
     if (registro_.size() > kMaxRegistro)
@@ -963,6 +1026,8 @@ void Conexion::enviarLote()
 long Conexion::Execute(const QString& sql, int opciones)
 {
     anotar(sql);
+    if (grabadora_)
+        return filasGrabadas_;
     recuperarSesion();
     if (motor_ == Motor::PostgreSQL)
         recordarTemporal(sql);
@@ -1019,6 +1084,8 @@ void Conexion::completarPendientes()
 Recordset Conexion::Abrir(const QString& sql)
 {
     anotar(sql);
+    if (grabadora_)
+        return Recordset();
     completarPendientes();
     if (sqlite_) {
         const QByteArray texto = adaptar(sql).toUtf8();
@@ -1063,7 +1130,8 @@ void Conexion::BeginTrans()
 {
     completarPendientes();
     anotar(QStringLiteral("BEGIN TRANSACTION"));
-    if (motor_ == Motor::SQLite) {
+    if (grabadora_) {
+    } else if (motor_ == Motor::SQLite) {
         // Every transaction here writes: it takes the write lock at once, so
         // what it reads before writing cannot change under it, and another
         // user's lock is waited for (the busy timeout) instead of refused
@@ -1115,7 +1183,7 @@ void Conexion::CommitTrans()
             if (a.antesDeConfirmar)
                 a.antesDeConfirmar();
     anotar(QStringLiteral("COMMIT TRANSACTION"));
-    if (!db_.commit())
+    if (!grabadora_ && !db_.commit())
         throw errorMotor(db_.lastError());
     if (transacciones_ > 0)
         --transacciones_;
@@ -1132,7 +1200,7 @@ void Conexion::RollbackTrans()
     if (transacciones_ > 0)
         --transacciones_;
     puntoGuardado_ = false;
-    const bool hecho = db_.rollback();
+    const bool hecho = grabadora_ || db_.rollback();
     if (transacciones_ == 0)
         for (const auto& [dueno, a] : avisos_)
             if (a.alDeshacer)

@@ -52,6 +52,15 @@ public:
     // ("host=... dbname=... user=..."). The retail database of three-part
     // names is a schema of the same database.
     static std::shared_ptr<Conexion> abrirPostgres(const QString& conninfo);
+    // SQL Server with no server behind it: every composed text is logged as
+    // it would be sent (the journal's too), and nothing runs. Queries come back empty and a
+    // write says it touched filasGrabadas() rows (0: an update-else-insert
+    // composes both). Where no server can run, the server's own statements
+    // are composed on it to be checked.
+    static std::shared_ptr<Conexion> grabadoraSqlServer();
+    bool grabadora() const { return grabadora_; }
+    long filasGrabadas() const { return filasGrabadas_; }
+    void setFilasGrabadas(long n) { filasGrabadas_ = n; }
 
     ~Conexion();
     Conexion(const Conexion&) = delete;
@@ -147,7 +156,11 @@ public:
     // The PostgreSQL connection under the driver; null for other engines.
     ::pg_conn* postgres() const { return pg_; }
 
-    // Internal use by Recordset and Comando.
+    // Internal use by Recordset and Comando. Every composed text comes here
+    // before any dialect; when PRESUPUESTOS_SENTENCIAS names a folder, each
+    // new shape of text (literals, numbers and the stamps of temporary
+    // names made alike) is also written there, with the first text of that
+    // shape, for the T-SQL grammar check of the tests.
     void anotar(const QString& sql);
     void registrarComando(Comando* c) { comandos_.push_back(c); }
     // PostgreSQL: one statement through libpq, by name when prepared (and
@@ -224,6 +237,8 @@ private:
     QHash<qint64, bool> ambitos_;
 
     Motor motor_;
+    bool grabadora_ = false;
+    long filasGrabadas_ = 0;
     QString nombre_;
     QString fichero_;
     QSqlDatabase db_;

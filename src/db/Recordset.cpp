@@ -45,6 +45,8 @@ Consulta::~Consulta() { sqlite3_finalize(st_); }
 Recordset Consulta::Abrir(const std::vector<QVariant>& valores)
 {
     conexion_->anotar(texto_);
+    if (conexion_->grabadora())
+        return Recordset();
     conexion_->completarPendientes();
     sqlite3* db = conexion_->sqlite();
     if (conexion_->postgres()) {

@@ -58,7 +58,7 @@ public:
 
     // Stamp of a temporary table's name for a time of day: hundredths of a
     // second as a single-precision number, written with up to seven
-    // significant digits ("4501.563", "3600025").
+    // significant digits, "_" for the decimal point ("4501_563", "3600025").
     static QString SelloTabla(double segundosDesdeMedianoche);
 
     // ---- Worksheet-level controls ------------------------------------------------

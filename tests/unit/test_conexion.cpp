@@ -57,7 +57,9 @@ TEST(Conexion, RecordsetFieldsReadAsTheQtDriverGivesThem)
     BaseDatosPrueba bd;
     const QString consulta = QStringLiteral(
         "SELECT 7 AS Entero, -9223372036854775807 AS Grande, 1.25 AS Real, 'Año 2027 ''ñ''' AS Texto, NULL AS Nulo, "
-        "x'00ff' AS Bloque, '' AS Vacio, '12,5' AS Cifra, 0.1 + 0.2 AS Suma, 1e300 AS Enorme");
+        "%1 AS Bloque, '' AS Vacio, '12,5' AS Cifra, 0.1 + 0.2 AS Suma, 1e300 AS Enorme")
+        // Each engine's bytes written so that T-SQL reads them too.
+        .arg(bd.enPostgres() ? QStringLiteral("CAST('0000000011111111' AS BIT(16))") : QStringLiteral("zeroblob(2)"));
     Recordset rs = bd.conexion->Abrir(consulta);
     QSqlQuery q(bd.conexion->baseDatos());
     ASSERT_TRUE(q.exec(consulta));
@@ -358,7 +360,7 @@ TEST(Conexion, RowsForATemporaryTableAreThereForTheNextStatement)
 {
     BaseDatosPrueba bd;
     auto& c = *bd.conexion;
-    const QString tabla = QStringLiteral("##PresupFiltroCuentas_1.5");
+    const QString tabla = QStringLiteral("##PresupFiltroCuentas_1_5");
     c.Execute(QStringLiteral("CREATE TABLE ") + tabla + QStringLiteral(" ([Codigo] INT, Cuenta [VARCHAR](12))"));
     for (int i = 1; i <= 3; ++i)
         c.Execute(QStringLiteral("INSERT INTO ") + tabla + QStringLiteral(" SELECT %1, '7000000%1'").arg(i));

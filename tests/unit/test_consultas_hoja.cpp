@@ -63,7 +63,7 @@ TEST(ConsultasHoja, StatisticsInsertPivotsDaysTicketsAndUnitsPerStoreAndMonth)
 {
     BaseDatosPrueba bd;
     auto& c = *bd.conexion;
-    const QString tabla = QStringLiteral("##Drumav_Estadisticas_77.5");
+    const QString tabla = QStringLiteral("##Drumav_Estadisticas_77_5");
     c.Execute(QStringLiteral("CREATE TABLE ") + tabla
               + QStringLiteral(" (Cuenta VARCHAR(12), Cod_Ejercicio INT, Dpto INT, M1 MONEY, M2 MONEY, M3 MONEY, M4 MONEY, M5 MONEY, M6 MONEY, "
                                "M7 MONEY, M8 MONEY, M9 MONEY, M10 MONEY, M11 MONEY, M12 MONEY)"));

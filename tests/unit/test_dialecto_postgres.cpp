@@ -20,10 +20,10 @@ TEST(DialectoPostgres, RewritesEachConstructAndNothingInsideLiteralsOrNames)
         // ISNULL, TOP, temporary tables with the point of their stamp, MONEY.
         {"SELECT ISNULL(p.M1,0), isnull (x,1) FROM t", "SELECT COALESCE(p.M1,0), COALESCE(x,1) FROM t"},
         {"SELECT Top 1 Cod_Ejercicio FROM t WHERE a = 1", "SELECT Cod_Ejercicio FROM t WHERE a = 1 LIMIT 1"},
-        {"CREATE TABLE ##Drumav_Estadisticas_512.5 (Cuenta VARCHAR(12), Dpto INT, M1 MONEY, M12 MONEY)",
-         "CREATE TEMP TABLE \"##Drumav_Estadisticas_512.5\" (Cuenta VARCHAR(12), Dpto INT, M1 NUMERIC(19,4), M12 NUMERIC(19,4))"},
-        {"CREATE TABLE ##PresupFiltroCuentas_4523.5([Codigo] INT, Cuenta [VARCHAR](12))",
-         "CREATE TEMP TABLE \"##PresupFiltroCuentas_4523.5\"(Codigo INT, Cuenta VARCHAR(12))"},
+        {"CREATE TABLE ##Drumav_Estadisticas_512_5 (Cuenta VARCHAR(12), Dpto INT, M1 MONEY, M12 MONEY)",
+         "CREATE TEMP TABLE \"##Drumav_Estadisticas_512_5\" (Cuenta VARCHAR(12), Dpto INT, M1 NUMERIC(19,4), M12 NUMERIC(19,4))"},
+        {"CREATE TABLE ##PresupFiltroCuentas_4523_5([Codigo] INT, Cuenta [VARCHAR](12))",
+         "CREATE TEMP TABLE \"##PresupFiltroCuentas_4523_5\"(Codigo INT, Cuenta VARCHAR(12))"},
         {"TRUNCATE TABLE ##PresupFiltroCuentas_1", "TRUNCATE TABLE \"##PresupFiltroCuentas_1\""},
         // Three-part names: a schema of the same database.
         {"FROM [Pelvor].dbo.A x JOIN Otra.dbo.B", "FROM Pelvor.A x JOIN Otra.B"},
@@ -40,8 +40,8 @@ TEST(DialectoPostgres, RewritesEachConstructAndNothingInsideLiteralsOrNames)
          "SELECT \"Caja.dbo.Central\", \"x ISNULL( y\", \"a]b |= c\", \"TOP 2 x\", \"1\", \"order\" FROM \"##tabla\""},
         {"SELECT ISNULL([1], 0) AS [1]", "SELECT COALESCE(\"1\", 0) AS \"1\""},
         // Literals and comments as composed.
-        {"INSERT INTO ##PresupFiltroCuentas_4523.5 SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos",
-         "INSERT INTO \"##PresupFiltroCuentas_4523.5\" SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos"},
+        {"INSERT INTO ##PresupFiltroCuentas_4523_5 SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos",
+         "INSERT INTO \"##PresupFiltroCuentas_4523_5\" SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos"},
         {"SELECT Nombre FROM [Pelvor].dbo.Cuentas WHERE Nombre = 'Caja.dbo.Central'",
          "SELECT Nombre FROM Pelvor.Cuentas WHERE Nombre = 'Caja.dbo.Central'"},
         {"SELECT 'x ISNULL( y', 'Len(a)', 'MONEY', '[Pelvor].dbo.x', 'a |= b', '##t' FROM t",

@@ -15,8 +15,8 @@ TEST(DialectoSqlite, RewritesEachConstruct)
               QStringLiteral("SELECT Cod_Ejercicio FROM t WHERE a = 1 LIMIT 1"));
     EXPECT_EQ(DialectoSqlite::truncate(QStringLiteral("TRUNCATE TABLE ##PresupFiltroCuentas_1")),
               QStringLiteral("DELETE FROM ##PresupFiltroCuentas_1"));
-    EXPECT_EQ(DialectoSqlite::tablasTemporales(QStringLiteral("CREATE TABLE ##Drumav_Estadisticas_512.5 (a INT)")),
-              QStringLiteral("CREATE TEMP TABLE \"##Drumav_Estadisticas_512.5\" (a INT)"));
+    EXPECT_EQ(DialectoSqlite::tablasTemporales(QStringLiteral("CREATE TABLE ##Drumav_Estadisticas_512_5 (a INT)")),
+              QStringLiteral("CREATE TEMP TABLE \"##Drumav_Estadisticas_512_5\" (a INT)"));
     QStringList bases;
     EXPECT_EQ(DialectoSqlite::nombresTresPartes(QStringLiteral("FROM [Pelvor].dbo.A x JOIN Otra.dbo.B"), &bases),
               QStringLiteral("FROM \"Pelvor\".A x JOIN \"Otra\".B"));
@@ -37,8 +37,8 @@ TEST(DialectoSqlite, OnlyTextOutsideLiteralsAndNamesIsRewritten)
         QStringList bases;
     };
     const Caso casos[] = {
-        {"INSERT INTO ##PresupFiltroCuentas_4523.5 SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos",
-         "INSERT INTO \"##PresupFiltroCuentas_4523.5\" SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos", {}},
+        {"INSERT INTO ##PresupFiltroCuentas_4523_5 SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos",
+         "INSERT INTO \"##PresupFiltroCuentas_4523_5\" SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos", {}},
         {"SELECT Top 1 Nombre FROM Cuentas WHERE Nombre = 'Ventas TOP 2 tiendas'",
          "SELECT Nombre FROM Cuentas WHERE Nombre = 'Ventas TOP 2 tiendas' LIMIT 1", {}},
         {"SELECT Nombre FROM [Pelvor].dbo.Cuentas WHERE Nombre = 'Caja.dbo.Central'",
@@ -80,7 +80,7 @@ TEST(DialectoSqlite, TemporaryTablesWithAStampCarryingAPointRunForReal)
 {
     BaseDatosPrueba bd;
     auto& c = *bd.conexion;
-    const QString t = QStringLiteral("##PresupFiltroCuentas_4523.5");
+    const QString t = QStringLiteral("##PresupFiltroCuentas_4523_5");
     c.Execute(QStringLiteral("CREATE TABLE ") + t
               + QStringLiteral("([Codigo] INT, Cuenta [VARCHAR](12), Nombre VARCHAR(200), Dpto INT, Dpto_Nombre VARCHAR(200))"));
     c.Execute(QStringLiteral("INSERT INTO ") + t + QStringLiteral(" SELECT 20, '70000001','Ventas', 1, 'Valencia'"));

@@ -12,7 +12,7 @@ using presupuestos::prueba::BaseDatosPrueba;
 using presupuestos::prueba::numeroError;
 
 namespace {
-const QString kTabla = QStringLiteral("##PresupFiltroCuentas_42.5");
+const QString kTabla = QStringLiteral("##PresupFiltroCuentas_42_5");
 
 // Company 1 with two departments, a small balance configuration of type 11
 // beside lines of another type and of another company, a chart of accounts

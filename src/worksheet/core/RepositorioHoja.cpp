@@ -9,7 +9,9 @@ namespace presupuestos {
 QString RepositorioHoja::sello(double segundosDesdeMedianoche)
 {
     const float centesimas = static_cast<float>(segundosDesdeMedianoche) * 100.0f;
-    return QString::number(static_cast<double>(centesimas), 'g', 7);
+    // A point would end the name in T-SQL ("##T_123456.7" is a name and the
+    // number .7): a worksheet opened early in the day could not open.
+    return QString::number(static_cast<double>(centesimas), 'g', 7).replace(QLatin1Char('.'), QLatin1Char('_'));
 }
 
 qint16 RepositorioHoja::ejercicioInicial(int codEmpresa, int ejercicioEmpresa)

@@ -62,8 +62,8 @@ public:
     std::vector<FilaVentas> filasSobreVentas(int codEmpresa, int ejercicio);
 
     // A temporary table's stamp for a time of day: hundredths of a second as
-    // a single-precision number, with up to seven significant digits
-    // ("4501.563", "3600025").
+    // a single-precision number, with up to seven significant digits and
+    // "_" for the decimal point ("4501_563", "3600025").
     static QString sello(double segundosDesdeMedianoche);
 
     // ---- The filters ----------------------------------------------------------
