@@ -392,7 +392,7 @@ TEST(Conexion, AFullDiskAndATimeoutAreSaidBeforeTheEnginesText)
     };
     if (BaseDatosPrueba::enPostgres()) {
         BaseDatosPrueba bd;
-        bd.conexion->Execute(QStringLiteral("SET statement_timeout = 50"));
+        bd.sql(QStringLiteral("SET statement_timeout = 50"));
         const QString e = error(*bd.conexion, QStringLiteral("SELECT pg_sleep(2)"));
         EXPECT_TRUE(e.startsWith(QStringLiteral("La base de datos ha tardado más de lo permitido y ha cancelado la operación.\r\n"))
                     && e.contains(QStringLiteral("statement timeout")))
