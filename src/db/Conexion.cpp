@@ -857,10 +857,14 @@ void Conexion::ejecutarPostgres(const QString& sql)
         if (PQstatus(pg_) == CONNECTION_BAD)
             break;
     }
-    while (enviado && PQstatus(pg_) != CONNECTION_BAD) {
+    // A null between results is no end; a few in a row would be a result
+    // counted wrong, and waiting on would never end.
+    for (int nulos = 0; enviado && PQstatus(pg_) != CONNECTION_BAD && nulos < 4;) {
         PGresult* r = PQgetResult(pg_);
-        if (!r)
+        if (!r) {
+            ++nulos;
             continue;
+        }
         const bool sincronizado = PQresultStatus(r) == PGRES_PIPELINE_SYNC;
         PQclear(r);
         if (sincronizado)

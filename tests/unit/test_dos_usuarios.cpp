@@ -264,3 +264,43 @@ TEST(DosUsuarios, WhatAWriteDependsOnIsReadOnlyOnceTheRowIsLocked)
     }
 }
 
+
+// Two writers lock each other's row (another program's, not in the
+// worksheet's key order): the server breaks the cycle by failing one; the
+// worksheet's operation chosen for it is run again, whole, once the other
+// is through, and both writes stay.
+TEST(DosUsuarios, AnOperationChosenToBreakADeadlockRunsAgainWhole)
+{
+    BaseDatosPrueba bd;
+    if (!BaseDatosPrueba::enPostgres())
+        GTEST_SKIP() << "SQLite has one writer at a time: nothing to deadlock";
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto) VALUES (1, 2027, '62800001', 1), (1, 2027, '62800002', 1)"));
+    const auto fijar = [](Conexion& c, const char* cuenta, int mes, int valor) {
+        c.Execute(QStringLiteral("UPDATE Presupuestos SET M%1 = %2 WHERE Cuenta = '%3'").arg(mes).arg(valor).arg(QLatin1String(cuenta)));
+    };
+    int intentos = 0;
+    std::unique_ptr<OtroUsuario> otro;
+    std::atomic<bool> tieneLaSegunda{false};
+    repetirTrasInterbloqueo(*bd.conexion, [&] {
+        ++intentos;
+        Transaccion t(*bd.conexion);
+        fijar(*bd.conexion, "62800001", 1, 10);
+        if (!otro) {
+            otro = std::make_unique<OtroUsuario>(bd.destino, [&](Conexion& c) {
+                c.BeginTrans();
+                fijar(c, "62800002", 2, 20);
+                tieneLaSegunda = true;
+                pausa();
+                fijar(c, "62800001", 2, 20);
+                c.CommitTrans();
+            });
+            otro->esperar(tieneLaSegunda);
+        }
+        fijar(*bd.conexion, "62800002", 1, 10);
+        t.confirmar();
+    });
+    EXPECT_EQ(otro->terminar(), QString());
+    EXPECT_EQ(intentos, 2);
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 1).mid(0, 2), (QStringList{"10", "20"}));
+    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800002"), 1).mid(0, 2), (QStringList{"10", "20"}));
+}

@@ -133,13 +133,23 @@ void EscrituraHoja::enLote(const std::function<void()>& cuerpo)
         cuerpo();
         return;
     }
-    repetirTrasInterbloqueo(*ConexionActiva, [&] { loteUnaVez(cuerpo); });
+    filasLote_.clear();
+    try {
+        repetirTrasInterbloqueo(*ConexionActiva, [&] { loteUnaVez(cuerpo); });
+    } catch (const VbError& e) {
+        // Given up after deadlocks: every attempt was rolled back, so the
+        // rows any of them touched show the database again.
+        if (e.causa() == VbError::Causa::Interbloqueo)
+            for (int f : filasLote_)
+                mostrarGuardada(f);
+        filasLote_.clear();
+        throw;
+    }
 }
 
 void EscrituraHoja::loteUnaVez(const std::function<void()>& cuerpo)
 {
     Transaccion t(*ConexionActiva);
-    filasLote_.clear();
     enLote_ = true;
     ventasPendientes_ = false;
     std::exception_ptr fallo;
@@ -161,10 +171,10 @@ void EscrituraHoja::loteUnaVez(const std::function<void()>& cuerpo)
         try {
             std::rethrow_exception(fallo);
         } catch (const VbError& e) {
-            if (e.causa() == VbError::Causa::Interbloqueo) {
-                filasLote_.clear();
+            // The rows it touched stay known, to be shown as stored if no
+            // attempt gets through.
+            if (e.causa() == VbError::Causa::Interbloqueo)
                 throw;
-            }
         } catch (...) {
         }
     }
