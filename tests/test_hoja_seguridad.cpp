@@ -524,9 +524,18 @@ TEST(HojaDosUsuarios, FourUsersAtOnceLoseNothingAndEveryRowsJournalIsWhole)
         const auto cambios = diario.historial(cuenta, dpto, 2027);
         ASSERT_FALSE(cambios.empty());
         EXPECT_TRUE(cambios.front().despues == diario.leer(cuenta, dpto, 2027)) << cuenta.toStdString() << "/" << dpto;
+        const auto texto = [](const Diario::Imagen& im) {
+            QStringList t{im.existe ? QStringLiteral("fila") : QStringLiteral("sin fila")};
+            for (const Currency& m : im.meses)
+                t << m.toPlainText();
+            t << QString::number(im.metodo) << QString::number(im.manual);
+            return t.join(QLatin1Char(' ')).toStdString();
+        };
         for (std::size_t k = 0; k + 1 < cambios.size(); ++k)
             EXPECT_TRUE(cambios[k].antes == cambios[k + 1].despues)
-                << cuenta.toStdString() << "/" << dpto << ": operation " << cambios[k].operacion << " after " << cambios[k + 1].operacion;
+                << cuenta.toStdString() << "/" << dpto << ": operation " << cambios[k].operacion << " (" << cambios[k].descripcion.toStdString()
+                << ", " << texto(cambios[k].antes) << ") after " << cambios[k + 1].operacion << " ("
+                << cambios[k + 1].descripcion.toStdString() << ", " << texto(cambios[k + 1].despues) << ")";
         ++revisadas;
     }
     EXPECT_GE(revisadas, 8);

@@ -317,8 +317,15 @@ void Diario::antes(const QString& cuenta, qint16 dpto, qint16 ejercicio, Tipo ti
     if (prevista != previstas_.end()) {
         f.antes = prevista->second;
     } else if (!anosLeidos_.contains(ejercicio)) {
-        c_->bloquearClaves(ambito(ejercicio), {claveBloqueo(cuenta, dpto)});
-        f.antes = leer(cuenta, dpto, ejercicio);
+        try {
+            c_->bloquearClaves(ambito(ejercicio), {claveBloqueo(cuenta, dpto)});
+            f.antes = leer(cuenta, dpto, ejercicio);
+        } catch (...) {
+            // Not known after all (a lock not granted, a deadlock): when the
+            // transaction runs again the row is read as new.
+            indice_.erase(it);
+            throw;
+        }
     }
     // else: the year was read whole and the row was not in it.
     abierta_->filas.push_back(std::move(f));

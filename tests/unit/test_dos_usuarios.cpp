@@ -290,6 +290,15 @@ TEST(DosUsuarios, AnOperationChosenToBreakADeadlockRunsAgainWhole)
                 c.BeginTrans();
                 fijar(c, "62800002", 2, 20);
                 tieneLaSegunda = true;
+                // Only once this user waits for the row: the one that waits
+                // first is the one the server fails.
+                for (int i = 0; i < 500; ++i) {
+                    Recordset rs = c.Abrir(QStringLiteral("SELECT COUNT(*) FROM pg_stat_activity WHERE wait_event_type = 'Lock' "
+                                                          "AND datname = current_database()"));
+                    if (rs.entero(0) > 0)
+                        break;
+                    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+                }
                 pausa();
                 fijar(c, "62800001", 2, 20);
                 c.CommitTrans();
@@ -303,4 +312,43 @@ TEST(DosUsuarios, AnOperationChosenToBreakADeadlockRunsAgainWhole)
     EXPECT_EQ(intentos, 2);
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 1).mid(0, 2), (QStringList{"10", "20"}));
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800002"), 1).mid(0, 2), (QStringList{"10", "20"}));
+}
+
+// A row of a batch whose lock is refused (another user holds it too long)
+// stops the batch, which rolls back; run again, the same operation reads
+// that row as new and journals every row with what it was and became.
+TEST(DosUsuarios, ARowWhoseLockWasRefusedIsReadAsNewWhenTheBatchRunsAgain)
+{
+    QTemporaryDir dir;
+    BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2027, '62800001', 1, 1), (1, 2027, '62800002', 1, 1)"));
+    clsDBPresupuesto store;
+    Diario diario(bd.conexion, 1);
+    store.setDiario(&diario);
+    bd.conexion->setEsperaBloqueo(100);
+    const auto lote = [&] {
+        Transaccion t(*bd.conexion);
+        store.ActualizacionManual(QStringLiteral("62800001"), 1, 2, C(QStringLiteral("5")));
+        store.ActualizacionManual(QStringLiteral("62800002"), 1, 2, C(QStringLiteral("5")));
+        t.confirmar();
+    };
+    {
+        auto op = diario.operacion(Diario::Tipo::Pegado, QStringLiteral("pegar"));
+        auto otro = bd.otraConexion();
+        QSqlQuery bloqueo(otro->baseDatos());
+        // On SQLite the whole file is the lock, taken when the batch begins.
+        ASSERT_TRUE(bloqueo.exec(bd.conexion->motor() == Motor::PostgreSQL
+                                     ? QStringLiteral("BEGIN; UPDATE Presupuestos SET M3 = 3 WHERE Cuenta = '62800002'")
+                                     : BaseDatosPrueba::sentenciaBloqueo()));
+        EXPECT_NE(numeroError(lote), 0);
+        ASSERT_TRUE(bloqueo.exec(QStringLiteral("ROLLBACK")));
+        lote();
+    }
+    ASSERT_NE(diario.ultima(), nullptr);
+    ASSERT_EQ(diario.ultima()->filas.size(), 2u);
+    for (const Diario::Fila& f : diario.ultima()->filas) {
+        EXPECT_EQ(f.antes.meses[1], Currency()) << f.cuenta.toStdString();
+        EXPECT_EQ(f.despues.meses[1], C(QStringLiteral("5"))) << f.cuenta.toStdString();
+    }
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Cambios")).toInt(), 2);
 }
