@@ -708,6 +708,10 @@ void Conexion::bloquearClaves(const QString& ambito, const QStringList& claves)
     const qint64 a = numeroBloqueo(QStringLiteral("presupuestos"), ambito);
     if (ambitos_.value(a, false))
         return;
+    if (claves.size() + bloqueadas_.size() > kMaxClavesBloqueadas) {
+        bloquearAmbito(ambito);
+        return;
+    }
     std::vector<qint64> numeros;
     numeros.reserve(static_cast<std::size_t>(claves.size()));
     for (const QString& c : claves) {

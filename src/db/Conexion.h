@@ -108,6 +108,13 @@ public:
     // and the other way round.
     void bloquearClaves(const QString& ambito, const QStringList& claves);
     void bloquearAmbito(const QString& ambito);
+    // Whether keys are locked one by one (a server): otherwise there is no
+    // need to name them.
+    bool bloqueaPorClave() const { return pg_ != nullptr; }
+    // Past this many keys the whole ambit is locked instead: the server's
+    // table of locks is shared by every session and sized for a few dozen
+    // each.
+    static constexpr int kMaxClavesBloqueadas = 1000;
     // Whether the outermost transaction is still open: the engine rolls it
     // back on its own after some failures (a full disk, a lost connection).
     bool transaccionViva() const;

@@ -382,7 +382,8 @@ void Diario::prever(const std::vector<std::pair<QString, qint16>>& filas, qint16
     for (const auto& [cuenta, dpto] : filas)
         if (!indice_.count(claveFila(cuenta, dpto, ejercicio))) {
             nuevas.emplace_back(cuenta, dpto);
-            claves << claveBloqueo(cuenta, dpto);
+            if (c_->bloqueaPorClave())
+                claves << claveBloqueo(cuenta, dpto);
         }
     c_->bloquearClaves(ambito(ejercicio), claves);
     for (auto& [k, im] : leerVarias(nuevas, ejercicio, true))
@@ -608,7 +609,7 @@ Diario::Imagenes Diario::leerFilas(const std::vector<const Fila*>& filas, bool b
         porEjercicio[f->ejercicio].emplace_back(f->cuenta, f->dpto);
     Imagenes r;
     for (const auto& [ejercicio, claves] : porEjercicio) {
-        if (bloquear) {
+        if (bloquear && c_->bloqueaPorClave()) {
             QStringList bloqueo;
             for (const auto& [cuenta, dpto] : claves)
                 bloqueo << claveBloqueo(cuenta, dpto);
