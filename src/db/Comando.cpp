@@ -368,12 +368,7 @@ long Comando::ejecutarPostgres()
         } else {
             nombrePg_.clear();
         }
-        QString numerado;
-        int n = 0;
-        for (const auto& k : tokens::tokenizar(conexion_->adaptar(texto_)))
-            numerado += k.tipo == TokenSql::Tipo::Signo && k.texto == QLatin1String("?") ? QStringLiteral("$") + QString::number(++n)
-                                                                                           : k.texto;
-        textoPg_ = numerado.toUtf8();
+        textoPg_ = tokens::numerarMarcas(conexion_->adaptar(texto_)).toUtf8();
         generacionPg_ = conexion_->generacion();
     }
     std::vector<QByteArray> valores(parametros_.size());

@@ -954,18 +954,6 @@ std::optional<FormaTexto> formaPostgres(const QString& sql)
     return f;
 }
 
-// The markers ("?") outside quotes, names and comments numbered as
-// PostgreSQL's ($1, $2...).
-QByteArray numerarMarcas(const QString& texto)
-{
-    auto t = tokens::tokenizar(texto);
-    int n = 0;
-    for (TokenSql& k : t)
-        if (k.tipo == TokenSql::Tipo::Signo && k.texto == QLatin1String("?"))
-            k = TokenSql{TokenSql::Tipo::Crudo, QStringLiteral("$") + QString::number(++n)};
-    return tokens::unir(t).toUtf8();
-}
-
 constexpr std::size_t kMaxFormasPg = 64;
 
 } // namespace
@@ -985,7 +973,7 @@ bool Conexion::ejecutarForma(const QString& sql, long* afectadas)
         }
         FormaPg f;
         f.nombre = "presupuestos_forma_" + QByteArray::number(++siguienteNombre_);
-        f.texto = numerarMarcas(adaptar(forma->clave));
+        f.texto = tokens::numerarMarcas(adaptar(forma->clave)).toUtf8();
         it = formasPg_.emplace(forma->clave, std::move(f)).first;
     }
     FormaPg& f = it->second;

@@ -50,11 +50,7 @@ Recordset Consulta::Abrir(const std::vector<QVariant>& valores)
     conexion_->completarPendientes();
     sqlite3* db = conexion_->sqlite();
     if (conexion_->postgres()) {
-        QString numerado;
-        int n = 0;
-        for (const auto& k : tokens::tokenizar(conexion_->adaptar(texto_)))
-            numerado += k.tipo == TokenSql::Tipo::Signo && k.texto == QLatin1String("?") ? QStringLiteral("$") + QString::number(++n)
-                                                                                           : k.texto;
+        const QString numerado = tokens::numerarMarcas(conexion_->adaptar(texto_));
         std::vector<QByteArray> textos;
         std::vector<char> nulos;
         for (const QVariant& v : valores) {

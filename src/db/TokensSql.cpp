@@ -379,6 +379,16 @@ void bloqueo(Tokens& t, bool paraActualizar)
     }
 }
 
+QString numerarMarcas(const QString& texto)
+{
+    Tokens t = tokenizar(texto);
+    int n = 0;
+    for (TokenSql& k : t)
+        if (k.tipo == Tipo::Signo && k.texto == QLatin1String("?"))
+            k = TokenSql{Tipo::Crudo, QStringLiteral("$") + QString::number(++n)};
+    return unir(t);
+}
+
 QString unir(const Tokens& t) { return unir(t, 0, static_cast<int>(t.size())); }
 
 int cierreDe(const Tokens& t, int i)

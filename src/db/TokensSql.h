@@ -69,6 +69,9 @@ void isNull(Tokens& t, const QString& funcion);
 void asignacionOr(Tokens& t);
 void pivot(Tokens& t, const Citar& citar);
 void top(Tokens& t);
+// The markers ("?") outside quotes, names and comments numbered as
+// PostgreSQL numbers its parameters ($1, $2...).
+QString numerarMarcas(const QString& texto);
 // A table hint that locks what a read finds until the transaction ends
 // ("WITH (UPDLOCK, HOLDLOCK)" after the table's name) is taken out; with
 // paraActualizar the statement then ends in FOR UPDATE instead.
