@@ -5,6 +5,7 @@
 #include "common/VbError.h"
 #include "db/Conexion.h"
 #include "db/schema/DatosDemo.h"
+#include "db/schema/Esquema.h"
 #include "desktop/PlataformaQt.h"
 #include "host/Empresa.h"
 #include "host/entry/frmclsfrmActPresupusto.h"
@@ -176,8 +177,10 @@ int ejecutar(QApplication& app)
     QCommandLineParser p;
     p.setApplicationDescription(QStringLiteral("Hoja de presupuestos: importe por cuenta, departamento y mes."));
     p.addHelpOption();
-    p.addPositionalArgument(QStringLiteral("orden"), QStringLiteral("generar-demo: crea una base de datos de demostración y termina."),
-                            QStringLiteral("[generar-demo]"));
+    p.addPositionalArgument(QStringLiteral("orden"),
+                            QStringLiteral("generar-demo: crea una base de datos de demostración y termina. "
+                                           "esquema-sqlserver: escribe las sentencias que crean las tablas en SQL Server y termina."),
+                            QStringLiteral("[generar-demo | esquema-sqlserver]"));
     QCommandLineOption optBd(QStringLiteral("bd"), QStringLiteral("Base de datos SQLite (por defecto, la de demostración, que se crea la primera vez)."),
                              QStringLiteral("fichero"));
     QCommandLineOption optOdbc(QStringLiteral("odbc"), QStringLiteral("Cadena de conexión ODBC a SQL Server, en lugar de SQLite."),
@@ -242,6 +245,11 @@ int ejecutar(QApplication& app)
         return fallo(ErrorUso, QStringLiteral("Indique una sola base de datos: --bd, --pg o --odbc."));
     const QStringList ordenes = p.positionalArguments();
 
+    if (ordenes.size() == 1 && ordenes.first() == QLatin1String("esquema-sqlserver")) {
+        // For the administrator, who runs them once with sqlcmd.
+        QTextStream(stdout) << Esquema::guionSqlServer(QStringLiteral("Pelvor"));
+        return 0;
+    }
     if (!ordenes.isEmpty()) {
         if (ordenes.first() != QLatin1String("generar-demo") || p.isSet(optBd) == p.isSet(optPg))
             return fallo(ErrorUso, QStringLiteral("Uso: presupuestos generar-demo (--bd FICHERO | --pg CADENA) [--empresa N] [--cuentas N --departamentos N] [--reemplazar]"));

@@ -88,25 +88,18 @@ Diario::Diario(std::shared_ptr<Conexion> conexion, qint16 empresa, bool crearTab
     : c_(std::move(conexion)), empresa_(empresa)
 {
     SinRegistro sin(*c_);
-    // The journal's table is created where the system has a script for it
-    // (SQLite, PostgreSQL); on SQL Server an administrator runs it.
-    if (crearTabla && c_->motor() != Motor::SqlServer) {
+    // The journal's table is created where the system makes its tables; on
+    // SQL Server an administrator does.
+    if (crearTabla && c_->controlador().creaEsquema()) {
         // A read-only database cannot take it: the journal then stays in memory.
         try {
             Esquema::crearDiario(*c_);
         } catch (const std::exception&) {
         }
     }
-    if (c_->motor() == Motor::SQLite) {
-        const auto entorno = QProcessEnvironment::systemEnvironment();
-        usuario_ = entorno.value(QStringLiteral("USER"), entorno.value(QStringLiteral("USERNAME")));
-    } else {
-        try {
-            Recordset rs = c_->Abrir(QStringLiteral("SELECT SUSER_SNAME()"));
-            if (!rs.eof())
-                usuario_ = rs.texto(0);
-        } catch (const std::exception&) {
-        }
+    try {
+        usuario_ = c_->controlador().usuario();
+    } catch (const std::exception&) {
     }
     if (usuario_.isEmpty())
         usuario_ = QStringLiteral("desconocido");
@@ -119,10 +112,10 @@ Diario::Diario(std::shared_ptr<Conexion> conexion, qint16 empresa, bool crearTab
     }
     // SQLite has no exact decimal type: its journal keeps amounts as their
     // count of ten-thousandths, exact and smaller than a double.
-    importeExacto_ = c_->motor() == Motor::SQLite;
+    importeExacto_ = c_->controlador().tipoImporteDiario() == TipoParametro::Diezmilesimas;
     if (disponible_) {
         const QString empresa = QString::number(empresa_);
-        const TipoParametro importe = importeExacto_ ? TipoParametro::Diezmilesimas : TipoParametro::Moneda;
+        const TipoParametro importe = c_->controlador().tipoImporteDiario();
         auto imagen = [importe](Comando& c, const QString& prefijo) {
             c.agregarParametro(prefijo + QStringLiteral("Existe"), TipoParametro::Booleano);
             for (int m = 1; m <= 12; ++m)
@@ -505,13 +498,9 @@ void Diario::numerar(const QString& descripcion)
     // server takes the same number first: the next one is tried.
     const QString fecha = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
     for (int intento = 0;; ++intento) {
-        // A server hands out numbers from a sequence, which no two
-        // transactions share; SQLite's transaction holds the write lock, so
-        // the highest number cannot change under it.
-        Recordset rs = c_->Abrir(c_->motor() == Motor::SQLite
-                                     ? QStringLiteral("SELECT MAX(Id) FROM Presupuestos_Operaciones")
-                                     : QStringLiteral("SELECT NEXT VALUE FOR Presupuestos_Operaciones_Id"));
-        const qint32 id = (rs.eof() ? 0 : rs.moneda(0).toInt32()) + (c_->motor() == Motor::SQLite ? 1 : 0);
+        const Controlador::Numeracion numeracion = c_->controlador().numeracionOperaciones();
+        Recordset rs = c_->Abrir(numeracion.consulta);
+        const qint32 id = (rs.eof() ? 0 : rs.moneda(0).toInt32()) + numeracion.suma;
         rs.Close();
         operacion_->setEntero(0, id);
         operacion_->setValor(1, clave(abierta_->tipo));

@@ -1,8 +1,10 @@
 #include "BaseDatosPrueba.h"
 #include "db/schema/DatosDemo.h"
 #include "db/schema/Esquema.h"
+#include "store/Diario.h"
 
-#include <QRegularExpression>
+#include <QMap>
+#include <QSqlQuery>
 #include <gtest/gtest.h>
 
 using namespace presupuestos;
@@ -37,67 +39,83 @@ TEST(DatosDemo, SameSeedSameCompany)
     EXPECT_EQ(a.valor(suma).toDouble(), b.valor(suma).toDouble());
 }
 
-TEST(Esquema, SqlServerScriptsDeclareTheSameTables)
+// The engine holds each table as the schema describes it: its columns in
+// order, none of them nullable but the journal's own numbering, their
+// defaults, amounts kept to the ten-thousandth, and the key.
+TEST(Esquema, TheEngineHoldsTheDescribedTables)
 {
-    for (const auto& [lite, server] : {std::pair{"sqlite.sql", "sqlserver.sql"}, std::pair{"sqlite_retail.sql", "sqlserver_retail.sql"}}) {
-        const QStringList a = Esquema::sentencias(Esquema::script(QString::fromLatin1(lite)));
-        const QStringList b = Esquema::sentencias(Esquema::script(QString::fromLatin1(server)));
-        ASSERT_EQ(a.size(), b.size());
-        for (int i = 0; i < a.size(); ++i) {
-            QString x = a[i];
-            x.replace(QStringLiteral("IF NOT EXISTS "), QString());
-            QString y = b[i];
-            y.replace(QStringLiteral("dbo."), QString());
-            EXPECT_EQ(x, y);
+    BaseDatosPrueba bd(false);
+    Diario diario(bd.conexion, 1);
+    const bool postgres = bd.conexion->motor() == Motor::PostgreSQL;
+    struct Leida {
+        QString nombre;
+        QString tipo;
+        bool nula;
+        QString defecto;
+    };
+    const auto leer = [&](const QString& base, const QString& tabla, QStringList* clave) {
+        std::vector<Leida> r;
+        clave->clear();
+        QSqlQuery q(bd.conexion->baseDatos());
+        if (postgres) {
+            const QString esquema = base.isEmpty() ? QStringLiteral("current_schema()") : QLatin1Char('\'') + base.toLower() + QLatin1Char('\'');
+            EXPECT_TRUE(q.exec(QStringLiteral("SELECT column_name, data_type, numeric_scale, is_nullable, column_default, is_identity "
+                                              "FROM information_schema.columns WHERE table_schema = %1 AND table_name = '%2' "
+                                              "ORDER BY ordinal_position").arg(esquema, tabla.toLower())));
+            while (q.next())
+                r.push_back({q.value(0).toString(), q.value(1).toString() + QLatin1Char('/') + q.value(2).toString(),
+                             q.value(3).toString() == QLatin1String("YES"),
+                             q.value(5).toString() == QLatin1String("YES") ? QStringLiteral("auto") : q.value(4).toString().section(QLatin1Char(':'), 0, 0)});
+            EXPECT_TRUE(q.exec(QStringLiteral("SELECT k.column_name FROM information_schema.table_constraints t "
+                                              "JOIN information_schema.key_column_usage k ON k.constraint_name = t.constraint_name "
+                                              "AND k.table_schema = t.table_schema WHERE t.constraint_type = 'PRIMARY KEY' "
+                                              "AND t.table_schema = %1 AND t.table_name = '%2' ORDER BY k.ordinal_position").arg(esquema, tabla.toLower())));
+            while (q.next())
+                *clave << q.value(0).toString();
+        } else {
+            const QString prefijo = base.isEmpty() ? QString() : QLatin1Char('"') + base + QStringLiteral("\".");
+            EXPECT_TRUE(q.exec(QStringLiteral("PRAGMA %1table_info(%2)").arg(prefijo, tabla)));
+            QMap<int, QString> enClave;
+            while (q.next()) {
+                const QString nombre = q.value(1).toString();
+                // SQLite's INTEGER PRIMARY KEY is the row's own number.
+                const bool numero = q.value(2).toString() == QLatin1String("INTEGER") && q.value(5).toInt() > 0;
+                r.push_back({nombre, q.value(2).toString(), !numero && q.value(3).toInt() == 0,
+                             numero ? QStringLiteral("auto") : q.value(4).toString()});
+                if (q.value(5).toInt() > 0)
+                    enClave.insert(q.value(5).toInt(), nombre);
+            }
+            *clave = enClave.values();
         }
-    }
-    // The journal's scripts differ in their key and guards, not in their columns.
-    const auto columnas = [](const QString& nombre) {
-        QStringList r;
-        static const QRegularExpression columna(
-            QStringLiteral("(\\w+)\\s+(?:INTEGER|INT|BIGINT|SMALLINT|VARCHAR\\(\\d+\\)|DATETIME2?|TIMESTAMP|BIT|MONEY|NUMERIC\\(19,4\\))(?:\\b|\\s)"));
-        // The numbering's variables are no columns.
-        QStringList lineas = Esquema::script(nombre).split(QLatin1Char('\n'));
-        lineas.removeIf([](const QString& l) { return l.contains(QLatin1Char('@')); });
-        for (const QString& sentencia : Esquema::sentencias(lineas.join(QLatin1Char('\n'))))
-            if (sentencia.contains(QStringLiteral("CREATE TABLE")))
-                for (auto it = columna.globalMatch(sentencia); it.hasNext();)
-                    r << it.next().captured(1);
         return r;
     };
-    EXPECT_EQ(columnas(QStringLiteral("sqlite_cambios.sql")), columnas(QStringLiteral("sqlserver_cambios.sql")));
-    EXPECT_EQ(columnas(QStringLiteral("sqlite_cambios.sql")), columnas(QStringLiteral("postgres_cambios.sql")));
-    EXPECT_GE(columnas(QStringLiteral("sqlite_cambios.sql")).size(), 40);
-}
-
-// PostgreSQL's scripts are SQLite's with the types it lacks written as it
-// holds them: MONEY as NUMERIC(19,4), BIT as SMALLINT, DATETIME as TIMESTAMP.
-TEST(Esquema, PostgresqlScriptsDeclareTheSameTables)
-{
-    const auto enPostgres = [](QString s) {
-        s.replace(QRegularExpression(QStringLiteral("\\bMONEY\\b")), QStringLiteral("NUMERIC(19,4)"));
-        s.replace(QRegularExpression(QStringLiteral("\\bBIT\\b")), QStringLiteral("SMALLINT"));
-        s.replace(QRegularExpression(QStringLiteral("\\bDATETIME\\b")), QStringLiteral("TIMESTAMP"));
-        return s.simplified();
-    };
-    for (const auto& [lite, pg] : {std::pair{"sqlite.sql", "postgres.sql"}, std::pair{"sqlite_retail.sql", "postgres_retail.sql"},
-                                   std::pair{"sqlite_cambios.sql", "postgres_cambios.sql"}}) {
-        const QStringList a = Esquema::sentencias(Esquema::script(QString::fromLatin1(lite)));
-        // A server numbers the journal's operations from a sequence; SQLite
-        // under its write lock.
-        QStringList b = Esquema::sentencias(Esquema::script(QString::fromLatin1(pg)));
-        b.removeIf([](const QString& s) {
-            return s.contains(QStringLiteral("operaciones_id"), Qt::CaseInsensitive) || s.contains(QStringLiteral("Cambios_Operacion"));
-        });
-        ASSERT_EQ(a.size(), b.size()) << pg;
-        for (int i = 0; i < a.size(); ++i) {
-            QString y = b[i].simplified();
-            // The journal's key numbers itself as SQLite's INTEGER PRIMARY KEY does.
-            y.replace(QStringLiteral("INTEGER GENERATED BY DEFAULT AS IDENTITY PRIMARY KEY"), QStringLiteral("INTEGER PRIMARY KEY"));
-            // SQLite's journal keeps its amounts as counts of ten-thousandths.
-            static const QRegularExpression importes(QStringLiteral("\\b([AD]_(M\\d+|Valor)) NUMERIC\\(19,4\\)"));
-            y.replace(importes, QStringLiteral("\\1 BIGINT"));
-            EXPECT_EQ(enPostgres(a[i]), y) << pg;
+    for (const auto parte : {Esquema::Parte::Gestion, Esquema::Parte::Diario, Esquema::Parte::Retail}) {
+        const QString base = parte == Esquema::Parte::Retail ? QStringLiteral("Pelvor") : QString();
+        for (const Esquema::Tabla& t : Esquema::tablas(parte)) {
+            QStringList clave;
+            const std::vector<Leida> leidas = leer(base, t.nombre, &clave);
+            ASSERT_EQ(leidas.size(), t.columnas.size()) << t.nombre.toStdString();
+            for (std::size_t i = 0; i < leidas.size(); ++i) {
+                const Esquema::Columna& c = t.columnas[i];
+                const Leida& l = leidas[i];
+                const std::string donde = (t.nombre + QLatin1Char('.') + c.nombre).toStdString();
+                EXPECT_EQ(l.nombre.toLower(), c.nombre.toLower()) << donde;
+                EXPECT_EQ(l.nula, false) << donde;
+                EXPECT_EQ(l.defecto, c.tipo == TipoColumna::Numerador ? QStringLiteral("auto") : c.defecto) << donde;
+                // Amounts exact to the ten-thousandth: NUMERIC(19,4), or
+                // SQLite's MONEY (read back to four decimals) and the
+                // journal's counts of ten-thousandths.
+                if (c.tipo == TipoColumna::Importe || c.tipo == TipoColumna::ImporteDiario)
+                    EXPECT_EQ(l.tipo, postgres ? QStringLiteral("numeric/4")
+                                               : c.tipo == TipoColumna::Importe ? QStringLiteral("MONEY") : QStringLiteral("BIGINT"))
+                        << donde;
+            }
+            QStringList esperada = t.clave;
+            for (QString& k : esperada)
+                k = k.toLower();
+            for (QString& k : clave)
+                k = k.toLower();
+            EXPECT_EQ(clave, esperada) << t.nombre.toStdString();
         }
     }
 }

@@ -72,8 +72,10 @@ TEST(Odbc, PreparedCommandsReachTheDriverWithPositionalMarkersAndMoneyAsExactTex
     }
     // The driver manager reads where to trace when its first environment is made.
     qputenv("ODBCSYSINI", QFile::encodeName(dir.path()));
+    // The tables are SQLite's, made by SQLite; the composed texts go to them
+    // through the driver as they would go to SQL Server.
+    Esquema::crearGestion(*Conexion::abrirSqlite(dir.filePath(QStringLiteral("p.db"))));
     auto c = Conexion::abrirOdbc(QStringLiteral("DRIVER=%1;Database=%2").arg(controlador, dir.filePath(QStringLiteral("p.db"))));
-    Esquema::crearGestion(*c);
     modPublic::ConexionActiva = c;
     modPublic::EmpresaActiva = std::make_shared<EmpresaFija>(1, 2026);
     modPublic::EjercicioActivo = 2027;

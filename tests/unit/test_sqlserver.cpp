@@ -5,6 +5,7 @@
 #include "LibroPrueba.h"
 #include "calculation/clsPresupItem.h"
 #include "db/Conexion.h"
+#include "db/schema/Esquema.h"
 #include "host/modPublic.h"
 #include "import/clsImportar.h"
 #include "store/Diario.h"
@@ -98,12 +99,17 @@ TEST(SqlServer, OpeningEditingPastingUndoImportAndHistoryComposeTheServersOwnSta
                                                              "2: Cat;Nombre;1;70000001;1;2;3;4;5;6;7;8;9;10;11;12\n")));
     });
     r.borrarTablasTemporales(tablas);
+    // The schema's statements, as the administrator runs them.
+    Esquema::crearGestion(*c);
+    Esquema::crearRetail(*c, QStringLiteral("Pelvor"));
 
     // The server's own texts were composed (and so go to the grammar).
     std::vector<QString> registro(c->registro().begin(), c->registro().end());
     for (const char* propio : {"SELECT SUSER_SNAME()", "SELECT NEXT VALUE FOR Presupuestos_Operaciones_Id",
                                "INSERT INTO Presupuestos_Operaciones", "INSERT INTO Presupuestos_Cambios", " WITH (UPDLOCK, HOLDLOCK)",
-                               "CREATE TABLE ##PresupFiltroCuentas_", "INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, M1"})
+                               "CREATE TABLE ##PresupFiltroCuentas_", "INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, M1",
+                               "CREATE TABLE dbo.Presupuestos_Cambios (", "CREATE TABLE [Pelvor].dbo.Almacen_Acumulados (",
+                               "CREATE SEQUENCE dbo.Presupuestos_Operaciones_Id", "EXEC sp_rename"})
         EXPECT_TRUE(std::any_of(registro.begin(), registro.end(), [&](const QString& s) { return s.contains(QLatin1String(propio)); }))
             << propio;
     modPublic::ConexionActiva.reset();

@@ -3,7 +3,6 @@
 #include "common/VbError.h"
 #include "db/Conexion.h"
 #include "db/schema/Esquema.h"
-#include "db/DialectoPostgres.h"
 
 #include <QDate>
 #include <QSqlError>
@@ -157,14 +156,8 @@ int DatosDemo::maximoCuentas() { return 9999 * static_cast<int>(prefijos().size(
 
 bool DatosDemo::existeEmpresa(Conexion& c, int codEmpresa)
 {
+    // A database without the table has no company either.
     QSqlQuery q(c.baseDatos());
-    const QString hayTabla = c.motor() == Motor::PostgreSQL
-                                 ? QStringLiteral("SELECT COUNT(*) FROM information_schema.tables "
-                                                  "WHERE table_schema = current_schema() AND table_name = 'empresas'")
-                                 : QStringLiteral("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name = 'Empresas'");
-    if (!q.exec(hayTabla) || !q.next()
-        || q.value(0).toInt() == 0)
-        return false;
     q.prepare(QStringLiteral("SELECT COUNT(*) FROM Empresas WHERE Cod_Empresa = ?"));
     q.addBindValue(codEmpresa);
     return q.exec() && q.next() && q.value(0).toInt() > 0;
@@ -173,23 +166,16 @@ bool DatosDemo::existeEmpresa(Conexion& c, int codEmpresa)
 void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
 {
     Esquema::crearGestion(c);
-    Esquema::crearRetail(c, o.baseRetail);
+    const QString retail = Esquema::crearRetail(c, o.baseRetail);
     Aleatorio rnd(o.semilla);
     const int emp = o.codEmpresa;
-    const bool postgres = c.motor() == Motor::PostgreSQL;
-    const QString retail = postgres ? DialectoPostgres::identificador(o.baseRetail) : QLatin1Char('"') + o.baseRetail + QLatin1Char('"');
-    // SQLite replaces a row with the same key; PostgreSQL has no such
-    // insert, so the company's rows go first and what other companies
-    // share (the concepts) is kept.
-    const auto insertar = [postgres](const QString& resto) {
-        return postgres ? QStringLiteral("INSERT INTO ") + resto + QStringLiteral(" ON CONFLICT DO NOTHING")
-                        : QStringLiteral("INSERT OR REPLACE INTO ") + resto;
-    };
+    // The company's rows go first, and what other companies share (the
+    // concepts) is kept as it is.
+    const auto insertar = [&c](const QString& resto) { return c.controlador().insertarSiFalta(resto); };
 
     c.baseDatos().transaction();
     try {
-        if (o.reemplazar || postgres)
-            borrarEmpresa(c, emp, retail);
+        borrarEmpresa(c, emp, retail);
         // Company and departments.
         {
             QSqlQuery q = preparar(c, insertar(QStringLiteral("Empresas VALUES (?, ?, ?, ?)")));
