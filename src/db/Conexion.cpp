@@ -382,6 +382,42 @@ bool Controlador::tomar(const QString&, bool) { return false; }
 void Controlador::notificar(const QString&, const QString&) {}
 void Controlador::comprobarImporte(Currency) const {}
 
+QString Controlador::usuario()
+{
+    Recordset rs = c_.Abrir(QStringLiteral("SELECT SUSER_SNAME()"));
+    return rs.eof() ? QString() : rs.texto(0);
+}
+
+QString Controlador::tipoColumna(TipoColumna tipo, int tamano) const
+{
+    switch (tipo) {
+    case TipoColumna::Corto: return QStringLiteral("SMALLINT");
+    case TipoColumna::Entero: return QStringLiteral("INT");
+    case TipoColumna::Largo: return QStringLiteral("BIGINT");
+    case TipoColumna::Texto: return QStringLiteral("VARCHAR(%1)").arg(tamano);
+    case TipoColumna::Fecha: return QStringLiteral("DATE");
+    default: return QString();
+    }
+}
+
+QString Controlador::crearTabla(const QString& prefijo, const QString& nombre, const QString& cuerpo) const
+{
+    return QStringLiteral("CREATE TABLE IF NOT EXISTS %1%2 (%3)").arg(prefijo.isEmpty() ? QString() : prefijo + QLatin1Char('.'), nombre, cuerpo);
+}
+
+QString Controlador::crearIndice(const QString& nombre, const QString& tabla, const QString& columnas) const
+{
+    return QStringLiteral("CREATE INDEX IF NOT EXISTS %1 ON %2 (%3)").arg(nombre, tabla, columnas);
+}
+
+QSqlDatabase& Controlador::agregarBaseDatos(const QString& driver, const QString& paquete, const QString& motor)
+{
+    if (!QSqlDatabase::isDriverAvailable(driver))
+        throw VbError(VbError::DatabaseError, QStringLiteral("El controlador %1 para Qt no está instalado (paquete %2).").arg(motor, paquete));
+    c_.db_ = QSqlDatabase::addDatabase(driver, c_.nombre());
+    return c_.db_;
+}
+
 Controlador::Numeracion Controlador::numeracionOperaciones() const
 {
     // A server hands out numbers from a sequence, which no two

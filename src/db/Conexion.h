@@ -189,6 +189,7 @@ private:
     bool completando_ = false;
     std::vector<std::pair<const void*, AvisosTransaccion>> avisos_;
 
+    friend class Controlador;
     friend class ControladorSqlite;
     friend class ControladorPostgres;
     friend class ControladorSqlServer;

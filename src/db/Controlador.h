@@ -173,8 +173,8 @@ public:
     virtual void comprobarImporte(Currency importe) const;
     // How the journal's amounts are bound.
     virtual TipoParametro tipoImporteDiario() const { return TipoParametro::Moneda; }
-    // The name the journal signs an operation with.
-    virtual QString usuario() = 0;
+    // The name the journal signs an operation with: on a server, the login's.
+    virtual QString usuario();
     // The query that gives the journal's next operation number, and what
     // is added to what it gives.
     struct Numeracion {
@@ -184,12 +184,14 @@ public:
     virtual Numeracion numeracionOperaciones() const;
 
     // ---- Schema ------------------------------------------------------------------------
-    virtual QString tipoColumna(TipoColumna tipo, int tamano) const = 0;
+    // The standard types every engine here shares; each says its own for
+    // the rest.
+    virtual QString tipoColumna(TipoColumna tipo, int tamano) const;
     // The statement that makes a table if it is not there (columns and
     // key already written in the engine's types); prefijo: empty for the
     // main database, or what crearBaseRetail gave.
-    virtual QString crearTabla(const QString& prefijo, const QString& nombre, const QString& cuerpo) const = 0;
-    virtual QString crearIndice(const QString& nombre, const QString& tabla, const QString& columnas) const = 0;
+    virtual QString crearTabla(const QString& prefijo, const QString& nombre, const QString& cuerpo) const;
+    virtual QString crearIndice(const QString& nombre, const QString& tabla, const QString& columnas) const;
     // The statements that make the sequence of a table's numbers, going on
     // after the highest number the table already has.
     virtual QStringList crearSecuencia(const QString& nombre, const QString& tabla) const = 0;
@@ -218,6 +220,10 @@ public:
     virtual void setTraza(Traza) {}
 
 protected:
+    // Qt's driver of that name for the connection, with the package that
+    // brings it named when it is missing.
+    QSqlDatabase& agregarBaseDatos(const QString& driver, const QString& paquete, const QString& motor);
+
     Conexion& c_;
 };
 

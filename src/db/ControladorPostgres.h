@@ -42,10 +42,7 @@ public:
     int generacion() const override { return generacion_; }
     bool cambiosAjenos(const QString& canal, QStringList* cargas) override;
     void notificar(const QString& canal, const QString& carga) override;
-    QString usuario() override;
     QString tipoColumna(TipoColumna tipo, int tamano) const override;
-    QString crearTabla(const QString& prefijo, const QString& nombre, const QString& cuerpo) const override;
-    QString crearIndice(const QString& nombre, const QString& tabla, const QString& columnas) const override;
     QStringList crearSecuencia(const QString& nombre, const QString& tabla) const override;
     QString crearBaseRetail(const QString& nombre) override;
     QString insertarSiFalta(const QString& tablaYValores) const override;

@@ -11,11 +11,7 @@ ControladorSqlServer::ControladorSqlServer(Conexion& conexion) : Controlador(con
 
 ControladorSqlServer::ControladorSqlServer(Conexion& conexion, const QString& cadenaConexion) : Controlador(conexion)
 {
-    if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QODBC")))
-        throw VbError(VbError::DatabaseError,
-                      QStringLiteral("El controlador ODBC para Qt no está instalado (paquete libqt6sql6-odbc)."));
-    QSqlDatabase& bd = c_.db_;
-    bd = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), c_.nombre());
+    QSqlDatabase& bd = agregarBaseDatos(QStringLiteral("QODBC"), QStringLiteral("libqt6sql6-odbc"), QStringLiteral("ODBC"));
     bd.setDatabaseName(cadenaConexion);
     if (!bd.open())
         throw VbError(VbError::DatabaseError,
@@ -70,27 +66,16 @@ void ControladorSqlServer::ejecutarPropia(const QString& sql) { ejecutarQt(c_, s
 
 bool ControladorSqlServer::cambiosAjenos(const QString&, QStringList*) { return true; }
 
-QString ControladorSqlServer::usuario()
-{
-    Recordset rs = c_.Abrir(QStringLiteral("SELECT SUSER_SNAME()"));
-    return rs.eof() ? QString() : rs.texto(0);
-}
-
 QString ControladorSqlServer::tipoColumna(TipoColumna tipo, int tamano) const
 {
     switch (tipo) {
-    case TipoColumna::Corto: return QStringLiteral("SMALLINT");
-    case TipoColumna::Entero: return QStringLiteral("INT");
-    case TipoColumna::Largo: return QStringLiteral("BIGINT");
-    case TipoColumna::Texto: return QStringLiteral("VARCHAR(%1)").arg(tamano);
     case TipoColumna::Importe:
     case TipoColumna::ImporteDiario: return QStringLiteral("MONEY");
     case TipoColumna::Marca: return QStringLiteral("BIT");
-    case TipoColumna::Fecha: return QStringLiteral("DATE");
     case TipoColumna::FechaHora: return QStringLiteral("DATETIME2");
     case TipoColumna::Numerador: return QStringLiteral("BIGINT IDENTITY(1,1)");
+    default: return Controlador::tipoColumna(tipo, tamano);
     }
-    return {};
 }
 
 // Running the statements again does nothing.

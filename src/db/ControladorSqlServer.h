@@ -25,7 +25,6 @@ public:
     void ejecutarPropia(const QString& sql) override;
     // No notifications: every look reads again what the worksheet shows.
     bool cambiosAjenos(const QString& canal, QStringList* cargas) override;
-    QString usuario() override;
     QString tipoColumna(TipoColumna tipo, int tamano) const override;
     QString crearTabla(const QString& prefijo, const QString& nombre, const QString& cuerpo) const override;
     QString crearIndice(const QString& nombre, const QString& tabla, const QString& columnas) const override;

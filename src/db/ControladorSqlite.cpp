@@ -225,9 +225,6 @@ private:
 
 ControladorSqlite::ControladorSqlite(Conexion& conexion, const QString& fichero) : Controlador(conexion), fichero_(fichero)
 {
-    if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QSQLITE")))
-        throw VbError(VbError::DatabaseError,
-                      QStringLiteral("El controlador de SQLite para Qt no está instalado (paquete libqt6sql6-sqlite)."));
     if (fichero != QLatin1String(":memory:")) {
         const QFileInfo info(fichero);
         if (!info.absoluteDir().exists())
@@ -246,8 +243,7 @@ ControladorSqlite::ControladorSqlite(Conexion& conexion, const QString& fichero)
         soloLectura = info.exists() && (::access(QFile::encodeName(info.absoluteFilePath()).constData(), W_OK) != 0
                                         || ::access(QFile::encodeName(info.absolutePath()).constData(), W_OK) != 0);
     }
-    QSqlDatabase& bd = c_.db_;
-    bd = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), c_.nombre());
+    QSqlDatabase& bd = agregarBaseDatos(QStringLiteral("QSQLITE"), QStringLiteral("libqt6sql6-sqlite"), QStringLiteral("de SQLite"));
     bd.setDatabaseName(fichero);
     if (soloLectura)
         bd.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY"));
@@ -519,28 +515,13 @@ Controlador::Numeracion ControladorSqlite::numeracionOperaciones() const
 QString ControladorSqlite::tipoColumna(TipoColumna tipo, int tamano) const
 {
     switch (tipo) {
-    case TipoColumna::Corto: return QStringLiteral("SMALLINT");
-    case TipoColumna::Entero: return QStringLiteral("INT");
-    case TipoColumna::Largo: return QStringLiteral("BIGINT");
-    case TipoColumna::Texto: return QStringLiteral("VARCHAR(%1)").arg(tamano);
     case TipoColumna::Importe: return QStringLiteral("MONEY");
     case TipoColumna::ImporteDiario: return QStringLiteral("BIGINT");
     case TipoColumna::Marca: return QStringLiteral("BIT");
-    case TipoColumna::Fecha: return QStringLiteral("DATE");
     case TipoColumna::FechaHora: return QStringLiteral("DATETIME");
     case TipoColumna::Numerador: return QStringLiteral("INTEGER");
+    default: return Controlador::tipoColumna(tipo, tamano);
     }
-    return {};
-}
-
-QString ControladorSqlite::crearTabla(const QString& prefijo, const QString& nombre, const QString& cuerpo) const
-{
-    return QStringLiteral("CREATE TABLE IF NOT EXISTS %1%2 (%3)").arg(prefijo.isEmpty() ? QString() : prefijo + QLatin1Char('.'), nombre, cuerpo);
-}
-
-QString ControladorSqlite::crearIndice(const QString& nombre, const QString& tabla, const QString& columnas) const
-{
-    return QStringLiteral("CREATE INDEX IF NOT EXISTS %1 ON %2 (%3)").arg(nombre, tabla, columnas);
 }
 
 QStringList ControladorSqlite::crearSecuencia(const QString&, const QString&) const { return {}; }

@@ -42,8 +42,6 @@ public:
     QString usuario() override;
     Numeracion numeracionOperaciones() const override;
     QString tipoColumna(TipoColumna tipo, int tamano) const override;
-    QString crearTabla(const QString& prefijo, const QString& nombre, const QString& cuerpo) const override;
-    QString crearIndice(const QString& nombre, const QString& tabla, const QString& columnas) const override;
     QStringList crearSecuencia(const QString& nombre, const QString& tabla) const override;
     QStringList apartarDiarioAnterior() override;
     QStringList traerDiarioAnterior(const QStringList& columnas) override;

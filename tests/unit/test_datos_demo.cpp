@@ -105,10 +105,11 @@ TEST(Esquema, TheEngineHoldsTheDescribedTables)
                 // Amounts exact to the ten-thousandth: NUMERIC(19,4), or
                 // SQLite's MONEY (read back to four decimals) and the
                 // journal's counts of ten-thousandths.
-                if (c.tipo == TipoColumna::Importe || c.tipo == TipoColumna::ImporteDiario)
+                if (c.tipo == TipoColumna::Importe || c.tipo == TipoColumna::ImporteDiario) {
                     EXPECT_EQ(l.tipo, postgres ? QStringLiteral("numeric/4")
                                                : c.tipo == TipoColumna::Importe ? QStringLiteral("MONEY") : QStringLiteral("BIGINT"))
                         << donde;
+                }
             }
             QStringList esperada = t.clave;
             for (QString& k : esperada)
