@@ -173,6 +173,22 @@ long Comando::Execute()
         conexion_->anotar(texto_);
         anotado_ = true;
     }
+    return ejecutar();
+}
+
+long Comando::Execute(const QString& textoCompuesto)
+{
+    if (!conexion_)
+        throw VbError::connectionUnusable();
+    for (const ParametroComando& p : parametros_)
+        if (p.tipo == TipoParametro::Moneda && !p.nulo)
+            sql::comprobarImporte(*conexion_, Currency::fromRaw(p.numero));
+    conexion_->anotar(textoCompuesto);
+    return ejecutar();
+}
+
+long Comando::ejecutar()
+{
     conexion_->completarPendientes();
     // Prepared on a session the server has since dropped, or not to be kept.
     if (!preparada_ || !preparado_ || generacion_ != conexion_->generacion()) {

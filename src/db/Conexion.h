@@ -328,10 +328,16 @@ public:
 
     // Executes; returns the records affected.
     long Execute();
+    // The same, logging the composed text it stands for instead of its own:
+    // a statement the log shows with its values written in is run
+    // prepared, with them bound, and never taken apart again.
+    long Execute(const QString& textoCompuesto);
 
     std::shared_ptr<Conexion> conexion() const { return conexion_; }
 
 private:
+    long ejecutar();
+
     void ponerTexto(ParametroComando& p, const QString& t);
 
     std::shared_ptr<Conexion> conexion_;

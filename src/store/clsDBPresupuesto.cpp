@@ -148,7 +148,28 @@ void clsDBPresupuesto::actualizarMes(const QString& Cuenta, qint16 Dpto, qint16 
                         + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(modPublic::EjercicioActivo)
                         + QStringLiteral(" AND Cuenta = '") + sql::texto(Cuenta) + QStringLiteral("' AND Dpto = ")
                         + QString::number(Dpto);
-    if (contador(modPublic::ConexionActiva->Execute(sql)) != 0)
+    // The log shows the text above; the engine gets it prepared once per
+    // month, its values bound.
+    std::unique_ptr<Comando>& mes = ComandoMes[static_cast<std::size_t>(Mes - 1)];
+    if (!mes) {
+        mes = std::make_unique<Comando>(modPublic::ConexionActiva);
+        mes->setCommandText(QStringLiteral("UPDATE Presupuestos  SET M") + QString::number(Mes)
+                            + QStringLiteral(" = ?, Modificacion_Manual |= ? WHERE Cod_Empresa = ")
+                            + QString::number(modPublic::EmpresaActiva->CodigoEmpresa())
+                            + QStringLiteral(" AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
+        mes->agregarParametro(QStringLiteral("Importe"), TipoParametro::Moneda);
+        mes->agregarParametro(QStringLiteral("Bit"), TipoParametro::Entero);
+        mes->agregarParametro(QStringLiteral("Cod_Ejercicio"), TipoParametro::Entero);
+        mes->agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 12);
+        mes->agregarParametro(QStringLiteral("Dpto"), TipoParametro::Entero);
+        mes->setPrepared(true);
+    }
+    mes->setValor(0, Valor);
+    mes->setEntero(1, bit);
+    mes->setEntero(2, modPublic::EjercicioActivo);
+    mes->setValor(3, Cuenta);
+    mes->setEntero(4, Dpto);
+    if (contador(mes->Execute(sql)) != 0)
         return;
 
     insertVacio(Cuenta, Dpto);
@@ -156,7 +177,7 @@ void clsDBPresupuesto::actualizarMes(const QString& Cuenta, qint16 Dpto, qint16 
     ComandoInsert->setValor(15, entero(0));
     ComandoInsert->setValor(16, entero(bit));
     ComandoInsert->setValor(17, Currency());
-    insertarOActualizar([&sql] { modPublic::ConexionActiva->Execute(sql); });
+    insertarOActualizar([&] { mes->Execute(sql); });
 }
 
 void clsDBPresupuesto::SetVisible(QString Cuenta, qint16 Dpto, bool Visible)

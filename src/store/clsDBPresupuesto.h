@@ -88,6 +88,8 @@ private:
     std::unique_ptr<Comando> ComandoRestaurar;
     std::unique_ptr<Comando> ComandoInsertCompleto;
     std::unique_ptr<Comando> ComandoBorrar;
+    // A typed month's update, per month, made when first needed.
+    std::array<std::unique_ptr<Comando>, 12> ComandoMes;
 };
 
 } // namespace presupuestos
