@@ -29,6 +29,13 @@ TEST(DatosDemo, PlausibleCompanyLinkedToItsRetailDatabase)
     EXPECT_GT(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Pelvor.Almacen_Acumulados_2")).toInt(), 1000);
     EXPECT_GT(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Pelvor.Almacen_Acumulados WHERE Ventas_Unidades = 0")).toInt(), 0);
     EXPECT_GT(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE Cod_Ejercicio = 2027 AND Metodo_Calculo = 6")).toInt(), 0);
+    // Every budget row carries the sign of its account's history (credit
+    // less debit): income positive, expenses negative, method values too.
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos p JOIN Acumulados_Dpto a ON a.Cod_Empresa = p.Cod_Empresa "
+                                      "AND a.Cuenta = p.Cuenta AND a.Dpto = p.Dpto AND a.Cod_Ejercicio = 2026 "
+                                      "WHERE p.Cod_Ejercicio = 2027 AND ((p.M1 + p.M6 + p.M12 > 0) <> (a.H1 + a.H6 + a.H12 - a.D1 - a.D6 - a.D12 > 0) "
+                                      "OR (p.Metodo_Calculo IN (3, 6) AND (p.Valor > 0) <> (p.M1 > 0)))")).toInt(), 0);
+    EXPECT_GT(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE Cod_Ejercicio = 2027 AND M1 < 0")).toInt(), 0);
 }
 
 TEST(DatosDemo, SameSeedSameCompany)

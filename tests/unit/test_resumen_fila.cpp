@@ -135,3 +135,30 @@ TEST(ResumenFila, ADepartmentSumsItsRowsAndDividesSalesByTicketsAndDaysOpen)
     EXPECT_EQ(todo.historico.total, h.m.ValorMatrix(1, kTotal));
     EXPECT_EQ(todo.presupuesto.ventas, 4900 * k1);
 }
+
+// Budget and history compare with the signs they carry: an expense is
+// negative in both, and a percentage is the difference over the history's
+// size; none against nothing or against the other sign.
+TEST(ResumenFila, APercentageComparesLikeWithLike)
+{
+    struct Caso {
+        qint64 presupuesto, historico;
+        std::optional<double> porcentaje;
+    } casos[] = {
+        {1250, 1000, 25.0},     // more income
+        {-1050, -1000, -5.0},   // more expense: worse
+        {-950, -1000, 5.0},     // less expense: better
+        {500, 0, std::nullopt}, // nothing to compare with
+        {500, -1000, std::nullopt},
+        {-500, 1000, std::nullopt},
+        {0, -1000, 100.0},      // the expense is gone
+    };
+    for (const Caso& c : casos) {
+        ResumenFila r;
+        r.presupuesto.total = c.presupuesto;
+        r.historico.total = c.historico;
+        EXPECT_EQ(r.porcentaje().has_value(), c.porcentaje.has_value()) << c.presupuesto << " / " << c.historico;
+        if (r.porcentaje() && c.porcentaje)
+            EXPECT_DOUBLE_EQ(*r.porcentaje(), *c.porcentaje) << c.presupuesto << " / " << c.historico;
+    }
+}

@@ -423,7 +423,8 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
 
         // A budget already started for next year: sales planned on last year
         // plus 5 % (method 2), purchases at 52 % of the budgeted sales of each
-        // month (method 6), salaries spread evenly (method 3), a few months typed by hand.
+        // month (method 6, -52: an expense), salaries and rent spread evenly
+        // (method 3), a few months typed by hand.
         if (o.presupuestoIniciado) {
             const int anyoPpto = o.ejercicioActual + 1;
             QString cols;
@@ -481,19 +482,22 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
                     double meses[12];
                     int metodo = 0;
                     double valor = 0;
+                    // Expenses are planned with the sign their history has
+                    // (credit less debit), so that they compare with it as
+                    // they are and methods on the history keep the sign.
                     if (pref == QLatin1String("6000") && cu.codigo.endsWith(QLatin1String("0001"))) {
                         metodo = 6;
-                        valor = 52;
+                        valor = -52;
                         for (int m = 0; m < 12; ++m)
-                            meses[m] = std::round(ventasDpto[di][m] * 52.0) / 100.0;
+                            meses[m] = -std::round(ventasDpto[di][m] * 52.0) / 100.0;
                     } else if (pref == QLatin1String("6400")) {
                         metodo = 3;
-                        valor = redondear2(cu.prefijo->base * cu.peso * d.tamano * 1.03);
+                        valor = -redondear2(cu.prefijo->base * cu.peso * d.tamano * 1.03);
                         for (double& v : meses)
                             v = valor;
                     } else if (pref == QLatin1String("6210")) {
                         metodo = 3;
-                        valor = redondear2(cu.prefijo->base * cu.peso * d.tamano);
+                        valor = -redondear2(cu.prefijo->base * cu.peso * d.tamano);
                         for (double& v : meses)
                             v = valor;
                     } else {

@@ -52,7 +52,9 @@ std::optional<double> ResumenFila::Cifras::ventasPorDia() const { return cocient
 
 std::optional<double> ResumenFila::porcentaje() const
 {
-    if (historico.total == 0)
+    // Against nothing, or against a figure of the other sign (an income
+    // budgeted where there was an expense), a percentage says nothing.
+    if (historico.total == 0 || (presupuesto.total != 0 && (presupuesto.total < 0) != (historico.total < 0)))
         return std::nullopt;
     return comoDouble(diferencia()) * 100.0 / std::abs(comoDouble(historico.total));
 }

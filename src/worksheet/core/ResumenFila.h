@@ -40,8 +40,10 @@ struct ResumenFila {
     // ratios worth showing.
     bool conEstadisticas = false;
 
-    // Budget less history, and that as a percentage of the history; no
-    // percentage of a history of 0.
+    // Budget less history, and that as a percentage of the history's size;
+    // none against a history of 0 or of the other sign. Expenses carry the
+    // sign of their balances (credit less debit), so less is worse for
+    // both kinds.
     Suma diferencia() const { return presupuesto.total - historico.total; }
     std::optional<double> porcentaje() const;
 };
