@@ -100,6 +100,19 @@ bool crearDemo(const QString& fichero, const OpcionesDemo& opciones)
     return true;
 }
 
+// The demo file: its company, planning next year, and a second one whose
+// budget year is under way, its first four months closed.
+void crearDemoCompleta(const QString& fichero)
+{
+    crearDemo(fichero, OpcionesDemo{});
+    OpcionesDemo enCurso;
+    enCurso.codEmpresa = 2;
+    enCurso.mesesCerrados = 4;
+    enCurso.nombre = QStringLiteral("Moda Levante Norte, S.L.");
+    enCurso.semilla = 20270430;
+    crearDemo(fichero, enCurso);
+}
+
 // A whole number given on the command line, when it is one within the bounds.
 std::optional<int> numeroEntre(const QString& texto, int minimo, int maximo)
 {
@@ -316,7 +329,7 @@ int ejecutar(QApplication& app)
             if (!QFileInfo::exists(fichero)) {
                 if (!porDefecto)
                     return fallo(ErrorBaseDatos, QStringLiteral("No se encuentra la base de datos \"%1\".").arg(fichero));
-                crearDemo(fichero, OpcionesDemo{});
+                crearDemoCompleta(fichero);
             }
             const QString motivo = noEsSqlite(fichero, false);
             if (!motivo.isEmpty())

@@ -180,7 +180,8 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
         {
             QSqlQuery q = preparar(c, insertar(QStringLiteral("Empresas VALUES (?, ?, ?, ?)")));
             q.addBindValue(emp);
-            q.addBindValue(o.cuentas > 0 ? QStringLiteral("Grandes Almacenes del Mediterráneo, S.A.")
+            q.addBindValue(!o.nombre.isEmpty() ? o.nombre
+                           : o.cuentas > 0 ? QStringLiteral("Grandes Almacenes del Mediterráneo, S.A.")
                                          : QStringLiteral("Comercial Levante Moda, S.L."));
             q.addBindValue(o.ejercicioActual);
             q.addBindValue(QStringLiteral("1,2,3,4,8"));
@@ -324,8 +325,12 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
                                            + columnas + QStringLiteral(") VALUES (?, ?, ?, ?") + marcas + QLatin1Char(')')));
             QSqlQuery qa = preparar(c, insertar(QStringLiteral("Acumulados (Cod_Empresa, Cod_Ejercicio, Cuenta")
                                            + columnas + QStringLiteral(") VALUES (?, ?, ?") + marcas + QLatin1Char(')')));
-            for (int anyo = o.ejercicioActual - 1; anyo <= o.ejercicioActual; ++anyo) {
-                const double crecimiento = anyo == o.ejercicioActual ? 1.04 : 1.0;
+            // The budget year's closed months are booked too, a little
+            // above the year before.
+            const int ultimoAnyo = o.ejercicioActual + (o.mesesCerrados > 0 ? 1 : 0);
+            for (int anyo = o.ejercicioActual - 1; anyo <= ultimoAnyo; ++anyo) {
+                const double crecimiento = anyo > o.ejercicioActual ? 1.07 : anyo == o.ejercicioActual ? 1.04 : 1.0;
+                const int meses = anyo > o.ejercicioActual ? o.mesesCerrados : 12;
                 for (const auto& cu : cuentas) {
                     double totalD[12] = {}, totalH[12] = {};
                     const Prefijo& p = *cu.prefijo;
@@ -334,7 +339,7 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
                         if (!d.tienda && (ventas || QByteArray(p.texto).startsWith("60")))
                             continue;
                         double importeD[12] = {}, importeH[12] = {};
-                        for (int m = 0; m < 12; ++m) {
+                        for (int m = 0; m < meses; ++m) {
                             const bool estacional = ventas || QByteArray(p.texto).startsWith("60");
                             double v = p.base * cu.peso * d.tamano * crecimiento * (estacional ? kEstacionalidad[m] : 1.0)
                                        * rnd.entre(0.9, 1.1);

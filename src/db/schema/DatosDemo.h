@@ -20,6 +20,12 @@ struct OpcionesDemo {
     // Name of the retail database in three-part names.
     QString baseRetail = QStringLiteral("Pelvor");
     bool presupuestoIniciado = true;
+    // Months of the budget year already closed: their balances are booked,
+    // so the budget can be followed against them (0: the year has not
+    // begun).
+    int mesesCerrados = 0;
+    // The company's name; empty for the demo's own.
+    QString nombre;
     // Removes the company's rows in both databases first, so that nothing of
     // an earlier generation is left beside the new one.
     bool reemplazar = false;
