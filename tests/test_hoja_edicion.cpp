@@ -107,23 +107,29 @@ TEST(HojaEdicion, EnterWalksRightAlongARowAndDownAColumnSkippingTotals)
     EXPECT_FALSE(h.hoja->EditadoConIntro);
 }
 
-TEST(HojaEdicion, EditingASalesAccountRecalculatesEveryMonthlySalesPercentageRow)
+TEST(HojaEdicion, EditingASalesAccountRecalculatesTheDepartmentsMonthlySalesPercentageRowsButTheirTypedMonths)
 {
     Hoja h;
-    // 62100001 planned at 50 % of each month's sales in both departments, and
-    // 62800001/1 at 10 % of the year's sales.
-    h.bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, Metodo_Calculo, Valor) VALUES "
-                            "(1, 2027, '62100001', 1, 1, 6, 50), (1, 2027, '62100001', 2, 1, 6, 10), (1, 2027, '62800001', 1, 99, 7, 10)"));
+    // 62100001 planned at 50 % of each month's sales in both departments,
+    // March typed by hand in Norte; 62800001/1 at 10 % of the year's sales.
+    h.bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, M3, Metodo_Calculo, Modificacion_Manual, Valor) VALUES "
+                            "(1, 2027, '62100001', 1, 1, 77, 6, 4, 50), (1, 2027, '62100001', 2, 1, 0, 6, 0, 10), "
+                            "(1, 2027, '62800001', 1, 99, 0, 7, 0, 10)"));
     h.hoja->CargarPresupuesto();
     h.teclear(kVentasNorte, colMes(2), QStringLiteral("300"));
     EXPECT_EQ(h.campo(QStringLiteral("M1"), QStringLiteral("62100001"), 1).toDouble(), 50.0);
     EXPECT_EQ(h.campo(QStringLiteral("M2"), QStringLiteral("62100001"), 1).toDouble(), 150.0);
-    EXPECT_EQ(h.campo(QStringLiteral("M1"), QStringLiteral("62100001"), 2).toDouble(), 0.0);   // no sales in Sur
+    // The month typed by hand stays, and so does its mark.
+    EXPECT_EQ(h.campo(QStringLiteral("M3"), QStringLiteral("62100001"), 1).toDouble(), 77.0);
+    EXPECT_EQ(h.campo(QStringLiteral("Modificacion_Manual"), QStringLiteral("62100001"), 1).toInt(), 4);
+    EXPECT_EQ(h.m().CellBackColor(kAlquilerNorte, colMes(3)), QColor(172, 250, 185));
+    // Sur's sales did not change: its row is left as it was.
+    EXPECT_EQ(h.campo(QStringLiteral("M1"), QStringLiteral("62100001"), 2).toDouble(), 1.0);
     EXPECT_EQ(h.campo(QStringLiteral("M1"), QStringLiteral("62800001"), 1).toDouble(), 99.0);  // year-based: untouched
     EXPECT_EQ(h.campo(QStringLiteral("Metodo_Calculo"), QStringLiteral("62100001"), 1).toInt(), 6);
     // The recalculated row shows its new months at once; the year-based one keeps its own.
     EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, colMes(2)), QStringLiteral("150"));
-    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, kTotal), QStringLiteral("700"));
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, colMes(3)), QStringLiteral("77"));
     EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte + 1, 4), QStringLiteral("99"));
 }
 

@@ -93,6 +93,7 @@ void EscrituraHoja::escribirCelda(int fila, int col, Currency valor, bool compro
         throw;
     }
     if (esVentas(cuenta)) {
+        dptosVentas_.insert(dpto);
         if (enLote_)
             ventasPendientes_ = true;
         else if (avisos_.ventasCambiadas)
@@ -301,8 +302,10 @@ void EscrituraHoja::aplicarMetodo(int fila, const clsPresupItem& item)
             for (int i = 0; i < 12; ++i)
                 m.setCellFloodPercent(fila, kPrimerMes + i, 0);
         }
-        if (esVentas(item.Cuenta))
+        if (esVentas(item.Cuenta)) {
+            dptosVentas_.insert(item.Dpto);
             ventasPendientes_ = true;
+        }
     });
 }
 
@@ -313,14 +316,32 @@ void EscrituraHoja::recalcularDependencias()
 
 void EscrituraHoja::recalcularDependenciasEnLote()
 {
-    const auto filas = RepositorioHoja(*ConexionActiva).filasSobreVentas(modPublic::EmpresaActiva->CodigoEmpresa(),
-                                                                         modPublic::EjercicioActivo);
-    // Locked together, in the one order every user locks in, before any is read.
+    // Only the departments whose sales changed; all of them when nobody
+    // said which.
+    std::vector<qint16> dptos(dptosVentas_.begin(), dptosVentas_.end());
+    dptosVentas_.clear();
+    auto filas = RepositorioHoja(*ConexionActiva).filasSobreVentas(modPublic::EmpresaActiva->CodigoEmpresa(),
+                                                                   modPublic::EjercicioActivo, dptos);
+    const auto ejercicio = static_cast<qint16>(modPublic::EjercicioActivo);
+    // Locked together, in the one order every user locks in, before any is
+    // read; what another user typed by hand meanwhile is read as it is now.
     if (Diario* diario = store_.diario()) {
         std::vector<std::pair<QString, qint16>> claves;
         for (const auto& f : filas)
             claves.emplace_back(f.cuenta, f.dpto);
-        diario->prever(claves, static_cast<qint16>(modPublic::EjercicioActivo));
+        diario->prever(claves, ejercicio);
+        if (ConexionActiva->bloqueaPorClave()) {
+            const Diario::Imagenes ahora = diario->leerVarias(claves, ejercicio);
+            std::erase_if(filas, [&](RepositorioHoja::FilaVentas& f) {
+                const auto it = ahora.find(ClaveFila{f.cuenta, f.dpto, ejercicio});
+                if (it == ahora.end() || !it->second.existe || it->second.metodo != 6)
+                    return true;
+                f.valor = it->second.valor;
+                f.manual = it->second.manual;
+                f.meses = it->second.meses;
+                return false;
+            });
+        }
     }
     clsCalculo calculo;
     calculo.setEjercicio(modPublic::EjercicioActivo);
@@ -332,8 +353,11 @@ void EscrituraHoja::recalcularDependenciasEnLote()
         item.Dpto = f.dpto;
         item.MetodoCalc = 6;
         item.Valor = f.valor;
+        // Months typed by hand stay as they were typed, with their mark;
+        // only the others follow the sales.
+        item.Manual = f.manual;
         for (int i = 0; i < 12; ++i)
-            item.setMes(i, calculo.Mes(i));
+            item.setMes(i, (f.manual >> i) & 1 ? f.meses[static_cast<std::size_t>(i)] : calculo.Mes(i));
         store_.Actualizar(item);
         // The months as stored, which is what a reload shows.
         const clsPresupItem guardado = store_.guardadoPorUltimoActualizar(item);
@@ -346,6 +370,7 @@ void EscrituraHoja::recalcularDependenciasEnLote()
             filasLote_.insert(fila);
             v.metodo = 6;
             v.valor = f.valor;
+            v.manual = f.manual;
             avisarCompletado(r_.mostrar(fila, v));
         }
     }

@@ -85,6 +85,9 @@ private:
     Avisos avisos_;
     bool enLote_ = false;
     bool ventasPendientes_ = false;
+    // Departments whose sales changed since the rows that follow them were
+    // last recalculated: only theirs are.
+    std::set<qint16> dptosVentas_;
     std::set<int> filasLote_;
 };
 

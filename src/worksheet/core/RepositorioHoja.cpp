@@ -95,17 +95,31 @@ void RepositorioHoja::asegurarEstadisticas(const QString& tabla, int ejercicio, 
                asincrono ? Conexion::adAsyncExecute : -1);
 }
 
-std::vector<RepositorioHoja::FilaVentas> RepositorioHoja::filasSobreVentas(int codEmpresa, int ejercicio)
+std::vector<RepositorioHoja::FilaVentas> RepositorioHoja::filasSobreVentas(int codEmpresa, int ejercicio, const std::vector<qint16>& dptos)
 {
     // Only rows planned on each month's sales follow them; rows planned on
-    // the year's sales keep what they were given.
-    Recordset rs = c_.Abrir(QStringLiteral("SELECT Cuenta, Dpto, Valor FROM Presupuestos WHERE Cod_Empresa = ")
-                            + QString::number(codEmpresa) + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(ejercicio)
-                            + QStringLiteral(" AND Metodo_Calculo = ") + QStringLiteral("6"));
+    // the year's sales keep what they were given. The months typed by hand
+    // are read too: they stay.
+    QString sql = QStringLiteral("SELECT Cuenta, Dpto, Valor, Modificacion_Manual");
+    for (int m = 1; m <= 12; ++m)
+        sql += QStringLiteral(", M") + QString::number(m);
+    sql += QStringLiteral(" FROM Presupuestos WHERE Cod_Empresa = ") + QString::number(codEmpresa) + QStringLiteral(" AND Cod_Ejercicio = ")
+           + QString::number(ejercicio) + QStringLiteral(" AND Metodo_Calculo = ") + QStringLiteral("6");
+    if (!dptos.empty()) {
+        QStringList lista;
+        for (const qint16 d : dptos)
+            lista << QString::number(d);
+        sql += QStringLiteral(" AND Dpto IN (") + lista.join(QStringLiteral(", ")) + QLatin1Char(')');
+    }
+    Recordset rs = c_.Abrir(sql);
     std::vector<FilaVentas> filas;
+    const int primerMes = rs.indiceCampo(QStringLiteral("M1"));
     while (!rs.eof()) {
-        filas.push_back({rs.texto(QStringLiteral("Cuenta")), static_cast<qint16>(rs.entero(QStringLiteral("Dpto"))),
-                         rs.moneda(QStringLiteral("Valor"))});
+        FilaVentas f{rs.texto(QStringLiteral("Cuenta")), static_cast<qint16>(rs.entero(QStringLiteral("Dpto"))),
+                     rs.moneda(QStringLiteral("Valor")), rs.entero(QStringLiteral("Modificacion_Manual")), {}};
+        for (int m = 0; m < 12; ++m)
+            f.meses[static_cast<std::size_t>(m)] = rs.moneda(primerMes + m);
+        filas.push_back(std::move(f));
         rs.MoveNext();
     }
     rs.Close();

@@ -13,6 +13,7 @@
 
 #include <QString>
 #include <utility>
+#include <array>
 #include <vector>
 
 namespace presupuestos {
@@ -58,8 +59,12 @@ public:
         QString cuenta;
         qint16 dpto = 0;
         Currency valor;
+        // The months typed by hand (a bit each, January the lowest) and the months.
+        qint32 manual = 0;
+        std::array<Currency, 12> meses{};
     };
-    std::vector<FilaVentas> filasSobreVentas(int codEmpresa, int ejercicio);
+    // Of the departments given, or of all when none is.
+    std::vector<FilaVentas> filasSobreVentas(int codEmpresa, int ejercicio, const std::vector<qint16>& dptos = {});
 
     // A temporary table's stamp for a time of day: hundredths of a second as
     // a single-precision number, with up to seven significant digits and
