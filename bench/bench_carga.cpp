@@ -12,11 +12,11 @@
 
 #include "db/Conexion.h"
 #include "db/schema/DatosDemo.h"
-#include "host/Empresa.h"
 #include "host/entry/frmclsfrmActPresupusto.h"
 #include "common/Plataforma.h"
 #include "desktop/PlataformaQt.h"
 #include "host/modPublic.h"
+#include "sesion/Empresa.h"
 #include "store/clsDBPresupuesto.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"

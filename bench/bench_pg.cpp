@@ -28,14 +28,13 @@
 #include "desktop/PlataformaQt.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "common/NumerosEs.h"
-#include "host/Empresa.h"
 #include "host/modPublic.h"
+#include "sesion/Sesion.h"
 #include "store/Diario.h"
 #include "store/clsDBPresupuesto.h"
 #include "worksheet/core/Columnas.h"
 #include "host/entry/frmclsfrmActPresupusto.h"
 #include "worksheet/frmActPresupusto.h"
-#include "host/modPublic.h"
 
 #include "Medida.h"
 #include "PlataformaDePrueba.h"
@@ -195,18 +194,17 @@ Medidas medir(const std::function<std::shared_ptr<Conexion>()>& abrir, int repet
 int escribir(const QStringList& a)
 {
     const QString postgres = QStringLiteral("postgresql:");
-    modPublic::ConexionActiva = a[2].startsWith(postgres) ? Conexion::abrirPostgres(a[2].mid(postgres.size())) : Conexion::abrirSqlite(a[2]);
-    modPublic::EmpresaActiva = std::make_shared<EmpresaFija>(1, 2026);
-    modPublic::EjercicioActivo = static_cast<qint16>(a[7].toInt());
+    const Sesion sesion{std::make_shared<EmpresaFija>(1, 2026),
+                        a[2].startsWith(postgres) ? Conexion::abrirPostgres(a[2].mid(postgres.size())) : Conexion::abrirSqlite(a[2]),
+                        static_cast<qint16>(a[7].toInt())};
     {
-        Diario diario(modPublic::ConexionActiva, 1);
-        clsDBPresupuesto store;
+        Diario diario(sesion.conexion, 1);
+        clsDBPresupuesto store(sesion);
         store.setDiario(&diario);
         store.ActualizacionManual(a[3], static_cast<qint16>(a[4].toInt()), static_cast<qint16>(a[5].toInt()),
                                   Currency::fromInt(a[6].toLongLong()));
         salida << QDateTime::currentMSecsSinceEpoch() << Qt::endl;
     }
-    modPublic::ConexionActiva.reset();
     return 0;
 }
 
@@ -224,7 +222,7 @@ double refresco(const std::shared_ptr<Conexion>& conexion, const QString& destin
         QProcess otro;
         otro.start(QCoreApplication::applicationFilePath(),
                    {QStringLiteral("--escribir"), destino, m.TextMatrix(fila, hoja::kCuenta), m.TextMatrix(fila, hoja::kDpto),
-                    QStringLiteral("1"), valor, QString::number(modPublic::EjercicioActivo)});
+                    QStringLiteral("1"), valor, QString::number(abierta.clase.Ejercicio())});
         QElapsedTimer limite;
         limite.start();
         const QString esperado = es::formatear(Currency::fromInt(valor.toLongLong()), hoja->FormatoNumero);

@@ -6,9 +6,9 @@
 #include "db/Conexion.h"
 #include "db/schema/DatosDemo.h"
 #include "desktop/PlataformaQt.h"
-#include "host/Empresa.h"
 #include "host/entry/frmclsfrmActPresupusto.h"
 #include "host/modPublic.h"
+#include "sesion/Empresa.h"
 #include "worksheet/DisposicionHoja.h"
 #include "worksheet/frmActPresupusto.h"
 

@@ -5,8 +5,8 @@
 #include "LibroPrueba.h"
 #include "calculation/clsPresupItem.h"
 #include "db/Conexion.h"
-#include "host/modPublic.h"
 #include "import/clsImportar.h"
+#include "sesion/Sesion.h"
 #include "store/Diario.h"
 #include "store/clsDBPresupuesto.h"
 #include "worksheet/core/FiltroCuentas.h"
@@ -20,9 +20,7 @@ using namespace presupuestos;
 TEST(SqlServer, OpeningEditingPastingUndoImportAndHistoryComposeTheServersOwnStatements)
 {
     auto c = Conexion::grabadoraSqlServer();
-    modPublic::ConexionActiva = c;
-    modPublic::EmpresaActiva = std::make_shared<EmpresaFija>(1, 2026);
-    modPublic::EjercicioActivo = 2027;
+    Sesion sesion{std::make_shared<EmpresaFija>(1, 2026), c, 2027};
     // Every answer is empty, which stops some steps short of their end:
     // what they composed until then is what counts.
     const auto paso = [](const std::function<void()>& f) {
@@ -48,7 +46,7 @@ TEST(SqlServer, OpeningEditingPastingUndoImportAndHistoryComposeTheServersOwnSta
     paso([&] { r.filasSobreVentas(1, 2027); });
 
     Diario diario(c, 1);
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(sesion);
     store.setDiario(&diario);
     clsPresupItem item;
     item.Cuenta = QStringLiteral("70000001");
@@ -90,7 +88,7 @@ TEST(SqlServer, OpeningEditingPastingUndoImportAndHistoryComposeTheServersOwnSta
 
     prueba::LibrosPrueba libros;
     paso([&] {
-        clsImportar imp;
+        clsImportar imp(sesion);
         imp.setDiario(&diario);
         imp.setPrimeraFilaDatos(2);
         imp.setPrimeraColumnaDatos(3);
@@ -106,6 +104,4 @@ TEST(SqlServer, OpeningEditingPastingUndoImportAndHistoryComposeTheServersOwnSta
                                "CREATE TABLE ##PresupFiltroCuentas_", "INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, M1"})
         EXPECT_TRUE(std::any_of(registro.begin(), registro.end(), [&](const QString& s) { return s.contains(QLatin1String(propio)); }))
             << propio;
-    modPublic::ConexionActiva.reset();
-    modPublic::EmpresaActiva.reset();
 }
