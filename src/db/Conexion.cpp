@@ -805,9 +805,10 @@ void Conexion::ejecutarPostgres(const QString& sql)
 ::pg_result* Conexion::ejecutarLibpq(const QByteArray& nombre, const QByteArray& texto, bool preparar,
                                      const std::vector<QByteArray>& valores, const std::vector<char>& nulos)
 {
-    if (traza_)
-        traza_(texto, valores, nulos);
     const bool punto = transacciones_ > 0;
+    const bool liberar = punto && puntoGuardado_;
+    if (traza_)
+        traza_({texto, valores, nulos, preparar, !nombre.isEmpty(), liberar, punto});
     const auto fallo = [this](PGresult* r) {
         const VbError e = errorMotor(errorPostgres(r));
         PQclear(r);
@@ -824,7 +825,6 @@ void Conexion::ejecutarPostgres(const QString& sql)
     };
     static const char* const kLiberar = "RELEASE SAVEPOINT presupuestos_sentencia";
     static const char* const kPunto = "SAVEPOINT presupuestos_sentencia";
-    const bool liberar = punto && puntoGuardado_;
     if (liberar)
         enviar(PQsendQueryParams(pg_, kLiberar, 0, nullptr, nullptr, nullptr, nullptr, 0));
     const int indicePunto = enviados;

@@ -178,9 +178,21 @@ public:
     // result; a failure raises the system's error.
     ::pg_result* ejecutarLibpq(const QByteArray& nombre, const QByteArray& texto, bool preparar,
                                const std::vector<QByteArray>& valores = {}, const std::vector<char>& nulos = {});
-    // Every statement sent to PostgreSQL through libpq (prepared text, or
-    // the text alone, and the values), for a benchmark's floor to replay.
-    using Traza = std::function<void(const QByteArray& texto, const std::vector<QByteArray>& valores, const std::vector<char>& nulos)>;
+    // Every statement sent to PostgreSQL through libpq, as it went, for a
+    // benchmark's floor to send again: its text and values, whether it was
+    // prepared in its round trip, whether it ran by name as one prepared on
+    // the session, and the savepoint statements sent before it in the same
+    // round trip (releasing the last one, setting a new one).
+    struct EnvioLibpq {
+        const QByteArray& texto;
+        const std::vector<QByteArray>& valores;
+        const std::vector<char>& nulos;
+        bool prepara;
+        bool porNombre;
+        bool liberaPunto;
+        bool ponePunto;
+    };
+    using Traza = std::function<void(const EnvioLibpq&)>;
     void setTraza(Traza traza) { traza_ = std::move(traza); }
     void olvidarComando(Comando* c) { std::erase(comandos_, c); }
     // PostgreSQL aborts the whole transaction on a failed statement; each
