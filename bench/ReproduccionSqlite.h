@@ -305,22 +305,22 @@ public:
         return e.expandida.empty() ? traza_.plantillas[static_cast<std::size_t>(e.ranura)] : e.expandida;
     }
 
-    // Running the runs on one database.
-    class Sesion {
+    // One pass of the runs over a database.
+    class Pasada {
     public:
-        Sesion(const Reproduccion& r, SqliteDesnudo& db) : r_(r), db_(db), sentencias_(r.traza_.plantillas.size(), nullptr)
+        Pasada(const Reproduccion& r, SqliteDesnudo& db) : r_(r), db_(db), sentencias_(r.traza_.plantillas.size(), nullptr)
         {
             // Prepared by the program before the operation: not the floor's to time.
             for (int ranura : r_.previas_)
                 preparar(ranura);
         }
-        ~Sesion()
+        ~Pasada()
         {
             for (sqlite3_stmt* st : sentencias_)
                 sqlite3_finalize(st);
         }
-        Sesion(const Sesion&) = delete;
-        Sesion& operator=(const Sesion&) = delete;
+        Pasada(const Pasada&) = delete;
+        Pasada& operator=(const Pasada&) = delete;
 
         // Runs [desde, hasta) of the operation's runs.
         void ejecutar(std::size_t desde, std::size_t hasta)
@@ -510,13 +510,13 @@ inline Suelo sueloMediano(const std::vector<Copia>& copias, const Reproduccion& 
     std::vector<double> tiempos;
     for (std::size_t k = 0; k < copias.size(); ++k) {
         auto db = abrirCopia(copias[k]);
-        Reproduccion::Sesion sesion(r, *db);
+        Reproduccion::Pasada pasada(r, *db);
         const bool comprobar = k + 1 == copias.size() && copias.size() > 1;
-        sesion.setComprobar(comprobar);
+        pasada.setComprobar(comprobar);
         const auto t0 = std::chrono::steady_clock::now();
-        sesion.ejecutar(r.desde(), r.hasta());
+        pasada.ejecutar(r.desde(), r.hasta());
         if (comprobar)
-            s.diferencias = sesion.diferencias();
+            s.diferencias = pasada.diferencias();
         else
             tiempos.push_back(msDesde(t0));
     }

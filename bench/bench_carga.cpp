@@ -237,20 +237,20 @@ int main(int argc, char** argv)
         std::vector<double> sueloEdicion;
         {
             auto db = abrirCopia(copiaEdicion);
-            Reproduccion::Sesion sesion(edicionesSuelo, *db);
+            Reproduccion::Pasada pasada(edicionesSuelo, *db);
             for (int i = 0; i < ediciones; ++i) {
                 const auto t0 = std::chrono::steady_clock::now();
-                sesion.ejecutar(limitesTraza[static_cast<std::size_t>(i)], limitesTraza[static_cast<std::size_t>(i) + 1]);
+                pasada.ejecutar(limitesTraza[static_cast<std::size_t>(i)], limitesTraza[static_cast<std::size_t>(i) + 1]);
                 sueloEdicion.push_back(msDesde(t0));
             }
         }
         std::size_t diferenciasEdicion = 0;
         {
             auto db = abrirCopia(copiaComprobacion);
-            Reproduccion::Sesion sesion(edicionesSuelo, *db);
-            sesion.setComprobar(true);
-            sesion.ejecutar(edicionesSuelo.desde(), edicionesSuelo.hasta());
-            diferenciasEdicion = sesion.diferencias();
+            Reproduccion::Pasada pasada(edicionesSuelo, *db);
+            pasada.setComprobar(true);
+            pasada.ejecutar(edicionesSuelo.desde(), edicionesSuelo.hasta());
+            diferenciasEdicion = pasada.diferencias();
         }
         const double edicion = mediana(tiemposEdicion);
         const double edicionSuelo = mediana(sueloEdicion);
