@@ -396,7 +396,7 @@ int main(int argc, char* argv[])
                             << Qt::endl;
 
     const int codigo = ejecutar(app);
-    // However the run ended, the shared state still holds the connection;
+    // However the run ended, the host's session still holds the connection;
     // it has to close while the application and its SQL drivers exist, not
     // among the static destructors after main.
     modPublic::Liberar();

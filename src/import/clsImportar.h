@@ -1,5 +1,5 @@
 #pragma once
-// Imports the active sheet of a workbook as budget rows of the current
+// Imports the active sheet of a workbook as budget rows of the session's
 // company and fiscal year: one row per sheet row with a department, the
 // account in the next column and the twelve months after it. Rows that
 // exist get their twelve months replaced (method, manual bits and value
