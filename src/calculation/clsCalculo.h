@@ -74,7 +74,7 @@ private:
     void LeerVentaPresupuestada(const QString& prefijo);
 
     QString F(Currency x) const;
-    // To cents, as the company rounds.
+    // Two decimals, by the company's own rounding.
     Currency Redondear(Currency x) const;
     Currency totalMeses() const;
 
