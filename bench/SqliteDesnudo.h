@@ -36,8 +36,8 @@ inline double mediana(std::vector<double> v)
     return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
 }
 
-// Resident memory of this process in KiB, from /proc/self/status.
-inline long vmRssKib()
+// A figure of this process's /proc/self/status in KiB ("VmRSS:", "VmHWM:").
+inline long estadoKib(std::string_view campo)
 {
     FILE* f = std::fopen("/proc/self/status", "r");
     if (!f)
@@ -45,14 +45,18 @@ inline long vmRssKib()
     char linea[256];
     long kib = -1;
     while (std::fgets(linea, sizeof linea, f)) {
-        if (std::string_view(linea).substr(0, 6) == "VmRSS:") {
-            kib = std::strtol(linea + 6, nullptr, 10);
+        if (std::string_view(linea).substr(0, campo.size()) == campo) {
+            kib = std::strtol(linea + campo.size(), nullptr, 10);
             break;
         }
     }
     std::fclose(f);
     return kib;
 }
+
+// Resident memory of this process in KiB, now and at its peak.
+inline long vmRssKib() { return estadoKib("VmRSS:"); }
+inline long picoRssKib() { return estadoKib("VmHWM:"); }
 
 // A byte copy of a database as it stands: the main file and, while another
 // connection keeps it in WAL mode, its log, which holds the latest commits.

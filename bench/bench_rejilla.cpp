@@ -1,6 +1,9 @@
 // Loads a worksheet-sized grid, builds its department subtotals and times
 // the refresh that follows a one-cell edit; the counter of parsed cells
 // shows that the refresh reads only the changed cell, whatever the size.
+// There is no SQL here, so no floor: the grid is held against itself at
+// ten times the rows, and the ratio is the refresh at 40,000 rows over the
+// refresh at 4,000 (about 1 when the refresh does not grow with the grid).
 
 #include "common/NumerosEs.h"
 #include "grid/widgets/VistaRejilla.h"
@@ -84,7 +87,7 @@ void editarYRefrescar(ModeloRejilla& m, int fila, int col, int n)
     }
 }
 
-void medir(int departamentos, int cuentas, bool conVista)
+double medir(int departamentos, int cuentas, bool conVista)
 {
     VistaRejilla vista(QStringLiteral("vsPresupuesto"));
     ModeloRejilla& m = vista.modelo();
@@ -125,6 +128,7 @@ void medir(int departamentos, int cuentas, bool conVista)
     std::printf("  load %.1f ms, subtotals %.1f ms (%lld cells parsed), redraw on %.1f ms\n", tCarga, tTotales,
                 sumadasTotales, tRedibujo);
     std::printf("  one-cell edit + refresh: %.4f ms, %lld cells parsed per edit\n", tEdicion, porEdicion);
+    return tEdicion;
 }
 
 } // namespace
@@ -134,8 +138,10 @@ int main(int argc, char** argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
-    medir(10, 400, false);
-    medir(100, 400, false);
+    const double pequena = medir(10, 400, false);
+    const double grande = medir(100, 400, false);
     medir(100, 400, true);
+    std::printf("No SQL floor: the one-cell refresh at 40,000 rows against the same at 4,000.\n");
+    std::printf("ratio grid_refresh_40000_vs_4000_rows %.3f\n", grande / pequena);
     return 0;
 }

@@ -13,8 +13,7 @@
 
 #include "common/VbError.h"
 #include "db/Conexion.h"
-#include "host/Empresa.h"
-#include "host/modPublic.h"
+#include "sesion/Sesion.h"
 #include "store/Diario.h"
 #include "store/clsDBPresupuesto.h"
 #include "worksheet/core/EscrituraHoja.h"
@@ -28,11 +27,11 @@ using namespace presupuestos;
 namespace {
 
 // The figures a worksheet shows are its own concern: this user shows none.
-int carga(clsDBPresupuesto& store, Diario& diario, quint32 semilla, int operaciones)
+int carga(const Sesion& sesion, clsDBPresupuesto& store, Diario& diario, quint32 semilla, int operaciones)
 {
     ModeloRejilla modelo;
     RejillaPresupuesto rejilla(modelo);
-    EscrituraHoja escritura(rejilla, store, {});
+    EscrituraHoja escritura(sesion, rejilla, store, {});
     QRandomGenerator azar(semilla);
     const QStringList cuentas{QStringLiteral("62800001"), QStringLiteral("62800002"), QStringLiteral("62800003")};
     const auto restaurar = [&store](const QString& c, qint16 d, qint16 e, const Diario::Imagen& im) { store.Restaurar(c, d, e, im); };
@@ -83,18 +82,17 @@ int main(int argc, char** argv)
         return 1;
     try {
         const QString postgres = QStringLiteral("postgresql:");
-        modPublic::ConexionActiva = a[1].startsWith(postgres) ? Conexion::abrirPostgres(a[1].mid(postgres.size()))
-                                                              : Conexion::abrirSqlite(a[1]);
-        modPublic::EmpresaActiva = std::make_shared<EmpresaFija>(1, 2026);
-        modPublic::EjercicioActivo = 2027;
+        const Sesion sesion{std::make_shared<EmpresaFija>(1, 2026),
+                            a[1].startsWith(postgres) ? Conexion::abrirPostgres(a[1].mid(postgres.size())) : Conexion::abrirSqlite(a[1]),
+                            2027};
         int salida = 0;
         {
             // Journaled, as every worksheet's writes are.
-            Diario diario(modPublic::ConexionActiva, 1);
-            clsDBPresupuesto store;
+            Diario diario(sesion.conexion, 1);
+            clsDBPresupuesto store(sesion);
             store.setDiario(&diario);
             if (a[2] == QLatin1String("--carga")) {
-                salida = carga(store, diario, a[3].toUInt(), a[4].toInt());
+                salida = carga(sesion, store, diario, a[3].toUInt(), a[4].toInt());
             } else {
                 const auto dpto = static_cast<qint16>(a[3].toInt());
                 const auto mes = static_cast<qint16>(a[4].toInt());
@@ -114,8 +112,6 @@ int main(int argc, char** argv)
                 }
             }
         }
-        modPublic::ConexionActiva.reset();
-        modPublic::EmpresaActiva.reset();
         return salida;
     } catch (const VbError& e) {
         QTextStream(stderr) << e.description() << Qt::endl;

@@ -91,7 +91,7 @@ protected:
     LibrosPrueba libros;
     int aplicacionesCreadas = 0;
     std::function<void()> alAbrir;
-    frmImportar dlg;
+    frmImportar dlg{bd.sesion};
     int completadas = 0;
     QString infoAlCompletar;
 };
@@ -257,7 +257,7 @@ TEST_F(FrmImportar, TheColumnBoxTakesTheCharacterCodeAndTheRowBoxDecidesBoth)
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT M2 FROM Presupuestos WHERE Cuenta = '62100001' AND Dpto = 8")).toInt(), 4);
 
     // An empty row box: first row 1 and first column 1, whatever the column box says.
-    frmImportar otro;
+    frmImportar otro(bd.sesion);
     plataforma.dialogoArchivo->respuestas.push_back(libros.generar(QStringLiteral("1: 9;62800001;1;2;3\n")));
     otro.cmdExaminar->click();
     otro.txtExcelRow->clear();
@@ -290,7 +290,7 @@ TEST_F(FrmImportar, AFailedImportIsShownInRedAndOnlyClosingIsLeft)
     EXPECT_EQ(filas(), 0);
 
     // An empty column box with a row given: Asc of nothing.
-    frmImportar otro;
+    frmImportar otro(bd.sesion);
     plataforma.dialogoArchivo->respuestas.push_back(libros.generar(QStringLiteral("2: a;b;1;7;1\n")));
     otro.cmdExaminar->click();
     otro.txtExcelCol->clear();

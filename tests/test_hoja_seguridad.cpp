@@ -436,7 +436,7 @@ TEST(HojaDosUsuarios, AFileDialogOverTheDatabasesFolderLeavesItsLocksAlone)
     QTemporaryDir dir;
     {
         BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
-        clsDBPresupuesto store;
+        clsDBPresupuesto store(bd.sesion);
         store.ActualizacionManual(QStringLiteral("62800001"), 2, 1, monedaPlana(QStringLiteral("10")));
         {
             const auto d = DialogoArchivoQt::crear(QStringLiteral("Archivos de Excel(*.xlsx)|*.xlsx"),

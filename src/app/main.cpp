@@ -7,9 +7,9 @@
 #include "db/schema/DatosDemo.h"
 #include "db/schema/Esquema.h"
 #include "desktop/PlataformaQt.h"
-#include "host/Empresa.h"
 #include "host/entry/frmclsfrmActPresupusto.h"
 #include "host/modPublic.h"
+#include "sesion/Empresa.h"
 #include "worksheet/DisposicionHoja.h"
 #include "worksheet/frmActPresupusto.h"
 
@@ -417,7 +417,7 @@ int main(int argc, char* argv[])
                             << Qt::endl;
 
     const int codigo = ejecutar(app);
-    // However the run ended, the shared state still holds the connection;
+    // However the run ended, the host's session still holds the connection;
     // it has to close while the application and its SQL drivers exist, not
     // among the static destructors after main.
     modPublic::Liberar();

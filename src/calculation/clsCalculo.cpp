@@ -4,7 +4,7 @@
 #include "common/VbError.h"
 #include "db/Conexion.h"
 #include "db/Sql.h"
-#include "host/modPublic.h"
+#include "sesion/Sesion.h"
 
 namespace presupuestos {
 
@@ -12,13 +12,15 @@ namespace {
 
 QString T(Currency x) { return x.toPlainText(QLatin1Char(',')); }
 
-Currency Redondear(Currency x) { return modPublic::EmpresaActiva->Redondear(x, 2); }
-
 QString numero(qint64 n) { return QString::number(n); }
 
 QString campoMes(const char* prefijo, int i) { return QLatin1String(prefijo) + QString::number(i + 1); }
 
 } // namespace
+
+clsCalculo::clsCalculo(const Sesion& sesion) : sesion_(sesion) {}
+
+Currency clsCalculo::Redondear(Currency x) const { return sesion_.empresa->Redondear(x, 2); }
 
 Currency clsCalculo::Mes(int Index) const
 {
@@ -201,7 +203,7 @@ void clsCalculo::LeerSaldosHistoricos(const QString& Cuenta)
             sql += QStringLiteral(" AND Dpto =") + numero(dpto_);
         sql += QStringLiteral(" GROUP BY Cuenta");
     } else {
-        const QString empresa = numero(modPublic::EmpresaActiva->CodigoEmpresa());
+        const QString empresa = numero(sesion_.empresa->CodigoEmpresa());
         if (dpto_ != 0) {
             sql = QStringLiteral("SELECT * FROM Acumulados_Dpto WHERE Cod_Empresa =") + empresa
                   + QStringLiteral(" AND Cod_Ejercicio =") + numero(ejercicio_) + QStringLiteral(" AND Cuenta = '") + cuenta
@@ -214,7 +216,7 @@ void clsCalculo::LeerSaldosHistoricos(const QString& Cuenta)
         }
     }
 
-    Recordset rs = modPublic::ConexionActiva->Abrir(sql);
+    Recordset rs = sesion_.conexion->Abrir(sql);
     if (!rs.eof()) {
         for (int i = 0; i < 12; ++i) {
             // Balances are credit minus debit: income positive, expense negative.
@@ -232,12 +234,12 @@ void clsCalculo::LeerVentaPresupuestada(const QString& prefijo)
     const QString sql =
         QStringLiteral("SELECT SUM(M1) AS M1, SUM(M2) AS M2, SUM(M3) AS M3, SUM(M4) AS M4, SUM(M5) AS M5, SUM(M6) AS M6, SUM(M7) AS M7, SUM(M8) AS M8")
         + QStringLiteral(", SUM(M9) AS M9, SUM(M10) AS M10, SUM(M11) AS M11, SUM(M12) AS M12")
-        + QStringLiteral(" FROM Presupuestos WHERE Cod_Empresa =") + numero(modPublic::EmpresaActiva->CodigoEmpresa())
-        + QStringLiteral(" AND Cod_Ejercicio =") + numero(modPublic::EjercicioActivo) + QStringLiteral(" AND Cuenta like '")
+        + QStringLiteral(" FROM Presupuestos WHERE Cod_Empresa =") + numero(sesion_.empresa->CodigoEmpresa())
+        + QStringLiteral(" AND Cod_Ejercicio =") + numero(sesion_.ejercicio) + QStringLiteral(" AND Cuenta like '")
         + sql::texto(prefijo) + QStringLiteral("%'") + QStringLiteral(" AND Dpto =") + numero(dpto_)
         + QStringLiteral(" GROUP BY SUBSTRING(Cuenta, 1, ") + numero(prefijo.size()) + QStringLiteral(")");
 
-    Recordset rs = modPublic::ConexionActiva->Abrir(sql);
+    Recordset rs = sesion_.conexion->Abrir(sql);
     if (!rs.eof()) {
         for (int i = 0; i < 12; ++i)
             meses_[static_cast<std::size_t>(i)] = rs.moneda(campoMes("M", i));

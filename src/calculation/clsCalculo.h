@@ -21,8 +21,14 @@
 
 namespace presupuestos {
 
+struct Sesion;
+
 class clsCalculo {
 public:
+    // The session gives the company (its code and its rounding), the
+    // connection, and the budget year whose sales methods 6 and 7 read.
+    explicit clsCalculo(const Sesion& sesion);
+
     // 0 means all departments.
     qint16 Dpto() const { return dpto_; }
     void setDpto(qint16 dpto) { dpto_ = dpto; }
@@ -68,8 +74,11 @@ private:
     void LeerVentaPresupuestada(const QString& prefijo);
 
     QString F(Currency x) const;
+    // Two decimals, by the company's own rounding.
+    Currency Redondear(Currency x) const;
     Currency totalMeses() const;
 
+    const Sesion& sesion_;
     qint16 dpto_ = 0;
     std::array<Currency, 12> meses_{};
     qint16 ejercicio_ = 0;

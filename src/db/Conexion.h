@@ -166,7 +166,9 @@ public:
     void soltarPreparados();
     // Every statement sent to PostgreSQL through libpq, for a benchmark's
     // floor to replay.
-    void setTraza(Controlador::Traza traza) { ctl_->setTraza(std::move(traza)); }
+    using EnvioLibpq = Controlador::EnvioLibpq;
+    using Traza = Controlador::Traza;
+    void setTraza(Traza traza) { ctl_->setTraza(std::move(traza)); }
     // The system's error for an engine error, saying first when the database
     // is read-only or locked by another user.
     VbError errorMotor(const QSqlError& e) const;

@@ -214,9 +214,22 @@ public:
     virtual QString insertarSiFalta(const QString& tablaYValores) const = 0;
 
     // ---- For benchmarks -------------------------------------------------------------------
-    // Every statement sent (prepared text, or the text alone, and the values)
-    // where the engine is reached through its own library.
-    using Traza = std::function<void(const QByteArray& texto, const std::vector<QByteArray>& valores, const std::vector<char>& nulos)>;
+    // Every statement sent where the engine is reached through its own
+    // library, as it went, for a benchmark's floor to send again: its text
+    // and values, whether it was prepared in its round trip, whether it ran
+    // by name as one prepared on the session, and the savepoint statements
+    // sent before it in the same round trip (releasing the last one,
+    // setting a new one).
+    struct EnvioLibpq {
+        const QByteArray& texto;
+        const std::vector<QByteArray>& valores;
+        const std::vector<char>& nulos;
+        bool prepara;
+        bool porNombre;
+        bool liberaPunto;
+        bool ponePunto;
+    };
+    using Traza = std::function<void(const EnvioLibpq&)>;
     virtual void setTraza(Traza) {}
 
 protected:

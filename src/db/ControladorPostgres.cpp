@@ -505,9 +505,10 @@ void ControladorPostgres::notificar(const QString& canal, const QString& carga)
 ::pg_result* ControladorPostgres::ejecutarLibpq(const QByteArray& nombre, const QByteArray& texto, bool preparar,
                                                 const std::vector<QByteArray>& valores, const std::vector<char>& nulos)
 {
-    if (traza_)
-        traza_(texto, valores, nulos);
     const bool punto = c_.enTransaccion();
+    const bool liberar = punto && puntoGuardado_;
+    if (traza_)
+        traza_({texto, valores, nulos, preparar, !nombre.isEmpty(), liberar, punto});
     const auto fallo = [this](PGresult* r) {
         const VbError e = c_.errorMotor(errorPostgres(r));
         PQclear(r);
@@ -524,7 +525,6 @@ void ControladorPostgres::notificar(const QString& canal, const QString& carga)
     };
     static const char* const kLiberar = "RELEASE SAVEPOINT presupuestos_sentencia";
     static const char* const kPunto = "SAVEPOINT presupuestos_sentencia";
-    const bool liberar = punto && puntoGuardado_;
     if (liberar)
         enviar(PQsendQueryParams(pg_, kLiberar, 0, nullptr, nullptr, nullptr, nullptr, 0));
     const int indicePunto = enviados;

@@ -2,9 +2,10 @@
 
 namespace presupuestos::modPublic {
 
-std::shared_ptr<IEmpresa> EmpresaActiva;
-std::shared_ptr<Conexion> ConexionActiva;
-qint16 EjercicioActivo = 0;
+Sesion SesionActiva;
+std::shared_ptr<IEmpresa>& EmpresaActiva = SesionActiva.empresa;
+std::shared_ptr<Conexion>& ConexionActiva = SesionActiva.conexion;
+qint16& EjercicioActivo = SesionActiva.ejercicio;
 
 void Liberar()
 {

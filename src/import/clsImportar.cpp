@@ -5,7 +5,6 @@
 #include "common/VbError.h"
 #include "db/Conexion.h"
 #include "db/Sql.h"
-#include "host/modPublic.h"
 #include "import/readers/AplicacionExcel.h"
 #include "store/Diario.h"
 
@@ -139,18 +138,18 @@ std::vector<std::pair<QString, qint16>> clsImportar::clavesDelLibro(const HojaEx
 
 CodigosDesconocidos clsImportar::buscarDesconocidos(const HojaExcel& hoja, qint32 ultimaFila) const
 {
-    const QString empresa = QString::number(modPublic::EmpresaActiva->CodigoEmpresa());
+    const QString empresa = QString::number(sesion_.empresa->CodigoEmpresa());
     QSet<QString> cuentas;
     QSet<qint32> dptos;
     for (const QString& sql : {QStringLiteral("SELECT DISTINCT Cuenta FROM Cuentas WHERE Cod_Empresa = ") + empresa,
                                QStringLiteral("SELECT Codigo FROM Presupuestos_Conceptos")}) {
-        Recordset rs = modPublic::ConexionActiva->Abrir(sql);
+        Recordset rs = sesion_.conexion->Abrir(sql);
         for (; !rs.eof(); rs.MoveNext())
             cuentas.insert(rs.texto(0));
         rs.Close();
     }
     {
-        Recordset rs = modPublic::ConexionActiva->Abrir(QStringLiteral("SELECT Codigo FROM Departamentos WHERE Cod_Empresa = ") + empresa);
+        Recordset rs = sesion_.conexion->Abrir(QStringLiteral("SELECT Codigo FROM Departamentos WHERE Cod_Empresa = ") + empresa);
         for (; !rs.eof(); rs.MoveNext())
             dptos.insert(rs.entero(0));
         rs.Close();
@@ -211,12 +210,12 @@ void clsImportar::comprobarTotales()
     QString sql = QStringLiteral("SELECT Dpto");
     for (int m = 1; m <= 12; ++m)
         sql += QStringLiteral(", SUM(M") + QString::number(m) + QStringLiteral(")");
-    sql += QStringLiteral(" FROM Presupuestos WHERE Cod_Empresa = ") + QString::number(modPublic::EmpresaActiva->CodigoEmpresa())
-           + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(modPublic::EjercicioActivo)
+    sql += QStringLiteral(" FROM Presupuestos WHERE Cod_Empresa = ") + QString::number(sesion_.empresa->CodigoEmpresa())
+           + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(sesion_.ejercicio)
            + QStringLiteral(" GROUP BY Dpto");
     std::array<__int128, 13> general{};
     try {
-        Recordset rs = modPublic::ConexionActiva->Abrir(sql);
+        Recordset rs = sesion_.conexion->Abrir(sql);
         while (!rs.eof()) {
             __int128 anual = 0;
             for (int m = 0; m < 12; ++m) {
@@ -248,13 +247,13 @@ QString clsImportar::letraColumna(int columna)
     return letras;
 }
 
-clsImportar::clsImportar(QObject* parent) : QObject(parent) {}
+clsImportar::clsImportar(Sesion& sesion, QObject* parent) : QObject(parent), sesion_(sesion) {}
 
 clsImportar::~clsImportar() = default;
 
-void clsImportar::setEmpresaDrumav(std::shared_ptr<IEmpresa> empresa) { modPublic::EmpresaActiva = std::move(empresa); }
+void clsImportar::setEmpresaDrumav(std::shared_ptr<IEmpresa> empresa) { sesion_.empresa = std::move(empresa); }
 
-void clsImportar::setConexionDrumav(std::shared_ptr<Conexion> conexion) { modPublic::ConexionActiva = std::move(conexion); }
+void clsImportar::setConexionDrumav(std::shared_ptr<Conexion> conexion) { sesion_.conexion = std::move(conexion); }
 
 bool clsImportar::CrearExcel()
 {
@@ -281,8 +280,8 @@ bool clsImportar::CrearExcel()
 
 void clsImportar::PrepararComandosImportacion()
 {
-    ComandoUpdate = std::make_unique<Comando>(modPublic::ConexionActiva);
-    ComandoInsert = std::make_unique<Comando>(modPublic::ConexionActiva);
+    ComandoUpdate = std::make_unique<Comando>(sesion_.conexion);
+    ComandoInsert = std::make_unique<Comando>(sesion_.conexion);
 
     QString asignaciones;
     QString columnas;
@@ -300,8 +299,8 @@ void clsImportar::PrepararComandosImportacion()
     // Only the comma goes; the blank after it stays in the text.
     asignaciones = asignaciones.mid(1);
 
-    const QString empresa = QString::number(modPublic::EmpresaActiva->CodigoEmpresa());
-    const QString ejercicio = QString::number(modPublic::EjercicioActivo);
+    const QString empresa = QString::number(sesion_.empresa->CodigoEmpresa());
+    const QString ejercicio = QString::number(sesion_.ejercicio);
     ComandoUpdate->setCommandText(QStringLiteral("UPDATE Presupuestos SET ") + asignaciones
                                   + QStringLiteral(" WHERE Cod_Empresa = ") + empresa
                                   + QStringLiteral(" AND Cod_Ejercicio = ") + ejercicio
@@ -351,9 +350,9 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
         fila = 0;
         columna = 0;
 
-        modPublic::ConexionActiva->BeginTrans();
+        sesion_.conexion->BeginTrans();
         enTransaccion = true;
-        const qint16 ejercicio = static_cast<qint16>(modPublic::EjercicioActivo);
+        const qint16 ejercicio = static_cast<qint16>(sesion_.ejercicio);
         if (diario_) {
             operacion.emplace(diario_->operacion(Diario::Tipo::Importacion,
                                                  QStringLiteral("importar %1").arg(QFileInfo(strArchivoExcel).fileName())));
@@ -377,7 +376,7 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
                 __int128 totalFila = 0;
                 for (columna = suma16(c, 2); columna <= ultimoMes; ++columna, ++k) {
                     const Currency valor = hoja.vacia(fila, columna) ? Currency() : moneda(hoja.valor(fila, columna));
-                    sql::comprobarImporte(*modPublic::ConexionActiva, valor);
+                    sql::comprobarImporte(*sesion_.conexion, valor);
                     mesesFila[static_cast<std::size_t>(k)] = valor;
                     totalFila += valor.raw();
                     ComandoUpdate->setValor(k, valor);
@@ -438,7 +437,7 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
         if (operacion)
             operacion->describir(QStringLiteral("importar %1 filas de %2").arg(importadas).arg(QFileInfo(strArchivoExcel).fileName()));
         ExcelApp->Quit();
-        modPublic::ConexionActiva->CommitTrans();
+        sesion_.conexion->CommitTrans();
         enTransaccion = false;
         emit ImportCompleted(importadas);
     } catch (const std::exception& e) {
@@ -446,7 +445,7 @@ void clsImportar::ImportarDesdeExcel(const QString& strArchivoExcel)
         if (enTransaccion) {
             // A rollback that fails too must not hide the error that matters.
             try {
-                modPublic::ConexionActiva->RollbackTrans();
+                sesion_.conexion->RollbackTrans();
             } catch (const std::exception&) {
             }
         }

@@ -1,5 +1,5 @@
 #pragma once
-// Imports the active sheet of a workbook as budget rows of the current
+// Imports the active sheet of a workbook as budget rows of the session's
 // company and fiscal year: one row per sheet row with a department, the
 // account in the next column and the twelve months after it. Rows that
 // exist get their twelve months replaced (method, manual bits and value
@@ -7,7 +7,7 @@
 // in one transaction: a failure leaves the budget as it was and is raised
 // as one error whose description says where in the sheet it happened.
 
-#include "host/Empresa.h"
+#include "sesion/Sesion.h"
 
 #include <QObject>
 #include <QString>
@@ -20,7 +20,6 @@ namespace presupuestos {
 
 class AplicacionExcel;
 class Comando;
-class Conexion;
 class Diario;
 class HojaExcel;
 
@@ -58,10 +57,11 @@ struct InformeImportacion {
 class clsImportar : public QObject {
     Q_OBJECT
 public:
-    explicit clsImportar(QObject* parent = nullptr);
+    // The company, the connection and the year of the rows it writes.
+    explicit clsImportar(Sesion& sesion, QObject* parent = nullptr);
     ~clsImportar() override;
 
-    // Both store into the shared state; the import keeps no copy.
+    // Both store into the session the import was given; it keeps no copy.
     void setEmpresaDrumav(std::shared_ptr<IEmpresa> empresa);
     void setConexionDrumav(std::shared_ptr<Conexion> conexion);
 
@@ -111,6 +111,7 @@ private:
     // concept) and departments.
     CodigosDesconocidos buscarDesconocidos(const HojaExcel& hoja, qint32 ultimaFila) const;
 
+    Sesion& sesion_;
     std::function<bool(const CodigosDesconocidos&)> confirmar_;
     bool cancelada_ = false;
     InformeImportacion informe_;

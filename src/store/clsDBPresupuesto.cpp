@@ -3,7 +3,7 @@
 #include "common/VbError.h"
 #include "db/Conexion.h"
 #include "db/Sql.h"
-#include "host/modPublic.h"
+#include "sesion/Sesion.h"
 
 #include <cmath>
 #include <limits>
@@ -24,14 +24,14 @@ QVariant entero(qint32 n) { return QVariant(n); }
 
 } // namespace
 
-clsDBPresupuesto::clsDBPresupuesto() { PrepararComandos(); }
+clsDBPresupuesto::clsDBPresupuesto(const Sesion& sesion) : sesion_(sesion) { PrepararComandos(); }
 
 clsDBPresupuesto::~clsDBPresupuesto() = default;
 
 void clsDBPresupuesto::PrepararComandos()
 {
-    const auto conexion = modPublic::ConexionActiva;
-    const auto empresa = [] { return QString::number(modPublic::EmpresaActiva->CodigoEmpresa()); };
+    const auto conexion = sesion_.conexion;
+    const auto empresa = [this] { return QString::number(sesion_.empresa->CodigoEmpresa()); };
 
     ComandoUpdate = std::make_unique<Comando>(conexion);
     ComandoUpdate->setCommandText(
@@ -88,8 +88,8 @@ void clsDBPresupuesto::escribir(const QString& Cuenta, qint16 Dpto, qint16 Ejerc
     }
     // The write and the journal's row about it commit together; the row is
     // locked before the journal reads what it was.
-    repetirTrasInterbloqueo(*modPublic::ConexionActiva, [&] {
-        Transaccion t(*modPublic::ConexionActiva);
+    repetirTrasInterbloqueo(*sesion_.conexion, [&] {
+        Transaccion t(*sesion_.conexion);
         diario_->antes(Cuenta, Dpto, Ejercicio, tipo);
         escritura();
         t.confirmar();
@@ -98,7 +98,7 @@ void clsDBPresupuesto::escribir(const QString& Cuenta, qint16 Dpto, qint16 Ejerc
 
 void clsDBPresupuesto::Actualizar(const clsPresupItem& item)
 {
-    escribir(item.Cuenta, item.Dpto, modPublic::EjercicioActivo, Diario::Tipo::Metodo, [&] { actualizarFila(item); });
+    escribir(item.Cuenta, item.Dpto, sesion_.ejercicio, Diario::Tipo::Metodo, [&] { actualizarFila(item); });
 }
 
 void clsDBPresupuesto::actualizarFila(const clsPresupItem& item)
@@ -108,7 +108,7 @@ void clsDBPresupuesto::actualizarFila(const clsPresupItem& item)
     ComandoUpdate->setValor(12, entero(item.MetodoCalc));
     ComandoUpdate->setValor(13, entero(item.Manual));
     ComandoUpdate->setValor(14, item.Valor);
-    ComandoUpdate->setValor(15, entero(modPublic::EjercicioActivo));
+    ComandoUpdate->setValor(15, entero(sesion_.ejercicio));
     ComandoUpdate->setValor(16, item.Cuenta);
     ComandoUpdate->setValor(17, entero(item.Dpto));
     ultimoActualizoExistente_ = true;
@@ -116,7 +116,7 @@ void clsDBPresupuesto::actualizarFila(const clsPresupItem& item)
         return;
     ultimoActualizoExistente_ = false;
 
-    ComandoInsert->setValor(0, entero(modPublic::EjercicioActivo));
+    ComandoInsert->setValor(0, entero(sesion_.ejercicio));
     ComandoInsert->setValor(1, item.Cuenta);
     ComandoInsert->setValor(2, entero(item.Dpto));
     for (int i = 0; i < 12; ++i)
@@ -129,33 +129,33 @@ void clsDBPresupuesto::actualizarFila(const clsPresupItem& item)
 
 void clsDBPresupuesto::ActualizacionManual(QString Cuenta, qint16 Dpto, qint16 Mes, Currency Valor)
 {
-    escribir(Cuenta, Dpto, modPublic::EjercicioActivo, Diario::Tipo::Tecleo, [&] { actualizarMes(Cuenta, Dpto, Mes, Valor); });
+    escribir(Cuenta, Dpto, sesion_.ejercicio, Diario::Tipo::Tecleo, [&] { actualizarMes(Cuenta, Dpto, Mes, Valor); });
 }
 
 void clsDBPresupuesto::actualizarMes(const QString& Cuenta, qint16 Dpto, qint16 Mes, Currency Valor)
 {
     // Beyond month 15 the bit no longer fits the 16-bit set: Overflow.
     const qint16 bit = Currency::fromDouble(std::pow(2.0, Mes - 1)).toInt16();
-    sql::comprobarImporte(*modPublic::ConexionActiva, Valor);
-    const QString importe = modPublic::EmpresaActiva->NumeroSQL(Valor);
+    sql::comprobarImporte(*sesion_.conexion, Valor);
+    const QString importe = sesion_.empresa->NumeroSQL(Valor);
 
     // The OR keeps the bits of months typed earlier; the other months, the
     // method and the value are left alone.
     const QString sql = QStringLiteral("UPDATE Presupuestos ") + QStringLiteral(" SET M") + QString::number(Mes)
                         + QStringLiteral(" = ") + importe + QStringLiteral(", Modificacion_Manual |= ") + QString::number(bit)
                         + QStringLiteral(" WHERE Cod_Empresa = ")
-                        + QString::number(modPublic::EmpresaActiva->CodigoEmpresa())
-                        + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(modPublic::EjercicioActivo)
+                        + QString::number(sesion_.empresa->CodigoEmpresa())
+                        + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(sesion_.ejercicio)
                         + QStringLiteral(" AND Cuenta = '") + sql::texto(Cuenta) + QStringLiteral("' AND Dpto = ")
                         + QString::number(Dpto);
     // The log shows the text above; the engine gets it prepared once per
     // month, its values bound.
     std::unique_ptr<Comando>& mes = ComandoMes[static_cast<std::size_t>(Mes - 1)];
     if (!mes) {
-        mes = std::make_unique<Comando>(modPublic::ConexionActiva);
+        mes = std::make_unique<Comando>(sesion_.conexion);
         mes->setCommandText(QStringLiteral("UPDATE Presupuestos  SET M") + QString::number(Mes)
                             + QStringLiteral(" = ?, Modificacion_Manual |= ? WHERE Cod_Empresa = ")
-                            + QString::number(modPublic::EmpresaActiva->CodigoEmpresa())
+                            + QString::number(sesion_.empresa->CodigoEmpresa())
                             + QStringLiteral(" AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
         mes->agregarParametro(QStringLiteral("Importe"), TipoParametro::Moneda);
         mes->agregarParametro(QStringLiteral("Bit"), TipoParametro::Entero);
@@ -166,7 +166,7 @@ void clsDBPresupuesto::actualizarMes(const QString& Cuenta, qint16 Dpto, qint16 
     }
     mes->setValor(0, Valor);
     mes->setEntero(1, bit);
-    mes->setEntero(2, modPublic::EjercicioActivo);
+    mes->setEntero(2, sesion_.ejercicio);
     mes->setValor(3, Cuenta);
     mes->setEntero(4, Dpto);
     if (contador(mes->Execute(sql)) != 0)
@@ -182,13 +182,13 @@ void clsDBPresupuesto::actualizarMes(const QString& Cuenta, qint16 Dpto, qint16 
 
 void clsDBPresupuesto::SetVisible(QString Cuenta, qint16 Dpto, bool Visible)
 {
-    escribir(Cuenta, Dpto, modPublic::EjercicioActivo, Diario::Tipo::Visibilidad, [&] { fijarVisible(Cuenta, Dpto, Visible); });
+    escribir(Cuenta, Dpto, sesion_.ejercicio, Diario::Tipo::Visibilidad, [&] { fijarVisible(Cuenta, Dpto, Visible); });
 }
 
 void clsDBPresupuesto::fijarVisible(const QString& Cuenta, qint16 Dpto, bool Visible)
 {
     ComandoVer->setValor(0, Visible);
-    ComandoVer->setValor(1, entero(modPublic::EjercicioActivo));
+    ComandoVer->setValor(1, entero(sesion_.ejercicio));
     ComandoVer->setValor(2, Cuenta);
     ComandoVer->setValor(3, entero(Dpto));
     if (contador(ComandoVer->Execute()) != 0)
@@ -237,10 +237,10 @@ std::optional<clsDBPresupuesto::FilaGuardada> clsDBPresupuesto::Leer(const QStri
     for (int m = 2; m <= 12; ++m)
         sql += QStringLiteral(", M") + QString::number(m);
     sql += QStringLiteral(", Metodo_Calculo, Modificacion_Manual, Valor FROM Presupuestos WHERE Cod_Empresa = ")
-           + QString::number(modPublic::EmpresaActiva->CodigoEmpresa()) + QStringLiteral(" AND Cod_Ejercicio = ")
-           + QString::number(modPublic::EjercicioActivo) + QStringLiteral(" AND Cuenta = '") + sql::texto(Cuenta)
+           + QString::number(sesion_.empresa->CodigoEmpresa()) + QStringLiteral(" AND Cod_Ejercicio = ")
+           + QString::number(sesion_.ejercicio) + QStringLiteral(" AND Cuenta = '") + sql::texto(Cuenta)
            + QStringLiteral("' AND Dpto = ") + QString::number(Dpto);
-    Recordset rs = modPublic::ConexionActiva->Abrir(sql);
+    Recordset rs = sesion_.conexion->Abrir(sql);
     if (rs.eof())
         return std::nullopt;
     FilaGuardada f;
@@ -263,9 +263,9 @@ void clsDBPresupuesto::restaurarFila(const QString& Cuenta, qint16 Dpto, qint16 
     if (!imagen.existe) {
         // Prepared once: undoing an import takes tens of thousands of rows away.
         if (!ComandoBorrar) {
-            ComandoBorrar = std::make_unique<Comando>(modPublic::ConexionActiva);
+            ComandoBorrar = std::make_unique<Comando>(sesion_.conexion);
             ComandoBorrar->setCommandText(QStringLiteral("DELETE FROM Presupuestos WHERE Cod_Empresa = ")
-                                          + QString::number(modPublic::EmpresaActiva->CodigoEmpresa())
+                                          + QString::number(sesion_.empresa->CodigoEmpresa())
                                           + QStringLiteral(" AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
             ComandoBorrar->agregarParametro(QStringLiteral("Cod_Ejercicio"), TipoParametro::Entero);
             ComandoBorrar->agregarParametro(QStringLiteral("Cuenta"), TipoParametro::Texto, 12);
@@ -279,8 +279,8 @@ void clsDBPresupuesto::restaurarFila(const QString& Cuenta, qint16 Dpto, qint16 
         return;
     }
     if (!ComandoRestaurar) {
-        const auto conexion = modPublic::ConexionActiva;
-        const QString empresa = QString::number(modPublic::EmpresaActiva->CodigoEmpresa());
+        const auto conexion = sesion_.conexion;
+        const QString empresa = QString::number(sesion_.empresa->CodigoEmpresa());
         ComandoRestaurar = std::make_unique<Comando>(conexion);
         QString asignaciones;
         for (int m = 1; m <= 12; ++m)
@@ -332,7 +332,7 @@ void clsDBPresupuesto::restaurarFila(const QString& Cuenta, qint16 Dpto, qint16 
 
 void clsDBPresupuesto::insertVacio(const QString& Cuenta, qint16 Dpto)
 {
-    ComandoInsert->setValor(0, entero(modPublic::EjercicioActivo));
+    ComandoInsert->setValor(0, entero(sesion_.ejercicio));
     ComandoInsert->setValor(1, Cuenta);
     ComandoInsert->setValor(2, entero(Dpto));
     for (int i = 0; i < 12; ++i)

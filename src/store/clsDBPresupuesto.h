@@ -7,7 +7,8 @@
 //
 // The company code and the connection are captured when the commands are
 // built; the fiscal year is read on every call. The statement for a month
-// typed by hand is composed anew each time, on the current connection. The
+// typed by hand is composed anew each time, on the session's connection as
+// it is then. The
 // callers decide the transaction. When another user creates the row between
 // the update and the insert, the insert hits the key and the update runs
 // again, so neither user's figure is lost.
@@ -25,10 +26,11 @@
 namespace presupuestos {
 
 class Comando;
+struct Sesion;
 
 class clsDBPresupuesto {
 public:
-    clsDBPresupuesto();
+    explicit clsDBPresupuesto(const Sesion& sesion);
     ~clsDBPresupuesto();
     clsDBPresupuesto(const clsDBPresupuesto&) = delete;
     clsDBPresupuesto& operator=(const clsDBPresupuesto&) = delete;
@@ -80,6 +82,7 @@ private:
     void fijarVisible(const QString& Cuenta, qint16 Dpto, bool Visible);
     void restaurarFila(const QString& Cuenta, qint16 Dpto, qint16 Ejercicio, const Diario::Imagen& imagen);
 
+    const Sesion& sesion_;
     Diario* diario_ = nullptr;
     bool ultimoActualizoExistente_ = false;
     std::unique_ptr<Comando> ComandoUpdate;

@@ -162,7 +162,7 @@ void frmActPresupusto::Form_Load()
     cboEjercicio->setCurrentIndex(indice);
 
     PrimeraActivacion = true;
-    dbPresupuesto_ = std::make_unique<clsDBPresupuesto>();
+    dbPresupuesto_ = std::make_unique<clsDBPresupuesto>(SesionActiva);
     diario_ = std::make_unique<Diario>(ConexionActiva, static_cast<qint16>(EmpresaActiva->CodigoEmpresa()));
     dbPresupuesto_->setDiario(diario_.get());
     diario_->setAlCambiar([this] { actualizarDeshacer(); });
@@ -171,10 +171,10 @@ void frmActPresupusto::Form_Load()
     avisos.completado = [this](int n) { cambiarCompletado(n); };
     avisos.ventasCambiadas = [this] { RecalcularDependencias(); };
     avisos.antesDeCelda = [this](Currency v) { ValorAnterior = v; };
-    escritura_ = std::make_unique<EscrituraHoja>(*presupuesto_, *dbPresupuesto_, std::move(avisos));
+    escritura_ = std::make_unique<EscrituraHoja>(SesionActiva, *presupuesto_, *dbPresupuesto_, std::move(avisos));
     setWindowTitle(QStringLiteral("Presupuesto ") + QString::number(EjercicioActivo));
 
-    frmCal_ = new frmOperaciones(this);
+    frmCal_ = new frmOperaciones(SesionActiva, this);
     frmCal_->setTablaTempHistorico(TablaEstadisticas);
     frmCal_->setEjercicio(static_cast<qint16>(EjercicioActivo - 1));
     connect(frmCal_, &frmOperaciones::Aplicar, this, [this] { frmCal_Aplicar(); });

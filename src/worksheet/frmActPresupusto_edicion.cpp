@@ -432,7 +432,7 @@ void frmActPresupusto::cmdNoEnlanzarTablas_Click()
 
 void frmActPresupusto::cmdImportar_Click()
 {
-    frmImport = new frmImportar(this);
+    frmImport = new frmImportar(SesionActiva, this);
     frmImport->setDiario(diario_.get());
     connect(frmImport, &frmImportar::ImportacionCompletada, this, [this] { frmImport_ImportacionCompletada(); });
     frmImport->exec();

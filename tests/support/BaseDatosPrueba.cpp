@@ -74,13 +74,13 @@ BaseDatosPrueba::BaseDatosPrueba(bool conDatosDemo, const QString& fichero)
         Esquema::crearRetail(*conexion, QStringLiteral("Pelvor"));
     }
     empresa = std::make_shared<EmpresaFija>(1, 2026);
-    modPublic::EmpresaActiva = empresa;
-    modPublic::ConexionActiva = conexion;
-    modPublic::EjercicioActivo = 2027;
+    sesion = {empresa, conexion, 2027};
 }
 
 BaseDatosPrueba::~BaseDatosPrueba()
 {
+    sesion = {};
+    // A worksheet opened through the host class left the connection in the host's slots.
     if (modPublic::ConexionActiva == conexion)
         modPublic::ConexionActiva.reset();
     if (modPublic::EmpresaActiva == empresa)

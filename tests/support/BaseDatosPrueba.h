@@ -1,13 +1,13 @@
 #pragma once
 // A real database with the real schema and the retail database beside it,
-// and the shared state of the host set on it: SQLite in memory (or in a
+// and a session on it for the classes a test makes: SQLite in memory (or in a
 // file), or, when PRESUPUESTOS_PRUEBA_PG names a PostgreSQL server (a libpq
 // connection string of a user that may create databases), a database of its
 // own on that server, created for the test and dropped after it: the tests
 // of one run go in parallel, each in its own process.
 
 #include "db/Conexion.h"
-#include "host/Empresa.h"
+#include "sesion/Sesion.h"
 
 #include <QStringList>
 #include <functional>
@@ -34,6 +34,8 @@ struct BaseDatosPrueba {
     // A second connection to the same database, as another user's.
     std::shared_ptr<Conexion> otraConexion() const;
     std::shared_ptr<EmpresaFija> empresa;
+    // The company and the connection above, fiscal year 2027.
+    Sesion sesion;
 
     // Runs raw SQL on the database (set-up of a test, not the system's statements).
     void sql(const QString& sentencia);

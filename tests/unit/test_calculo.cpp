@@ -75,7 +75,7 @@ protected:
     }
 
     BaseDatosPrueba bd;
-    clsCalculo calc;
+    clsCalculo calc{bd.sesion};
 };
 
 } // namespace
@@ -101,7 +101,7 @@ TEST_F(Calculo, TextsAndProperties)
     EXPECT_EQ(calc.PlantillaFormula(5), QStringLiteral("Enero = Valor * ([Saldo Mes Hist.] * 100 / [Saldo Año Hist.])"));
     EXPECT_TRUE(calc.DecripcionMetodo(8).isEmpty() && calc.PlantillaFormula(-1).isEmpty());
 
-    EXPECT_TRUE(clsCalculo().FormatoCalculo().isEmpty());
+    EXPECT_TRUE(clsCalculo(bd.sesion).FormatoCalculo().isEmpty());
     calc.setDecimales(0);
     EXPECT_EQ(calc.FormatoCalculo(), QStringLiteral("#,0"));
     calc.Calcular(7, QString(), C("0")); // no sales stored: a total of 0

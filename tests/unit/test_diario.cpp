@@ -1,7 +1,6 @@
 #include "BaseDatosPrueba.h"
 #include "calculation/clsPresupItem.h"
 #include "common/VbError.h"
-#include "host/modPublic.h"
 #include "store/Diario.h"
 #include "store/clsDBPresupuesto.h"
 
@@ -36,7 +35,7 @@ TEST(Diario, AnOperationJournalsEachRowOnceWithBothImagesInTheTransactionOfTheCh
 {
     BaseDatosPrueba bd;
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M2, Ver) VALUES (1, 2027, '70000001', 1, 7.5, 1)"));
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(bd.sesion);
     Diario diario(bd.conexion, 1);
     store.setDiario(&diario);
     ASSERT_TRUE(diario.disponible());
@@ -88,7 +87,7 @@ TEST(Diario, UndoAndRedoWalkTheStepsBackAndForthExactly)
     BaseDatosPrueba bd;
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, M12, Metodo_Calculo, "
                           "Modificacion_Manual, Valor, Ver) VALUES (1, 2027, '70000001', 1, 100.1234, -3.5, 4, 9, 12.5, 1)"));
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(bd.sesion);
     Diario diario(bd.conexion, 1);
     store.setDiario(&diario);
     const auto restaurar = restaurarCon(store);
@@ -134,7 +133,7 @@ TEST(Diario, AnUndoOverAnotherUsersChangeIsRefusedAndChangesNothing)
     QTemporaryDir dir;
     const QString fichero = dir.filePath(QStringLiteral("compartida.db"));
     BaseDatosPrueba bd(false, fichero);
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(bd.sesion);
     Diario diario(bd.conexion, 1);
     store.setDiario(&diario);
     {
@@ -167,7 +166,7 @@ TEST(Diario, WithoutTheTableUndoStillWorksForTheSession)
     // A server whose schema was not updated: nothing is created there.
     BaseDatosPrueba bd;
     bd.sql(QStringLiteral("DROP TABLE Presupuestos_Cambios"));
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(bd.sesion);
     Diario diario(bd.conexion, 1, false);
     store.setDiario(&diario);
     EXPECT_FALSE(diario.disponible());
@@ -208,7 +207,7 @@ TEST(Diario, AFileWithTheFirstLayoutKeepsEveryRowOfItsHistory)
                           "(2, 1, 'pegado', 'pegar 2 celdas', 'ana', '2026-11-01 10:00:00.000', 1, 2027, '70000001', 2, 0, 0, 1, 3), "
                           "(3, 3, 'tecleo', 'teclear', 'luis', '2026-11-02 09:00:00.000', 1, 2027, '70000001', 1, 1, 10, 1, 12.25)"));
 
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(bd.sesion);
     Diario diario(bd.conexion, 1);
     store.setDiario(&diario);
     ASSERT_TRUE(diario.disponible());
@@ -239,7 +238,7 @@ TEST(Diario, ABatchThatReadsTheWholeYearStillKnowsEachRowAsItWas)
                           "(1, 2027, '70000001', 1, 5.5, -2, 3, 1.25, 1), (1, 2027, '70000009', 4, 9, 0, 0, 0, 0), "
                           "(1, 2026, '70000001', 1, 1, 1, 0, 0, 1)"));
     const QStringList inicial = bd.presupuestos();
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(bd.sesion);
     Diario diario(bd.conexion, 1);
     store.setDiario(&diario);
     std::vector<std::pair<QString, qint16>> claves;
@@ -270,7 +269,7 @@ TEST(Diario, ManyNewRowsAreJournaledEachWithItsOwnFigures)
     // New rows go to the journal several to a statement, and the rest one by
     // one: every row must keep its own key and figures, wherever it fell.
     BaseDatosPrueba bd;
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(bd.sesion);
     Diario diario(bd.conexion, 1);
     store.setDiario(&diario);
     const int n = 40;
@@ -303,7 +302,7 @@ TEST(Diario, TheJournalHoldsOnlyWhatChanged)
     BaseDatosPrueba bd;
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, Metodo_Calculo) VALUES (1, 2027, '60000001', 1, 5, 3)"));
     bd.rechazar(QStringLiteral("INSERT"), QStringLiteral("62900001"), QStringLiteral("no"));
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(bd.sesion);
     Diario diario(bd.conexion, 1);
     store.setDiario(&diario);
     const auto operaciones = [&bd] { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Operaciones")).toInt(); };

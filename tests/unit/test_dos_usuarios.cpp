@@ -6,7 +6,6 @@
 #include "BaseDatosPrueba.h"
 #include "calculation/clsPresupItem.h"
 #include "common/VbError.h"
-#include "host/modPublic.h"
 #include "store/Diario.h"
 #include "store/clsDBPresupuesto.h"
 
@@ -96,7 +95,7 @@ TEST(DosUsuarios, DifferentMonthsOfOneRowBothStay)
     QTemporaryDir dir;
     BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2027, '62800001', 2, 5)"));
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(bd.sesion);
     std::unique_ptr<OtroUsuario> otro;
     {
         Transaccion t(*bd.conexion);
@@ -125,7 +124,7 @@ TEST(DosUsuarios, TheSameNewRowAtOnceLosesNoMonth)
 {
     QTemporaryDir dir;
     BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(bd.sesion);
     std::atomic<bool> insertado{false};
     OtroUsuario otro(bd.destino, [&insertado](Conexion& c) {
         c.BeginTrans();
@@ -162,7 +161,7 @@ TEST(DosUsuarios, AMethodAppliedWhileAnotherUserTypesInADependentRowLosesNeither
     BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Metodo_Calculo, Valor) "
                           "VALUES (1, 2027, '60000001', 1, 6, 52)"));
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(bd.sesion);
     clsPresupItem dependiente;
     dependiente.Cuenta = QStringLiteral("60000001");
     dependiente.Dpto = 1;
@@ -202,7 +201,7 @@ TEST(DosUsuarios, ARowLockedByAnotherUserWaitsThenReports)
     auto otro = bd.otraConexion();
     otro->BeginTrans();
     otro->Execute(QStringLiteral("UPDATE Presupuestos SET M2 = 1 WHERE Cuenta = '62800001'"));
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(bd.sesion);
     try {
         store.ActualizacionManual(QStringLiteral("62800001"), 2, 1, C(QStringLiteral("10")));
         FAIL() << "stored over another user's open transaction";
@@ -234,7 +233,7 @@ TEST(DosUsuarios, WhatAWriteDependsOnIsReadOnlyOnceTheRowIsLocked)
         SCOPED_TRACE(caso.nombre);
         QTemporaryDir dir;
         BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
-        clsDBPresupuesto store;
+        clsDBPresupuesto store(bd.sesion);
         Diario diario(bd.conexion, 1);
         store.setDiario(&diario);
         const auto restaurar = [&store](const QString& c, qint16 d, qint16 e, const Diario::Imagen& im) { store.Restaurar(c, d, e, im); };
@@ -322,7 +321,7 @@ TEST(DosUsuarios, ARowWhoseLockWasRefusedIsReadAsNewWhenTheBatchRunsAgain)
     QTemporaryDir dir;
     BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2027, '62800001', 1, 1), (1, 2027, '62800002', 1, 1)"));
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(bd.sesion);
     Diario diario(bd.conexion, 1);
     store.setDiario(&diario);
     bd.conexion->setEsperaBloqueo(100);

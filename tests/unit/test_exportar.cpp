@@ -35,9 +35,9 @@ using presupuestos::prueba::monedaPlana;
 
 namespace {
 
-qint32 importar(const QString& libro, InformeImportacion* informe = nullptr)
+qint32 importar(Sesion& sesion, const QString& libro, InformeImportacion* informe = nullptr)
 {
-    clsImportar imp;
+    clsImportar imp(sesion);
     imp.setPrimeraFilaDatos(2);
     imp.setPrimeraColumnaDatos(1);
     // A worksheet's own codes are never unknown.
@@ -125,7 +125,7 @@ TEST(Exportar, EveryAmountComesBackExactlyWhetherWrittenAsNumberOrText)
         if (filas[i].meses[i % 12].abs() <= monedaPlana(QStringLiteral("274877906944")))
             guardables.push_back(filas[i]);
     ExportadorLibro::escribir(ruta, {{QStringLiteral("Presupuesto"), true, guardables}});
-    ASSERT_EQ(importar(ruta), static_cast<qint32>(guardables.size()));
+    ASSERT_EQ(importar(bd.sesion, ruta), static_cast<qint32>(guardables.size()));
     for (std::size_t i = 0; i < guardables.size(); ++i) {
         Recordset rs = bd.conexion->Abrir(QStringLiteral("SELECT M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12 FROM Presupuestos "
                                                          "WHERE Cuenta = '%1' AND Dpto = %2")
@@ -213,7 +213,7 @@ TEST(Exportar, ALargeCompanyComesBackUnchanged)
     const QString ruta = libros.carpeta() + QStringLiteral("/grande.xlsx");
     ExportadorLibro::escribir(ruta, {{QStringLiteral("Presupuesto 2027"), true, filas}});
     InformeImportacion informe;
-    EXPECT_EQ(importar(ruta, &informe), static_cast<qint32>(filas.size()));
+    EXPECT_EQ(importar(bd.sesion, ruta, &informe), static_cast<qint32>(filas.size()));
     EXPECT_EQ(informe.omitidas, 0);
     // Rows shown without a stored budget come in as zeros with the table's defaults.
     const QStringList despues = guardado(bd);

@@ -2,7 +2,6 @@
 #include "LibroPrueba.h"
 #include "common/VbError.h"
 #include "db/Conexion.h"
-#include "host/modPublic.h"
 #include "import/readers/AplicacionExcel.h"
 #include "import/clsImportar.h"
 #include "store/Diario.h"
@@ -82,7 +81,7 @@ protected:
     // Imports with a fresh engine; returns the error's description, empty on success.
     QString importar(const QString& ruta, qint16 primeraFila = 2, qint16 primeraColumna = 3, int* numero = nullptr)
     {
-        clsImportar imp;
+        clsImportar imp(*sesion);
         imp.setDiario(diario);
         imp.setPrimeraFilaDatos(primeraFila);
         imp.setPrimeraColumnaDatos(primeraColumna);
@@ -101,6 +100,8 @@ protected:
 
     int filas() { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(); }
     Diario* diario = nullptr;
+    // Where the import writes: bd unless a test points it to a database of its own.
+    Sesion* sesion = &bd.sesion;
     std::vector<qint32> filasProgreso() const
     {
         std::vector<qint32> v;
@@ -237,13 +238,13 @@ TEST_F(Importar, ConvertsCellsAsTheParametersTakeThem)
 
 TEST_F(Importar, PreparesBothCommandsWithTheirTextsAndParameters)
 {
-    modPublic::EjercicioActivo = 2031;
-    bd.empresa = std::make_shared<EmpresaFija>(17, 2030);
-    clsImportar imp;
-    imp.setEmpresaDrumav(bd.empresa);
+    bd.sesion.ejercicio = 2031;
+    const auto empresa = std::make_shared<EmpresaFija>(17, 2030);
+    clsImportar imp(bd.sesion);
+    imp.setEmpresaDrumav(empresa);
     imp.setConexionDrumav(bd.conexion);
-    EXPECT_EQ(modPublic::EmpresaActiva, bd.empresa);
-    EXPECT_EQ(modPublic::ConexionActiva, bd.conexion);
+    EXPECT_EQ(bd.sesion.empresa, empresa);
+    EXPECT_EQ(bd.sesion.conexion, bd.conexion);
     imp.setPrimeraFilaDatos(1);
     imp.setPrimeraColumnaDatos(1);
     EXPECT_EQ(imp.PrimeraFilaDatos(), 1);
@@ -464,6 +465,7 @@ TEST_F(Importar, ALockedDatabaseIsReportedAsSuchNotAsAWorkbookFault)
     QTemporaryDir dir;
     const QString fichero = dir.filePath(QStringLiteral("empresa.db"));
     BaseDatosPrueba enFichero(false, fichero);
+    sesion = &enFichero.sesion;
     enFichero.conexion->setEsperaBloqueo(50);
     auto otro = enFichero.otraConexion();
     QSqlQuery bloqueo(otro->baseDatos());
@@ -495,6 +497,7 @@ TEST_F(Importar, AMissingReaderOrAFullDiskAreNotBlamedOnTheWorkbook)
     ASSERT_EQ(::mount("tmpfs", punto.constData(), "tmpfs", 0, "size=2m"), 0) << std::strerror(errno);
     {
         BaseDatosPrueba enFichero(false, dir.filePath(QStringLiteral("empresa.db")));
+        sesion = &enFichero.sesion;
         enFichero.sql(QStringLiteral("CREATE TABLE Relleno (Datos BLOB)"));
         try {
             for (int i = 0; i < 1000; ++i)

@@ -97,7 +97,7 @@ TEST(ImportarLibreOffice, AWorkbookLibreOfficeWroteImportsAsItsRowsSay)
     ASSERT_TRUE(QFile::exists(libro)) << p.readAll().toStdString();
 
     BaseDatosPrueba bd;
-    clsImportar imp;
+    clsImportar imp(bd.sesion);
     imp.setPrimeraFilaDatos(2);
     imp.setPrimeraColumnaDatos(1);
     int preguntas = 0;

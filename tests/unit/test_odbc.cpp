@@ -4,7 +4,7 @@
 #include "calculation/clsPresupItem.h"
 #include "db/Conexion.h"
 #include "db/schema/Esquema.h"
-#include "host/modPublic.h"
+#include "sesion/Sesion.h"
 #include "store/clsDBPresupuesto.h"
 
 #include <QDir>
@@ -76,11 +76,9 @@ TEST(Odbc, PreparedCommandsReachTheDriverWithPositionalMarkersAndMoneyAsExactTex
     // through the driver as they would go to SQL Server.
     Esquema::crearGestion(*Conexion::abrirSqlite(dir.filePath(QStringLiteral("p.db"))));
     auto c = Conexion::abrirOdbc(QStringLiteral("DRIVER=%1;Database=%2").arg(controlador, dir.filePath(QStringLiteral("p.db"))));
-    modPublic::ConexionActiva = c;
-    modPublic::EmpresaActiva = std::make_shared<EmpresaFija>(1, 2026);
-    modPublic::EjercicioActivo = 2027;
     {
-        clsDBPresupuesto store;
+        const Sesion sesion{std::make_shared<EmpresaFija>(1, 2026), c, 2027};
+        clsDBPresupuesto store(sesion);
         clsPresupItem item;
         item.Cuenta = QStringLiteral("70000001");
         item.Dpto = 1;
@@ -106,8 +104,6 @@ TEST(Odbc, PreparedCommandsReachTheDriverWithPositionalMarkersAndMoneyAsExactTex
         EXPECT_EQ(marcas.Execute(), 1);
     }
     const QStringList compuestas(c->registro().begin(), c->registro().end());
-    modPublic::ConexionActiva.reset();
-    modPublic::EmpresaActiva.reset();
     c.reset();
 
     const auto llamadas = leerTraza(traza);

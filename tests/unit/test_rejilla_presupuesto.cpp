@@ -147,8 +147,8 @@ TEST(RejillaPresupuesto, AStoredRowIsShownWithItsMarks)
 TEST(RejillaPresupuesto, APasteWritesTheSelectionOrTheBlockAndAClearSkipsTotalRows)
 {
     Rejilla g;
-    clsDBPresupuesto store;
-    EscrituraHoja e(g.r, store, {});
+    clsDBPresupuesto store(g.bd.sesion);
+    EscrituraHoja e(g.bd.sesion, g.r, store, {});
     auto celdas = [](const std::vector<EscrituraHoja::Celda>& v) {
         QStringList l;
         for (const auto& c : v)

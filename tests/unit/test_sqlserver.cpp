@@ -6,8 +6,8 @@
 #include "calculation/clsPresupItem.h"
 #include "db/Conexion.h"
 #include "db/schema/Esquema.h"
-#include "host/modPublic.h"
 #include "import/clsImportar.h"
+#include "sesion/Sesion.h"
 #include "store/Diario.h"
 #include "store/clsDBPresupuesto.h"
 #include "worksheet/core/FiltroCuentas.h"
@@ -21,9 +21,7 @@ using namespace presupuestos;
 TEST(SqlServer, OpeningEditingPastingUndoImportAndHistoryComposeTheServersOwnStatements)
 {
     auto c = Conexion::grabadoraSqlServer();
-    modPublic::ConexionActiva = c;
-    modPublic::EmpresaActiva = std::make_shared<EmpresaFija>(1, 2026);
-    modPublic::EjercicioActivo = 2027;
+    Sesion sesion{std::make_shared<EmpresaFija>(1, 2026), c, 2027};
     // Every answer is empty, which stops some steps short of their end:
     // what they composed until then is what counts.
     const auto paso = [](const std::function<void()>& f) {
@@ -49,7 +47,7 @@ TEST(SqlServer, OpeningEditingPastingUndoImportAndHistoryComposeTheServersOwnSta
     paso([&] { r.filasSobreVentas(1, 2027); });
 
     Diario diario(c, 1);
-    clsDBPresupuesto store;
+    clsDBPresupuesto store(sesion);
     store.setDiario(&diario);
     clsPresupItem item;
     item.Cuenta = QStringLiteral("70000001");
@@ -91,7 +89,7 @@ TEST(SqlServer, OpeningEditingPastingUndoImportAndHistoryComposeTheServersOwnSta
 
     prueba::LibrosPrueba libros;
     paso([&] {
-        clsImportar imp;
+        clsImportar imp(sesion);
         imp.setDiario(&diario);
         imp.setPrimeraFilaDatos(2);
         imp.setPrimeraColumnaDatos(3);
@@ -112,6 +110,4 @@ TEST(SqlServer, OpeningEditingPastingUndoImportAndHistoryComposeTheServersOwnSta
                                "CREATE SEQUENCE dbo.Presupuestos_Operaciones_Id", "EXEC sp_rename"})
         EXPECT_TRUE(std::any_of(registro.begin(), registro.end(), [&](const QString& s) { return s.contains(QLatin1String(propio)); }))
             << propio;
-    modPublic::ConexionActiva.reset();
-    modPublic::EmpresaActiva.reset();
 }

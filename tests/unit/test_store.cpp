@@ -1,7 +1,6 @@
 #include "BaseDatosPrueba.h"
 #include "calculation/clsPresupItem.h"
 #include "common/VbError.h"
-#include "host/modPublic.h"
 #include "store/clsDBPresupuesto.h"
 
 #include <QSqlQuery>
@@ -51,7 +50,7 @@ protected:
     int filas() { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(); }
 
     BaseDatosPrueba bd;
-    clsDBPresupuesto store;
+    clsDBPresupuesto store{bd.sesion};
 };
 
 } // namespace
@@ -81,9 +80,9 @@ TEST_F(Store, Actualizar_TouchesOnlyItsKeyAndReadsTheYearOnEveryCall)
                              "(1, 2027, '629000011', 2)"})
         bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto) VALUES ") + QLatin1String(otra));
     store.Actualizar(item(QStringLiteral("62900001"), 2, {"1", "2"}, 1, 0, QStringLiteral("3")));
-    modPublic::EjercicioActivo = 2028;
+    bd.sesion.ejercicio = 2028;
     store.Actualizar(item(QStringLiteral("62900001"), 2, {"9"}));
-    modPublic::EjercicioActivo = 2027;
+    bd.sesion.ejercicio = 2027;
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62900001"), 2), esperada({"1", "2"}, {"1", "0", "3", "1"}));
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62900001"), 2, 2028).constFirst(), QStringLiteral("9"));
     EXPECT_EQ(filas(), 6);

@@ -27,7 +27,7 @@ constexpr int kTwipsPorPixel = 15;
 const int kOrdenMetodos[] = {3, 1, 2, 4, 5, 6, 7};
 } // namespace
 
-frmOperaciones::frmOperaciones(QWidget* parent) : QWidget(parent, Qt::Tool)
+frmOperaciones::frmOperaciones(const Sesion& sesion, QWidget* parent) : QWidget(parent, Qt::Tool)
 {
     setObjectName(QStringLiteral("frmOperaciones"));
     setWindowTitle(QStringLiteral("Operaciones"));
@@ -81,7 +81,7 @@ frmOperaciones::frmOperaciones(QWidget* parent) : QWidget(parent, Qt::Tool)
 
     // Load: the engine first, then the methods on offer (typed amounts are
     // not a method one applies).
-    motor_ = std::make_unique<clsCalculo>();
+    motor_ = std::make_unique<clsCalculo>(sesion);
     motor_->setEjercicio(ejercicio_);
     motor_->setTablaTempHistorico(tablaTempHistorico_);
     motor_->setDecimales(decimales_);

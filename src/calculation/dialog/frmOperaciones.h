@@ -25,7 +25,8 @@ class VistaRejilla;
 class frmOperaciones : public QWidget {
     Q_OBJECT
 public:
-    explicit frmOperaciones(QWidget* parent = nullptr);
+    // The session its calculation engine reads the database through.
+    explicit frmOperaciones(const Sesion& sesion, QWidget* parent = nullptr);
     ~frmOperaciones() override;
 
     void Clear();

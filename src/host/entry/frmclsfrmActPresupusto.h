@@ -1,10 +1,11 @@
 #pragma once
 // The class the host drives: it hands over the company, the connection and
 // the fiscal year, and shows the worksheet. Everything it receives goes to
-// the shared state of modPublic; the worksheet reads it from there.
+// the host's session in modPublic; the worksheet reads it from there and
+// hands it to the classes below it.
 
 #include "db/Conexion.h"
-#include "host/Empresa.h"
+#include "sesion/Empresa.h"
 
 #include <QPointer>
 #include <QString>

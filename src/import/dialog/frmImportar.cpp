@@ -3,7 +3,6 @@
 #include "common/ErrorReport.h"
 #include "common/Plataforma.h"
 #include "common/VbError.h"
-#include "host/modPublic.h"
 #include "import/clsImportar.h"
 
 #include <QCloseEvent>
@@ -38,7 +37,7 @@ void dejarCorrerEventos() { QCoreApplication::processEvents(); }
 
 } // namespace
 
-frmImportar::frmImportar(QWidget* parent) : QDialog(parent)
+frmImportar::frmImportar(Sesion& sesion, QWidget* parent) : QDialog(parent), sesion_(sesion)
 {
     setObjectName(QStringLiteral("frmImportar"));
     setWindowTitle(QStringLiteral("Importar presupuesto desde excel"));
@@ -240,12 +239,12 @@ void frmImportar::cmdImportar_Click()
         cmdCerrar->setEnabled(false);
         cmdImportar->setVisible(false);
 
-        mclsImport = std::make_unique<clsImportar>();
+        mclsImport = std::make_unique<clsImportar>(sesion_);
         connect(mclsImport.get(), &clsImportar::ProgressInit, this, &frmImportar::mclsImport_ProgressInit);
         connect(mclsImport.get(), &clsImportar::Progress, this, &frmImportar::mclsImport_Progress);
         connect(mclsImport.get(), &clsImportar::ImportCompleted, this, &frmImportar::mclsImport_ImportCompleted);
-        mclsImport->setConexionDrumav(modPublic::ConexionActiva);
-        mclsImport->setEmpresaDrumav(modPublic::EmpresaActiva);
+        mclsImport->setConexionDrumav(sesion_.conexion);
+        mclsImport->setEmpresaDrumav(sesion_.empresa);
         mclsImport->setPrimeraFilaDatos(LeerPrimeraFila());
         mclsImport->setPrimeraColumnaDatos(LeerPrimeraColumna());
         mclsImport->setDiario(diario_);

@@ -16,13 +16,15 @@ namespace presupuestos {
 
 class clsImportar;
 struct CodigosDesconocidos;
+struct Sesion;
 
 class Diario;
 
 class frmImportar : public QDialog {
     Q_OBJECT
 public:
-    explicit frmImportar(QWidget* parent = nullptr);
+    // The import writes into the session's company and year, on its connection.
+    explicit frmImportar(Sesion& sesion, QWidget* parent = nullptr);
     ~frmImportar() override;
 
     // ---- Controls, named as the form names them ------------------------------
@@ -60,6 +62,7 @@ protected:
     void closeEvent(QCloseEvent* e) override;
 
 private:
+    Sesion& sesion_;
     Diario* diario_ = nullptr;
     void cmdExaminar_Click();
     void cmdImportar_Click();

@@ -5,7 +5,7 @@
 #include "common/VbError.h"
 #include "db/Conexion.h"
 #include "db/Sql.h"
-#include "host/modPublic.h"
+#include "sesion/Sesion.h"
 #include "worksheet/core/ComprobadorTotales.h"
 #include "worksheet/core/RepositorioHoja.h"
 
@@ -14,7 +14,6 @@
 namespace presupuestos {
 
 using namespace hoja;
-using modPublic::ConexionActiva;
 
 namespace {
 const QColor kBlanco(255, 255, 255);
@@ -31,8 +30,8 @@ RejillaPresupuesto::Valores valores(const clsDBPresupuesto::FilaGuardada& f)
 }
 } // namespace
 
-EscrituraHoja::EscrituraHoja(RejillaPresupuesto& rejilla, clsDBPresupuesto& store, Avisos avisos)
-    : r_(rejilla), store_(store), avisos_(std::move(avisos))
+EscrituraHoja::EscrituraHoja(const Sesion& sesion, RejillaPresupuesto& rejilla, clsDBPresupuesto& store, Avisos avisos)
+    : sesion_(sesion), r_(rejilla), store_(store), avisos_(std::move(avisos))
 {
 }
 
@@ -72,7 +71,7 @@ void EscrituraHoja::escribirCelda(int fila, int col, Currency valor, bool compro
             // marks, all months zero - but only if the database agrees.
             // Another user may have stored months this worksheet does not
             // show yet; those stay, and the row is shown as stored.
-            Transaccion t(*ConexionActiva);
+            Transaccion t(*sesion_.conexion);
             store_.ActualizacionManual(cuenta, dpto, static_cast<qint16>(col - 3), valor);
             guardada = store_.Leer(cuenta, dpto);
             reiniciar = !guardada || guardada->todoCero();
@@ -130,13 +129,13 @@ bool EscrituraHoja::mostrarGuardada(int fila)
 
 void EscrituraHoja::enLote(const std::function<void()>& cuerpo)
 {
-    if (ConexionActiva->enTransaccion()) {
+    if (sesion_.conexion->enTransaccion()) {
         cuerpo();
         return;
     }
     filasLote_.clear();
     try {
-        repetirTrasInterbloqueo(*ConexionActiva, [&] { loteUnaVez(cuerpo); });
+        repetirTrasInterbloqueo(*sesion_.conexion, [&] { loteUnaVez(cuerpo); });
     } catch (const VbError& e) {
         // Given up after deadlocks: every attempt was rolled back, so the
         // rows any of them touched show the database again.
@@ -150,7 +149,7 @@ void EscrituraHoja::enLote(const std::function<void()>& cuerpo)
 
 void EscrituraHoja::loteUnaVez(const std::function<void()>& cuerpo)
 {
-    Transaccion t(*ConexionActiva);
+    Transaccion t(*sesion_.conexion);
     enLote_ = true;
     ventasPendientes_ = false;
     std::exception_ptr fallo;
@@ -204,7 +203,7 @@ void EscrituraHoja::escribirLote(const std::vector<Celda>& celdas, IProgreso* pr
     comprobador.comprobar();
     // Nor is any cell stored when one of them cannot be kept exactly.
     for (const Celda& c : celdas)
-        sql::comprobarImporte(*ConexionActiva, c.valor);
+        sql::comprobarImporte(*sesion_.conexion, c.valor);
     enLote([&] {
         // The journal reads the rows the batch writes in a few statements.
         if (Diario* diario = store_.diario()) {
@@ -215,7 +214,7 @@ void EscrituraHoja::escribirLote(const std::vector<Celda>& celdas, IProgreso* pr
                     anterior = c.fila;
                     filas.emplace_back(r_.cuenta(c.fila), r_.dpto(c.fila));
                 }
-            diario->prever(filas, static_cast<qint16>(modPublic::EjercicioActivo));
+            diario->prever(filas, sesion_.ejercicio);
         }
         int hechas = 0;
         for (const Celda& c : celdas) {
@@ -284,8 +283,8 @@ void EscrituraHoja::aplicarMetodo(int fila, const clsPresupItem& item)
         comprobador.comprobar();
     }
     for (int i = 0; i < 12; ++i)
-        sql::comprobarImporte(*ConexionActiva, item.Mes(i));
-    sql::comprobarImporte(*ConexionActiva, item.Valor);
+        sql::comprobarImporte(*sesion_.conexion, item.Mes(i));
+    sql::comprobarImporte(*sesion_.conexion, item.Valor);
     enLote([&] {
         store_.Actualizar(item);
         if (enRejilla) {
@@ -320,9 +319,8 @@ void EscrituraHoja::recalcularDependenciasEnLote()
     // said which.
     std::vector<qint16> dptos(dptosVentas_.begin(), dptosVentas_.end());
     dptosVentas_.clear();
-    auto filas = RepositorioHoja(*ConexionActiva).filasSobreVentas(modPublic::EmpresaActiva->CodigoEmpresa(),
-                                                                   modPublic::EjercicioActivo, dptos);
-    const auto ejercicio = static_cast<qint16>(modPublic::EjercicioActivo);
+    auto filas = RepositorioHoja(*sesion_.conexion).filasSobreVentas(sesion_.empresa->CodigoEmpresa(), sesion_.ejercicio, dptos);
+    const qint16 ejercicio = sesion_.ejercicio;
     // Locked together, in the one order every user locks in, before any is
     // read; what another user typed by hand meanwhile is read as it is now.
     if (Diario* diario = store_.diario()) {
@@ -330,7 +328,7 @@ void EscrituraHoja::recalcularDependenciasEnLote()
         for (const auto& f : filas)
             claves.emplace_back(f.cuenta, f.dpto);
         diario->prever(claves, ejercicio);
-        if (ConexionActiva->bloqueaPorClave()) {
+        if (sesion_.conexion->bloqueaPorClave()) {
             const Diario::Imagenes ahora = diario->leerVarias(claves, ejercicio);
             std::erase_if(filas, [&](RepositorioHoja::FilaVentas& f) {
                 const auto it = ahora.find(ClaveFila{f.cuenta, f.dpto, ejercicio});
@@ -343,8 +341,8 @@ void EscrituraHoja::recalcularDependenciasEnLote()
             });
         }
     }
-    clsCalculo calculo;
-    calculo.setEjercicio(modPublic::EjercicioActivo);
+    clsCalculo calculo(sesion_);
+    calculo.setEjercicio(sesion_.ejercicio);
     clsPresupItem item;
     for (const auto& f : filas) {
         calculo.setDpto(f.dpto);

@@ -19,6 +19,8 @@
 
 namespace presupuestos {
 
+struct Sesion;
+
 class EscrituraHoja {
 public:
     // What the form hears of the writes.
@@ -43,7 +45,9 @@ public:
         Currency valor;
     };
 
-    EscrituraHoja(RejillaPresupuesto& rejilla, clsDBPresupuesto& store, Avisos avisos);
+    // The session's connection holds the batches' transactions; its company
+    // and year say which rows follow the sales.
+    EscrituraHoja(const Sesion& sesion, RejillaPresupuesto& rejilla, clsDBPresupuesto& store, Avisos avisos);
 
     // A month typed or pasted (comprobar: check the totals first). Resets a
     // row whose year becomes zero when the database agrees; on any failure
@@ -80,6 +84,7 @@ private:
             avisos_.completado(n);
     }
 
+    const Sesion& sesion_;
     RejillaPresupuesto& r_;
     clsDBPresupuesto& store_;
     Avisos avisos_;

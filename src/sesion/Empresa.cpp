@@ -1,4 +1,4 @@
-#include "host/Empresa.h"
+#include "sesion/Empresa.h"
 
 #include "common/VbError.h"
 #include "db/Conexion.h"
