@@ -16,6 +16,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTimer>
+#include <QTest>
 #include <gtest/gtest.h>
 
 using namespace presupuestos;
@@ -117,7 +118,7 @@ TEST(HojaCiclo, FirstActivationLoadsOnceAndTheYearComboReloads)
     EXPECT_EQ(h.hoja->cargasPresupuesto, 2);
     EXPECT_EQ(h.hoja->txtEjercicioHist->text(), QStringLiteral("2027"));
     EXPECT_EQ(h.hoja->operaciones()->Ejercicio(), 2027);
-    EXPECT_EQ(h.hoja->windowTitle(), QStringLiteral("Presupuesto 2027"));
+    EXPECT_EQ(h.hoja->windowTitle(), QStringLiteral("Presupuesto 2028"));
     EXPECT_EQ(h.plataforma.puntero->actual(), Puntero::Defecto);
 }
 
@@ -180,6 +181,21 @@ TEST(HojaCiclo, DecimalsApplyOnceAboutOneSecondAfterTheLastSpinnerClick)
     h.hoja->FlatEdit1->setText(QStringLiteral("0"));
     h.hoja->AplicarDecimales();
     EXPECT_EQ(h.hoja->FormatoNumero, QStringLiteral("#,0"));
+
+    // The box takes the keyboard as the buttons: arrows step within 0..4, a
+    // digit in range is the number; each starts the same wait.
+    struct Tecla {
+        int tecla;
+        const char* queda;
+        bool espera;
+    } teclas[] = {{Qt::Key_Up, "1", true}, {Qt::Key_Up, "2", true}, {Qt::Key_Down, "1", true}, {Qt::Key_4, "4", true},
+                  {Qt::Key_Up, "4", true}, {Qt::Key_7, "4", false}, {Qt::Key_0, "0", true}, {Qt::Key_Down, "0", true}};
+    for (const Tecla& t : teclas) {
+        h.hoja->Timer1->stop();
+        QTest::keyClick(h.hoja->FlatEdit1, static_cast<Qt::Key>(t.tecla));
+        EXPECT_EQ(h.hoja->FlatEdit1->text(), QLatin1String(t.queda)) << t.tecla;
+        EXPECT_EQ(h.hoja->Timer1->isActive(), t.espera) << t.tecla;
+    }
 }
 
 TEST(HojaCiclo, ViewToggleNamesTheOtherSetAndColoursTheWorksheet)

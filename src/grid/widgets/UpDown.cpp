@@ -2,6 +2,7 @@
 
 #include "common/NumerosEs.h"
 
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -31,7 +32,11 @@ UpDown::UpDown(QWidget* parent) : QWidget(parent)
 
 void UpDown::setCompanero(QLineEdit* companero, int minimo, int maximo)
 {
+    if (companero_)
+        companero_->removeEventFilter(this);
     companero_ = companero;
+    if (companero_)
+        companero_->installEventFilter(this);
     minimo_ = minimo;
     maximo_ = maximo;
 }
@@ -44,6 +49,32 @@ void UpDown::paso(int delta)
         return;
     const int v = std::clamp(valor() + delta, minimo_, maximo_);
     companero_->setText(QString::number(v));
+}
+
+bool UpDown::eventFilter(QObject* objeto, QEvent* evento)
+{
+    if (objeto != companero_ || evento->type() != QEvent::KeyPress)
+        return QWidget::eventFilter(objeto, evento);
+    const auto* tecla = static_cast<QKeyEvent*>(evento);
+    if (tecla->key() == Qt::Key_Up) {
+        clickArriba();
+        return true;
+    }
+    if (tecla->key() == Qt::Key_Down) {
+        clickAbajo();
+        return true;
+    }
+    const int digito = tecla->key() - Qt::Key_0;
+    if (tecla->modifiers() == Qt::NoModifier && digito >= minimo_ && digito <= maximo_ && digito >= 0 && digito <= 9) {
+        const int antes = valor();
+        companero_->setText(QString::number(digito));
+        if (digito > antes)
+            emit UpClick();
+        else if (digito < antes)
+            emit DownClick();
+        return true;
+    }
+    return QWidget::eventFilter(objeto, evento);
 }
 
 void UpDown::clickArriba()

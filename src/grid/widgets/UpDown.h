@@ -13,7 +13,9 @@ class UpDown : public QWidget {
     Q_OBJECT
 public:
     explicit UpDown(QWidget* parent = nullptr);
-    // The box whose number it steps, and the range.
+    // The box whose number it steps, and the range. The box takes the
+    // keyboard too: the arrow keys step as the buttons do, and a digit in
+    // range is the number itself; either is heard as a click.
     void setCompanero(QLineEdit* companero, int minimo, int maximo);
 
     int valor() const;
@@ -24,6 +26,9 @@ public:
 signals:
     void UpClick();
     void DownClick();
+
+protected:
+    bool eventFilter(QObject* objeto, QEvent* evento) override;
 
 private:
     void paso(int delta);
