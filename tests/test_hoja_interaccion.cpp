@@ -5,12 +5,18 @@
 #include "worksheet/core/Columnas.h"
 #include "EventosPrueba.h"
 #include "grid/widgets/VistaRejilla.h"
+#include "worksheet/dlgSeguimiento.h"
+#include "worksheet/frmActPresupusto.h"
 
 #include <QApplication>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QPushButton>
+#include <QLabel>
+#include <QSpinBox>
+#include <QDoubleSpinBox>
 #include <gtest/gtest.h>
 
 using namespace presupuestos;
@@ -74,4 +80,56 @@ TEST(HojaInteraccion, RightClickOpensTheMenuOnAccountRowsOnly)
     EXPECT_EQ(v->modelo().Row(), kCalzadoNorte);
     EXPECT_EQ(v->modelo().Col(), 6);
     h.hoja->mnuPopup->hide();
+}
+
+// The controller's month, through the real window: the tracking window opens
+// from its button on the year's own actuals, takes the months closed and the
+// threshold, and says what each deviation means.
+TEST(HojaInteraccion, TrackingFollowsTheYearAgainstItsActuals)
+{
+    HojaAbierta h;
+    // Rent budgeted at -1.000 a month in Norte; January and February booked
+    // at -1.200 and -900 (debit), nothing after.
+    h.bd.sql(QStringLiteral("UPDATE Presupuestos SET M1 = -1000, M2 = -1000, M3 = -1000 WHERE Cuenta = '62100001' AND Dpto = 1 "
+                            "AND Cod_Ejercicio = 2027"));
+    h.bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, M2, M3) "
+                            "SELECT 1, 2027, '62100001', 1, -1000, -1000, -1000 WHERE NOT EXISTS "
+                            "(SELECT 1 FROM Presupuestos WHERE Cuenta = '62100001' AND Dpto = 1 AND Cod_Ejercicio = 2027)"));
+    h.bd.sql(QStringLiteral("INSERT INTO Acumulados_Dpto (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, D1, D2) VALUES (1, 2027, '62100001', 1, 1200, 900)"));
+    h.hoja->cmdSeguimiento->click();
+    auto* dlg = h.hoja->findChild<dlgSeguimiento*>();
+    ASSERT_TRUE(dlg);
+    EXPECT_TRUE(dlg->isVisible());
+    ModeloSeguimiento& m = dlg->modelo();
+    int fila = -1;
+    for (int i = 0; i < m.rowCount(); ++i)
+        if (m.filas()[static_cast<std::size_t>(i)].cuenta == QLatin1String("62100001") && m.filas()[static_cast<std::size_t>(i)].dpto == 1)
+            fila = i;
+    ASSERT_GE(fila, 0);
+    EXPECT_EQ(dlg->mesesCerrados()->value(), 2);   // the last month with balances
+    struct Caso {
+        int meses;
+        double umbral;
+        const char* real;
+        const char* desviacion;
+        const char* porcentaje;
+        const char* prevision;
+        int senal;
+    } casos[] = {
+        {1, 10, "-1.200", "-200", "-20,0 %", "-3.200", -1},
+        {2, 10, "-2.100", "-100", "-5,0 %", "-3.100", 0},
+        {2, 4, "-2.100", "-100", "-5,0 %", "-3.100", -1},
+        {0, 10, "0", "0", "—", "-3.000", 0},
+    };
+    for (const Caso& c : casos) {
+        dlg->mesesCerrados()->setValue(c.meses);
+        dlg->umbral()->setValue(c.umbral);
+        EXPECT_EQ(m.texto(fila, ModeloSeguimiento::Real), QLatin1String(c.real)) << c.meses;
+        EXPECT_EQ(m.texto(fila, ModeloSeguimiento::Desviacion), QLatin1String(c.desviacion)) << c.meses;
+        EXPECT_EQ(m.texto(fila, ModeloSeguimiento::Porcentaje), QString::fromUtf8(c.porcentaje)) << c.meses;
+        EXPECT_EQ(m.texto(fila, ModeloSeguimiento::Prevision), QLatin1String(c.prevision)) << c.meses;
+        EXPECT_EQ(m.senal(fila), c.senal) << c.meses << " " << c.umbral;
+    }
+    EXPECT_TRUE(dlg->leyenda()->text().contains(QStringLiteral("Previsión de cierre")));
+    dlg->close();
 }

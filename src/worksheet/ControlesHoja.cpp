@@ -135,6 +135,10 @@ void ControlesHoja::crear(QWidget* hoja, QObject* filtro)
     cmdResumen->setCheckable(true);
     cmdResumen->setToolTip(QStringLiteral("Resumen de la fila: año presupuestado frente al histórico, por meses"));
     ui.barra2->insertWidget(ui.barra2->indexOf(cmdImportar), cmdResumen);
+    cmdSeguimiento = new QPushButton(QStringLiteral("Seguimiento"), hoja);
+    cmdSeguimiento->setObjectName(QStringLiteral("cmdSeguimiento"));
+    cmdSeguimiento->setToolTip(QStringLiteral("El año presupuestado frente a su propio real: meses cerrados, desviación y previsión de cierre"));
+    ui.barra2->insertWidget(ui.barra2->indexOf(cmdImportar), cmdSeguimiento);
     cmdExportar = new QPushButton(QStringLiteral("Exportar"), hoja);
     cmdExportar->setObjectName(QStringLiteral("cmdExportar"));
     cmdExportar->setToolTip(QStringLiteral("Guarda en un libro de Excel lo que muestra la hoja, para importarlo después"));

@@ -53,6 +53,7 @@ struct ControlesHoja {
     // Shows and hides the row summary, which the form creates the first
     // time it is shown, under the grids in capaRejillas.
     QPushButton* cmdResumen = nullptr;
+    QPushButton* cmdSeguimiento = nullptr;
     PanelResumen* panelResumen = nullptr;
     QBoxLayout* capaRejillas = nullptr;
     QProgressBar* pbrSeleccion = nullptr;

@@ -16,6 +16,7 @@
 #include "worksheet/core/LectorPortapapeles.h"
 
 #include <QColor>
+#include <QDialog>
 #include <QHash>
 #include <QPointer>
 #include <QString>
@@ -152,6 +153,10 @@ public:
     void cmdExportar_Click();
     // The row summary under the grids, following the current row.
     void cmdResumen_Click();
+    // The budget year against its own actuals, in a window of its own.
+    void cmdSeguimiento_Click();
+    // The tracking window last opened, while it is open.
+    QPointer<QDialog> seguimiento_;
     // The import dialog while it is open.
     frmImportar* frmImport = nullptr;
     void frmImport_ImportacionCompletada();

@@ -86,6 +86,7 @@ void frmActPresupusto::conectarEdicion()
     connect(cmdExportar, &QPushButton::clicked, this, [this] { cmdExportar_Click(); });
     connect(mnuPopupExportar, &QAction::triggered, this, [this] { cmdExportar_Click(); });
     connect(cmdResumen, &QPushButton::toggled, this, [this] { cmdResumen_Click(); });
+    connect(cmdSeguimiento, &QPushButton::clicked, this, [this] { cmdSeguimiento_Click(); });
     // The summary follows the current row and whatever changes the figures
     // of either grid; while hidden each of these costs a test.
     for (VistaRejilla* rejilla : {vsPresupuesto, vsHistorico}) {

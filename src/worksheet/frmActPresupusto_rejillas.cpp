@@ -11,10 +11,12 @@
 #include "import/dialog/frmImportar.h"
 #include "progress/frmProgress.h"
 #include "store/clsDBPresupuesto.h"
+#include "worksheet/dlgSeguimiento.h"
 #include "worksheet/core/ComprobadorTotales.h"
 #include "worksheet/core/LectorPortapapeles.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
+#include "worksheet/dlgSeguimiento.h"
 #include "worksheet/PanelResumen.h"
 #include "worksheet/core/ResumenFila.h"
 #include "worksheet/core/frmActPresupusto_comun.h"
@@ -57,6 +59,17 @@ void frmActPresupusto::sincronizarOperaciones()
     } else {
         frmCal_->Clear();
     }
+}
+
+void frmActPresupusto::cmdSeguimiento_Click()
+{
+    conManejador(kForm + QStringLiteral("cmdSeguimiento_Click"), [this] {
+        // Not modal: the worksheet stays at hand while the year is followed.
+        auto* dlg = new dlgSeguimiento(SesionActiva, FormatoNumero, this);
+        dlg->setAttribute(Qt::WA_DeleteOnClose);
+        seguimiento_ = dlg;
+        dlg->show();
+    });
 }
 
 void frmActPresupusto::cmdResumen_Click()
