@@ -15,6 +15,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QDialog>
 #include <QPushButton>
 #include <QCommandLineParser>
 #include <QDir>
@@ -207,13 +208,15 @@ int ejecutar(QApplication& app)
                                   QStringLiteral("fichero.png"));
     QCommandLineOption optHistorico(QStringLiteral("historico"), QStringLiteral("Abre la hoja con el histórico a la vista."));
     QCommandLineOption optResumen(QStringLiteral("resumen"), QStringLiteral("Abre la hoja con el resumen de la fila a la vista."));
+    QCommandLineOption optSeguimiento(QStringLiteral("seguimiento"),
+                                      QStringLiteral("Abre también el seguimiento del año; con --captura, dibuja el seguimiento."));
     QCommandLineOption optCuentas(QStringLiteral("cuentas"), QStringLiteral("generar-demo: número de cuentas de detalle (empresa grande)."),
                                   QStringLiteral("n"), QStringLiteral("0"));
     QCommandLineOption optDptos(QStringLiteral("departamentos"), QStringLiteral("generar-demo: número de departamentos (empresa grande)."),
                                 QStringLiteral("n"), QStringLiteral("0"));
     QCommandLineOption optReemplazar(QStringLiteral("reemplazar"),
                                      QStringLiteral("generar-demo: sustituye los datos de la empresa si ya está en la base de datos."));
-    p.addOptions({optBd, optOdbc, optPg, optEmpresa, optCaptura, optHistorico, optResumen, optCuentas, optDptos, optReemplazar});
+    p.addOptions({optBd, optOdbc, optPg, optEmpresa, optCaptura, optHistorico, optResumen, optSeguimiento, optCuentas, optDptos, optReemplazar});
     p.process(app);
 
     const bool captura = p.isSet(optCaptura);
@@ -377,6 +380,17 @@ int ejecutar(QApplication& app)
         hoja->cmdResumen->setChecked(true);
     }
 
+    QWidget* seguimiento = nullptr;
+    if (p.isSet(optSeguimiento)) {
+        QApplication::processEvents();
+        hoja->Form_Activate();
+        hoja->cmdSeguimiento->click();
+        seguimiento = hoja->findChild<QDialog*>(QString(), Qt::FindDirectChildrenOnly);
+        for (QDialog* d : hoja->findChildren<QDialog*>())
+            if (d->inherits("presupuestos::dlgSeguimiento"))
+                seguimiento = d;
+    }
+
     if (captura) {
         QApplication::processEvents();
         hoja->Form_Activate();
@@ -387,7 +401,7 @@ int ejecutar(QApplication& app)
             return fallo(ErrorBaseDatos,
                          QStringLiteral("No se puede cargar la hoja de la base de datos %1: no se guarda la captura.").arg(nombreBase));
         const QString png = QFileInfo(p.value(optCaptura)).absoluteFilePath();
-        if (!hoja->grab().save(png))
+        if (!(seguimiento ? seguimiento : static_cast<QWidget*>(hoja))->grab().save(png))
             return fallo(ErrorCaptura, QStringLiteral("No se puede guardar la captura en \"%1\".").arg(png));
         QTextStream(stdout) << png << Qt::endl;
         return Ok;

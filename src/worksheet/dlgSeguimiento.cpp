@@ -5,6 +5,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
+#include <QLocale>
 #include <QSpinBox>
 #include <QTableView>
 #include <QVBoxLayout>
@@ -34,6 +35,7 @@ dlgSeguimiento::dlgSeguimiento(const Sesion& sesion, const QString& formato, QWi
     umbral_->setRange(0, 1000);
     umbral_->setDecimals(1);
     umbral_->setSuffix(QStringLiteral(" %"));
+    umbral_->setLocale(QLocale(QLocale::Spanish, QLocale::Spain));
     umbral_->setValue(10);
     barra->addWidget(umbral_);
     barra->addStretch();
@@ -42,6 +44,7 @@ dlgSeguimiento::dlgSeguimiento(const Sesion& sesion, const QString& formato, QWi
     tabla_ = new QTableView(this);
     tabla_->setModel(&modelo_);
     tabla_->verticalHeader()->hide();
+    tabla_->setWordWrap(false);
     tabla_->setSelectionBehavior(QAbstractItemView::SelectRows);
     tabla_->horizontalHeader()->setSectionResizeMode(ModeloSeguimiento::Nombre, QHeaderView::Stretch);
     tabla_->resizeColumnsToContents();

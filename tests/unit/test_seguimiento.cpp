@@ -53,6 +53,8 @@ TEST(Seguimiento, FiguresEqualTheBalancesAndBudgetSummedApart)
     const FilaSeguimiento* alquiler = buscar(FilaSeguimiento::Tipo::Cuenta, 1, QStringLiteral("62100001"));
     const FilaSeguimiento* tienda = buscar(FilaSeguimiento::Tipo::Departamento, 1, QString());
     ASSERT_TRUE(alquiler && tienda);
+    // The year under way has no chart of its own yet: the last one names it.
+    EXPECT_FALSE(alquiler->nombre.isEmpty());
     const QString unaFila = QStringLiteral(" AND Dpto = 1 AND Cuenta = '62100001'");
     const QString unDpto = QStringLiteral(" AND Dpto = 1");
     for (int n : {0, 1, 4, 7, 12}) {

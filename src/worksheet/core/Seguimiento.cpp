@@ -95,8 +95,10 @@ void Seguimiento::cargar()
     }
     QHash<QString, QString> cuentas;
     {
+        // The chart of the year, or of the last year that has one: a year
+        // under way may not have its own yet.
         Recordset rs = c.Abrir(QStringLiteral("SELECT Cuenta, Nombre FROM Cuentas WHERE Cod_Empresa = ") + empresa
-                               + QStringLiteral(" AND Cod_Ejercicio = ") + ejercicio);
+                               + QStringLiteral(" AND Cod_Ejercicio <= ") + ejercicio + QStringLiteral(" ORDER BY Cod_Ejercicio"));
         while (!rs.eof()) {
             cuentas.insert(rs.texto(0), rs.texto(1));
             rs.MoveNext();
