@@ -215,6 +215,10 @@ public:
         lxw_worksheet* ws = workbook_add_worksheet(libro_, nombre.isEmpty() ? nullptr : nombre.constData());
         if (!ws)
             throw errorEscritura(ruta_, QStringLiteral("nombre de hoja no válido (%1)").arg(h.nombre));
+        if (!h.titulos.isEmpty()) {
+            tabla(ws, h, hechas, total, progreso);
+            return;
+        }
         const QStringList titulos = cabeceras(h.conDatosCalculo);
         const int columnas = h.conDatosCalculo ? kColumnas : kColumnasHistorico;
 
@@ -284,6 +288,51 @@ public:
             }
             x += "</row>";
             ++fila;
+            if (++hechas % kAvisoCada == 0 && progreso)
+                progreso(hechas, total);
+        }
+        filas_.push_back(std::move(datos));
+    }
+
+    // A sheet laid out as given: the captions, then its rows.
+    void tabla(lxw_worksheet* ws, const HojaLibro& h, qint64& hechas, qint64 total, const ExportadorLibro::Progreso& progreso)
+    {
+        const int columnas = static_cast<int>(h.titulos.size());
+        std::vector<int> ancho(static_cast<std::size_t>(columnas), 0);
+        std::vector<bool> importe(static_cast<std::size_t>(columnas), false);
+        for (int c = 0; c < columnas; ++c)
+            ancho[static_cast<std::size_t>(c)] = static_cast<int>(h.titulos[c].size());
+        for (const auto& fila : h.celdas)
+            for (int c = 0; c < std::min(columnas, static_cast<int>(fila.size())); ++c) {
+                const CeldaLibro& celda = fila[static_cast<std::size_t>(c)];
+                const auto i = static_cast<std::size_t>(c);
+                ancho[i] = std::max(ancho[i], celda.esImporte ? anchoImporte(celda.importe) : static_cast<int>(celda.texto.size()));
+                importe[i] = importe[i] || celda.esImporte;
+            }
+        for (int c = 0; c < columnas; ++c)
+            worksheet_set_column(ws, static_cast<lxw_col_t>(c), static_cast<lxw_col_t>(c), std::min(60, ancho[static_cast<std::size_t>(c)] + 2),
+                                 importe[static_cast<std::size_t>(c)] ? importe_ : nullptr);
+        worksheet_freeze_panes(ws, 1, 0);
+        for (int c = 0; c < columnas; ++c)
+            texto(ws, 0, static_cast<lxw_col_t>(c), h.titulos[c], cabecera_);
+        FilasHoja datos;
+        datos.columnas = columnas;
+        datos.filas = static_cast<qint64>(h.celdas.size());
+        const std::string sImporte = std::to_string(lxw_format_get_xf_index(importe_));
+        qint64 numero = 2;
+        for (const auto& fila : h.celdas) {
+            const std::string r = std::to_string(numero++);
+            datos.xml += "<row r=\"" + r + "\">";
+            for (int c = 0; c < std::min(columnas, static_cast<int>(fila.size())); ++c) {
+                const CeldaLibro& celda = fila[static_cast<std::size_t>(c)];
+                if (!celda.esImporte)
+                    celdaTexto(datos.xml, c, r, celda.texto, {});
+                else if (Currency::enRango(celda.importe))
+                    importeXml(datos.xml, c, r, Currency::fromRaw(static_cast<std::int64_t>(celda.importe)), sImporte);
+                else
+                    doble(datos.xml, c, r, static_cast<double>(celda.importe) / Currency::Scale, sImporte);
+            }
+            datos.xml += "</row>";
             if (++hechas % kAvisoCada == 0 && progreso)
                 progreso(hechas, total);
         }

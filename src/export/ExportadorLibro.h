@@ -17,6 +17,7 @@
 #include "common/Currency.h"
 
 #include <QString>
+#include <QStringList>
 #include <array>
 #include <functional>
 #include <vector>
@@ -35,10 +36,22 @@ struct FilaLibro {
     qint32 manual = 0;
 };
 
+// A cell of a sheet laid out as it is given: a text, or an amount in
+// ten-thousandths (a sum may go beyond a currency's range).
+struct CeldaLibro {
+    QString texto;
+    bool esImporte = false;
+    __int128 importe = 0;
+};
+
 struct HojaLibro {
     QString nombre; // the tab's caption
     bool conDatosCalculo = true;
     std::vector<FilaLibro> filas;
+    // A sheet of its own layout instead (a comparison, not for the import):
+    // its captions and rows, when titulos is not empty.
+    QStringList titulos;
+    std::vector<std::vector<CeldaLibro>> celdas;
 };
 
 class ExportadorLibro {

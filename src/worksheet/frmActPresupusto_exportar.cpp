@@ -10,6 +10,7 @@
 #include "worksheet/core/FilasLibro.h"
 #include "worksheet/core/frmActPresupusto_comun.h"
 #include "worksheet/frmActPresupusto.h"
+#include "worksheet/dlgSeguimiento.h"
 
 #include <QCheckBox>
 #include <QFileInfo>
@@ -55,9 +56,27 @@ void frmActPresupusto::cmdExportar_Click()
             hojas.push_back({QStringLiteral("Histórico %1").arg(ejercicioHistorico()), false, filasLibro(rs, false)});
             rs.Close();
         }
+        // The year against its own actuals: as the tracking window shows it
+        // when it is open, otherwise up to the last month with balances; a
+        // year without any has nothing to compare yet.
+        {
+            std::vector<FilaSeguimiento> seguimiento;
+            int meses = 0;
+            if (auto* dlg = qobject_cast<dlgSeguimiento*>(seguimiento_.data())) {
+                seguimiento = dlg->modelo().filas();
+                meses = dlg->modelo().mesesCerrados();
+            } else {
+                Seguimiento s(SesionActiva);
+                s.cargar();
+                seguimiento = s.filas();
+                meses = s.ultimoMesConSaldos();
+            }
+            if (meses > 0)
+                hojas.push_back(Seguimiento::hojaLibro(seguimiento, meses, EjercicioActivo));
+        }
         qint64 filas = 0;
         for (const HojaLibro& h : hojas)
-            filas += static_cast<qint64>(h.filas.size());
+            filas += static_cast<qint64>(h.filas.size() + h.celdas.size());
 
         restaurar.progreso = std::make_unique<frmProgress>(this);
         frmProgress* p = restaurar.progreso.get();

@@ -144,6 +144,25 @@ void Seguimiento::cargar()
     filas_.push_back(total);
 }
 
+HojaLibro Seguimiento::hojaLibro(const std::vector<FilaSeguimiento>& filas, int n, int ejercicio)
+{
+    HojaLibro h;
+    h.nombre = QStringLiteral("Seguimiento %1").arg(ejercicio);
+    h.titulos = {QStringLiteral("Dpto"), QStringLiteral("Cuenta"), QStringLiteral("Nombre"),
+                 QStringLiteral("Real a la fecha (%1 meses)").arg(n), QStringLiteral("Presupuesto a la fecha"), QStringLiteral("Desviación"),
+                 QStringLiteral("Desviación %"), QStringLiteral("Previsión de cierre"), QStringLiteral("Presupuesto del año")};
+    const auto importe = [](Suma s) { return CeldaLibro{QString(), true, s}; };
+    const auto texto = [](const QString& t) { return CeldaLibro{t, false, 0}; };
+    for (const FilaSeguimiento& f : filas) {
+        const auto p = f.porcentaje(n);
+        h.celdas.push_back({texto(f.tipo == FilaSeguimiento::Tipo::Total ? QString() : QString::number(f.dpto)), texto(f.cuenta), texto(f.nombre),
+                            importe(f.realHastaHoy(n)), importe(f.presupuestoHastaHoy(n)), importe(f.desviacion(n)),
+                            texto(p ? es::formatear(*p, QStringLiteral("#,0.0")) + QStringLiteral(" %") : QStringLiteral("—")),
+                            importe(f.prevision(n)), importe(f.presupuestoAnual())});
+    }
+    return h;
+}
+
 // ---- The table ---------------------------------------------------------------------
 
 void ModeloSeguimiento::setFilas(std::vector<FilaSeguimiento> filas)

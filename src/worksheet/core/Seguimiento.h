@@ -7,6 +7,7 @@
 // rest); the same per department and for the whole company. Amounts are
 // exact sums of ten-thousandths.
 
+#include "export/ExportadorLibro.h"
 #include "grid/ModeloRejilla.h"
 #include "sesion/Sesion.h"
 
@@ -50,6 +51,10 @@ public:
     // The last month with posted balances in the year (0: none yet), which
     // is what a month closed means until the user says otherwise.
     int ultimoMesConSaldos() const { return ultimoMes_; }
+
+    // The figures as a sheet of the exported workbook, with that many
+    // months closed.
+    static HojaLibro hojaLibro(const std::vector<FilaSeguimiento>& filas, int mesesCerrados, int ejercicio);
 
 private:
     const Sesion& sesion_;
