@@ -57,6 +57,7 @@ void frmActPresupusto::sincronizarOperaciones()
     } else {
         frmCal_->Clear();
     }
+    preverMetodoEnLote();
 }
 
 void frmActPresupusto::cmdResumen_Click()
