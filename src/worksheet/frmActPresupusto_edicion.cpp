@@ -553,6 +553,10 @@ void frmActPresupusto::aplicarMetodoEnLote()
         ModeloRejilla& m = vsPresupuesto->modelo();
         Plataforma::puntero().establecer(Puntero::RelojArena);
         Lote lote(m);
+        lote.progreso = new frmProgress(this);
+        lote.progreso->Init(QStringLiteral("Proceso en curso."), 2 * static_cast<int>(filas.size()));
+        lote.progreso->SetText(QStringLiteral("Aplicando el método..."));
+        lote.progreso->Start_Delayed(3);
         m.setRedraw(false);
         // Methods on the history read the year the dialog shows.
         clsCalculo calculo(SesionActiva);
@@ -562,7 +566,8 @@ void frmActPresupusto::aplicarMetodoEnLote()
         const qint32 metodo = frmCal_->MetodoCalculo();
         const auto operacion = diario_->operacion(
             Diario::Tipo::Metodo, QStringLiteral("aplicar el método %1 a %2 filas").arg(QString::number(metodo), QString::number(filas.size())));
-        escritura_->aplicarMetodoEnFilas(filas, metodo, frmCal_->Valor(), calculo);
+        ProgresoVentana progreso(lote.progreso);
+        escritura_->aplicarMetodoEnFilas(filas, metodo, frmCal_->Valor(), calculo, &progreso);
     });
     preverMetodoEnLote();
 }

@@ -312,8 +312,10 @@ void EscrituraHoja::guardarMetodo(int fila, const clsPresupItem& item, bool enRe
     }
 }
 
-void EscrituraHoja::aplicarMetodoEnFilas(const std::vector<int>& filas, qint32 metodo, Currency valor, clsCalculo& calculo)
+void EscrituraHoja::aplicarMetodoEnFilas(const std::vector<int>& filas, qint32 metodo, Currency valor, clsCalculo& calculo,
+                                         IProgreso* progreso)
 {
+    int hechas = 0;
     const int decimales = r_.aspecto().decimales;
     // Every row is computed before any is stored, so that every total the
     // batch reaches is checked first.
@@ -334,6 +336,8 @@ void EscrituraHoja::aplicarMetodoEnFilas(const std::vector<int>& filas, qint32 m
             comprobador.cambiar(fila, kPrimerMes + i, item.Mes(i).rounded(decimales));
         }
         items.emplace_back(fila, item);
+        if (progreso)
+            progreso->hecho(++hechas);
     }
     // Nothing is stored when one total, or one amount, cannot be kept.
     comprobador.comprobar();
@@ -348,8 +352,11 @@ void EscrituraHoja::aplicarMetodoEnFilas(const std::vector<int>& filas, qint32 m
                 claves.emplace_back(item.Cuenta, item.Dpto);
             diario->prever(claves, sesion_.ejercicio);
         }
-        for (const auto& [fila, item] : items)
+        for (const auto& [fila, item] : items) {
             guardarMetodo(fila, item, true);
+            if (progreso)
+                progreso->hecho(++hechas);
+        }
     });
 }
 

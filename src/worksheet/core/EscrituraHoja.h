@@ -71,7 +71,9 @@ public:
     // One method and value applied to every account row of filas, as one
     // batch: each row computed by calculo with its own account and
     // department, every amount and total checked before the first is stored.
-    void aplicarMetodoEnFilas(const std::vector<int>& filas, qint32 metodo, Currency valor, clsCalculo& calculo);
+    // The progress counts each row twice: computed, then stored.
+    void aplicarMetodoEnFilas(const std::vector<int>& filas, qint32 metodo, Currency valor, clsCalculo& calculo,
+                              IProgreso* progreso = nullptr);
     // Recalculates and stores every row planned on each month's sales, in
     // one batch; those the grid shows follow at once.
     void recalcularDependencias();
