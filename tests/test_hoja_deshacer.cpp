@@ -7,6 +7,7 @@
 #include "worksheet/dlgHistorial.h"
 
 #include <QAction>
+#include <QComboBox>
 #include <QFileInfo>
 #include <QTimer>
 #include <QLineEdit>
@@ -40,6 +41,16 @@ struct Hoja : HojaAbierta {
         d->setMetodoCalculo(metodo);
         d->txtValor->setText(valor);
         d->cmdAplicar_Click();
+    }
+    // The same, to every row of a scope, the question answered yes.
+    void aplicarEn(int fila, AmbitoMetodo ambito, int metodo, const QString& valor)
+    {
+        frmOperaciones* d = hoja->operaciones();
+        d->cboAmbito->setCurrentIndex(d->cboAmbito->findData(static_cast<int>(ambito)));
+        aplicar(fila, metodo, valor);
+        d->cboAmbito->setCurrentIndex(0);
+        EXPECT_EQ(plataforma.mensajes->mostrados.size(), 1u) << mensajesMostrados(plataforma);
+        plataforma.mensajes->mostrados.clear();
     }
     QStringList tabla() { return bd.presupuestos(); }
     // What the grid shows: every cell's text and colours, the bars.
@@ -94,6 +105,8 @@ TEST(HojaDeshacer, EveryKindOfOperationIsOneStepBackAndForth)
          QStringLiteral("Deshacer: borrar 30 celdas")},
         {"método sobre ventas", [&] { h.aplicar(kVentasNorte, 3, QStringLiteral("2000")); },
          QStringLiteral("Deshacer: aplicar el método 3 a la cuenta 70000001, dpto. 1")},
+        {"método en un departamento", [&] { h.aplicarEn(kVentasSur, AmbitoMetodo::Departamento, 1, QStringLiteral("1200")); },
+         QStringLiteral("Deshacer: aplicar el método 1 a 11 filas")},
         {"no presupuestar", [&] {
              h.m().Select(kLuzSur, colMes(1));
              h.hoja->mnuPopupOcultar_Click();   // the confirmation is answered yes

@@ -205,3 +205,136 @@ TEST(Operaciones, TheTwelveResultsAreReadableAtTheFirstHeight)
     }
     EXPECT_LE(derecha, v->viewport()->width());
 }
+
+// A method applied to a scope: every account row of it, each computed on its
+// own account and department, after one question naming what it overwrites.
+TEST(Operaciones, AScopeGetsTheMethodOnEveryAccountRowAfterOneQuestion)
+{
+    struct Fila {
+        const char* cuenta;
+        int dpto;
+        double enero;
+        int metodo;
+    };
+    struct Caso {
+        const char* nombre;
+        AmbitoMetodo ambito;
+        int fila, filaSel;
+        int metodo;
+        QString valor;
+        const char* valorSql;
+        int respuesta;
+        QString prevision;
+        // What is shown after the question; empty when nothing but it.
+        QString mensaje;
+        int filasMetodo;   // stored rows holding the method afterwards
+        std::vector<Fila> filas;
+    };
+    const QString siNo = QStringLiteral(".\n¿Desea continuar?");
+    const std::vector<Caso> casos = {
+        {"selection across a total row", AmbitoMetodo::Seleccion, kAlquilerNorte, kAlquilerSur, 3, QStringLiteral("10"), "10", vb::RespuestaYes,
+         QStringLiteral("12 filas de la selección; 1 mes introducido a mano se sobrescribirá"), {}, 12,
+         {{"70000001", 1, 10, 3}, {"62100001", 2, 10, 3}, {"62800001", 2, -50.5, 0}}},
+        {"category and the one below it, each on its own history", AmbitoMetodo::Categoria, kAlquilerNorte, kAlquilerNorte, 4,
+         QStringLiteral("0"), "0", vb::RespuestaYes, QStringLiteral("4 filas de la categoría Servicios; 1 mes introducido a mano se sobrescribirá"),
+         {}, 4, {{"62100001", 1, 100, 4}, {"62800001", 2, 200, 4}, {"62800001", 1, 0, 4}, {"70000001", 1, 100, 3}}},
+        {"department answered no", AmbitoMetodo::Departamento, kLuzSur, kLuzSur, 3, QStringLiteral("7"), "7", vb::RespuestaNo,
+         QStringLiteral("11 filas del departamento 2 - Sur; 1 mes introducido a mano se sobrescribirá"), {}, 0, {{"62800001", 2, -50.5, 0}}},
+        {"department whose subtotal would overflow", AmbitoMetodo::Departamento, kVentasNorte, kVentasNorte, 3,
+         QStringLiteral("50.000.000.000.000"), "50000000000000", vb::RespuestaYes,
+         QStringLiteral("11 filas del departamento 1 - Norte; 1 mes introducido a mano se sobrescribirá"), QStringLiteral("Overflow"), 0,
+         {{"70000001", 1, 100, 3}}},
+        {"sales move the rows that follow them", AmbitoMetodo::Seleccion, kVentasNorte, kCalzadoNorte, 3, QStringLiteral("1000"), "1000",
+         vb::RespuestaYes, QStringLiteral("2 filas de la selección; 1 mes introducido a mano se sobrescribirá"), {}, 2,
+         {{"70000001", 1, 1000, 3}, {"70000002", 1, 1000, 3}, {"62100001", 1, 200, 6}}},
+        {"a database failure keeps the rows stored before it", AmbitoMetodo::Seleccion, kVentasNorte, kCalzadoNorte, 3,
+         QStringLiteral("1000"), "1000", vb::RespuestaYes, QStringLiteral("2 filas de la selección; 1 mes introducido a mano se sobrescribirá"),
+         QStringLiteral("rechazada"), 1, {{"70000001", 1, 1000, 3}, {"70000002", 1, 0, 0}}},
+    };
+    for (const Caso& c : casos) {
+        SCOPED_TRACE(c.nombre);
+        HojaAbierta h;
+        h.bd.sql(QStringLiteral("INSERT INTO Acumulados_Dpto (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, H1, D2) VALUES "
+                                "(1, 2026, '62100001', 1, 1200, 0), (1, 2026, '62800001', 2, 2400, 0)"));
+        h.bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Metodo_Calculo, Valor) VALUES "
+                                "(1, 2027, '62100001', 1, 6, 10), (1, 2027, '70000002', 1, 0, 0)"));
+        if (QString::fromUtf8(c.nombre).startsWith(QStringLiteral("a database")))
+            h.bd.rechazar(QStringLiteral("UPDATE"), QStringLiteral("70000002"), QStringLiteral("rechazada"));
+        h.hoja->CargarPresupuesto();
+        frmActPresupusto* f = h.hoja;
+        frmOperaciones* d = f->operaciones();
+        ModeloRejilla& m = f->vsPresupuesto->modelo();
+        m.Select(c.fila, colMes(2), c.filaSel, colMes(3));
+        f->vsPresupuesto_RowColChange();
+        d->cboAmbito->setCurrentIndex(d->cboAmbito->findData(static_cast<int>(c.ambito)));
+        EXPECT_EQ(d->lblAmbito->text(), c.prevision);
+        const QStringList antes = h.bd.presupuestos();
+        d->setMetodoCalculo(c.metodo);
+        d->txtValor->setText(c.valor);
+        h.plataforma.mensajes->respuestas = {c.respuesta};
+        d->cmdAplicar_Click();
+        const auto& mostrados = h.plataforma.mensajes->mostrados;
+        ASSERT_GE(mostrados.size(), 1u);
+        EXPECT_EQ(mostrados[0].prompt, QStringLiteral("Se aplicará el método a ") + c.prevision.section(QLatin1Char(';'), 0, 0)
+                                           + (c.prevision.contains(QLatin1Char(';')) ? QStringLiteral(" y se sobrescribirá 1 mes introducido a mano") : QString())
+                                           + siNo);
+        EXPECT_EQ(mostrados[0].titulo, QStringLiteral("¡ATENCION!"));
+        ASSERT_EQ(mostrados.size(), c.mensaje.isEmpty() ? 1u : 2u) << mensajesMostrados(h.plataforma);
+        if (!c.mensaje.isEmpty()) {
+            EXPECT_TRUE(mostrados[1].prompt.contains(c.mensaje)) << mostrados[1].prompt.toStdString();
+            EXPECT_EQ(mostrados[1].titulo, QStringLiteral("frmActPresupusto:frmCal_Aplicar"));
+        }
+        if (c.filasMetodo == 0)
+            EXPECT_EQ(h.bd.presupuestos(), antes);
+        EXPECT_EQ(h.bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE Cod_Ejercicio = 2027 AND Metodo_Calculo = %1 AND Valor = %2")
+                                 .arg(QString::number(c.metodo), QString::fromUtf8(c.valorSql)))
+                      .toInt(),
+                  c.filasMetodo);
+        for (const Fila& e : c.filas) {
+            const QString cuenta = QString::fromUtf8(e.cuenta);
+            EXPECT_EQ(h.campo(QStringLiteral("M1"), cuenta, e.dpto).toDouble(), e.enero) << e.cuenta << "/" << e.dpto;
+            EXPECT_EQ(h.campo(QStringLiteral("Metodo_Calculo"), cuenta, e.dpto).toInt(), e.metodo) << e.cuenta << "/" << e.dpto;
+        }
+        // The grid shows what a reload shows: amounts, marks and their colour.
+        const auto pantalla = [&] {
+            QStringList r;
+            for (int fila = 1; fila < m.Rows(); ++fila)
+                for (int col = colMes(1); col <= kValor; ++col)
+                    r << m.TextMatrix(fila, col) + (m.CellBackColor(fila, col) == QColor(172, 250, 185) ? QStringLiteral(" a mano") : QString());
+            return r;
+        };
+        const QStringList antesDeCargar = pantalla();
+        f->CargarPresupuesto();
+        EXPECT_EQ(antesDeCargar, pantalla());
+    }
+}
+
+TEST(Operaciones, TheScopesPreviewFollowsTheSelectionAndTheRow)
+{
+    HojaAbierta h;
+    frmOperaciones* d = h.hoja->operaciones();
+    ModeloRejilla& m = h.hoja->vsPresupuesto->modelo();
+    m.Select(kAlquilerNorte, colMes(1));
+    h.hoja->vsPresupuesto_RowColChange();
+    EXPECT_EQ(d->lblAmbito->text(), QString()) << "the row alone shows nothing";
+    d->cboAmbito->setCurrentIndex(d->cboAmbito->findData(static_cast<int>(AmbitoMetodo::Seleccion)));
+    EXPECT_EQ(d->lblAmbito->text(), QStringLiteral("1 fila de la selección"));
+    m.Select(kAlquilerNorte, colMes(1), kVentasNorte, colMes(4));
+    EXPECT_EQ(d->lblAmbito->text(), QStringLiteral("3 filas de la selección; 1 mes introducido a mano se sobrescribirá"));
+    d->cboAmbito->setCurrentIndex(d->cboAmbito->findData(static_cast<int>(AmbitoMetodo::Categoria)));
+    EXPECT_EQ(d->lblAmbito->text(), QStringLiteral("4 filas de la categoría Servicios; 1 mes introducido a mano se sobrescribirá"));
+    m.Select(kVentasSur, colMes(1));
+    h.hoja->vsPresupuesto_RowColChange();
+    EXPECT_EQ(d->lblAmbito->text(), QStringLiteral("16 filas de la categoría Ventas; 1 mes introducido a mano se sobrescribirá"));
+    // A total row is no account: nothing to apply, and the dialog says so.
+    m.Select(kTotalNorte, colMes(1));
+    h.hoja->vsPresupuesto_RowColChange();
+    EXPECT_FALSE(d->cmdAplicar->isEnabled());
+    EXPECT_FALSE(d->cboAmbito->isEnabled());
+    EXPECT_EQ(d->lblAmbito->text(), QString());
+    m.Select(kLuzSur, colMes(1));
+    h.hoja->vsPresupuesto_RowColChange();
+    EXPECT_EQ(d->lblAmbito->text(), QStringLiteral("2 filas de la categoría Suministros; 1 mes introducido a mano se sobrescribirá"));
+    d->cboAmbito->setCurrentIndex(0);
+    EXPECT_EQ(d->lblAmbito->text(), QString());
+}

@@ -178,6 +178,12 @@ void frmActPresupusto::Form_Load()
     frmCal_->setTablaTempHistorico(TablaEstadisticas);
     frmCal_->setEjercicio(static_cast<qint16>(EjercicioActivo - 1));
     connect(frmCal_, &frmOperaciones::Aplicar, this, [this] { frmCal_Aplicar(); });
+    connect(frmCal_, &frmOperaciones::AmbitoCambiado, this, [this] { preverMetodoEnLote(); });
+    // The selection is a scope of its own: its rows are counted as it grows.
+    connect(&vsPresupuesto->modelo(), &ModeloRejilla::seleccionCambiada, this, [this] {
+        if (frmCal_->Ambito() == AmbitoMetodo::Seleccion)
+            preverMetodoEnLote();
+    });
 }
 
 void frmActPresupusto::EstablecerEjercicioInicial()

@@ -164,6 +164,11 @@ public:
     // ---- Calculation methods ------------------------------------------------------
     void frmCal_Aplicar();
     void RecalcularDependencias();
+    // The dialog's method applied to every row of the scope it chose, as
+    // one step of undo, once the user accepts what it overwrites.
+    void aplicarMetodoEnLote();
+    // Tells the dialog what its scope reaches now.
+    void preverMetodoEnLote();
 
     const Completado& completadoSeleccion() const { return completadoSeleccion_; }
     const Completado& completadoTotal() const { return completadoTotal_; }
@@ -200,6 +205,9 @@ private:
     void conectarFiltros();
     void conectarEdicion();
     void sincronizarOperaciones();
+    // The rows the dialog's scope reaches, and how the user is told which
+    // ("de la selección", "del departamento 1 - Norte").
+    std::vector<int> filasMetodoEnLote(QString& que) const;
     // The summary is worked out once the events of a change are over, and
     // only while it is shown.
     void programarResumen();

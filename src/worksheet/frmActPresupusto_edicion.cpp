@@ -14,6 +14,7 @@
 #include "store/clsDBPresupuesto.h"
 #include "worksheet/core/ComprobadorTotales.h"
 #include "worksheet/core/LectorPortapapeles.h"
+#include "worksheet/core/MetodoEnLote.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
 #include "worksheet/core/frmActPresupusto_comun.h"
@@ -455,6 +456,10 @@ void frmActPresupusto::frmImport_ImportacionCompletada()
 
 void frmActPresupusto::frmCal_Aplicar()
 {
+    if (frmCal_->Ambito() != AmbitoMetodo::Fila) {
+        aplicarMetodoEnLote();
+        return;
+    }
     conManejador(kForm + QStringLiteral("frmCal_Aplicar"), [this] {
         clsPresupItem item;
         item.Cuenta = frmCal_->Cuenta();
@@ -470,6 +475,102 @@ void frmActPresupusto::frmCal_Aplicar()
                                                                                  QString::number(item.Dpto)));
         escritura_->aplicarMetodo(vsPresupuesto->modelo().Row(), item);
     });
+}
+
+std::vector<int> frmActPresupusto::filasMetodoEnLote(QString& que) const
+{
+    const ModeloRejilla& m = vsPresupuesto->modelo();
+    const AmbitoMetodo ambito = frmCal_->Ambito();
+    const int fila = m.Row();
+    const bool cuenta = presupuesto_->esCuenta(fila);
+    std::function<bool(const QString&)> enCategoria;
+    switch (ambito) {
+    case AmbitoMetodo::Fila:
+        que.clear();
+        break;
+    case AmbitoMetodo::Seleccion:
+        que = QStringLiteral("de la selección");
+        break;
+    case AmbitoMetodo::Departamento:
+        que = QStringLiteral("del departamento ") + (cuenta ? QString::number(presupuesto_->dpto(fila)) + QStringLiteral(" - ") + m.TextMatrix(fila, kDptoNombre) : QString());
+        break;
+    case AmbitoMetodo::Categoria: {
+        // The category of the account line the current row's account
+        // belongs to, and every category below it.
+        auto categorias = std::make_shared<QHash<QString, qint16>>();
+        for (const CuentaFiltro& c : filtroCuentas_.cuentas())
+            categorias->insert(c.cuenta, c.padre);
+        const qint16 categoria = cuenta ? categorias->value(presupuesto_->cuenta(fila)) : 0;
+        const auto& tabla = arbolCategorias_.tabla();
+        const int filaLista = categoria > 0 && categoria < static_cast<int>(tabla.size()) ? tabla[static_cast<std::size_t>(categoria)].Fila : -1;
+        const ModeloRejilla& lista = vsFiltrosCategoria->modelo();
+        que = QStringLiteral("de la categoría ") + (filaLista > 0 && filaLista < lista.Rows() ? lista.TextMatrix(filaLista, 1).trimmed() : QString());
+        // An account of no category (0) would be taken by "Todas".
+        if (categoria != 0)
+            enCategoria = [this, categorias, categoria](const QString& c) {
+                const qint16 suya = categorias->value(c);
+                return suya != 0 && arbolCategorias_.esDeCategoria(categoria, suya);
+            };
+        else
+            enCategoria = [](const QString&) { return false; };
+        break;
+    }
+    }
+    return MetodoEnLote::filas(*presupuesto_, ambito, fila, m.RowSel(), enCategoria);
+}
+
+void frmActPresupusto::preverMetodoEnLote()
+{
+    if (!frmCal_ || frmCal_->Ambito() == AmbitoMetodo::Fila)
+        return;
+    conManejador(kForm + QStringLiteral("preverMetodoEnLote"), [this] {
+        // Without an account row nothing can be applied, nor counted.
+        if (frmCal_->Cuenta().isEmpty()) {
+            frmCal_->setPrevisionLote(QString());
+            return;
+        }
+        QString que;
+        const auto filas = filasMetodoEnLote(que);
+        frmCal_->setPrevisionLote(MetodoEnLote::texto(MetodoEnLote::prever(*presupuesto_, filas), que));
+    });
+}
+
+void frmActPresupusto::aplicarMetodoEnLote()
+{
+    conManejador(kForm + QStringLiteral("frmCal_Aplicar"), [this] {
+        reglas(vsPresupuesto);
+        QString que;
+        const auto filas = filasMetodoEnLote(que);
+        if (filas.empty()) {
+            Plataforma::mensajes().MsgBox(QStringLiteral("No hay filas de cuenta a las que aplicar el método."), vb::Exclamation,
+                                          QStringLiteral("¡ATENCION!"));
+            return;
+        }
+        const auto prevision = MetodoEnLote::prever(*presupuesto_, filas);
+        if (Plataforma::mensajes().MsgBox(MetodoEnLote::pregunta(prevision, que), vb::YesNo + vb::Question + vb::DefaultButton2,
+                                          QStringLiteral("¡ATENCION!"))
+            != vb::RespuestaYes)
+            return;
+        ModeloRejilla& m = vsPresupuesto->modelo();
+        Plataforma::puntero().establecer(Puntero::RelojArena);
+        Lote lote(m);
+        lote.progreso = new frmProgress(this);
+        lote.progreso->Init(QStringLiteral("Proceso en curso."), 2 * static_cast<int>(filas.size()));
+        lote.progreso->SetText(QStringLiteral("Aplicando el método..."));
+        lote.progreso->Start_Delayed(3);
+        m.setRedraw(false);
+        // Methods on the history read the year the dialog shows.
+        clsCalculo calculo(SesionActiva);
+        calculo.setEjercicio(frmCal_->Ejercicio());
+        calculo.setTablaTempHistorico(frmCal_->TablaTempHistorico());
+        calculo.setDecimales(Decimales);
+        const qint32 metodo = frmCal_->MetodoCalculo();
+        const auto operacion = diario_->operacion(
+            Diario::Tipo::Metodo, QStringLiteral("aplicar el método %1 a %2 filas").arg(QString::number(metodo), QString::number(filas.size())));
+        ProgresoVentana progreso(lote.progreso);
+        escritura_->aplicarMetodoEnFilas(filas, metodo, frmCal_->Valor(), calculo, &progreso);
+    });
+    preverMetodoEnLote();
 }
 
 void frmActPresupusto::RecalcularDependencias()

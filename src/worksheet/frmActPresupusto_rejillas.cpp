@@ -59,6 +59,7 @@ void frmActPresupusto::sincronizarOperaciones()
     } else {
         frmCal_->Clear();
     }
+    preverMetodoEnLote();
 }
 
 void frmActPresupusto::cmdSeguimiento_Click()

@@ -58,9 +58,23 @@ frmOperaciones::frmOperaciones(const Sesion& sesion, QWidget* parent) : QWidget(
     txtConsole->setObjectName(QStringLiteral("txtConsole"));
     txtConsole->setReadOnly(true);
     txtConsole->setVisible(false);
+    cboAmbito = new QComboBox(this);
+    cboAmbito->setObjectName(QStringLiteral("cboAmbito"));
+    cboAmbito->addItem(QStringLiteral("Esta fila"), static_cast<int>(AmbitoMetodo::Fila));
+    cboAmbito->addItem(QStringLiteral("Filas seleccionadas"), static_cast<int>(AmbitoMetodo::Seleccion));
+    cboAmbito->addItem(QStringLiteral("Categoría de la fila"), static_cast<int>(AmbitoMetodo::Categoria));
+    cboAmbito->addItem(QStringLiteral("Departamento de la fila"), static_cast<int>(AmbitoMetodo::Departamento));
+    lblAmbito = new QLabel(this);
+    lblAmbito->setObjectName(QStringLiteral("lblAmbito"));
+    lblAmbito->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
 
     auto* capa = new QVBoxLayout(this);
-    capa->addWidget(lblDpto);
+    // The scope's preview shares the department's line, so the results
+    // keep their room at the first height.
+    auto* cabecera = new QHBoxLayout;
+    cabecera->addWidget(lblDpto);
+    cabecera->addWidget(lblAmbito, 1);
+    capa->addLayout(cabecera);
     capa->addWidget(lblCuenta);
     auto* fila = new QHBoxLayout;
     fila->addWidget(new QLabel(QStringLiteral("Método:"), this));
@@ -73,6 +87,8 @@ frmOperaciones::frmOperaciones(const Sesion& sesion, QWidget* parent) : QWidget(
     auto* botones = new QHBoxLayout;
     botones->addWidget(lblVerCalculo);
     botones->addStretch();
+    botones->addWidget(new QLabel(QStringLiteral("Aplicar a:"), this));
+    botones->addWidget(cboAmbito);
     botones->addWidget(cmdActualizar);
     botones->addWidget(cmdAplicar);
     capa->addLayout(botones);
@@ -90,6 +106,10 @@ frmOperaciones::frmOperaciones(const Sesion& sesion, QWidget* parent) : QWidget(
     connect(cboMetodo, &QComboBox::currentIndexChanged, this, [this](int) { cboMetodo_Click(); });
     connect(cmdActualizar, &QPushButton::clicked, this, [this] { CalcularVistaPrevia(); });
     connect(cmdAplicar, &QPushButton::clicked, this, [this] { cmdAplicar_Click(); });
+    connect(cboAmbito, &QComboBox::currentIndexChanged, this, [this](int) {
+        lblAmbito->clear();
+        emit AmbitoCambiado();
+    });
     connect(lblVerCalculo, &QLabel::linkActivated, this, [this](const QString&) { lblVerCalculo_Click(); });
     connect(txtValor, &QLineEdit::editingFinished, this, [this] {
         if (cmdAplicar->isEnabled())
@@ -289,6 +309,10 @@ void frmOperaciones::setTablaTempHistorico(const QString& v)
         motor_->setTablaTempHistorico(v);
 }
 
+AmbitoMetodo frmOperaciones::Ambito() const { return static_cast<AmbitoMetodo>(cboAmbito->currentData().toInt()); }
+
+void frmOperaciones::setPrevisionLote(const QString& texto) { lblAmbito->setText(Ambito() == AmbitoMetodo::Fila ? QString() : texto); }
+
 void frmOperaciones::ActualizarEstadoOperaciones()
 {
     const bool aplicable = !cuenta_.isEmpty() && !txtValor->text().isEmpty();
@@ -296,6 +320,7 @@ void frmOperaciones::ActualizarEstadoOperaciones()
     cmdActualizar->setEnabled(aplicable);
     cboMetodo->setEnabled(aplicable);
     txtValor->setEnabled(aplicable);
+    cboAmbito->setEnabled(aplicable);
     // The preview only shows in this window: while it is hidden the worksheet
     // can move from row to row without reading any history, and showing it
     // brings the preview up to date.

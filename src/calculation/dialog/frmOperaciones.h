@@ -4,6 +4,7 @@
 // twelve months it would produce and the formula behind them, and applies
 // it. It follows the worksheet's current row while it is open.
 
+#include "calculation/AmbitoMetodo.h"
 #include "calculation/clsCalculo.h"
 #include "common/Currency.h"
 
@@ -52,6 +53,12 @@ public:
     QString TablaTempHistorico() const { return tablaTempHistorico_; }
     void setTablaTempHistorico(const QString& v);
 
+    // Which rows Aplicar reaches; the current row unless the user chose more.
+    AmbitoMetodo Ambito() const;
+    // What the worksheet says the chosen rows are and what applying would
+    // overwrite there; shown only while the scope is more than the row.
+    void setPrevisionLote(const QString& texto);
+
     void ActualizarEstadoOperaciones();
     void CalcularVistaPrevia();
     void cboMetodo_Click();
@@ -70,6 +77,8 @@ public:
     QPlainTextEdit* txtConsole = nullptr;
     QPushButton* cmdAplicar = nullptr;
     QPushButton* cmdActualizar = nullptr;
+    QComboBox* cboAmbito = nullptr;
+    QLabel* lblAmbito = nullptr;
 
     // Heights of the window, in twips, without and with the formula text.
     static constexpr int AltoReducido = 3600;
@@ -77,6 +86,8 @@ public:
 
 signals:
     void Aplicar();
+    // The user chose another scope: the worksheet tells what it reaches.
+    void AmbitoCambiado();
 
 protected:
     void closeEvent(QCloseEvent* e) override;

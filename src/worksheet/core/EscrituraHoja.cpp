@@ -285,25 +285,77 @@ void EscrituraHoja::aplicarMetodo(int fila, const clsPresupItem& item)
     for (int i = 0; i < 12; ++i)
         sql::comprobarImporte(*sesion_.conexion, item.Mes(i));
     sql::comprobarImporte(*sesion_.conexion, item.Valor);
-    enLote([&] {
-        store_.Actualizar(item);
-        if (enRejilla) {
-            filasLote_.insert(fila);
-            // The months as stored, which is what a reload shows.
-            const clsPresupItem guardado = store_.guardadoPorUltimoActualizar(item);
-            RejillaPresupuesto::Valores v;
-            for (int i = 0; i < 12; ++i)
-                v.meses[static_cast<std::size_t>(i)] = guardado.Mes(i);
-            v.metodo = item.MetodoCalc;
-            v.valor = item.Valor;
-            // Only the display is rounded; the stored months keep four decimals.
-            avisarCompletado(r_.mostrar(fila, v));
-            for (int i = 0; i < 12; ++i)
-                m.setCellFloodPercent(fila, kPrimerMes + i, 0);
+    enLote([&] { guardarMetodo(fila, item, enRejilla); });
+}
+
+void EscrituraHoja::guardarMetodo(int fila, const clsPresupItem& item, bool enRejilla)
+{
+    ModeloRejilla& m = r_.modelo();
+    store_.Actualizar(item);
+    if (enRejilla) {
+        filasLote_.insert(fila);
+        // The months as stored, which is what a reload shows.
+        const clsPresupItem guardado = store_.guardadoPorUltimoActualizar(item);
+        RejillaPresupuesto::Valores v;
+        for (int i = 0; i < 12; ++i)
+            v.meses[static_cast<std::size_t>(i)] = guardado.Mes(i);
+        v.metodo = item.MetodoCalc;
+        v.valor = item.Valor;
+        // Only the display is rounded; the stored months keep four decimals.
+        avisarCompletado(r_.mostrar(fila, v));
+        for (int i = 0; i < 12; ++i)
+            m.setCellFloodPercent(fila, kPrimerMes + i, 0);
+    }
+    if (esVentas(item.Cuenta)) {
+        dptosVentas_.insert(item.Dpto);
+        ventasPendientes_ = true;
+    }
+}
+
+void EscrituraHoja::aplicarMetodoEnFilas(const std::vector<int>& filas, qint32 metodo, Currency valor, clsCalculo& calculo,
+                                         IProgreso* progreso)
+{
+    int hechas = 0;
+    const int decimales = r_.aspecto().decimales;
+    // Every row is computed before any is stored, so that every total the
+    // batch reaches is checked first.
+    std::vector<std::pair<int, clsPresupItem>> items;
+    ComprobadorTotales comprobador(r_.modelo());
+    for (int fila : filas) {
+        if (!r_.esCuenta(fila))
+            continue;
+        clsPresupItem item;
+        item.Cuenta = r_.cuenta(fila);
+        item.Dpto = r_.dpto(fila);
+        item.MetodoCalc = metodo;
+        item.Valor = valor;
+        calculo.setDpto(item.Dpto);
+        calculo.Calcular(metodo, item.Cuenta, valor);
+        for (int i = 0; i < 12; ++i) {
+            item.setMes(i, calculo.Mes(i));
+            comprobador.cambiar(fila, kPrimerMes + i, item.Mes(i).rounded(decimales));
         }
-        if (esVentas(item.Cuenta)) {
-            dptosVentas_.insert(item.Dpto);
-            ventasPendientes_ = true;
+        items.emplace_back(fila, item);
+        if (progreso)
+            progreso->hecho(++hechas);
+    }
+    // Nothing is stored when one total, or one amount, cannot be kept.
+    comprobador.comprobar();
+    for (const auto& [fila, item] : items)
+        for (int i = 0; i < 12; ++i)
+            sql::comprobarImporte(*sesion_.conexion, item.Mes(i));
+    sql::comprobarImporte(*sesion_.conexion, valor);
+    enLote([&] {
+        if (Diario* diario = store_.diario()) {
+            std::vector<std::pair<QString, qint16>> claves;
+            for (const auto& [fila, item] : items)
+                claves.emplace_back(item.Cuenta, item.Dpto);
+            diario->prever(claves, sesion_.ejercicio);
+        }
+        for (const auto& [fila, item] : items) {
+            guardarMetodo(fila, item, true);
+            if (progreso)
+                progreso->hecho(++hechas);
         }
     });
 }

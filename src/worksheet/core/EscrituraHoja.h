@@ -20,6 +20,7 @@
 namespace presupuestos {
 
 struct Sesion;
+class clsCalculo;
 
 class EscrituraHoja {
 public:
@@ -67,6 +68,12 @@ public:
     // Stores a method's row, shows it on the grid's row fila (when it is an
     // account row) and, for a sales account, the rows that follow the sales.
     void aplicarMetodo(int fila, const clsPresupItem& item);
+    // One method and value applied to every account row of filas, as one
+    // batch: each row computed by calculo with its own account and
+    // department, every amount and total checked before the first is stored.
+    // The progress counts each row twice: computed, then stored.
+    void aplicarMetodoEnFilas(const std::vector<int>& filas, qint32 metodo, Currency valor, clsCalculo& calculo,
+                              IProgreso* progreso = nullptr);
     // Recalculates and stores every row planned on each month's sales, in
     // one batch; those the grid shows follow at once.
     void recalcularDependencias();
@@ -76,6 +83,9 @@ public:
     bool mostrarGuardada(int fila);
 
 private:
+    // Stores a method's row inside the batch and shows it on the grid's row
+    // fila when that is an account row.
+    void guardarMetodo(int fila, const clsPresupItem& item, bool enRejilla);
     void loteUnaVez(const std::function<void()>& cuerpo);
     void recalcularDependenciasEnLote();
     void avisarCompletado(int n)
