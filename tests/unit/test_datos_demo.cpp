@@ -38,27 +38,6 @@ TEST(DatosDemo, PlausibleCompanyLinkedToItsRetailDatabase)
     EXPECT_GT(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE Cod_Ejercicio = 2027 AND M1 < 0")).toInt(), 0);
 }
 
-// A company whose budget year is under way has that year's balances for
-// the closed months only.
-TEST(DatosDemo, ACompanyUnderWayHasItsClosedMonthsBooked)
-{
-    BaseDatosPrueba bd(true);
-    OpcionesDemo o;
-    o.codEmpresa = 2;
-    o.mesesCerrados = 4;
-    DatosDemo::generar(*bd.conexion, o);
-    const auto suma = [&](const QString& columnas) {
-        return bd.valor(QStringLiteral("SELECT SUM(%1) FROM Acumulados_Dpto WHERE Cod_Empresa = 2 AND Cod_Ejercicio = 2027").arg(columnas))
-            .toDouble();
-    };
-    EXPECT_GT(suma(QStringLiteral("H1 + D1")), 0);
-    EXPECT_GT(suma(QStringLiteral("H4 + D4")), 0);
-    EXPECT_EQ(suma(QStringLiteral("H5 + D5 + H12 + D12")), 0);
-    // The other company keeps its own figures.
-    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Acumulados_Dpto WHERE Cod_Empresa = 1 AND Cod_Ejercicio = 2027")).toInt(), 0);
-    EXPECT_GT(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE Cod_Empresa = 1")).toInt(), 0);
-}
-
 TEST(DatosDemo, SameSeedSameCompany)
 {
     BaseDatosPrueba a(true);

@@ -68,9 +68,11 @@ TEST(Seguimiento, FiguresEqualTheBalancesAndBudgetSummedApart)
             EXPECT_EQ(fila->prevision(n), real + resto) << n << donde.toStdString();
         }
     }
-    // Four months closed: actuals booked; a closed month with none says so.
+    // The demo's company under way has its four months booked and no more,
+    // beside the other company's figures, which stay.
     EXPECT_NE(total.realHastaHoy(4), 0);
     EXPECT_EQ(total.realHastaHoy(12), total.realHastaHoy(4));
+    EXPECT_GT(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE Cod_Empresa = 1")).toInt(), 0);
 }
 
 // The percentage is of the budget's size, and none where it means nothing;
