@@ -16,6 +16,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTimer>
+#include <QLabel>
 #include <QTest>
 #include <gtest/gtest.h>
 
@@ -120,6 +121,21 @@ TEST(HojaCiclo, FirstActivationLoadsOnceAndTheYearComboReloads)
     EXPECT_EQ(h.hoja->operaciones()->Ejercicio(), 2027);
     EXPECT_EQ(h.hoja->windowTitle(), QStringLiteral("Presupuesto 2028"));
     EXPECT_EQ(h.plataforma.puntero->actual(), Puntero::Defecto);
+}
+
+// The legend names every colour the worksheet paints with, in the very
+// colours it uses.
+TEST(HojaCiclo, TheLegendExplainsEveryColour)
+{
+    HojaAbierta h;
+    const QString leyenda = h.hoja->lblLeyenda->text();
+    for (const auto& [color, texto] : {std::pair{h.hoja->Color1, "a mano"}, std::pair{h.hoja->Color4, "totales"},
+                                       std::pair{QColor(255, 230, 140), "otro usuario"}, std::pair{QColor(255, 145, 100), "no presupuestables"},
+                                       std::pair{QColor(255, 0, 0), "negativo"}}) {
+        EXPECT_TRUE(leyenda.contains(color.name())) << texto;
+        EXPECT_TRUE(leyenda.contains(QLatin1String(texto))) << texto;
+    }
+    EXPECT_TRUE(h.hoja->lblLeyenda->isVisibleTo(h.hoja));
 }
 
 TEST(HojaCiclo, HistoryYearMustLieBetween2000AndTheYearBeforeTheBudget)

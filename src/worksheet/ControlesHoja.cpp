@@ -143,6 +143,13 @@ void ControlesHoja::crear(QWidget* hoja, QObject* filtro)
     cmdExportar->setObjectName(QStringLiteral("cmdExportar"));
     cmdExportar->setToolTip(QStringLiteral("Guarda en un libro de Excel lo que muestra la hoja, para importarlo después"));
     ui.barra2->insertWidget(ui.barra2->indexOf(cmdImportar) + 1, cmdExportar);
+    lblLeyenda = new QLabel(hoja);
+    lblLeyenda->setObjectName(QStringLiteral("lblLeyenda"));
+    lblLeyenda->setTextFormat(Qt::RichText);
+    // It takes the room the bar has left; on a small screen the end of it
+    // is cut, and its tooltip says it all.
+    lblLeyenda->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    ui.barra->addWidget(lblLeyenda, 1);
     capaRejillas = ui.derecha;
 }
 

@@ -61,6 +61,8 @@ struct ControlesHoja {
     QLabel* lblSeleccion = nullptr;
     // What other users changed while the worksheet was open.
     QLabel* lblCambios = nullptr;
+    // What each colour of the grids means.
+    QLabel* lblLeyenda = nullptr;
     QTimer* tmrCambios = nullptr;
     QMenu* mnuPopup = nullptr;
     QAction* mnuPopupCopiar = nullptr;

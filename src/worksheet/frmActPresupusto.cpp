@@ -41,7 +41,6 @@ using namespace modPublic;
 using namespace hoja;
 
 namespace {
-const QColor kColorFondoNoPresupuestables(255, 145, 100);
 } // namespace
 
 frmActPresupusto::frmActPresupusto(QWidget* owner) : QWidget(owner, Qt::Window), owner_(owner)
@@ -142,6 +141,7 @@ void frmActPresupusto::Form_Load()
     Color2 = QColor(170, 250, 250);
     Color3 = QColor(92, 177, 252);
     Color4 = QColor(190, 228, 245);
+    ponerLeyenda();
     VerPresupuestables = true;
     CargarDepartamentos();
     Cargando = true;
@@ -184,6 +184,22 @@ void frmActPresupusto::Form_Load()
         if (frmCal_->Ambito() == AmbitoMetodo::Seleccion)
             preverMetodoEnLote();
     });
+}
+
+void frmActPresupusto::ponerLeyenda()
+{
+    // Built from the colours the grids are given, so it cannot say another.
+    const auto muestra = [](const QColor& c, const QString& texto) {
+        return QStringLiteral("<span style=\"background-color:%1\">&nbsp;&nbsp;&nbsp;</span>&nbsp;%2").arg(c.name(), texto);
+    };
+    lblLeyenda->setText(QStringList{muestra(Color1, QStringLiteral("a mano")), muestra(Color4, QStringLiteral("totales")),
+                                    muestra(kColorCambioAjeno, QStringLiteral("cambio de otro usuario")),
+                                    muestra(kColorFondoNoPresupuestables, QStringLiteral("no presupuestables")),
+                                    QStringLiteral("<span style=\"color:%1\">-1.234</span>&nbsp;negativo").arg(kRojo.name())}
+                            .join(QStringLiteral("&nbsp;&nbsp;")));
+    lblLeyenda->setToolTip(QStringLiteral("Verde: meses introducidos a mano. Azul: filas de totales. Amarillo, un momento: meses que "
+                                          "acaba de cambiar otro usuario. Naranja: la vista de las cuentas que no se presupuestan. "
+                                          "Rojo: importes negativos (gastos)."));
 }
 
 void frmActPresupusto::EstablecerEjercicioInicial()

@@ -155,6 +155,7 @@ public:
     void cmdResumen_Click();
     // The budget year against its own actuals, in a window of its own.
     void cmdSeguimiento_Click();
+    void ponerLeyenda();
     // The tracking window last opened, while it is open.
     QPointer<QDialog> seguimiento_;
     // The import dialog while it is open.

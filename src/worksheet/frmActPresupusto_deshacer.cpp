@@ -122,8 +122,6 @@ void frmActPresupusto::mostrarTrasDeshacer(const Diario::Operacion& op, bool hac
 }
 
 namespace {
-// Another user's change, for a moment.
-const QColor kColorCambioAjeno(255, 230, 140);
 constexpr int kMarcaMs = 1500;
 // Past this many rows the worksheet is loaded again whole rather than row by row.
 constexpr std::size_t kFilasUnaAUna = 400;
