@@ -281,7 +281,12 @@ ControladorSqlite::ControladorSqlite(Conexion& conexion, const QString& fichero)
     }
 }
 
-ControladorSqlite::~ControladorSqlite() { formas_.clear(); }
+ControladorSqlite::~ControladorSqlite()
+{
+    formas_.clear();
+    for (sqlite3_stmt* st : {empezar_, confirmar_, deshacer_})
+        sqlite3_finalize(st);
+}
 
 void ControladorSqlite::registrarFunciones()
 {
@@ -375,20 +380,43 @@ void ControladorSqlite::setEsperaBloqueo(int milisegundos)
     QSqlQuery(c_.db_).exec(QStringLiteral("PRAGMA busy_timeout = %1").arg(milisegundos));
 }
 
+// Every operation begins and ends one: prepared once each on the engine's
+// handle (Qt's driver would parse them every time).
+bool ControladorSqlite::ejecutarFija(sqlite3_stmt*& st, const char* sql)
+{
+    if (!st && sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &st, nullptr) != SQLITE_OK) {
+        sqlite3_finalize(st);
+        st = nullptr;
+        return false;
+    }
+    const int rc = sqlite3_step(st);
+    sqlite3_reset(st);
+    return rc == SQLITE_DONE || rc == SQLITE_ROW;
+}
+
 bool ControladorSqlite::empezar()
 {
     // Every transaction here writes: it takes the write lock at once, so
     // what it reads before writing cannot change under it, and another
     // user's lock is waited for (the busy timeout) instead of refused when a
     // read lock would have to grow into a write lock.
-    QSqlQuery q(c_.db_);
-    if (!q.exec(QStringLiteral("BEGIN IMMEDIATE")))
-        c_.lanzarErrorMotor(q.lastError());
+    if (!db_ || !ejecutarFija(empezar_, "BEGIN IMMEDIATE")) {
+        const int rc = db_ ? sqlite3_extended_errcode(db_) : SQLITE_MISUSE;
+        throw error("Unable to begin transaction", rc);
+    }
     return true;
 }
 
-bool ControladorSqlite::confirmar() { return c_.db_.commit(); }
-bool ControladorSqlite::deshacer() { return c_.db_.rollback(); }
+bool ControladorSqlite::confirmar()
+{
+    if (ejecutarFija(confirmar_, "COMMIT"))
+        return true;
+    // As Qt's driver would have it, for the connection to word the error.
+    const int rc = sqlite3_extended_errcode(db_);
+    throw error("Unable to commit transaction", rc);
+}
+
+bool ControladorSqlite::deshacer() { return ejecutarFija(deshacer_, "ROLLBACK"); }
 bool ControladorSqlite::transaccionViva() const { return !db_ || sqlite3_get_autocommit(db_) == 0; }
 
 long ControladorSqlite::ejecutar(const QString& sql)

@@ -53,6 +53,7 @@ public:
 
 private:
     void registrarFunciones();
+    bool ejecutarFija(sqlite3_stmt*& st, const char* sql);
 
     QString fichero_;
     sqlite3* db_ = nullptr;
@@ -62,6 +63,9 @@ private:
     std::unordered_map<QString, std::unique_ptr<QSqlQuery>> formas_;
     // What cambiosAjenos saw last: the file's data version.
     qint64 versionDatos_ = -1;
+    sqlite3_stmt* empezar_ = nullptr;
+    sqlite3_stmt* confirmar_ = nullptr;
+    sqlite3_stmt* deshacer_ = nullptr;
     // The journal of the first layout was found and set apart.
     bool diarioAnterior_ = false;
 };

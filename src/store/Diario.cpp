@@ -499,7 +499,10 @@ void Diario::numerar(const QString& descripcion)
     const QString fecha = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
     for (int intento = 0;; ++intento) {
         const Controlador::Numeracion numeracion = c_->controlador().numeracionOperaciones();
-        Recordset rs = c_->Abrir(numeracion.consulta);
+        // Prepared once: every operation asks.
+        if (!numerar_)
+            numerar_ = std::make_unique<Consulta>(c_, numeracion.consulta);
+        Recordset rs = numerar_->Abrir({});
         const qint32 id = (rs.eof() ? 0 : rs.moneda(0).toInt32()) + numeracion.suma;
         rs.Close();
         operacion_->setEntero(0, id);

@@ -227,6 +227,7 @@ private:
     std::unique_ptr<Comando> actualizar_;
     std::unique_ptr<Comando> insertarNueva_;
     std::unique_ptr<Comando> insertarNuevas_;
+    mutable std::unique_ptr<Consulta> numerar_;
     mutable std::unique_ptr<Consulta> leerFila_;
 
     // The operation being recorded.
