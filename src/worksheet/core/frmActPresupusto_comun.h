@@ -11,6 +11,5 @@ namespace presupuestos::hoja {
 // Prefix of the qualified procedure names in error titles.
 inline const QString kForm = QStringLiteral("frmActPresupusto:");
 inline const QColor kBlanco(255, 255, 255);
-inline const QColor kRojo(255, 0, 0);
 
 } // namespace presupuestos::hoja
