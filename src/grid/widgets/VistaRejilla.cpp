@@ -279,7 +279,13 @@ void VistaRejilla::setModelo(ModeloRejilla* modelo)
                 fijas_->setRowHidden(v, modelo_->RowHidden(fila));
         }
     });
-    connect(modelo_, &ModeloRejilla::redrawCambiado, this, [this](bool activo) { setUpdatesEnabled(activo); });
+    connect(modelo_, &ModeloRejilla::redrawCambiado, this, [this](bool activo) {
+        setUpdatesEnabled(activo);
+        if (activo && medirAlRedibujar_) {
+            medirAlRedibujar_ = false;
+            ajustarColumnas(0, modelo_->Rows() - 1, 0, modelo_->Cols() - 1, true);
+        }
+    });
     QAbstractItemModel* tabla = &modelo_->tabla();
     connect(tabla, &QAbstractItemModel::dataChanged, this, [this](const QModelIndex& a, const QModelIndex& b) {
         const int fijas = modelo_->FixedRows();
@@ -290,6 +296,11 @@ void VistaRejilla::setModelo(ModeloRejilla* modelo)
             ajustarColumnas(0, 0, c1, c2, false);
     });
     connect(tabla, &QAbstractItemModel::rowsInserted, this, [this](const QModelIndex&, int primera, int ultima) {
+        // A load with redraw off is measured once, when it is drawn.
+        if (!modelo_->Redraw()) {
+            medirAlRedibujar_ = true;
+            return;
+        }
         const int fijas = modelo_->FixedRows();
         // Every row new: a reload, measured anew.
         const bool todas = primera == 0 && ultima == model()->rowCount() - 1;

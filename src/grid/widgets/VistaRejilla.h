@@ -133,6 +133,7 @@ private:
     bool aplicandoForma_ = false;
     int altoFilaAplicado_ = -1;
     int puntosAplicados_ = -1;
+    bool medirAlRedibujar_ = false;
     int primeraAjustada_ = -1;
     int ultimaAjustada_ = -2;
     // Pixels the texts of each adjusted column need; 0 where none is known.

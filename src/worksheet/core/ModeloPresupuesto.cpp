@@ -60,6 +60,8 @@ void ModeloPresupuesto::empezarCarga()
         endRemoveRows();
     }
     filas_.shrink_to_fit();
+    nombres_.resize(1);
+    indiceNombres_.clear();
     grupos_.clear();
     filaSubtotal_.clear();
     general_ = Grupo{};
@@ -76,9 +78,7 @@ void ModeloPresupuesto::empezarCarga()
 void ModeloPresupuesto::agregar(const Entrada& e)
 {
     Fila f;
-    // Names repeat department after department: kept once.
-    f.cuenta = *textosCarga_.insert(e.cuenta, e.cuenta);
-    f.nombre = *textosCarga_.insert(e.nombre, e.nombre);
+    f.nombres = nombresDe(e.cuenta, e.nombre);
     f.dpto = e.dpto;
     for (int m = 0; m < 12; ++m) {
         const Suma v = e.meses[static_cast<std::size_t>(m)];
@@ -106,8 +106,6 @@ void ModeloPresupuesto::agregar(const Entrada& e)
 void ModeloPresupuesto::terminarCarga()
 {
     cargando_ = false;
-    textosCarga_.clear();
-    textosCarga_.squeeze();
     sumarTodo();
     if (!filas_.empty()) {
         beginInsertRows(QModelIndex(), 0, filas() - 1);
@@ -171,6 +169,18 @@ void ModeloPresupuesto::crearTotales(bool granTotal)
     }
 }
 
+std::uint32_t ModeloPresupuesto::nombresDe(const QString& cuenta, const QString& nombre)
+{
+    // An account comes once per department, always with its name.
+    const auto it = indiceNombres_.constFind(cuenta);
+    if (it != indiceNombres_.cend() && nombres_[it.value()].second == nombre)
+        return it.value();
+    const auto i = static_cast<std::uint32_t>(nombres_.size());
+    nombres_.emplace_back(cuenta, nombre);
+    indiceNombres_.insert(cuenta, i);
+    return i;
+}
+
 int ModeloPresupuesto::fila(const QString& cuenta, qint16 dpto) const
 {
     if (!indexado_) {
@@ -178,7 +188,7 @@ int ModeloPresupuesto::fila(const QString& cuenta, qint16 dpto) const
         indice_.reserve(filas());
         for (int r = 0; r < filas(); ++r)
             if (filas_[static_cast<std::size_t>(r)].tipo == Tipo::Cuenta)
-                indice_.insert({filas_[static_cast<std::size_t>(r)].cuenta, filas_[static_cast<std::size_t>(r)].dpto}, r);
+                indice_.insert({this->cuenta(r), filas_[static_cast<std::size_t>(r)].dpto}, r);
         indexado_ = true;
     }
     return indice_.value({cuenta, dpto}, -1);
@@ -285,8 +295,9 @@ void ModeloPresupuesto::ponerMes(int fila, int mes, Currency v)
     f.fuera &= static_cast<std::uint16_t>(~bit);
     sumar(f, m, terminoMes(f, m), 1);
     sumar(f, 12, terminoTotal(f), 1);
-    cambiado(fila);
-    cambiadosDelGrupo(f);
+    // The month, the row's total, and the same two of its total rows.
+    cambiado(fila, colMes(mes), kTotal);
+    cambiadosDelGrupo(f, colMes(mes), kTotal);
 }
 
 void ModeloPresupuesto::ponerMascara(int fila, int mascara)
@@ -360,11 +371,11 @@ void ModeloPresupuesto::ponerTexto(int fila, int col, const QString& texto)
         indexado_ = false;
         break;
     case kCuenta:
-        f.cuenta = texto;
+        f.nombres = nombresDe(texto, nombre(fila));
         indexado_ = false;
         break;
     case kNombre:
-        f.nombre = texto;
+        f.nombres = nombresDe(cuenta(fila), texto);
         break;
     case kMetodo:
         f.metodo = es::valEntero(texto);
@@ -413,23 +424,23 @@ void ModeloPresupuesto::quitarMarcas()
             cambiado(static_cast<int>(k >> 8));
 }
 
-void ModeloPresupuesto::cambiado(int fila)
+void ModeloPresupuesto::cambiado(int fila, int c1, int c2)
 {
     if (retenidos_) {
         sucias_.push_back(fila);
         return;
     }
-    emit dataChanged(index(fila, 0), index(fila, kColumnas - 1));
+    emit dataChanged(index(fila, c1), index(fila, c2 < 0 ? kColumnas - 1 : c2));
 }
 
-void ModeloPresupuesto::cambiadosDelGrupo(const Fila& f)
+void ModeloPresupuesto::cambiadosDelGrupo(const Fila& f, int c1, int c2)
 {
     if (!totalesCreados_)
         return;
     if (f.grupo >= 0 && static_cast<std::size_t>(f.grupo) < filaSubtotal_.size())
-        cambiado(filaSubtotal_[static_cast<std::size_t>(f.grupo)]);
+        cambiado(filaSubtotal_[static_cast<std::size_t>(f.grupo)], c1, c2);
     if (granTotal_ >= 0)
-        cambiado(granTotal_);
+        cambiado(granTotal_, c1, c2);
 }
 
 void ModeloPresupuesto::retenerAvisos(bool retener)
@@ -492,8 +503,8 @@ QString ModeloPresupuesto::texto(int fila, int col) const
     switch (col) {
     case kDpto: return QString::number(f.dpto);
     case kDptoNombre: return dptoNombre(fila);
-    case kCuenta: return f.cuenta;
-    case kNombre: return f.nombre;
+    case kCuenta: return cuenta(fila);
+    case kNombre: return nombre(fila);
     case kMetodo: return f.conCalculo ? QString::number(f.metodo) : QString();
     case kManual: return f.conCalculo ? QString::number(f.manual) : QString();
     case kValor: return f.conCalculo ? Currency::fromRaw(f.valor).toPlainText() : QString();

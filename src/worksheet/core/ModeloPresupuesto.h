@@ -79,8 +79,8 @@ public:
     int fila(const QString& cuenta, qint16 dpto) const;
 
     // ---- A row's values ---------------------------------------------------------
-    const QString& cuenta(int fila) const { return filas_[static_cast<std::size_t>(fila)].cuenta; }
-    const QString& nombre(int fila) const { return filas_[static_cast<std::size_t>(fila)].nombre; }
+    const QString& cuenta(int fila) const { return nombres_[filas_[static_cast<std::size_t>(fila)].nombres].first; }
+    const QString& nombre(int fila) const { return nombres_[filas_[static_cast<std::size_t>(fila)].nombres].second; }
     qint16 dpto(int fila) const { return filas_[static_cast<std::size_t>(fila)].dpto; }
     const QString& dptoNombre(int fila) const;
     // The department's run of rows the row belongs to (-1: the grand total).
@@ -148,8 +148,8 @@ private:
     struct Fila {
         std::array<std::int64_t, 12> meses{};
         std::int64_t valor = 0;
-        QString cuenta;
-        QString nombre;
+        // The account and its name, kept once for every department.
+        std::uint32_t nombres = 0;
         qint32 metodo = 0;
         std::uint16_t manual = 0;
         std::uint16_t fuera = 0;   // months that cannot be amounts, one bit each
@@ -174,11 +174,13 @@ private:
     Termino terminoMes(const Fila& f, int m) const;
     Termino terminoTotal(const Fila& f) const;
     void sumar(const Fila& f, int m, const Termino& t, int signo);
-    void cambiado(int fila);
-    void cambiadosDelGrupo(const Fila& f);
+    // Columns c1 to c2 of a row changed (every column by default).
+    void cambiado(int fila, int c1 = 0, int c2 = -1);
+    void cambiadosDelGrupo(const Fila& f, int c1 = 0, int c2 = -1);
     QString textoSuma(Suma suma, int fuera) const;
     void sumarTodo();
     void quitarMarcas(int fila);
+    std::uint32_t nombresDe(const QString& cuenta, const QString& nombre);
 
     Aspecto a_;
     es::FormatoNumerico formato_;
@@ -192,7 +194,8 @@ private:
     int granTotal_ = -1;
     bool totalesCreados_ = false;
     mutable QHash<std::pair<QString, qint16>, int> indice_;
-    QHash<QString, QString> textosCarga_;
+    std::vector<std::pair<QString, QString>> nombres_{{QString(), QString()}};
+    QHash<QString, std::uint32_t> indiceNombres_;
     bool cargando_ = false;
     mutable bool indexado_ = false;
     QHash<quint64, QString> tecleado_;
