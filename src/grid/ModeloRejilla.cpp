@@ -598,6 +598,31 @@ void ModeloRejilla::setCellFloodPercent(int fila, int col, int porcentaje)
     static_cast<TablaCeldas*>(tabla_)->celdas(fila, col, fila, col);
 }
 
+void ModeloRejilla::filasMasAnchas(int col, int fila1, int fila2, std::vector<int>& filas) const
+{
+    int filaMayor = -1, filaMenor = -1;
+    Suma mayor = 0, menor = 0;
+    for (int r = fila1; r <= fila2; ++r) {
+        bool desbordada = false;
+        const Suma v = ValorMatrix(r, col, &desbordada);
+        if (desbordada || IsSubtotal(r)) {
+            filas.push_back(r);
+            continue;
+        }
+        if (filaMayor < 0 || v > mayor) {
+            filaMayor = r;
+            mayor = v;
+        }
+        if (filaMenor < 0 || v < menor) {
+            filaMenor = r;
+            menor = v;
+        }
+    }
+    for (int r : {filaMayor, filaMenor})
+        if (r >= 0)
+            filas.push_back(r);
+}
+
 // ---- Rows and columns -----------------------------------------------------------
 
 bool ModeloRejilla::RowHidden(int fila) const

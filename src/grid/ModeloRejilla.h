@@ -22,6 +22,7 @@
 #include <QString>
 #include <QStringList>
 #include <memory>
+#include <vector>
 
 class QAbstractItemModel;
 class QItemSelectionModel;
@@ -87,6 +88,12 @@ public:
     // Percentage of a cell's flood bar (0 = none).
     virtual int CellFloodPercent(int fila, int col) const;
     virtual void setCellFloodPercent(int fila, int col, int porcentaje);
+
+    // The rows of a column, from fila1 to fila2, whose texts may be the
+    // widest: digits are equally wide, so of the amounts only the largest
+    // and the smallest (the longest negative); subtotals and what is no
+    // amount one by one.
+    virtual void filasMasAnchas(int col, int fila1, int fila2, std::vector<int>& filas) const;
 
     // ---- Rows and columns -----------------------------------------------------
     virtual bool RowHidden(int fila) const;

@@ -566,6 +566,7 @@ void VistaRejilla::ajustarColumnas(int fila1, int fila2, int col1, int col2, boo
     fila1 = std::max(fila1, fijas);
     fila2 = std::min({fila2, modelo_->Rows() - 1, fijas + model()->rowCount() - 1});
     bool cambio = false;
+    std::vector<int> filas;
     for (int c = col1; c <= col2; ++c) {
         if (modelo_->ColHidden(c))
             continue;
@@ -573,30 +574,10 @@ void VistaRejilla::ajustarColumnas(int fila1, int fila2, int col1, int col2, boo
         int ancho = deNuevo ? 0 : ajustado;
         if ((deNuevo || cabecera) && fijas > 0)
             ancho = std::max(ancho, horizontalHeader()->sectionSizeHint(c));
-        // Digits are equally wide, so of the amounts only the largest and
-        // the smallest (the longest negative) need measuring; totals, which
-        // are bold, and what is no amount are measured one by one.
-        int filaMayor = -1, filaMenor = -1;
-        Suma mayor = 0, menor = 0;
-        for (int r = fila1; r <= fila2; ++r) {
-            bool desbordada = false;
-            const Suma v = modelo_->ValorMatrix(r, c, &desbordada);
-            if (desbordada || modelo_->IsSubtotal(r)) {
-                ancho = std::max(ancho, anchoNecesario(r, c, ancho));
-                continue;
-            }
-            if (filaMayor < 0 || v > mayor) {
-                filaMayor = r;
-                mayor = v;
-            }
-            if (filaMenor < 0 || v < menor) {
-                filaMenor = r;
-                menor = v;
-            }
-        }
-        for (int r : {filaMayor, filaMenor})
-            if (r >= 0)
-                ancho = std::max(ancho, anchoNecesario(r, c, ancho));
+        filas.clear();
+        modelo_->filasMasAnchas(c, fila1, fila2, filas);
+        for (int r : filas)
+            ancho = std::max(ancho, anchoNecesario(r, c, ancho));
         if (ancho != ajustado) {
             ajustado = ancho;
             cambio = true;

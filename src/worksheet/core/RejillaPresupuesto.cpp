@@ -128,12 +128,12 @@ void RejillaPresupuesto::crearTotales()
     if (datos_.totalesCreados())
         return;
     const int fila = Row(), col = Col();
-    const bool enCuenta = esCuenta(fila);
-    const QString cuentaActual = enCuenta ? cuenta(fila) : QString();
-    const qint16 dptoActual = enCuenta ? dpto(fila) : 0;
+    const bool enCuenta = fila >= 1 && esCuenta(fila);
+    // An account row moves down by the subtotal rows placed above it.
+    const int delante = enCuenta ? datos_.grupo(fila - 1) : 0;
     datos_.crearTotales(a_.dptos > 1);
     if (enCuenta)
-        Select(this->fila(cuentaActual, dptoActual), col);
+        Select(fila + delante + (datos_.conGranTotal() ? 1 : 0), col);
 }
 
 void RejillaPresupuesto::refrescarSubtotales(int, int) {}
@@ -323,6 +323,37 @@ int RejillaPresupuesto::CellFloodPercent(int fila, int col) const
 }
 
 void RejillaPresupuesto::setCellFloodPercent(int fila, int col, int) { comprobarCelda(fila, col); }
+
+void RejillaPresupuesto::filasMasAnchas(int col, int fila1, int fila2, std::vector<int>& filas) const
+{
+    if (col < kPrimerMes || col > kTotal) {
+        ModeloRejilla::filasMasAnchas(col, fila1, fila2, filas);
+        return;
+    }
+    // Read from the typed rows: a reload measures tens of thousands of them.
+    const int mes = col - kPrimerMes + 1;
+    int filaMayor = -1, filaMenor = -1;
+    Suma mayor = 0, menor = 0;
+    for (int r = std::max(fila1, 1); r <= fila2 && r < Rows(); ++r) {
+        bool fuera = false;
+        const Suma v = datos_.valor(r - 1, mes, &fuera);
+        if (fuera || !datos_.esCuenta(r - 1)) {
+            filas.push_back(r);
+            continue;
+        }
+        if (filaMayor < 0 || v > mayor) {
+            filaMayor = r;
+            mayor = v;
+        }
+        if (filaMenor < 0 || v < menor) {
+            filaMenor = r;
+            menor = v;
+        }
+    }
+    for (int r : {filaMayor, filaMenor})
+        if (r >= 0)
+            filas.push_back(r);
+}
 
 bool RejillaPresupuesto::RowHidden(int fila) const
 {

@@ -120,6 +120,7 @@ public:
     void setCellAlignment(int fila1, int col1, int fila2, int col2, Alineacion a) override;
     int CellFloodPercent(int fila, int col) const override;
     void setCellFloodPercent(int fila, int col, int porcentaje) override;
+    void filasMasAnchas(int col, int fila1, int fila2, std::vector<int>& filas) const override;
     bool RowHidden(int fila) const override;
     void setRowHidden(int fila, bool oculta) override;
     void Subtotal(int colAgrupar, int colTotal, const QString& formato, const QColor& backColor = QColor(),
