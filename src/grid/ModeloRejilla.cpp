@@ -600,27 +600,16 @@ void ModeloRejilla::setCellFloodPercent(int fila, int col, int porcentaje)
 
 void ModeloRejilla::filasMasAnchas(int col, int fila1, int fila2, std::vector<int>& filas) const
 {
-    int filaMayor = -1, filaMenor = -1;
-    Suma mayor = 0, menor = 0;
+    ExtremosColumna extremos;
     for (int r = fila1; r <= fila2; ++r) {
         bool desbordada = false;
         const Suma v = ValorMatrix(r, col, &desbordada);
-        if (desbordada || IsSubtotal(r)) {
+        if (desbordada || IsSubtotal(r))
             filas.push_back(r);
-            continue;
-        }
-        if (filaMayor < 0 || v > mayor) {
-            filaMayor = r;
-            mayor = v;
-        }
-        if (filaMenor < 0 || v < menor) {
-            filaMenor = r;
-            menor = v;
-        }
+        else
+            extremos.anotar(r, v);
     }
-    for (int r : {filaMayor, filaMenor})
-        if (r >= 0)
-            filas.push_back(r);
+    extremos.agregarA(filas);
 }
 
 // ---- Rows and columns -----------------------------------------------------------

@@ -36,6 +36,33 @@ using Suma = __int128;
 // Any value outside the currency's range.
 inline constexpr Suma kSumaFueraDeRango = static_cast<Suma>(1) << 100;
 
+// Of the amounts of a column, the rows of the largest and of the smallest:
+// digits are equally wide, so only those two texts need measuring.
+class ExtremosColumna {
+public:
+    void anotar(int fila, Suma v)
+    {
+        if (filaMayor_ < 0 || v > mayor_) {
+            filaMayor_ = fila;
+            mayor_ = v;
+        }
+        if (filaMenor_ < 0 || v < menor_) {
+            filaMenor_ = fila;
+            menor_ = v;
+        }
+    }
+    void agregarA(std::vector<int>& filas) const
+    {
+        for (int r : {filaMayor_, filaMenor_})
+            if (r >= 0)
+                filas.push_back(r);
+    }
+
+private:
+    int filaMayor_ = -1, filaMenor_ = -1;
+    Suma mayor_ = 0, menor_ = 0;
+};
+
 class ModeloRejilla : public QObject {
     Q_OBJECT
 public:

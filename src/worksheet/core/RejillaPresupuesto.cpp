@@ -332,27 +332,16 @@ void RejillaPresupuesto::filasMasAnchas(int col, int fila1, int fila2, std::vect
     }
     // Read from the typed rows: a reload measures tens of thousands of them.
     const int mes = col - kPrimerMes + 1;
-    int filaMayor = -1, filaMenor = -1;
-    Suma mayor = 0, menor = 0;
+    ExtremosColumna extremos;
     for (int r = std::max(fila1, 1); r <= fila2 && r < Rows(); ++r) {
         bool fuera = false;
         const Suma v = datos_.valor(r - 1, mes, &fuera);
-        if (fuera || !datos_.esCuenta(r - 1)) {
+        if (fuera || !datos_.esCuenta(r - 1))
             filas.push_back(r);
-            continue;
-        }
-        if (filaMayor < 0 || v > mayor) {
-            filaMayor = r;
-            mayor = v;
-        }
-        if (filaMenor < 0 || v < menor) {
-            filaMenor = r;
-            menor = v;
-        }
+        else
+            extremos.anotar(r, v);
     }
-    for (int r : {filaMayor, filaMenor})
-        if (r >= 0)
-            filas.push_back(r);
+    extremos.agregarA(filas);
 }
 
 bool RejillaPresupuesto::RowHidden(int fila) const
