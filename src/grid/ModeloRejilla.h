@@ -188,6 +188,8 @@ public:
     QString Clip(int fila1, int col1, int fila2, int col2) const;
 
     // ---- Subtotals --------------------------------------------------------------
+    // Where subtotal rows go; the budget grids place theirs as the worksheet
+    // does (departments below, the grand total on top) whatever it says.
     PosicionSubtotal SubtotalPosition() const { return posicion_; }
     void setSubtotalPosition(PosicionSubtotal p) { posicion_ = p; }
     // Sums column colTotal per group of consecutive account rows with equal

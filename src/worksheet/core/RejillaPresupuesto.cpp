@@ -136,8 +136,6 @@ void RejillaPresupuesto::crearTotales()
         Select(fila + delante + (datos_.conGranTotal() ? 1 : 0), col);
 }
 
-void RejillaPresupuesto::refrescarSubtotales(int, int) {}
-
 int RejillaPresupuesto::recalcularFilas(int desde, int hasta, int, int)
 {
     int conValores = 0;

@@ -60,8 +60,6 @@ public:
     // given; returns how many more rows hold figures than before. The sums
     // are kept as numbers by difference: this only counts.
     int recalcularFilas(int desde, int hasta, int colDesde, int colHasta);
-    // The subtotals follow every change already; kept for the forms' calls.
-    void refrescarSubtotales(int colDesde, int colHasta);
 
     // ---- A row's values (grid rows: row 0 is the header) -------------------------
     bool esCuenta(int fila) const { return datos_.esCuenta(fila - 1); }
