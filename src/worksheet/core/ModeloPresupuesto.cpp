@@ -105,12 +105,19 @@ void ModeloPresupuesto::agregar(const Entrada& e)
 
 void ModeloPresupuesto::terminarCarga()
 {
-    cargando_ = false;
     sumarTodo();
-    if (!filas_.empty()) {
+    anunciarFilas();
+}
+
+void ModeloPresupuesto::anunciarFilas()
+{
+    // The rows are there already; the view counts them from the insertion on.
+    cargando_ = true;
+    if (!filas_.empty())
         beginInsertRows(QModelIndex(), 0, filas() - 1);
+    cargando_ = false;
+    if (!filas_.empty())
         endInsertRows();
-    }
 }
 
 void ModeloPresupuesto::sumarTodo()
@@ -163,10 +170,7 @@ void ModeloPresupuesto::crearTotales(bool granTotal)
     indexado_ = false;
     tecleado_.clear();
     marcas_.clear();
-    if (!filas_.empty()) {
-        beginInsertRows(QModelIndex(), 0, filas() - 1);
-        endInsertRows();
-    }
+    anunciarFilas();
 }
 
 std::uint32_t ModeloPresupuesto::nombresDe(const QString& cuenta, const QString& nombre)

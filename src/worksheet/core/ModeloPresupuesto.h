@@ -180,6 +180,7 @@ private:
     QString textoSuma(Suma suma, int fuera) const;
     void sumarTodo();
     void quitarMarcas(int fila);
+    void anunciarFilas();
     std::uint32_t nombresDe(const QString& cuenta, const QString& nombre);
 
     Aspecto a_;
