@@ -311,17 +311,23 @@ void ModeloPresupuesto::ponerMascara(int fila, int mascara)
     Fila& f = filas_[static_cast<std::size_t>(fila)];
     f.manual = static_cast<std::uint16_t>(mascara);
     f.conCalculo = true;
-    quitarMarcas(fila);
-    cambiado(fila);
+    // The months' colours and the mask's hidden column, or the whole row
+    // when colours given to its cells went with the change.
+    if (quitarMarcas(fila))
+        cambiado(fila);
+    else
+        cambiado(fila, kPrimerMes, kManual);
 }
 
-void ModeloPresupuesto::quitarMarcas(int fila)
+bool ModeloPresupuesto::quitarMarcas(int fila)
 {
     // The row shows what is stored: the colours given to its cells go.
+    bool alguna = false;
     if (marcas_.isEmpty())
-        return;
+        return alguna;
     for (int c = 0; c < kColumnas; ++c)
-        marcas_.remove(claveCelda(fila, c));
+        alguna = marcas_.remove(claveCelda(fila, c)) || alguna;
+    return alguna;
 }
 
 void ModeloPresupuesto::ponerFila(int fila, const std::array<Currency, 12>& meses, qint32 metodo, int mascara, Currency valor)

@@ -179,7 +179,7 @@ private:
     void cambiadosDelGrupo(const Fila& f, int c1 = 0, int c2 = -1);
     QString textoSuma(Suma suma, int fuera) const;
     void sumarTodo();
-    void quitarMarcas(int fila);
+    bool quitarMarcas(int fila);
     void anunciarFilas();
     std::uint32_t nombresDe(const QString& cuenta, const QString& nombre);
 
