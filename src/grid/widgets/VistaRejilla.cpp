@@ -287,7 +287,11 @@ void VistaRejilla::setModelo(ModeloRejilla* modelo)
         }
     });
     QAbstractItemModel* tabla = &modelo_->tabla();
-    connect(tabla, &QAbstractItemModel::dataChanged, this, [this](const QModelIndex& a, const QModelIndex& b) {
+    connect(tabla, &QAbstractItemModel::dataChanged, this,
+            [this](const QModelIndex& a, const QModelIndex& b, const QList<int>& roles) {
+        // A change of colour alone leaves the texts' widths as they were.
+        if (!roles.isEmpty() && !roles.contains(Qt::DisplayRole))
+            return;
         const int fijas = modelo_->FixedRows();
         ajustarColumnas(a.row() + fijas, b.row() + fijas, a.column(), b.column(), false);
     });

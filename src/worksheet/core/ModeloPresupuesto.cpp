@@ -299,9 +299,11 @@ void ModeloPresupuesto::ponerMes(int fila, int mes, Currency v)
     f.fuera &= static_cast<std::uint16_t>(~bit);
     sumar(f, m, terminoMes(f, m), 1);
     sumar(f, 12, terminoTotal(f), 1);
-    // The month, the row's total, and the same two of its total rows.
-    cambiado(fila, colMes(mes), kTotal);
-    cambiadosDelGrupo(f, colMes(mes), kTotal);
+    // The month and the row's total, and the same two of its total rows.
+    for (int col : {colMes(mes), static_cast<int>(kTotal)}) {
+        cambiado(fila, col, col);
+        cambiadosDelGrupo(f, col, col);
+    }
 }
 
 void ModeloPresupuesto::ponerMascara(int fila, int mascara)
@@ -313,10 +315,12 @@ void ModeloPresupuesto::ponerMascara(int fila, int mascara)
     f.conCalculo = true;
     // The months' colours and the mask's hidden column, or the whole row
     // when colours given to its cells went with the change.
-    if (quitarMarcas(fila))
+    if (quitarMarcas(fila)) {
         cambiado(fila);
-    else
-        cambiado(fila, kPrimerMes, kManual);
+    } else {
+        cambiado(fila, kPrimerMes, kUltimoMes, {Qt::BackgroundRole});
+        cambiado(fila, kManual, kManual);
+    }
 }
 
 bool ModeloPresupuesto::quitarMarcas(int fila)
@@ -434,13 +438,13 @@ void ModeloPresupuesto::quitarMarcas()
             cambiado(static_cast<int>(k >> 8));
 }
 
-void ModeloPresupuesto::cambiado(int fila, int c1, int c2)
+void ModeloPresupuesto::cambiado(int fila, int c1, int c2, const QList<int>& roles)
 {
     if (retenidos_) {
         sucias_.push_back(fila);
         return;
     }
-    emit dataChanged(index(fila, c1), index(fila, c2 < 0 ? kColumnas - 1 : c2));
+    emit dataChanged(index(fila, c1), index(fila, c2 < 0 ? kColumnas - 1 : c2), roles);
 }
 
 void ModeloPresupuesto::cambiadosDelGrupo(const Fila& f, int c1, int c2)

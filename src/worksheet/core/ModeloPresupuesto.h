@@ -174,8 +174,9 @@ private:
     Termino terminoMes(const Fila& f, int m) const;
     Termino terminoTotal(const Fila& f) const;
     void sumar(const Fila& f, int m, const Termino& t, int signo);
-    // Columns c1 to c2 of a row changed (every column by default).
-    void cambiado(int fila, int c1 = 0, int c2 = -1);
+    // Columns c1 to c2 of a row changed (every column by default), in
+    // what they show (the roles; empty: everything).
+    void cambiado(int fila, int c1 = 0, int c2 = -1, const QList<int>& roles = {});
     void cambiadosDelGrupo(const Fila& f, int c1 = 0, int c2 = -1);
     QString textoSuma(Suma suma, int fuera) const;
     void sumarTodo();
