@@ -29,8 +29,7 @@ namespace {
 // The figures a worksheet shows are its own concern: this user shows none.
 int carga(const Sesion& sesion, clsDBPresupuesto& store, Diario& diario, quint32 semilla, int operaciones)
 {
-    ModeloRejilla modelo;
-    RejillaPresupuesto rejilla(modelo);
+    RejillaPresupuesto rejilla;
     EscrituraHoja escritura(sesion, rejilla, store, {});
     QRandomGenerator azar(semilla);
     const QStringList cuentas{QStringLiteral("62800001"), QStringLiteral("62800002"), QStringLiteral("62800003")};

@@ -19,6 +19,8 @@
 #include <QDoubleSpinBox>
 #include <gtest/gtest.h>
 
+#include <functional>
+
 using namespace presupuestos;
 using namespace presupuestos::prueba;
 using namespace presupuestos::hoja;
@@ -132,4 +134,39 @@ TEST(HojaInteraccion, TrackingFollowsTheYearAgainstItsActuals)
     }
     EXPECT_TRUE(dlg->leyenda()->text().contains(QStringLiteral("Previsión de cierre")));
     dlg->close();
+}
+
+TEST(HojaInteraccion, WhatIsHighlightedIsWhatCopyAndDeleteTake)
+{
+    // The grid's selection is the view's: however the highlight came, the
+    // keys act on all of it, not on the corner-to-current-cell rectangle.
+    struct Caso {
+        const char* que;
+        std::function<void(HojaAbierta&)> seleccionar;
+    } casos[] = {
+        {"the menu's select-all", [](HojaAbierta& h) {
+             h.hoja->mnuPopupSelTodo->trigger();
+             h.hoja->mnuPopup->hide();
+         }},
+        {"the keyboard's select-all", [](HojaAbierta& h) {
+             h.hoja->mnuPopup->hide();
+             tecla(h.hoja->vsPresupuesto, Qt::Key_A, Qt::ControlModifier);
+         }},
+    };
+    for (const Caso& c : casos) {
+        HojaAbierta h;
+        VistaRejilla* v = h.hoja->vsPresupuesto;
+        v->setFocus();
+        clic(*v, kCalzadoNorte, colMes(2), Qt::RightButton);
+        c.seleccionar(h);
+        QApplication::processEvents();
+        tecla(v, Qt::Key_C, Qt::ControlModifier);
+        EXPECT_GE(h.plataforma.portapapeles->contenido.count(QStringLiteral("\r\n")), kConceptoSur - 2) << c.que;
+        tecla(v, Qt::Key_Delete);
+        for (int fila : {kAlquilerNorte, kVentasNorte, kConceptoNorte, kAlquilerSur, kLuzSur, kConceptoSur})
+            for (int mes = 1; mes <= 12; ++mes)
+                EXPECT_EQ(v->modelo().TextMatrix(fila, colMes(mes)), QStringLiteral("0")) << c.que << " " << fila << " " << mes;
+        EXPECT_EQ(h.bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE Cod_Ejercicio = 2027 AND (M1 <> 0 OR M12 <> 0)")).toInt(), 0)
+            << c.que;
+    }
 }

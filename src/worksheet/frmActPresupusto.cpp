@@ -49,8 +49,10 @@ frmActPresupusto::frmActPresupusto(QWidget* owner) : QWidget(owner, Qt::Window),
     setAttribute(Qt::WA_DeleteOnClose);
     resize(1280, 700);
     crearControles();
-    presupuesto_ = std::make_unique<RejillaPresupuesto>(vsPresupuesto->modelo());
-    historico_ = std::make_unique<RejillaPresupuesto>(vsHistorico->modelo());
+    presupuesto_ = new RejillaPresupuesto;
+    vsPresupuesto->setModelo(presupuesto_);
+    historico_ = new RejillaPresupuesto;
+    vsHistorico->setModelo(historico_);
     conectarFiltros();
     conectarEdicion();
 }

@@ -109,8 +109,6 @@ public:
     void vsPresupuesto_AfterEdit(int Row, int Col);
     void vsPresupuesto_KeyPressEdit(int Row, int Col, int KeyAscii);
     void EditCellValue(int Row, int Col, Currency Valor);
-    void vsPresupuesto_CellChanged(int Row, int Col);
-    void vsHistorico_CellChanged(int Row, int Col);
     void vsPresupuesto_AfterScroll(int OldTopRow, int OldLeftCol, int NewTopRow, int NewLeftCol);
     void vsHistorico_AfterScroll(int OldTopRow, int OldLeftCol, int NewTopRow, int NewLeftCol);
     void vsPresupuesto_RowColChange();
@@ -229,8 +227,9 @@ private:
     // The grid rules of one of the two grids, with the worksheet's current
     // decimals, format, colours and departments.
     RejillaPresupuesto& reglas(VistaRejilla* rejilla);
-    std::unique_ptr<RejillaPresupuesto> presupuesto_;
-    std::unique_ptr<RejillaPresupuesto> historico_;
+    // The two grids' models, owned by their views.
+    RejillaPresupuesto* presupuesto_ = nullptr;
+    RejillaPresupuesto* historico_ = nullptr;
     std::unique_ptr<EscrituraHoja> escritura_;
     void escribirCelda(int Row, int Col, Currency Valor, bool comprobarTotales);
     void escribirLote(const std::vector<EscrituraHoja::Celda>& celdas, frmProgress* progreso);

@@ -136,7 +136,6 @@ void frmActPresupusto::CargarPresupuesto()
             completadoSeleccion_ = r.llenar(rs, true);
             rs.Close();
             CrearTotales(vsPresupuesto);
-            r.indexar();
         }
         if (PrimeraActivacion)
             completadoTotal_ = completadoSeleccion_;

@@ -25,6 +25,11 @@ using namespace modPublic;
 
 namespace {
 
+// How long another user's change stays marked.
+constexpr int kMarcaMs = 1500;
+// Past this many rows the worksheet is loaded again whole rather than row by row.
+constexpr std::size_t kFilasUnaAUna = 400;
+
 // How a row stands on the bar of the whole budget: whether it is one of its
 // rows (a row taken out of the budget is not) and whether it holds figures
 // (a total other than zero, as the grid shows it).
@@ -110,7 +115,27 @@ void frmActPresupusto::seguirEnBarraTotal(const Diario::Operacion& op, bool haci
 
 void frmActPresupusto::mostrarTrasDeshacer(const Diario::Operacion& op, bool haciaAntes)
 {
-    // What a fresh load of the same selection shows, on the same cell.
+    // The rows of the step show what it restored, found by their key; the
+    // rest of the grid, the cursor and the selection stay. A step that took
+    // rows out of the budget or put them back changes which rows the
+    // worksheet shows: that is loaded again, on the same cell.
+    if (op.tipo != Diario::Tipo::Visibilidad && op.filas.size() <= kFilasUnaAUna) {
+        for (const Diario::Fila& f : op.filas) {
+            const int fila = f.ejercicio == EjercicioActivo ? presupuesto_->fila(f.cuenta, f.dpto) : -1;
+            if (fila < 1)
+                continue;
+            const Diario::Imagen& im = haciaAntes ? f.antes : f.despues;
+            RejillaPresupuesto::Valores v;
+            v.meses = im.meses;
+            v.metodo = im.metodo;
+            v.manual = im.manual;
+            v.valor = im.valor;
+            // The whole budget's bar follows the step below.
+            completadoSeleccion_.conValores += presupuesto_->mostrar(fila, v);
+        }
+        seguirEnBarraTotal(op, haciaAntes);
+        return;
+    }
     ModeloRejilla& m = vsPresupuesto->modelo();
     const int fila = m.Row(), col = m.Col(), arriba = m.TopRow();
     CargarPresupuesto();
@@ -121,11 +146,6 @@ void frmActPresupusto::mostrarTrasDeshacer(const Diario::Operacion& op, bool hac
     }
 }
 
-namespace {
-constexpr int kMarcaMs = 1500;
-// Past this many rows the worksheet is loaded again whole rather than row by row.
-constexpr std::size_t kFilasUnaAUna = 400;
-} // namespace
 
 void frmActPresupusto::mostrarCambiosAjenos()
 {
@@ -160,8 +180,7 @@ void frmActPresupusto::mostrarCambiosAjenos()
     for (const Diario::CambioAjeno& c : ajenos.cambios) {
         porUsuario[c.usuario] += 1;
         const int fila = c.fila.ejercicio == EjercicioActivo ? presupuesto_->fila(c.fila.cuenta, c.fila.dpto) : -1;
-        const bool visible = ajenos.cambios.size() <= kFilasUnaAUna && presupuesto_->esCuenta(fila)
-                             && presupuesto_->cuenta(fila) == c.fila.cuenta && presupuesto_->dpto(fila) == c.fila.dpto;
+        const bool visible = ajenos.cambios.size() <= kFilasUnaAUna && fila > 0;
         if (!visible) {
             // Not on screen: only the bar of the whole budget follows it.
             const EnBarra desde = enBarra(c.fila.antes, c.fila.ejercicio, Decimales);
@@ -189,12 +208,7 @@ void frmActPresupusto::mostrarCambiosAjenos()
                             .arg(QTime::currentTime().toString(QStringLiteral("HH:mm:ss")), quien.join(QStringLiteral(", "))));
     QTimer::singleShot(kMarcaMs, this, [this] {
         // Back to the colours the rows have (typed by hand or not).
-        ModeloRejilla& rejilla = vsPresupuesto->modelo();
-        for (const auto& [fila, col] : marcadas_)
-            if (presupuesto_->esCuenta(fila) && col >= kPrimerMes && col <= kUltimoMes)
-                rejilla.setCellBackColor(fila, col,
-                                         (presupuesto_->mascara(fila) & (1 << (col - kPrimerMes))) ? presupuesto_->aspecto().manual
-                                                                                                       : QColor(255, 255, 255));
+        presupuesto_->datos().quitarMarcas();
         marcadas_.clear();
     });
 }

@@ -59,8 +59,6 @@ void frmActPresupusto::conectarEdicion()
     connect(vsPresupuesto, &VistaRejilla::BeforeEdit, this, [this](int r, int c, bool& cancelar) { vsPresupuesto_BeforeEdit(r, c, cancelar); });
     connect(vsPresupuesto, &VistaRejilla::AfterEdit, this, [this](int r, int c) { vsPresupuesto_AfterEdit(r, c); });
     connect(vsPresupuesto, &VistaRejilla::KeyPressEdit, this, [this](int r, int c, int k) { vsPresupuesto_KeyPressEdit(r, c, k); });
-    connect(vsPresupuesto, &VistaRejilla::CellChanged, this, [this](int r, int c) { vsPresupuesto_CellChanged(r, c); });
-    connect(vsHistorico, &VistaRejilla::CellChanged, this, [this](int r, int c) { vsHistorico_CellChanged(r, c); });
     connect(vsPresupuesto, &VistaRejilla::AfterScroll, this, [this](int a, int b, int c, int d) { vsPresupuesto_AfterScroll(a, b, c, d); });
     connect(vsHistorico, &VistaRejilla::AfterScroll, this, [this](int a, int b, int c, int d) { vsHistorico_AfterScroll(a, b, c, d); });
     connect(vsPresupuesto, &VistaRejilla::RowColChange, this, [this] { vsPresupuesto_RowColChange(); });
@@ -90,10 +88,10 @@ void frmActPresupusto::conectarEdicion()
     connect(cmdSeguimiento, &QPushButton::clicked, this, [this] { cmdSeguimiento_Click(); });
     // The summary follows the current row and whatever changes the figures
     // of either grid; while hidden each of these costs a test.
-    for (VistaRejilla* rejilla : {vsPresupuesto, vsHistorico}) {
-        ModeloRejilla* m = &rejilla->modelo();
-        connect(m, &ModeloRejilla::textoCambiado, this, [this] { programarResumen(); });
-        connect(m, &ModeloRejilla::reiniciado, this, [this] { programarResumen(); });
+    for (RejillaPresupuesto* rejilla : {presupuesto_, historico_}) {
+        ModeloPresupuesto* d = &rejilla->datos();
+        connect(d, &QAbstractItemModel::dataChanged, this, [this] { programarResumen(); });
+        connect(d, &QAbstractItemModel::rowsInserted, this, [this] { programarResumen(); });
     }
     connect(&vsPresupuesto->modelo(), &ModeloRejilla::seleccionCambiada, this, [this] { programarResumen(); });
     connect(chkMostrarHistorico, &QCheckBox::toggled, this, [this] { programarResumen(); });
@@ -189,37 +187,6 @@ void frmActPresupusto::SetNextRowEdit()
     });
 }
 
-namespace {
-// Loads write every cell, so this runs hundreds of thousands of times: only
-// a text that starts with a minus is read as a number.
-void colorearSigno(ModeloRejilla& m, int Row, int Col)
-{
-    const QString texto = m.TextMatrix(Row, Col);
-    qsizetype i = 0;
-    while (i < texto.size() && texto[i].isSpace())
-        ++i;
-    Currency v;
-    const bool negativo = i < texto.size() && texto[i] == QLatin1Char('-') && es::intentarMoneda(texto.trimmed(), v) && v < Currency();
-    m.setCellForeColor(Row, Col, negativo ? kRojo : QColor());
-}
-
-const QString kTituloCellChanged = kForm + QStringLiteral("vsPresupuesto_CellChanged");
-const QString kTituloCellChangedHistorico = kForm + QStringLiteral("vsHistorico_CellChanged");
-} // namespace
-
-void frmActPresupusto::vsPresupuesto_CellChanged(int Row, int Col)
-{
-    if (Col < kPrimerMes || Row < 1)
-        return;
-    conManejador(kTituloCellChanged, [&] { colorearSigno(vsPresupuesto->modelo(), Row, Col); });
-}
-
-void frmActPresupusto::vsHistorico_CellChanged(int Row, int Col)
-{
-    if (Col < kPrimerMes || Row < 1)
-        return;
-    conManejador(kTituloCellChangedHistorico, [&] { colorearSigno(vsHistorico->modelo(), Row, Col); });
-}
 
 // ---------------------------------------------------------------------------
 // Clipboard and clearing
@@ -234,8 +201,9 @@ void frmActPresupusto::OrdenarPar(int& a, int& b)
 void frmActPresupusto::Copiar_A_Clipboard(VistaRejilla* rejilla)
 {
     conManejador(kForm + QStringLiteral("Copiar_A_Clipboard"), [rejilla] {
-        const ModeloRejilla& m = rejilla->modelo();
-        const QString texto = m.Clip(m.Row(), m.Col(), m.RowSel(), m.ColSel());
+        // The selection as the view highlights it, whatever cell is current.
+        const ModeloRejilla::Rectangulo s = rejilla->modelo().Seleccion();
+        const QString texto = rejilla->modelo().Clip(s.fila1, s.col1, s.fila2, s.col2);
         Plataforma::portapapeles().limpiar();
         Plataforma::portapapeles().ponerTexto(texto);
     });
@@ -270,7 +238,8 @@ void frmActPresupusto::Copiar_Desde_Clipboard()
     if (!VerPresupuestables)
         return;
     ModeloRejilla& m = vsPresupuesto->modelo();
-    int fila = m.Row(), filaFin = m.RowSel(), col = m.Col(), colFin = m.ColSel();
+    const ModeloRejilla::Rectangulo s = m.Seleccion();
+    int fila = s.fila1, filaFin = s.fila2, col = s.col1, colFin = s.col2;
     OrdenarPar(fila, filaFin);
     OrdenarPar(col, colFin);
     Plataforma::puntero().establecer(Puntero::RelojArena);
@@ -301,8 +270,6 @@ void frmActPresupusto::Copiar_Desde_Clipboard()
     });
     m.setRedraw(true);
     m.Select(fila, col, filaFin, colFin);
-    if (col >= kPrimerMes)
-        reglas(vsPresupuesto).refrescarSubtotales(std::max(col, kPrimerMes), std::min(colFin, kUltimoMes));
     Plataforma::puntero().establecer(Puntero::Defecto);
 }
 
@@ -310,9 +277,12 @@ void frmActPresupusto::BorrarValorCeldas()
 {
     ModeloRejilla& m = vsPresupuesto->modelo();
     Plataforma::puntero().establecer(Puntero::RelojArena);
-    int fila = m.Row(), filaFin = m.RowSel(), col = m.Col(), colFin = m.ColSel();
+    // The selection as the view highlights it, whatever cell is current.
+    const ModeloRejilla::Rectangulo s = m.Seleccion();
+    int fila = s.fila1, filaFin = s.fila2, col = s.col1, colFin = s.col2;
     OrdenarPar(fila, filaFin);
     OrdenarPar(col, colFin);
+    const int colCursor = col;
     col = std::max(col, kPrimerMes);
     colFin = std::min(colFin, kUltimoMes);
     conManejador(kForm + QStringLiteral("BorrarValorCeldas"), [&] {
@@ -327,7 +297,7 @@ void frmActPresupusto::BorrarValorCeldas()
         escribirLote(celdas, lote.progreso);
     });
     m.setRedraw(true);
-    m.Select(fila, m.Col() < kPrimerMes ? m.Col() : col, filaFin, colFin);
+    m.Select(fila, colCursor < kPrimerMes ? colCursor : col, filaFin, colFin);
     Plataforma::puntero().establecer(Puntero::Defecto);
 }
 

@@ -47,15 +47,14 @@ void frmActPresupusto::sincronizarOperaciones()
         return;
     const ModeloRejilla& m = vsPresupuesto->modelo();
     const int r = m.Row();
-    if (r >= 1 && r < m.Rows() && !m.IsSubtotal(r) && !m.RowHidden(r)) {
-        frmCal_->setCuenta(m.TextMatrix(r, kCuenta));
-        frmCal_->setDpto(presupuesto_->dpto(r));
-        frmCal_->setDpto_Nombre(m.TextMatrix(r, kDptoNombre));
-        frmCal_->setCuenta_Nombre(m.TextMatrix(r, kNombre));
-        frmCal_->setMetodoCalculo(es::valEntero(m.TextMatrix(r, kMetodo)));
-        Currency valor;
-        es::intentarMoneda(m.TextMatrix(r, kValor), valor);
-        frmCal_->setValor(valor);
+    if (r >= 1 && r < m.Rows() && !m.IsSubtotal(r)) {
+        const ModeloPresupuesto& d = presupuesto_->datos();
+        frmCal_->setCuenta(d.cuenta(r - 1));
+        frmCal_->setDpto(d.dpto(r - 1));
+        frmCal_->setDpto_Nombre(d.dptoNombre(r - 1));
+        frmCal_->setCuenta_Nombre(d.nombre(r - 1));
+        frmCal_->setMetodoCalculo(d.metodo(r - 1));
+        frmCal_->setValor(d.valorMetodo(r - 1));
     } else {
         frmCal_->Clear();
     }
@@ -104,9 +103,9 @@ void frmActPresupusto::actualizarResumen()
         return;
     // History figures only from a history grid the user sees, which is
     // loaded for the same accounts and year.
-    const ModeloRejilla* historico = vsHistorico->isVisibleTo(this) ? &vsHistorico->modelo() : nullptr;
-    const ModeloRejilla& m = vsPresupuesto->modelo();
-    panelResumen->mostrar(CalculoResumen::calcular(m, historico, m.Row()), FormatoNumero, EjercicioActivo, ejercicioHistorico());
+    const ModeloPresupuesto* historico = vsHistorico->isVisibleTo(this) ? &historico_->datos() : nullptr;
+    panelResumen->mostrar(CalculoResumen::calcular(presupuesto_->datos(), historico, presupuesto_->Row()), FormatoNumero,
+                          EjercicioActivo, ejercicioHistorico());
 }
 
 void frmActPresupusto::vsPresupuesto_RowColChange()

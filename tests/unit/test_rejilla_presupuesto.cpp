@@ -9,7 +9,10 @@
 #include "worksheet/core/EscrituraHoja.h"
 #include "worksheet/core/RejillaPresupuesto.h"
 
+#include <QAbstractItemModel>
 #include <gtest/gtest.h>
+
+#include <set>
 
 using namespace presupuestos;
 using namespace presupuestos::hoja;
@@ -38,14 +41,12 @@ QString meses(const QStringList& v)
 
 struct Rejilla {
     BaseDatosPrueba bd;
-    ModeloRejilla m;
-    RejillaPresupuesto r{m};
+    RejillaPresupuesto r;
+    ModeloRejilla& m = r;
     Completado completado;
 
     explicit Rejilla(int decimales = 0, int dptos = 2)
     {
-        m.setCols(kColumnas);
-        m.setFixedRows(1);
         RejillaPresupuesto::Aspecto a;
         a.decimales = decimales;
         a.formato = decimales ? QStringLiteral("#,0.") + QString(decimales, QLatin1Char('0')) : QStringLiteral("#,0");
@@ -58,7 +59,6 @@ struct Rejilla {
                                           + fila(2, "Sur", "7000", meses({"-5"})));
         completado = r.llenar(rs, true);
         r.crearTotales();
-        r.indexar();
     }
 };
 
@@ -186,15 +186,112 @@ TEST(RejillaPresupuesto, TotalsThatWouldLeaveTheCurrencyRangeAreRefusedBeforehan
     };
     for (const Caso& c : casos) {
         Rejilla g;
-        ComprobadorTotales comprobador(g.m);
+        ComprobadorTotales comprobador(g.r);
         for (const auto& [fila, mes] : c.celdas)
             comprobador.cambiar(fila, colMes(mes), mitad);
         EXPECT_EQ(prueba::numeroError([&] { comprobador.comprobar(); }), c.desborda ? VbError::Overflow : 0) << c.que;
     }
     // A total already out of range does not stop a change that leaves it so.
     Rejilla g;
-    g.m.setTextMatrix(2, kTotal, ModeloRejilla::MarcaDesbordamiento());
-    ComprobadorTotales comprobador(g.m);
+    g.m.setTextMatrix(2, colMes(1), QStringLiteral("900.000.000.000.000"));
+    g.m.setTextMatrix(2, colMes(2), QStringLiteral("900.000.000.000.000"));
+    ASSERT_EQ(g.m.TextMatrix(2, kTotal), ModeloRejilla::MarcaDesbordamiento());
+    ComprobadorTotales comprobador(g.r);
     comprobador.cambiar(3, colMes(1), Currency::fromInt(1));
     EXPECT_EQ(prueba::numeroError([&] { comprobador.comprobar(); }), 0);
+}
+
+// ---- The typed model: sums kept by difference, rows announced alone ----------------------
+
+TEST(RejillaPresupuesto, AChangedMonthMovesItsTotalsByTheDifferenceAndAnnouncesOnlyItsRows)
+{
+    // 1 grand total; 2 6000 Norte (1, 2); 3 7000 Norte; 4 subtotal Norte; 5 7000 Sur (-5); 6 subtotal Sur.
+    struct Caso {
+        const char* que;
+        int fila, mes;
+        const char* texto;
+        const char* total, *subtotal, *general;   // January's column and the row's total
+        std::set<int> anunciadas;
+    } casos[] = {
+        {"a month of a department", 3, 1, "1.000", "1.000", "1.001", "996", {1, 3, 4}},
+        {"a negative", 5, 1, "-1.000", "-1.000", "-1.000", "1", {1, 5, 6}},
+        {"a text that is no amount counts nothing", 2, 1, "n/a", "2", "1.000", "0", {1, 2, 4}},
+        {"the same amount again is no change", 2, 2, "2", "2", "1.000", "0", {}},
+    };
+    Rejilla g;
+    const ModeloPresupuesto& d = g.r.datos();
+    for (const Caso& c : casos) {
+        std::set<int> anunciadas;
+        auto conexion = QObject::connect(&d, &QAbstractItemModel::dataChanged, [&](const QModelIndex& a, const QModelIndex& b) {
+            for (int r = a.row(); r <= b.row(); ++r)
+                anunciadas.insert(r + 1);
+        });
+        const long long antes = d.terminosSumados();
+        g.m.setTextMatrix(c.fila, colMes(c.mes), QString::fromLatin1(c.texto));
+        QObject::disconnect(conexion);
+        EXPECT_LE(d.terminosSumados() - antes, 8) << c.que << ": no column is summed again";
+        EXPECT_EQ(g.m.TextMatrix(c.fila, colMes(c.mes)), QString::fromLatin1(c.texto)) << c.que << ": shown as typed";
+        EXPECT_EQ(g.m.TextMatrix(c.fila, kTotal), QString::fromLatin1(c.total)) << c.que;
+        EXPECT_EQ(g.m.TextMatrix(g.r.ultimaFilaSeccion(c.fila) + 1, colMes(1)), QString::fromLatin1(c.subtotal)) << c.que;
+        EXPECT_EQ(g.m.TextMatrix(1, colMes(1)), QString::fromLatin1(c.general)) << c.que;
+        EXPECT_EQ(anunciadas, c.anunciadas) << c.que;
+    }
+    // Back to the loaded amounts, the kept sums are a fresh load's to the digit.
+    g.m.setTextMatrix(2, colMes(1), QStringLiteral("1"));
+    g.m.setTextMatrix(3, colMes(1), QStringLiteral("0"));
+    g.m.setTextMatrix(5, colMes(1), QStringLiteral("-5"));
+    Rejilla fresca;
+    EXPECT_EQ(g.m.Clip(1, 0, g.m.Rows() - 1, kValor), fresca.m.Clip(1, 0, fresca.m.Rows() - 1, kValor));
+}
+
+TEST(RejillaPresupuesto, ABatchAnnouncesEachRunOfChangedRowsOnceWhenRedrawComesBack)
+{
+    Rejilla g;
+    std::vector<std::pair<int, int>> anuncios;
+    QObject::connect(&g.r.datos(), &QAbstractItemModel::dataChanged,
+                     [&](const QModelIndex& a, const QModelIndex& b) { anuncios.emplace_back(a.row() + 1, b.row() + 1); });
+    g.m.setRedraw(false);
+    for (int mes = 1; mes <= 12; ++mes)
+        g.r.ponerMes(2, mes, Currency::fromInt(mes));
+    g.r.ponerMes(5, 1, Currency::fromInt(9));
+    EXPECT_TRUE(anuncios.empty());
+    g.m.setRedraw(true);
+    EXPECT_EQ(anuncios, (std::vector<std::pair<int, int>>{{1, 2}, {4, 6}}));
+    EXPECT_EQ(g.m.TextMatrix(1, kTotal), QStringLiteral("87"));
+}
+
+TEST(RejillaPresupuesto, MonthsShowAsTheFormatWritesThemAndSumWhatTheyShow)
+{
+    // The load gives amounts as numbers with the worksheet's format; what a
+    // cell shows, copies and sums must be exactly the format's text.
+    for (const QString& formato : {QStringLiteral("#,0"), QStringLiteral("#,0.00"), QStringLiteral("0.0000"), QStringLiteral("#,0.000000")}) {
+        RejillaPresupuesto r;
+        RejillaPresupuesto::Aspecto a;
+        a.formato = formato;
+        a.decimales = 4;
+        r.setAspecto(a);
+        const std::int64_t valores[] = {0, 1, 5, 49, 50, -50, -5000, 12345678, -12345678, 99999, 4, -4};
+        r.datos().empezarCarga();
+        Suma suma = 0;
+        for (std::int64_t v : valores) {
+            ModeloPresupuesto::Entrada e;
+            e.dptoNombre = QStringLiteral("Tienda");
+            e.meses[0] = v;
+            suma += v;
+            r.datos().agregar(e);
+        }
+        ModeloPresupuesto::Entrada fuera;
+        fuera.dptoNombre = QStringLiteral("Otra");
+        fuera.meses[0] = kSumaFueraDeRango;
+        r.datos().agregar(fuera);
+        r.datos().terminarCarga();
+        r.crearTotales();
+        for (std::size_t i = 0; i < std::size(valores); ++i)
+            EXPECT_EQ(r.TextMatrix(static_cast<int>(i) + 1, colMes(1)), es::formatear(Currency::fromRaw(valores[i]), formato))
+                << formato.toStdString() << " " << valores[i];
+        EXPECT_EQ(r.TextMatrix(static_cast<int>(std::size(valores)) + 1, colMes(1)),
+                  es::formatear(Currency::fromRaw(static_cast<std::int64_t>(suma)), formato));
+        EXPECT_EQ(r.TextMatrix(r.Rows() - 2, colMes(1)), ModeloRejilla::MarcaDesbordamiento()) << "out of the currency's range";
+        EXPECT_EQ(r.TextMatrix(r.Rows() - 1, kTotal), ModeloRejilla::MarcaDesbordamiento());
+    }
 }

@@ -25,13 +25,12 @@ struct Fila {
 // A grid filled as the worksheet fills it, with its subtotals and, for two
 // departments or more, the grand total.
 struct Rejilla {
-    ModeloRejilla m;
-    RejillaPresupuesto r{m};
+    RejillaPresupuesto r;
+    ModeloRejilla& m = r;
+    const ModeloPresupuesto& d = r.datos();
 
     Rejilla(BaseDatosPrueba& bd, std::initializer_list<Fila> filas)
     {
-        m.setCols(kColumnas);
-        m.setFixedRows(1);
         RejillaPresupuesto::Aspecto a;
         a.dptos = 2;
         r.setAspecto(a);
@@ -76,7 +75,7 @@ TEST(ResumenFila, AnAccountAgainstItsOwnHistoryRowWhereverItStands)
     // The history has rows the budget does not, so the rows stand elsewhere.
     Rejilla h(bd, {{1, "Norte", "60000001", -5, 0}, {1, "Norte", "70000001", 200, 120}, {2, "Sur", "70000001", 0, 0}});
 
-    const ResumenFila r = CalculoResumen::calcular(p.m, &h.m, p.fila(QStringLiteral("70000001"), 1));
+    const ResumenFila r = CalculoResumen::calcular(p.d, &h.d, p.fila(QStringLiteral("70000001"), 1));
     EXPECT_EQ(r.tipo, ResumenFila::Tipo::Cuenta);
     EXPECT_EQ(r.titulo, QStringLiteral("70000001 - Cuenta 70000001"));
     EXPECT_TRUE(r.conHistorico);
@@ -91,14 +90,14 @@ TEST(ResumenFila, AnAccountAgainstItsOwnHistoryRowWhereverItStands)
 
     // A history of nothing has no percentage; without the history grid
     // there is no history at all.
-    const ResumenFila sur = CalculoResumen::calcular(p.m, &h.m, p.fila(QStringLiteral("70000001"), 2));
+    const ResumenFila sur = CalculoResumen::calcular(p.d, &h.d, p.fila(QStringLiteral("70000001"), 2));
     EXPECT_TRUE(sur.conHistorico);
     EXPECT_FALSE(sur.porcentaje());
-    const ResumenFila sinHistorico = CalculoResumen::calcular(p.m, nullptr, p.fila(QStringLiteral("62800001"), 1));
+    const ResumenFila sinHistorico = CalculoResumen::calcular(p.d, nullptr, p.fila(QStringLiteral("62800001"), 1));
     EXPECT_FALSE(sinHistorico.conHistorico);
     EXPECT_EQ(sinHistorico.presupuesto.total, -40 * k1);
-    EXPECT_EQ(CalculoResumen::calcular(p.m, &h.m, 0).tipo, ResumenFila::Tipo::Ninguna);
-    EXPECT_EQ(CalculoResumen::calcular(p.m, &h.m, p.m.Rows()).tipo, ResumenFila::Tipo::Ninguna);
+    EXPECT_EQ(CalculoResumen::calcular(p.d, &h.d, 0).tipo, ResumenFila::Tipo::Ninguna);
+    EXPECT_EQ(CalculoResumen::calcular(p.d, &h.d, p.m.Rows()).tipo, ResumenFila::Tipo::Ninguna);
 }
 
 TEST(ResumenFila, ADepartmentSumsItsRowsAndDividesSalesByTicketsAndDaysOpen)
@@ -109,7 +108,7 @@ TEST(ResumenFila, ADepartmentSumsItsRowsAndDividesSalesByTicketsAndDaysOpen)
     Rejilla h(bd, {{1, "Norte", "70000001", 2400, 300}, {1, "Norte", "CTO003", 180, 20}, {1, "Norte", "CTO002", 26, 4},
                    {2, "Sur", "70000001", 700, 0}});
 
-    const ResumenFila norte = CalculoResumen::calcular(p.m, &h.m, p.subtotal(QStringLiteral("Norte")));
+    const ResumenFila norte = CalculoResumen::calcular(p.d, &h.d, p.subtotal(QStringLiteral("Norte")));
     EXPECT_EQ(norte.tipo, ResumenFila::Tipo::Departamento);
     EXPECT_EQ(norte.titulo, QStringLiteral("Norte"));
     // As the subtotal row shows it: every row of the department.
@@ -124,12 +123,12 @@ TEST(ResumenFila, ADepartmentSumsItsRowsAndDividesSalesByTicketsAndDaysOpen)
     EXPECT_DOUBLE_EQ(norte.historico.ventasPorDia().value_or(0), 2700.0 / 30.0);
 
     // Sur has no statistics: no ratios.
-    const ResumenFila sur = CalculoResumen::calcular(p.m, &h.m, p.subtotal(QStringLiteral("Sur")));
+    const ResumenFila sur = CalculoResumen::calcular(p.d, &h.d, p.subtotal(QStringLiteral("Sur")));
     EXPECT_FALSE(sur.conEstadisticas);
     EXPECT_FALSE(sur.presupuesto.ticketMedio());
     EXPECT_EQ(sur.historico.total, 700 * k1);
 
-    const ResumenFila todo = CalculoResumen::calcular(p.m, &h.m, 1);
+    const ResumenFila todo = CalculoResumen::calcular(p.d, &h.d, 1);
     ASSERT_EQ(todo.tipo, ResumenFila::Tipo::TotalGeneral);
     EXPECT_EQ(todo.presupuesto.total, p.m.ValorMatrix(1, kTotal));
     EXPECT_EQ(todo.historico.total, h.m.ValorMatrix(1, kTotal));

@@ -3,7 +3,7 @@
 #include "common/NumerosEs.h"
 #include "grid/widgets/TeclaDecimal.h"
 
-#include <QAbstractTableModel>
+#include <QItemSelectionModel>
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -171,207 +171,6 @@ private:
 
 } // namespace
 
-// Presents the grid model to the table view: the model's fixed rows become
-// the horizontal header, its other rows the view's rows. The adapter keeps
-// its own counts and changes them only when the model announces a change,
-// so that while the model's redraw is off the view keeps a consistent (if
-// stale) picture until the final reset.
-class AdaptadorRejilla : public QAbstractTableModel {
-public:
-    AdaptadorRejilla(ModeloRejilla& modelo, VistaRejilla& vista)
-        : QAbstractTableModel(&vista), m_(modelo), vista_(vista)
-    {
-        leerForma();
-        connect(&m_, &ModeloRejilla::celdasCambiadas, this, &AdaptadorRejilla::alCambiarCeldas);
-        connect(&m_, &ModeloRejilla::filasInsertadas, this, &AdaptadorRejilla::alInsertarFilas);
-        connect(&m_, &ModeloRejilla::filasEliminadas, this, &AdaptadorRejilla::alEliminarFilas);
-        connect(&m_, &ModeloRejilla::reiniciado, this, &AdaptadorRejilla::reiniciar);
-    }
-
-    int rowCount(const QModelIndex& padre = QModelIndex()) const override { return padre.isValid() ? 0 : filas_; }
-    int columnCount(const QModelIndex& padre = QModelIndex()) const override { return padre.isValid() ? 0 : cols_; }
-    int fijas() const { return fijas_; }
-
-    bool existe(int filaModelo, int col) const
-    {
-        return filaModelo >= fijas_ && filaModelo < fijas_ + filas_ && col >= 0 && col < cols_
-               && filaModelo < m_.Rows() && col < m_.Cols();
-    }
-
-    QModelIndex indice(int filaModelo, int col) const
-    {
-        return existe(filaModelo, col) ? index(filaModelo - fijas_, col) : QModelIndex();
-    }
-
-    QVariant data(const QModelIndex& i, int rol) const override
-    {
-        const int f = i.row() + fijas_;
-        const int c = i.column();
-        if (!i.isValid() || f >= m_.Rows() || c >= m_.Cols())
-            return {};
-        switch (rol) {
-        case Qt::DisplayRole:
-        case Qt::EditRole:
-            return m_.TextMatrix(f, c);
-        case Qt::BackgroundRole: {
-            const QColor propio = m_.CellBackColor(f, c);
-            if (propio.isValid())
-                return propio;
-            return m_.BackColor().isValid() ? QVariant(m_.BackColor()) : QVariant();
-        }
-        case Qt::ForegroundRole: {
-            const QColor propio = m_.CellForeColor(f, c);
-            return propio.isValid() ? QVariant(propio) : QVariant();
-        }
-        case Qt::FontRole: {
-            QFont letra = vista_.font();
-            letra.setBold(m_.CellFontBold(f, c));
-            return letra;
-        }
-        case Qt::TextAlignmentRole:
-            return QVariant::fromValue(alineacion(m_.CellAlignment(f, c), m_.TextMatrix(f, c)));
-        case kRolBorde:
-            return m_.CellBorderBottom(f, c);
-        case kRolRelleno:
-            return m_.CellFloodPercent(f, c);
-        default:
-            return {};
-        }
-    }
-
-    QVariant headerData(int seccion, Qt::Orientation orientacion, int rol) const override
-    {
-        if (orientacion == Qt::Vertical)
-            return rol == Qt::DisplayRole ? QVariant(seccion + fijas_) : QVariant();
-        if (fijas_ == 0 || seccion >= m_.Cols() || m_.Rows() == 0)
-            return {};
-        switch (rol) {
-        case Qt::DisplayRole:
-            return m_.TextMatrix(0, seccion);
-        case Qt::BackgroundRole:
-            return m_.BackColorFixed().isValid() ? QVariant(m_.BackColorFixed()) : QVariant();
-        default:
-            return {};
-        }
-    }
-
-    Qt::ItemFlags flags(const QModelIndex& i) const override
-    {
-        if (!i.isValid())
-            return Qt::NoItemFlags;
-        Qt::ItemFlags f = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
-        if (vista_.editable_)
-            f |= Qt::ItemIsEditable;
-        return f;
-    }
-
-    bool setData(const QModelIndex& i, const QVariant& valor, int rol) override
-    {
-        if (rol != Qt::EditRole || !existe(i.row() + fijas_, i.column()))
-            return false;
-        // The model announces the change; dataChanged comes from there.
-        m_.setTextMatrix(i.row() + fijas_, i.column(), valor.toString());
-        return true;
-    }
-
-    void reiniciar()
-    {
-        const bool antes = vista_.sincronizando_;
-        const bool antesDesplazando = vista_.desplazando_;
-        vista_.sincronizando_ = true;
-        vista_.desplazando_ = true;
-        beginResetModel();
-        leerForma();
-        endResetModel();
-        vista_.aplicarForma();
-        vista_.aplicarFilasOcultas();
-        vista_.ajustarColumnas(0, m_.Rows() - 1, 0, m_.Cols() - 1, true);
-        vista_.sincronizando_ = antes;
-        vista_.desplazando_ = antesDesplazando;
-        vista_.traerSeleccionDelModelo();
-        vista_.traerDesplazamientoDelModelo();
-    }
-
-private:
-    static Qt::Alignment alineacion(ModeloRejilla::Alineacion a, const QString& texto)
-    {
-        switch (a) {
-        case ModeloRejilla::Alineacion::Izquierda: return Qt::AlignLeft | Qt::AlignVCenter;
-        case ModeloRejilla::Alineacion::Centro: return Qt::AlignHCenter | Qt::AlignVCenter;
-        case ModeloRejilla::Alineacion::Derecha: return Qt::AlignRight | Qt::AlignVCenter;
-        case ModeloRejilla::Alineacion::General: break;
-        }
-        // Numbers to the right, text to the left.
-        return (es::esNumerico(texto) ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignVCenter;
-    }
-
-    void leerForma()
-    {
-        fijas_ = m_.FixedRows();
-        filas_ = std::max(0, m_.Rows() - fijas_);
-        cols_ = m_.Cols();
-    }
-
-    bool desincronizado() const { return fijas_ != m_.FixedRows() || cols_ != m_.Cols(); }
-
-    void alCambiarCeldas(int f1, int c1, int f2, int c2)
-    {
-        c1 = std::max(c1, 0);
-        c2 = std::min(c2, cols_ - 1);
-        if (c1 > c2)
-            return;
-        if (f1 == 0 && fijas_ > 0)
-            emit headerDataChanged(Qt::Horizontal, c1, c2);
-        const int v1 = std::max(f1, fijas_) - fijas_;
-        const int v2 = std::min(f2 - fijas_, filas_ - 1);
-        if (v1 <= v2)
-            emit dataChanged(index(v1, c1), index(v2, c2));
-    }
-
-    void alInsertarFilas(int primera, int ultima)
-    {
-        if (primera < fijas_ || desincronizado()) {
-            reiniciar();
-            return;
-        }
-        sinSeguirALaVista([&] {
-            beginInsertRows(QModelIndex(), primera - fijas_, ultima - fijas_);
-            filas_ += ultima - primera + 1;
-            endInsertRows();
-        });
-    }
-
-    void alEliminarFilas(int primera, int ultima)
-    {
-        if (primera < fijas_ || desincronizado() || ultima - fijas_ >= filas_) {
-            reiniciar();
-            return;
-        }
-        sinSeguirALaVista([&] {
-            beginRemoveRows(QModelIndex(), primera - fijas_, ultima - fijas_);
-            filas_ -= ultima - primera + 1;
-            endRemoveRows();
-        });
-    }
-
-    // The view moves its current cell off removed rows on its own; the
-    // model's cursor is the one that counts, so it is put back afterwards.
-    template <typename F>
-    void sinSeguirALaVista(F&& hacer)
-    {
-        const bool antes = vista_.sincronizando_;
-        vista_.sincronizando_ = true;
-        hacer();
-        vista_.sincronizando_ = antes;
-        vista_.traerSeleccionDelModelo();
-    }
-
-    ModeloRejilla& m_;
-    VistaRejilla& vista_;
-    int fijas_ = 0;
-    int filas_ = 0;
-    int cols_ = 0;
-};
 
 // The fixed columns, drawn over the left of the grid's viewport: a second
 // view of the same adapter sharing the grid's selection, whose rows scroll
@@ -403,13 +202,11 @@ public:
     void dobleClic(QMouseEvent* e) { mouseDoubleClickEvent(e); }
 };
 
+
 VistaRejilla::VistaRejilla(const QString& nombre, QWidget* parent)
     : QTableView(parent)
 {
     setObjectName(nombre);
-    modelo_ = new ModeloRejilla(this);
-    adaptador_ = new AdaptadorRejilla(*modelo_, *this);
-    setModel(adaptador_);
     setItemDelegate(new DelegadoRejilla(this, [this](int ascii) { teclaEnEditor(ascii); }));
 
     verticalHeader()->hide();
@@ -426,25 +223,6 @@ VistaRejilla::VistaRejilla(const QString& nombre, QWidget* parent)
     setMouseTracking(true);
     setWordWrap(false);
 
-    connect(modelo_, &ModeloRejilla::seleccionCambiada, this, &VistaRejilla::alCambiarSeleccionDelModelo);
-    connect(modelo_, &ModeloRejilla::filaSuperiorCambiada, this, [this] {
-        if (!desplazando_)
-            traerDesplazamientoDelModelo();
-    });
-    connect(modelo_, &ModeloRejilla::formaCambiada, this, &VistaRejilla::aplicarForma);
-    connect(modelo_, &ModeloRejilla::filaOcultaCambiada, this, [this](int fila) {
-        const int v = fila - adaptador_->fijas();
-        if (v >= 0 && v < adaptador_->rowCount() && fila < modelo_->Rows()) {
-            setRowHidden(v, modelo_->RowHidden(fila));
-            if (fijas_)
-                fijas_->setRowHidden(v, modelo_->RowHidden(fila));
-        }
-    });
-    // Connected after the adapter, which has announced the change by now.
-    connect(modelo_, &ModeloRejilla::celdasCambiadas, this,
-            [this](int f1, int c1, int f2, int c2) { ajustarColumnas(f1, f2, c1, c2, false); });
-    connect(modelo_, &ModeloRejilla::redrawCambiado, this, [this](bool activo) { setUpdatesEnabled(activo); });
-    connect(modelo_, &ModeloRejilla::textoCambiado, this, &VistaRejilla::CellChanged);
     // A column the user widens keeps its width through later refreshes.
     connect(horizontalHeader(), &QHeaderView::sectionResized, this, [this](int col, int, int ancho) {
         if (aplicandoForma_ || ancho <= 0 || col >= modelo_->Cols() || horizontalHeader()->isSectionHidden(col))
@@ -455,7 +233,83 @@ VistaRejilla::VistaRejilla(const QString& nombre, QWidget* parent)
         if (col < columnasFijas_)
             copiarFormaAFijas();
     });
+    setModelo(new ModeloRejilla(this));
+}
 
+VistaRejilla::~VistaRejilla()
+{
+    // The model dies with the view's children; keep it from talking to a
+    // half-destroyed view meanwhile.
+    disconnect(modelo_, nullptr, this, nullptr);
+    disconnect(&modelo_->tabla(), nullptr, this, nullptr);
+}
+
+void VistaRejilla::setModelo(ModeloRejilla* modelo)
+{
+    ModeloRejilla* anterior = modelo_;
+    if (anterior) {
+        disconnect(anterior, nullptr, this, nullptr);
+        disconnect(&anterior->tabla(), nullptr, this, nullptr);
+    }
+    modelo_ = modelo;
+    modelo_->setParent(this);
+    setModel(&modelo_->tabla());
+    // The grid's one selection: the view shows the model's, never one of its own.
+    QItemSelectionModel* propia = selectionModel();
+    setSelectionModel(&modelo_->seleccion());
+    if (propia != &modelo_->seleccion())
+        delete propia;
+    if (fijas_) {
+        fijas_->setModel(&modelo_->tabla());
+        fijas_->setSelectionModel(&modelo_->seleccion());
+    }
+    delete anterior;
+
+    connect(modelo_, &ModeloRejilla::seleccionCambiada, this, &VistaRejilla::notarCambioDeSeleccion);
+    connect(modelo_, &ModeloRejilla::filaSuperiorCambiada, this, [this] {
+        if (!desplazando_)
+            traerDesplazamientoDelModelo();
+    });
+    connect(modelo_, &ModeloRejilla::formaCambiada, this, &VistaRejilla::aplicarForma);
+    connect(modelo_, &ModeloRejilla::filaOcultaCambiada, this, [this](int fila) {
+        const int v = fila - modelo_->FixedRows();
+        if (v >= 0 && v < model()->rowCount()) {
+            setRowHidden(v, modelo_->RowHidden(fila));
+            if (fijas_)
+                fijas_->setRowHidden(v, modelo_->RowHidden(fila));
+        }
+    });
+    connect(modelo_, &ModeloRejilla::redrawCambiado, this, [this](bool activo) {
+        setUpdatesEnabled(activo);
+        if (activo && medirAlRedibujar_) {
+            medirAlRedibujar_ = false;
+            ajustarColumnas(0, modelo_->Rows() - 1, 0, modelo_->Cols() - 1, true);
+        }
+    });
+    QAbstractItemModel* tabla = &modelo_->tabla();
+    connect(tabla, &QAbstractItemModel::dataChanged, this,
+            [this](const QModelIndex& a, const QModelIndex& b, const QList<int>& roles) {
+        // A change of colour alone leaves the texts' widths as they were.
+        if (!roles.isEmpty() && !roles.contains(Qt::DisplayRole))
+            return;
+        const int fijas = modelo_->FixedRows();
+        ajustarColumnas(a.row() + fijas, b.row() + fijas, a.column(), b.column(), false);
+    });
+    connect(tabla, &QAbstractItemModel::headerDataChanged, this, [this](Qt::Orientation o, int c1, int c2) {
+        if (o == Qt::Horizontal && modelo_->FixedRows() > 0)
+            ajustarColumnas(0, 0, c1, c2, false);
+    });
+    connect(tabla, &QAbstractItemModel::rowsInserted, this, [this](const QModelIndex&, int primera, int ultima) {
+        // A load with redraw off is measured once, when it is drawn.
+        if (!modelo_->Redraw()) {
+            medirAlRedibujar_ = true;
+            return;
+        }
+        const int fijas = modelo_->FixedRows();
+        // Every row new: a reload, measured anew.
+        const bool todas = primera == 0 && ultima == model()->rowCount() - 1;
+        ajustarColumnas(todas ? 0 : primera + fijas, ultima + fijas, 0, modelo_->Cols() - 1, todas);
+    });
     aplicarForma();
     filaCursor_ = modelo_->Row();
     colCursor_ = modelo_->Col();
@@ -463,25 +317,39 @@ VistaRejilla::VistaRejilla(const QString& nombre, QWidget* parent)
     leftAnterior_ = modelo_->LeftCol();
 }
 
-VistaRejilla::~VistaRejilla()
+void VistaRejilla::reset()
 {
-    // The model and adapter die with the view's children; keep them from
-    // talking to a half-destroyed view meanwhile.
-    disconnect(modelo_, nullptr, this, nullptr);
-    disconnect(modelo_, nullptr, adaptador_, nullptr);
+    const bool antesDesplazando = std::exchange(desplazando_, true);
+    QTableView::reset();
+    aplicarForma();
+    aplicarFilasOcultas();
+    ajustarColumnas(0, modelo_->Rows() - 1, 0, modelo_->Cols() - 1, true);
+    desplazando_ = antesDesplazando;
+    // The view's reset empties the selection behind the model's back.
+    modelo_->colocarCursor();
+    traerDesplazamientoDelModelo();
 }
 
 void VistaRejilla::setEditable(bool editable) { editable_ = editable; }
 
 bool VistaRejilla::seleccionExtendida() const
 {
-    return modelo_->RowSel() != modelo_->Row() || modelo_->ColSel() != modelo_->Col();
+    const ModeloRejilla::Rectangulo r = modelo_->Seleccion();
+    return r.valido() && (r.fila1 != r.fila2 || r.col1 != r.col2);
+}
+
+QModelIndex VistaRejilla::indice(int fila, int col) const
+{
+    const int v = fila - modelo_->FixedRows();
+    if (v < 0 || v >= model()->rowCount() || col < 0 || col >= model()->columnCount())
+        return {};
+    return model()->index(v, col);
 }
 
 int VistaRejilla::filaEn(const QPoint& p) const
 {
     const int v = rowAt(p.y());
-    return v < 0 ? -1 : v + adaptador_->fijas();
+    return v < 0 ? -1 : v + modelo_->FixedRows();
 }
 
 
@@ -496,8 +364,8 @@ int VistaRejilla::colEn(const QPoint& p) const
 QRect VistaRejilla::rectCelda(int fila, int col) const
 {
     if (fijas_ && fijas_->isVisible() && col < columnasFijas_)
-        return fijas_->visualRect(adaptador_->indice(fila, col));
-    return visualRect(adaptador_->indice(fila, col));
+        return fijas_->visualRect(indice(fila, col));
+    return visualRect(indice(fila, col));
 }
 
 void VistaRejilla::keyboardSearch(const QString&) {}
@@ -511,99 +379,30 @@ void VistaRejilla::enEventoDeUsuario(F&& hacer)
     hacer();
     if (--eventosAbiertos_ == 0 && seleccionPendiente_) {
         seleccionPendiente_ = false;
-        pasarSeleccionAlModelo();
+        avisarCambioDeCelda();
     }
 }
 
-void VistaRejilla::currentChanged(const QModelIndex& current, const QModelIndex& previous)
-{
-    QTableView::currentChanged(current, previous);
-    notarCambioDeSeleccion();
-}
-
-void VistaRejilla::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected)
-{
-    QTableView::selectionChanged(selected, deselected);
-    notarCambioDeSeleccion();
-}
-
-// Inside a user's key or mouse event the change reaches the model once, when
-// the event is over.
+// A click or key changes the current cell and the selection in steps;
+// RowColChange is raised once the event is over.
 void VistaRejilla::notarCambioDeSeleccion()
 {
-    if (sincronizando_)
-        return;
     if (eventosAbiertos_ > 0)
         seleccionPendiente_ = true;
     else
-        pasarSeleccionAlModelo();
-}
-
-// The model's cursor (Row, Col) is the fixed end of the selection and
-// RowSel/ColSel the end that moves, as a grid reports them; the view's
-// current index is that moving end.
-void VistaRejilla::pasarSeleccionAlModelo()
-{
-    const QModelIndex actual = currentIndex();
-    if (!actual.isValid() || !selectionModel())
-        return;
-    const int fijas = adaptador_->fijas();
-    int fila = actual.row(), col = actual.column();
-    for (const QItemSelectionRange& r : selectionModel()->selection()) {
-        if (r.contains(actual)) {
-            fila = actual.row() == r.top() ? r.bottom() : r.top();
-            col = actual.column() == r.left() ? r.right() : r.left();
-            break;
-        }
-    }
-    sincronizando_ = true;
-    modelo_->Select(fila + fijas, col, actual.row() + fijas, actual.column());
-    sincronizando_ = false;
-    avisarCambioDeCelda();
-}
-
-void VistaRejilla::traerSeleccionDelModelo()
-{
-    if (sincronizando_ || !selectionModel())
-        return;
-    sincronizando_ = true;
-    const QModelIndex ancla = adaptador_->indice(modelo_->Row(), modelo_->Col());
-    const QModelIndex movil = adaptador_->indice(modelo_->RowSel(), modelo_->ColSel());
-    if (ancla.isValid() && movil.isValid()) {
-        const QModelIndex arribaIzquierda =
-            adaptador_->index(std::min(ancla.row(), movil.row()), std::min(ancla.column(), movil.column()));
-        const QModelIndex abajoDerecha =
-            adaptador_->index(std::max(ancla.row(), movil.row()), std::max(ancla.column(), movil.column()));
-        selectionModel()->setCurrentIndex(movil, QItemSelectionModel::NoUpdate);
-        selectionModel()->select(QItemSelection(arribaIzquierda, abajoDerecha), QItemSelectionModel::ClearAndSelect);
-    } else if (currentIndex().isValid() || selectionModel()->hasSelection()) {
-        // A cursor the view cannot show (none, a header row, or a row still
-        // being loaded with redraw off): the next reset brings it back.
-        selectionModel()->clear();
-    }
-    sincronizando_ = false;
-}
-
-void VistaRejilla::alCambiarSeleccionDelModelo()
-{
-    // A change the view itself made is announced by pasarSeleccionAlModelo
-    // once the model holds it.
-    if (sincronizando_)
-        return;
-    traerSeleccionDelModelo();
-    avisarCambioDeCelda();
+        avisarCambioDeCelda();
 }
 
 void VistaRejilla::avisarCambioDeCelda()
 {
-    if (modelo_->Row() == filaCursor_ && modelo_->Col() == colCursor_)
+    const int fila = modelo_->Row(), col = modelo_->Col();
+    if (fila == filaCursor_ && col == colCursor_)
         return;
-    filaCursor_ = modelo_->Row();
-    colCursor_ = modelo_->Col();
+    filaCursor_ = fila;
+    colCursor_ = col;
     emit RowColChange();
 }
 
-// ---- Scrolling ------------------------------------------------------------------------
 
 void VistaRejilla::scrollContentsBy(int dx, int dy)
 {
@@ -614,7 +413,7 @@ void VistaRejilla::scrollContentsBy(int dx, int dy)
 
 void VistaRejilla::avisarDesplazamiento()
 {
-    const int fijas = adaptador_->fijas();
+    const int fijas = modelo_->FixedRows();
     const int arriba = rowAt(0);
     // Beside fixed columns the first column is the first one past them.
     const int izquierda = columnAt(fijas_ ? anchoFijas_ : 0);
@@ -633,7 +432,7 @@ void VistaRejilla::avisarDesplazamiento()
 
 void VistaRejilla::traerDesplazamientoDelModelo()
 {
-    const int fijas = adaptador_->fijas();
+    const int fijas = modelo_->FixedRows();
     const int fila = modelo_->TopRow() - fijas;
     const int col = modelo_->LeftCol();
     // In per-item scrolling the scroll bars count the rows and columns that
@@ -648,9 +447,11 @@ void VistaRejilla::traerDesplazamientoDelModelo()
         return n;
     };
     desplazando_ = true;
-    if (fila >= 0 && fila < adaptador_->rowCount())
+    // The scroll bars' ranges as the rows stand now, not at the next layout.
+    updateGeometries();
+    if (fila >= 0 && fila < model()->rowCount())
         verticalScrollBar()->setValue(visiblesAntes(verticalHeader(), fila));
-    if (col >= 0 && col < adaptador_->columnCount()) {
+    if (col >= 0 && col < model()->columnCount()) {
         if (fijas_)   // scrolled by pixels, the column just past the fixed ones
             horizontalScrollBar()->setValue(col < columnasFijas_ ? 0 : std::max(0, horizontalHeader()->sectionPosition(col) - anchoFijas_));
         else
@@ -667,7 +468,7 @@ void VistaRejilla::traerDesplazamientoDelModelo()
 void VistaRejilla::aplicarForma()
 {
     aplicandoForma_ = true;
-    const int cols = std::min(modelo_->Cols(), adaptador_->columnCount());
+    const int cols = std::min(modelo_->Cols(), model()->columnCount());
     for (int c = 0; c < cols; ++c) {
         setColumnHidden(c, modelo_->ColHidden(c));
         const int pixeles = anchoColumna(c);
@@ -675,7 +476,7 @@ void VistaRejilla::aplicarForma()
             setColumnWidth(c, pixeles);
     }
     aplicandoForma_ = false;
-    horizontalHeader()->setVisible(adaptador_->fijas() > 0);
+    horizontalHeader()->setVisible(modelo_->FixedRows() > 0);
 
     bool medirDeNuevo = false;
     if (modelo_->FontSize() != puntosAplicados_) {
@@ -731,7 +532,7 @@ void VistaRejilla::setColumnasAjustadas(int primera, int ultima)
 // when the text surely fits anchoConocido.
 int VistaRejilla::anchoNecesario(int fila, int col, int anchoConocido) const
 {
-    if (!adaptador_->indice(fila, col).isValid())
+    if (!indice(fila, col).isValid())
         return 0;
     if (!medida_ || medida_->letra != font()) {
         QFont negrita = font();
@@ -759,16 +560,17 @@ int VistaRejilla::anchoNecesario(int fila, int col, int anchoConocido) const
 void VistaRejilla::ajustarColumnas(int fila1, int fila2, int col1, int col2, bool deNuevo)
 {
     col1 = std::max(col1, primeraAjustada_);
-    col2 = std::min({col2, ultimaAjustada_, modelo_->Cols() - 1, adaptador_->columnCount() - 1});
+    col2 = std::min({col2, ultimaAjustada_, modelo_->Cols() - 1, model()->columnCount() - 1});
     if (col1 > col2)
         return;
     if (anchoAjustado_.size() < static_cast<std::size_t>(modelo_->Cols()))
         anchoAjustado_.resize(static_cast<std::size_t>(modelo_->Cols()), 0);
-    const int fijas = adaptador_->fijas();
+    const int fijas = modelo_->FixedRows();
     const bool cabecera = fila1 < fijas;
     fila1 = std::max(fila1, fijas);
-    fila2 = std::min({fila2, modelo_->Rows() - 1, fijas + adaptador_->rowCount() - 1});
+    fila2 = std::min({fila2, modelo_->Rows() - 1, fijas + model()->rowCount() - 1});
     bool cambio = false;
+    std::vector<int> filas;
     for (int c = col1; c <= col2; ++c) {
         if (modelo_->ColHidden(c))
             continue;
@@ -776,30 +578,10 @@ void VistaRejilla::ajustarColumnas(int fila1, int fila2, int col1, int col2, boo
         int ancho = deNuevo ? 0 : ajustado;
         if ((deNuevo || cabecera) && fijas > 0)
             ancho = std::max(ancho, horizontalHeader()->sectionSizeHint(c));
-        // Digits are equally wide, so of the amounts only the largest and
-        // the smallest (the longest negative) need measuring; totals, which
-        // are bold, and what is no amount are measured one by one.
-        int filaMayor = -1, filaMenor = -1;
-        Suma mayor = 0, menor = 0;
-        for (int r = fila1; r <= fila2; ++r) {
-            bool desbordada = false;
-            const Suma v = modelo_->ValorMatrix(r, c, &desbordada);
-            if (desbordada || modelo_->IsSubtotal(r)) {
-                ancho = std::max(ancho, anchoNecesario(r, c, ancho));
-                continue;
-            }
-            if (filaMayor < 0 || v > mayor) {
-                filaMayor = r;
-                mayor = v;
-            }
-            if (filaMenor < 0 || v < menor) {
-                filaMenor = r;
-                menor = v;
-            }
-        }
-        for (int r : {filaMayor, filaMenor})
-            if (r >= 0)
-                ancho = std::max(ancho, anchoNecesario(r, c, ancho));
+        filas.clear();
+        modelo_->filasMasAnchas(c, fila1, fila2, filas);
+        for (int r : filas)
+            ancho = std::max(ancho, anchoNecesario(r, c, ancho));
         if (ancho != ajustado) {
             ajustado = ancho;
             cambio = true;
@@ -823,8 +605,8 @@ void VistaRejilla::setColumnasFijas(int n)
     columnasFijas_ = std::max(0, n);
     if (columnasFijas_ > 0 && !fijas_) {
         fijas_ = new VistaFija(*this);
-        fijas_->setModel(adaptador_);
-        fijas_->setSelectionModel(selectionModel());
+        fijas_->setModel(&modelo_->tabla());
+        fijas_->setSelectionModel(&modelo_->seleccion());
         fijas_->setItemDelegate(itemDelegate());
         fijas_->viewport()->installEventFilter(this);
         connect(verticalScrollBar(), &QScrollBar::valueChanged, fijas_->verticalScrollBar(), &QScrollBar::setValue);
@@ -848,7 +630,7 @@ void VistaRejilla::copiarFormaAFijas()
 {
     if (!fijas_)
         return;
-    const int cols = adaptador_->columnCount();
+    const int cols = model()->columnCount();
     for (int c = 0; c < cols; ++c) {
         const bool oculta = c >= columnasFijas_ || isColumnHidden(c);
         if (fijas_->isColumnHidden(c) != oculta)
@@ -875,7 +657,7 @@ void VistaRejilla::colocarFijas()
     if (!fijas_)
         return;
     int ancho = 0;
-    const int cols = std::min(columnasFijas_, adaptador_->columnCount());
+    const int cols = std::min(columnasFijas_, model()->columnCount());
     for (int c = 0; c < cols; ++c)
         if (!isColumnHidden(c))
             ancho += columnWidth(c);
@@ -974,8 +756,8 @@ void VistaRejilla::aplicarFilasOcultas()
 {
     // The header keeps its hidden sections across a reset, so every row is
     // set; rows already in the right state cost the header nothing.
-    const int fijas = adaptador_->fijas();
-    const int filas = std::min(adaptador_->rowCount(), modelo_->Rows() - fijas);
+    const int fijas = modelo_->FixedRows();
+    const int filas = std::min(model()->rowCount(), modelo_->Rows() - fijas);
     for (int v = 0; v < filas; ++v) {
         const bool oculta = modelo_->RowHidden(v + fijas);
         setRowHidden(v, oculta);
@@ -994,7 +776,7 @@ bool VistaRejilla::edit(const QModelIndex& index, EditTrigger trigger, QEvent* e
         return QTableView::edit(index, trigger, event);
     if (!editable_)
         return false;
-    const int fila = index.row() + adaptador_->fijas();
+    const int fila = index.row() + modelo_->FixedRows();
     const int col = index.column();
     bool cancelar = false;
     emit BeforeEdit(fila, col, cancelar);
@@ -1039,9 +821,9 @@ void VistaRejilla::closeEditor(QWidget* editor, QAbstractItemDelegate::EndEditHi
 
 void VistaRejilla::terminarEdicion()
 {
-    if (state() != EditingState || filaEdicion_ < adaptador_->fijas())
+    if (state() != EditingState || filaEdicion_ < modelo_->FixedRows())
         return;
-    QWidget* editor = indexWidget(adaptador_->index(filaEdicion_ - adaptador_->fijas(), colEdicion_));
+    QWidget* editor = indexWidget(indice(filaEdicion_, colEdicion_));
     if (!editor)
         return;
     commitData(editor);

@@ -1,7 +1,9 @@
 #pragma once
-// Shows a ModeloRejilla in a QTableView and turns the view's events into
-// the grid events the forms handle (row/column change, scroll, edit start
-// and end, keys, mouse). The model's fixed rows are shown as the header.
+// Shows a ModeloRejilla's table in a QTableView, with the model's selection
+// as the view's one selection, and turns the view's events into the grid
+// events the forms handle (row/column change, scroll, edit start and end,
+// keys with their codes, mouse): a thin adapter, holding no cell state.
+// The model's fixed rows are shown as the header.
 
 #include "grid/ModeloRejilla.h"
 
@@ -12,7 +14,6 @@
 
 namespace presupuestos {
 
-class AdaptadorRejilla;
 class VistaFija;
 
 class VistaRejilla : public QTableView {
@@ -26,6 +27,8 @@ public:
 
     ModeloRejilla& modelo() { return *modelo_; }
     const ModeloRejilla& modelo() const { return *modelo_; }
+    // Shows another model (the budget grids' typed one); the view owns it.
+    void setModelo(ModeloRejilla* modelo);
 
     // Allow typing into cells (BeforeEdit may still cancel an edit).
     void setEditable(bool editable);
@@ -68,7 +71,6 @@ signals:
     void MouseDown(int button, int shift, int x, int y);
     void MouseMove(int button, int shift, int x, int y);
     void DblClick();
-    void CellChanged(int fila, int col);
     // The width the texts of an adjusted column need has changed.
     void AnchosAjustados();
 
@@ -85,8 +87,7 @@ protected:
     bool edit(const QModelIndex& index, EditTrigger trigger, QEvent* event) override;
     void scrollContentsBy(int dx, int dy) override;
     void mouseReleaseEvent(QMouseEvent* e) override;
-    void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
-    void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
+    void reset() override;
     void commitData(QWidget* editor) override;
     void scrollTo(const QModelIndex& index, ScrollHint hint = EnsureVisible) override;
     void updateGeometries() override;
@@ -95,12 +96,9 @@ protected:
     void closeEditor(QWidget* editor, QAbstractItemDelegate::EndEditHint hint) override;
 
 private:
-    friend class AdaptadorRejilla;
     void notarCambioDeSeleccion();
-    void pasarSeleccionAlModelo();
-    void traerSeleccionDelModelo();
-    void alCambiarSeleccionDelModelo();
     void avisarCambioDeCelda();
+    QModelIndex indice(int fila, int col) const;
     void traerDesplazamientoDelModelo();
     void avisarDesplazamiento();
     void aplicarForma();
@@ -116,17 +114,15 @@ private:
     void copiarFormaAFijas();
     bool eventoDeFijas(QEvent* e);
 
-    ModeloRejilla* modelo_;
-    AdaptadorRejilla* adaptador_;
+    ModeloRejilla* modelo_ = nullptr;
     bool editable_ = false;
     int topAnterior_ = 0;
     int leftAnterior_ = 0;
-    bool sincronizando_ = false;
     // Scrolling has its own guard: a scroll may happen while the selection
     // is being synchronised, and each must still reach the model.
     bool desplazando_ = false;
-    // A click or key changes the view's current cell and selection in steps;
-    // the model hears the outcome once the event is over.
+    // A click or key changes the current cell and selection in steps;
+    // RowColChange is raised once the event is over.
     int eventosAbiertos_ = 0;
     bool seleccionPendiente_ = false;
     int filaCursor_ = -1;
@@ -137,6 +133,7 @@ private:
     bool aplicandoForma_ = false;
     int altoFilaAplicado_ = -1;
     int puntosAplicados_ = -1;
+    bool medirAlRedibujar_ = false;
     int primeraAjustada_ = -1;
     int ultimaAjustada_ = -2;
     // Pixels the texts of each adjusted column need; 0 where none is known.

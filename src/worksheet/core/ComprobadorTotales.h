@@ -5,7 +5,7 @@
 // shown must never come from an edit, a paste, a clear or a method.
 
 #include "common/Currency.h"
-#include "grid/ModeloRejilla.h"
+#include "worksheet/core/RejillaPresupuesto.h"
 
 #include <array>
 #include <map>
@@ -14,7 +14,7 @@ namespace presupuestos {
 
 class ComprobadorTotales {
 public:
-    explicit ComprobadorTotales(const ModeloRejilla& m) : m_(m) {}
+    explicit ComprobadorTotales(const RejillaPresupuesto& r) : r_(r) {}
 
     // The amount a month cell (columns 4 to 15 of an account row) will show.
     void cambiar(int fila, int col, Currency valor);
@@ -23,8 +23,8 @@ public:
     void comprobar() const;
 
 private:
-    const ModeloRejilla& m_;
-    // New months of each changed row.
+    const RejillaPresupuesto& r_;
+    // New months of each changed row (grid rows).
     std::map<int, std::array<Suma, 12>> filas_;
 };
 

@@ -16,7 +16,6 @@ namespace presupuestos {
 using namespace hoja;
 
 namespace {
-const QColor kBlanco(255, 255, 255);
 bool esVentas(const QString& cuenta) { return cuenta.left(2) == QLatin1String("70"); }
 
 RejillaPresupuesto::Valores valores(const clsDBPresupuesto::FilaGuardada& f)
@@ -37,17 +36,17 @@ EscrituraHoja::EscrituraHoja(const Sesion& sesion, RejillaPresupuesto& rejilla, 
 
 void EscrituraHoja::escribirCelda(int fila, int col, Currency valor, bool comprobar)
 {
-    ModeloRejilla& m = r_.modelo();
-    if (fila < 1 || fila >= m.Rows())
+    if (fila < 1 || fila >= r_.Rows() || !r_.esCuenta(fila) || !esMes(col))
         throw VbError::subscriptOutOfRange();
+    const int mes = col - kPrimerMes + 1;
     const int decimales = r_.aspecto().decimales;
     const Currency mostrado = valor.rounded(decimales);
     if (comprobar) {
-        ComprobadorTotales comprobador(m);
+        ComprobadorTotales comprobador(r_);
         comprobador.cambiar(fila, col, mostrado);
         comprobador.comprobar();
     }
-    const QString textoAnterior = m.TextMatrix(fila, col);
+    const Currency anterior = r_.mes(fila, mes);
     const QString cuenta = r_.cuenta(fila);
     const qint16 dpto = r_.dpto(fila);
     if (enLote_)
@@ -55,24 +54,24 @@ void EscrituraHoja::escribirCelda(int fila, int col, Currency valor, bool compro
 
     // Whether the year adds up to nothing once this month is in.
     Suma total = mostrado.raw();
-    for (int mes = 1; mes <= 12; ++mes)
-        if (colMes(mes) != col)
-            total += r_.mes(fila, mes).raw();
+    for (int m = 1; m <= 12; ++m)
+        if (m != mes)
+            total += r_.mes(fila, m).raw();
 
     // Shown as a reload shows what is stored: rounded halves to even.
-    m.setTextMatrix(fila, col, es::formatear(mostrado, r_.aspecto().formato));
+    avisarCompletado(r_.ponerMes(fila, mes, mostrado));
     std::optional<clsDBPresupuesto::FilaGuardada> guardada;
     bool reiniciar = false;
     try {
         if (total != 0) {
-            store_.ActualizacionManual(cuenta, dpto, static_cast<qint16>(col - 3), valor);
+            store_.ActualizacionManual(cuenta, dpto, static_cast<qint16>(mes), valor);
         } else {
             // A row whose year adds up to nothing starts clean: no method, no
             // marks, all months zero - but only if the database agrees.
             // Another user may have stored months this worksheet does not
             // show yet; those stay, and the row is shown as stored.
             Transaccion t(*sesion_.conexion);
-            store_.ActualizacionManual(cuenta, dpto, static_cast<qint16>(col - 3), valor);
+            store_.ActualizacionManual(cuenta, dpto, static_cast<qint16>(mes), valor);
             guardada = store_.Leer(cuenta, dpto);
             reiniciar = !guardada || guardada->todoCero();
             if (reiniciar) {
@@ -85,10 +84,8 @@ void EscrituraHoja::escribirCelda(int fila, int col, Currency valor, bool compro
         }
     } catch (const std::exception&) {
         // The cell shows what the database holds, never a figure it refused.
-        if (!mostrarGuardada(fila)) {
-            m.setTextMatrix(fila, col, textoAnterior);
-            avisarCompletado(r_.recalcularFilas(fila, fila, col, col));
-        }
+        if (!mostrarGuardada(fila))
+            avisarCompletado(r_.ponerMes(fila, mes, anterior));
         throw;
     }
     if (esVentas(cuenta)) {
@@ -102,21 +99,13 @@ void EscrituraHoja::escribirCelda(int fila, int col, Currency valor, bool compro
         avisarCompletado(r_.mostrar(fila, valores(*guardada)));
         return;
     }
-    avisarCompletado(r_.recalcularFilas(fila, fila, col, col));
-    int marcas;
-    if (!reiniciar) {
-        marcas = r_.mascara(fila) | (1 << (col - kPrimerMes));
-        m.setCellBackColor(fila, col, r_.aspecto().manual);
-    } else {
-        marcas = 0;
-        m.setCellBackColor(fila, kPrimerMes, fila, kUltimoMes, kBlanco);
-    }
-    m.setTextMatrix(fila, kManual, QString::number(marcas));
+    // The month's mark gives it the hand-typed colour; a row started clean has none.
+    r_.datos().ponerMascara(fila - 1, reiniciar ? 0 : r_.mascara(fila) | (1 << (mes - 1)));
 }
 
 bool EscrituraHoja::mostrarGuardada(int fila)
 {
-    if (!r_.esCuenta(fila))
+    if (fila < 1 || fila >= r_.Rows() || !r_.esCuenta(fila))
         return false;
     try {
         const auto f = store_.Leer(r_.cuenta(fila), r_.dpto(fila));
@@ -195,9 +184,8 @@ void EscrituraHoja::loteUnaVez(const std::function<void()>& cuerpo)
 
 void EscrituraHoja::escribirLote(const std::vector<Celda>& celdas, IProgreso* progreso)
 {
-    const ModeloRejilla& m = r_.modelo();
     // Every total the batch reaches is checked before the first cell is stored.
-    ComprobadorTotales comprobador(m);
+    ComprobadorTotales comprobador(r_);
     for (const Celda& c : celdas)
         comprobador.cambiar(c.fila, c.col, c.valor.rounded(r_.aspecto().decimales));
     comprobador.comprobar();
@@ -230,7 +218,7 @@ void EscrituraHoja::escribirLote(const std::vector<Celda>& celdas, IProgreso* pr
 std::vector<EscrituraHoja::Celda> EscrituraHoja::celdasPegado(const LectorPortapapeles::Bloque& b, int fila, int filaFin, int col,
                                                               int colFin, bool* pasaDelFinal) const
 {
-    const ModeloRejilla& m = r_.modelo();
+    const ModeloRejilla& m = r_;
     std::vector<Celda> celdas;
     *pasaDelFinal = false;
     if (b.unValor()) {
@@ -260,7 +248,7 @@ std::vector<EscrituraHoja::Celda> EscrituraHoja::celdasPegado(const LectorPortap
 
 std::vector<EscrituraHoja::Celda> EscrituraHoja::celdasBorrado(int fila, int filaFin, int col, int colFin) const
 {
-    const ModeloRejilla& m = r_.modelo();
+    const ModeloRejilla& m = r_;
     std::vector<Celda> celdas;
     for (int r = std::max(fila, 1); r <= filaFin && r < m.Rows(); ++r) {
         if (m.IsSubtotal(r))
@@ -273,11 +261,10 @@ std::vector<EscrituraHoja::Celda> EscrituraHoja::celdasBorrado(int fila, int fil
 
 void EscrituraHoja::aplicarMetodo(int fila, const clsPresupItem& item)
 {
-    ModeloRejilla& m = r_.modelo();
-    const bool enRejilla = r_.esCuenta(fila);
+    const bool enRejilla = fila >= 1 && fila < r_.Rows() && r_.esCuenta(fila);
     const int decimales = r_.aspecto().decimales;
     if (enRejilla) {
-        ComprobadorTotales comprobador(m);
+        ComprobadorTotales comprobador(r_);
         for (int i = 0; i < 12; ++i)
             comprobador.cambiar(fila, kPrimerMes + i, item.Mes(i).rounded(decimales));
         comprobador.comprobar();
@@ -290,7 +277,6 @@ void EscrituraHoja::aplicarMetodo(int fila, const clsPresupItem& item)
 
 void EscrituraHoja::guardarMetodo(int fila, const clsPresupItem& item, bool enRejilla)
 {
-    ModeloRejilla& m = r_.modelo();
     store_.Actualizar(item);
     if (enRejilla) {
         filasLote_.insert(fila);
@@ -303,8 +289,6 @@ void EscrituraHoja::guardarMetodo(int fila, const clsPresupItem& item, bool enRe
         v.valor = item.Valor;
         // Only the display is rounded; the stored months keep four decimals.
         avisarCompletado(r_.mostrar(fila, v));
-        for (int i = 0; i < 12; ++i)
-            m.setCellFloodPercent(fila, kPrimerMes + i, 0);
     }
     if (esVentas(item.Cuenta)) {
         dptosVentas_.insert(item.Dpto);
@@ -320,7 +304,7 @@ void EscrituraHoja::aplicarMetodoEnFilas(const std::vector<int>& filas, qint32 m
     // Every row is computed before any is stored, so that every total the
     // batch reaches is checked first.
     std::vector<std::pair<int, clsPresupItem>> items;
-    ComprobadorTotales comprobador(r_.modelo());
+    ComprobadorTotales comprobador(r_);
     for (int fila : filas) {
         if (!r_.esCuenta(fila))
             continue;
@@ -416,7 +400,7 @@ void EscrituraHoja::recalcularDependenciasEnLote()
             v.meses[static_cast<std::size_t>(i)] = guardado.Mes(i);
         // The row follows on screen too when the worksheet shows it.
         const int fila = r_.fila(f.cuenta, f.dpto);
-        if (r_.esCuenta(fila) && r_.cuenta(fila) == f.cuenta) {
+        if (fila > 0) {
             filasLote_.insert(fila);
             v.metodo = 6;
             v.valor = f.valor;

@@ -4,7 +4,6 @@
 #include "common/VbError.h"
 #include "db/Conexion.h"
 
-#include <QStringList>
 #include <algorithm>
 
 namespace presupuestos {
@@ -12,9 +11,6 @@ namespace presupuestos {
 using namespace hoja;
 
 namespace {
-const QColor kRojo(255, 0, 0);
-const QColor kBlanco(255, 255, 255);
-
 // A stored month as the grid shows it: rounded to the decimals shown, halves
 // to even, as an exact sum, since the currency's limits round beyond its
 // range at 0 decimals. A month no currency can hold (written by another
@@ -51,176 +47,143 @@ QString Completado::texto() const
     return es::formatear(static_cast<double>(conValores) / filas, QStringLiteral("0%"));
 }
 
+RejillaPresupuesto::RejillaPresupuesto(QObject* parent)
+    : ModeloRejilla(new ModeloPresupuesto, parent), datos_(static_cast<ModeloPresupuesto&>(tabla()))
+{
+    dimensionarColumnas(kColumnas);
+    datos_.setFondos(BackColor(), BackColorFixed());
+    connect(this, &ModeloRejilla::formaCambiada, this, [this] { datos_.setFondos(BackColor(), BackColorFixed()); });
+}
+
+void RejillaPresupuesto::setAspecto(const Aspecto& a)
+{
+    a_ = a;
+    ModeloPresupuesto::Aspecto d;
+    d.decimales = a.decimales;
+    d.formato = a.formato;
+    d.manual = a.manual;
+    d.subtotal = a.subtotal;
+    datos_.setAspecto(d);
+}
+
 Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
 {
-    m_.setRows(1);
     auto indice = [&rs](const QString& nombre) {
         const int i = rs.indiceCampo(nombre);
         if (i < 0 && !rs.eof())
             throw VbError::itemNotFound();
         return i;
     };
-    const int iDpto = indice(QStringLiteral("Dpto")), iDptoNombre = indice(QStringLiteral("Dpto_Nombre"));
-    const int iCuenta = indice(QStringLiteral("Cuenta")), iNombre = indice(QStringLiteral("Nombre"));
-    int iMes[12];
-    for (int mes = 1; mes <= 12; ++mes)
-        iMes[mes - 1] = indice(QStringLiteral("M%1").arg(mes));
-    int iMetodo = -1, iManual = -1, iValor = -1;
-    if (conDatosCalculo) {
-        iMetodo = indice(QStringLiteral("Metodo_Calculo"));
-        iManual = indice(QStringLiteral("Modificacion_Manual"));
-        iValor = indice(QStringLiteral("Valor"));
-    }
+    datos_.empezarCarga();
     Completado c;
-    // Amounts go into the grid as numbers: nothing is formatted until a cell
-    // is shown or read, and the red of a negative amount (which the change
-    // handler gives a typed cell) is given here, as no change is announced.
-    const es::FormatoNumerico formato = es::leerFormato(a_.formato);
-    std::vector<ValorCelda> campos(static_cast<std::size_t>(kColumnas));
-    bool negativo[kColumnas] = {};
-    // Small whole numbers repeat from row to row; their texts are made once.
-    std::vector<QString> numeros;
-    const auto numero = [&numeros](int n) {
-        if (n < 0 || n > 4096)
-            return QString::number(n);
-        if (static_cast<std::size_t>(n) >= numeros.size())
-            numeros.resize(static_cast<std::size_t>(n) + 1);
-        QString& t = numeros[static_cast<std::size_t>(n)];
-        if (t.isNull())
-            t = QString::number(n);
-        return t;
-    };
-    while (!rs.eof()) {
-        campos.assign(static_cast<std::size_t>(kColumnas), ValorCelda());
-        campos[kDpto] = ValorCelda::texto(numero(rs.moneda(iDpto).toInt32()));
-        campos[kDptoNombre] = ValorCelda::texto(rs.texto(iDptoNombre));
-        campos[kCuenta] = ValorCelda::texto(rs.texto(iCuenta));
-        campos[kNombre] = ValorCelda::texto(rs.texto(iNombre));
-        int mascara = 0;
-        if (conDatosCalculo)
-            mascara = rs.moneda(iManual).toInt16();
-        // A year that no amount can represent shows as such: one row stored
-        // out of range must not keep the worksheet from opening.
-        Suma total = 0;
-        for (int mes = 1; mes <= 12; ++mes) {
-            const Suma importe = mostrado(rs, iMes[mes - 1], a_.decimales);
-            total += importe;
-            campos[static_cast<std::size_t>(colMes(mes))] = ValorCelda::importe(importe, formato);
-            negativo[colMes(mes)] = importe < 0 && Currency::enRango(importe);
-        }
-        campos[kTotal] = ValorCelda::importe(total, formato);
-        negativo[kTotal] = total < 0 && Currency::enRango(total);
+    try {
+        const int iDpto = indice(QStringLiteral("Dpto")), iDptoNombre = indice(QStringLiteral("Dpto_Nombre"));
+        const int iCuenta = indice(QStringLiteral("Cuenta")), iNombre = indice(QStringLiteral("Nombre"));
+        int iMes[12];
+        for (int mes = 1; mes <= 12; ++mes)
+            iMes[mes - 1] = indice(QStringLiteral("M%1").arg(mes));
+        int iMetodo = -1, iManual = -1, iValor = -1;
         if (conDatosCalculo) {
-            campos[kMetodo] = ValorCelda::texto(numero(rs.moneda(iMetodo).toInt32()));
-            campos[kManual] = ValorCelda::texto(numero(mascara));
-            campos[kValor] = ValorCelda::texto(rs.moneda(iValor).toPlainText());
+            iMetodo = indice(QStringLiteral("Metodo_Calculo"));
+            iManual = indice(QStringLiteral("Modificacion_Manual"));
+            iValor = indice(QStringLiteral("Valor"));
         }
-        m_.AddItem(campos);
-        const int r = m_.Rows() - 1;
-        for (int col = kPrimerMes; col <= kTotal; ++col)
-            if (negativo[col])
-                m_.setCellForeColor(r, col, kRojo);
-        for (int mes = 1; mes <= 12; ++mes) {
-            if (mascara & (1 << (mes - 1)))
-                m_.setCellBackColor(r, colMes(mes), a_.manual);
+        ModeloPresupuesto::Entrada e;
+        while (!rs.eof()) {
+            e.dpto = static_cast<qint16>(rs.moneda(iDpto).toInt32());
+            e.dptoNombre = rs.texto(iDptoNombre);
+            e.cuenta = rs.texto(iCuenta);
+            e.nombre = rs.texto(iNombre);
+            // A year that no amount can represent shows as such: one row
+            // stored out of range must not keep the worksheet from opening.
+            Suma total = 0;
+            for (int mes = 1; mes <= 12; ++mes) {
+                const Suma importe = mostrado(rs, iMes[mes - 1], a_.decimales);
+                total += importe;
+                e.meses[static_cast<std::size_t>(mes - 1)] = importe;
+            }
+            e.conCalculo = conDatosCalculo;
+            if (conDatosCalculo) {
+                e.manual = rs.moneda(iManual).toInt16();
+                e.metodo = rs.moneda(iMetodo).toInt32();
+                e.valor = rs.moneda(iValor);
+            }
+            datos_.agregar(e);
+            ++c.filas;
+            if (total != 0)
+                ++c.conValores;
+            rs.MoveNext();
         }
-        ++c.filas;
-        if (total != 0)
-            ++c.conValores;
-        rs.MoveNext();
+    } catch (...) {
+        // A failed query leaves the grid with the rows added so far.
+        datos_.terminarCarga();
+        throw;
     }
+    datos_.terminarCarga();
     return c;
 }
 
 void RejillaPresupuesto::crearTotales()
 {
-    for (int c = kPrimerMes; c <= kTotal; ++c) {
-        m_.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Debajo);
-        m_.Subtotal(kDptoNombre, c, a_.formato, a_.subtotal, QStringLiteral("%s"));
-        if (a_.dptos > 1) {
-            m_.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Encima);
-            m_.Subtotal(-1, c, a_.formato);
-        }
-    }
-    // The department's name is hidden with its column; the subtotal shows it
-    // where the account's name goes.
-    for (int r = 1; r < m_.Rows(); ++r) {
-        if (m_.IsSubtotal(r))
-            m_.setTextMatrix(r, kNombre, m_.TextMatrix(r, kDptoNombre));
-    }
-    if (m_.Rows() > 1)
-        m_.setCellBackColor(1, kTotal, m_.Rows() - 1, kTotal, a_.subtotal);
-}
-
-void RejillaPresupuesto::refrescarSubtotales(int colDesde, int colHasta)
-{
-    m_.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Debajo);
-    for (int c = colDesde; c <= colHasta; ++c)
-        m_.Subtotal(kDptoNombre, c, a_.formato, a_.subtotal, QStringLiteral("%s"));
-    m_.Subtotal(kDptoNombre, kTotal, a_.formato, a_.subtotal, QStringLiteral("%s"));
-    if (a_.dptos < 2)
+    if (datos_.totalesCreados())
         return;
-    m_.setSubtotalPosition(ModeloRejilla::PosicionSubtotal::Encima);
-    for (int c = colDesde; c <= colHasta; ++c)
-        m_.Subtotal(-1, c, a_.formato);
-    m_.Subtotal(-1, kTotal, a_.formato);
+    const int fila = Row(), col = Col();
+    const bool enCuenta = fila >= 1 && esCuenta(fila);
+    // An account row moves down by the subtotal rows placed above it.
+    const int delante = enCuenta ? datos_.grupo(fila - 1) : 0;
+    datos_.crearTotales(a_.dptos > 1);
+    if (enCuenta)
+        Select(fila + delante + (datos_.conGranTotal() ? 1 : 0), col);
 }
 
-int RejillaPresupuesto::recalcularFilas(int desde, int hasta, int colDesde, int colHasta)
+int RejillaPresupuesto::recalcularFilas(int desde, int hasta, int, int)
 {
     int conValores = 0;
-    for (int r = desde; r <= hasta; ++r) {
-        Suma total = 0;
-        for (int c = kPrimerMes; c <= kUltimoMes; ++c)
-            total += m_.ValorMatrix(r, c);
-        bool desbordadoAntes = false;
-        const bool antes = m_.ValorMatrix(r, kTotal, &desbordadoAntes) != 0 || desbordadoAntes;
-        conValores += (total != 0 ? 1 : 0) - (antes ? 1 : 0);
-        m_.setTextMatrix(r, kTotal, ModeloRejilla::FormatearSuma(total, a_.formato));
-        m_.setCellForeColor(r, kTotal, total < 0 ? kRojo : QColor());
+    for (int r = std::max(desde, 1); r <= hasta && r < Rows(); ++r) {
+        if (!esCuenta(r))
+            continue;
+        bool fuera = false;
+        const bool ahora = datos_.valor(r - 1, 13, &fuera) != 0 || fuera;
+        const bool antes = datos_.contada(r - 1);
+        conValores += (ahora ? 1 : 0) - (antes ? 1 : 0);
+        datos_.contar(r - 1, ahora);
     }
-    refrescarSubtotales(colDesde, colHasta);
     return conValores;
 }
 
-qint16 RejillaPresupuesto::dpto(int fila) const { return static_cast<qint16>(es::valEntero(m_.TextMatrix(fila, kDpto))); }
-
 Currency RejillaPresupuesto::mes(int fila, int mes) const
 {
-    return Currency::fromRaw(static_cast<std::int64_t>(m_.ValorMatrix(fila, colMes(mes))));
+    return Currency::fromRaw(static_cast<std::int64_t>(datos_.mes(fila - 1, mes)));
 }
 
-Suma RejillaPresupuesto::total(int fila, bool* desbordado) const
-{
-    return m_.ValorMatrix(fila, kTotal, desbordado);
-}
-
-int RejillaPresupuesto::mascara(int fila) const { return es::valEntero(m_.TextMatrix(fila, kManual)); }
+Suma RejillaPresupuesto::total(int fila, bool* desbordado) const { return datos_.valor(fila - 1, 13, desbordado); }
 
 int RejillaPresupuesto::mostrar(int fila, const Valores& v)
 {
-    for (int i = 0; i < 12; ++i) {
-        const int c = kPrimerMes + i;
-        m_.setTextMatrix(fila, c, es::formatear(v.meses[static_cast<std::size_t>(i)].rounded(a_.decimales), a_.formato));
-        m_.setCellBackColor(fila, c, (v.manual & (1 << i)) ? a_.manual : kBlanco);
-    }
-    m_.setTextMatrix(fila, kMetodo, QString::number(v.metodo));
-    m_.setTextMatrix(fila, kManual, QString::number(v.manual));
-    m_.setTextMatrix(fila, kValor, v.valor.toPlainText());
+    std::array<Currency, 12> meses;
+    for (std::size_t i = 0; i < 12; ++i)
+        meses[i] = v.meses[i].rounded(a_.decimales);
+    datos_.ponerFila(fila - 1, meses, v.metodo, v.manual, v.valor);
     return recalcularFilas(fila, fila, kPrimerMes, kUltimoMes);
+}
+
+int RejillaPresupuesto::ponerMes(int fila, int mes, Currency valor)
+{
+    datos_.ponerMes(fila - 1, mes, valor);
+    return recalcularFilas(fila, fila, colMes(mes), colMes(mes));
 }
 
 bool RejillaPresupuesto::editable(int fila, int col, bool verPresupuestables) const
 {
-    return verPresupuestables && esMes(col) && !m_.IsSubtotal(fila);
+    return verPresupuestables && esMes(col) && !IsSubtotal(fila);
 }
 
 int RejillaPresupuesto::filaSiguiente(int fila) const
 {
-    if (fila >= m_.Rows() - 1)
+    if (fila >= Rows() - 1)
         return fila;
     int r = fila + 1;
-    while (r < m_.Rows() - 1 && m_.IsSubtotal(r))
+    while (r < Rows() - 1 && IsSubtotal(r))
         ++r;
     return r;
 }
@@ -228,7 +191,7 @@ int RejillaPresupuesto::filaSiguiente(int fila) const
 int RejillaPresupuesto::primeraFilaSeccion(int fila) const
 {
     int r = fila;
-    while (r >= 2 && !m_.IsSubtotal(r))
+    while (r >= 2 && !IsSubtotal(r))
         --r;
     return r + 1;
 }
@@ -236,18 +199,186 @@ int RejillaPresupuesto::primeraFilaSeccion(int fila) const
 int RejillaPresupuesto::ultimaFilaSeccion(int fila) const
 {
     int r = fila;
-    while (r <= m_.Rows() - 1 && !m_.IsSubtotal(r))
+    while (r <= Rows() - 1 && !IsSubtotal(r))
         ++r;
     return r - 1;
 }
 
-void RejillaPresupuesto::indexar()
+int RejillaPresupuesto::fila(const QString& cuenta, int dpto) const
 {
-    filas_.clear();
-    filas_.reserve(m_.Rows());
-    for (int r = 1; r < m_.Rows(); ++r)
-        if (!m_.IsSubtotal(r))
-            filas_.insert(clave(cuenta(r), dpto(r)), r);
+    const int r = datos_.fila(cuenta, static_cast<qint16>(dpto));
+    return r < 0 ? -1 : r + 1;
 }
+
+// ---- The grid operations ----------------------------------------------------------
+
+void RejillaPresupuesto::setRows(int n)
+{
+    if (n == Rows())
+        return;
+    if (n != 1)
+        throw VbError::invalidPropertyValue();
+    datos_.empezarCarga();
+    datos_.terminarCarga();
+}
+
+void RejillaPresupuesto::setCols(int n)
+{
+    if (n != kColumnas)
+        throw VbError::invalidPropertyValue();
+}
+
+void RejillaPresupuesto::setFixedRows(int n)
+{
+    if (n != 1)
+        throw VbError::invalidPropertyValue();
+}
+
+void RejillaPresupuesto::AddItem(QStringList) { throw VbError::invalidPropertyValue(); }
+
+void RejillaPresupuesto::RemoveItem(int) { throw VbError::invalidPropertyValue(); }
+
+QString RejillaPresupuesto::TextMatrix(int fila, int col) const
+{
+    comprobarCelda(fila, col);
+    return fila == 0 ? datos_.titulo(col) : datos_.texto(fila - 1, col);
+}
+
+Suma RejillaPresupuesto::ValorMatrix(int fila, int col, bool* desbordada) const
+{
+    comprobarCelda(fila, col);
+    if (fila > 0 && col >= kPrimerMes && col <= kTotal)
+        return datos_.valor(fila - 1, col - kPrimerMes + 1, desbordada);
+    return ValorSuma(TextMatrix(fila, col), desbordada);
+}
+
+void RejillaPresupuesto::setTextMatrix(int fila, int col, const QString& texto)
+{
+    comprobarCelda(fila, col);
+    if (fila == 0)
+        datos_.setTitulo(col, texto);
+    else
+        datos_.ponerTexto(fila - 1, col, texto);
+}
+
+QColor RejillaPresupuesto::CellBackColor(int fila, int col) const
+{
+    comprobarCelda(fila, col);
+    return fila == 0 ? QColor() : datos_.fondo(fila - 1, col);
+}
+
+void RejillaPresupuesto::setCellBackColor(int fila1, int col1, int fila2, int col2, const QColor& color)
+{
+    if (fila1 > fila2)
+        std::swap(fila1, fila2);
+    if (col1 > col2)
+        std::swap(col1, col2);
+    comprobarCelda(fila1, col1);
+    comprobarCelda(fila2, col2);
+    // The colours of the rows follow from their values; another colour is a mark.
+    for (int r = std::max(fila1, 1); r <= fila2; ++r)
+        for (int c = col1; c <= col2; ++c)
+            datos_.marcar(r - 1, c, color == datos_.fondoPropio(r - 1, c) ? QColor() : color);
+}
+
+QColor RejillaPresupuesto::CellForeColor(int fila, int col) const
+{
+    comprobarCelda(fila, col);
+    return fila == 0 ? QColor() : datos_.frente(fila - 1, col);
+}
+
+// Red follows the sign of the value.
+void RejillaPresupuesto::setCellForeColor(int fila, int col, const QColor&) { comprobarCelda(fila, col); }
+
+bool RejillaPresupuesto::CellFontBold(int fila, int col) const
+{
+    comprobarCelda(fila, col);
+    return false;
+}
+
+void RejillaPresupuesto::setCellFontBold(int fila, int col, bool) { comprobarCelda(fila, col); }
+
+bool RejillaPresupuesto::CellBorderBottom(int fila, int col) const
+{
+    comprobarCelda(fila, col);
+    return false;
+}
+
+void RejillaPresupuesto::setCellBorderBottom(int, int, int, int, bool) {}
+
+ModeloRejilla::Alineacion RejillaPresupuesto::CellAlignment(int fila, int col) const
+{
+    comprobarCelda(fila, col);
+    return col >= kPrimerMes && col <= kTotal ? Alineacion::Derecha : Alineacion::General;
+}
+
+void RejillaPresupuesto::setCellAlignment(int, int, int, int, Alineacion) {}
+
+int RejillaPresupuesto::CellFloodPercent(int fila, int col) const
+{
+    comprobarCelda(fila, col);
+    return 0;
+}
+
+void RejillaPresupuesto::setCellFloodPercent(int fila, int col, int) { comprobarCelda(fila, col); }
+
+void RejillaPresupuesto::filasMasAnchas(int col, int fila1, int fila2, std::vector<int>& filas) const
+{
+    if (col < kPrimerMes || col > kTotal) {
+        ModeloRejilla::filasMasAnchas(col, fila1, fila2, filas);
+        return;
+    }
+    // Read from the typed rows: a reload measures tens of thousands of them.
+    const int mes = col - kPrimerMes + 1;
+    ExtremosColumna extremos;
+    for (int r = std::max(fila1, 1); r <= fila2 && r < Rows(); ++r) {
+        bool fuera = false;
+        const Suma v = datos_.valor(r - 1, mes, &fuera);
+        if (fuera || !datos_.esCuenta(r - 1))
+            filas.push_back(r);
+        else
+            extremos.anotar(r, v);
+    }
+    extremos.agregarA(filas);
+}
+
+bool RejillaPresupuesto::RowHidden(int fila) const
+{
+    comprobarFila(fila);
+    return false;
+}
+
+// The budget grids show every row their filters give.
+void RejillaPresupuesto::setRowHidden(int fila, bool) { comprobarFila(fila); }
+
+void RejillaPresupuesto::Subtotal(int colAgrupar, int colTotal, const QString&, const QColor&, const QString&)
+{
+    if (colAgrupar < -1 || colAgrupar >= kColumnas)
+        throw VbError::subscriptOutOfRange();
+    comprobarCol(colTotal);
+    // The sums are kept as numbers from the load on; the rows are made once.
+    crearTotales();
+}
+
+bool RejillaPresupuesto::IsSubtotal(int fila) const
+{
+    comprobarFila(fila);
+    return fila > 0 && !datos_.esCuenta(fila - 1);
+}
+
+int RejillaPresupuesto::SubtotalGroupColumn(int fila) const
+{
+    comprobarFila(fila);
+    if (fila == 0)
+        return -2;
+    switch (datos_.tipo(fila - 1)) {
+    case ModeloPresupuesto::Tipo::Subtotal: return kDptoNombre;
+    case ModeloPresupuesto::Tipo::TotalGeneral: return -1;
+    case ModeloPresupuesto::Tipo::Cuenta: break;
+    }
+    return -2;
+}
+
+void RejillaPresupuesto::alCambiarRedibujo(bool activo) { datos_.retenerAvisos(!activo); }
 
 } // namespace presupuestos

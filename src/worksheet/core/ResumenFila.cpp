@@ -1,13 +1,9 @@
 #include "worksheet/core/ResumenFila.h"
 
-#include "worksheet/core/Columnas.h"
-
 #include <QSet>
 #include <cmath>
 
 namespace presupuestos {
-
-using namespace hoja;
 
 namespace {
 
@@ -25,13 +21,13 @@ std::optional<double> cociente(Suma a, Suma b)
 
 // Adds an account row's months, total and, by its account, its part of the
 // retail figures.
-void sumarFila(const ModeloRejilla& m, int fila, ResumenFila::Cifras& c, bool& estadisticas)
+void sumarFila(const ModeloPresupuesto& m, int fila, ResumenFila::Cifras& c, bool& estadisticas)
 {
     for (int mes = 1; mes <= 12; ++mes)
-        c.meses[static_cast<std::size_t>(mes - 1)] += m.ValorMatrix(fila, colMes(mes));
-    const Suma total = m.ValorMatrix(fila, kTotal);
+        c.meses[static_cast<std::size_t>(mes - 1)] += m.mes(fila, mes);
+    const Suma total = m.valor(fila, 13);
     c.total += total;
-    const QString cuenta = m.TextMatrix(fila, kCuenta);
+    const QString& cuenta = m.cuenta(fila);
     if (cuenta.startsWith(QLatin1String("70"))) {
         c.ventas += total;
     } else if (cuenta == kTickets) {
@@ -42,8 +38,6 @@ void sumarFila(const ModeloRejilla& m, int fila, ResumenFila::Cifras& c, bool& e
         estadisticas = true;
     }
 }
-
-bool esCuenta(const ModeloRejilla& m, int fila) { return fila >= m.FixedRows() && fila < m.Rows() && !m.IsSubtotal(fila); }
 
 } // namespace
 
@@ -59,27 +53,23 @@ std::optional<double> ResumenFila::porcentaje() const
     return comoDouble(diferencia()) * 100.0 / std::abs(comoDouble(historico.total));
 }
 
-ResumenFila CalculoResumen::calcular(const ModeloRejilla& p, const ModeloRejilla* h, int fila)
+ResumenFila CalculoResumen::calcular(const ModeloPresupuesto& p, const ModeloPresupuesto* h, int filaRejilla)
 {
     ResumenFila r;
-    if (fila < p.FixedRows() || fila >= p.Rows() || p.Cols() < kColumnas)
+    const int fila = filaRejilla - 1;
+    if (fila < 0 || fila >= p.filas())
         return r;
-    const bool conH = h && h->Cols() >= kColumnas;
     bool sinUso = false;
 
-    if (!p.IsSubtotal(fila)) {
+    if (p.esCuenta(fila)) {
         r.tipo = ResumenFila::Tipo::Cuenta;
-        const QString cuenta = p.TextMatrix(fila, kCuenta);
-        const QString dpto = p.TextMatrix(fila, kDpto);
-        r.titulo = cuenta + QStringLiteral(" - ") + p.TextMatrix(fila, kNombre);
+        r.titulo = p.cuenta(fila) + QStringLiteral(" - ") + p.nombre(fila);
         sumarFila(p, fila, r.presupuesto, sinUso);
-        if (conH) {
-            for (int f = h->FixedRows(); f < h->Rows(); ++f) {
-                if (esCuenta(*h, f) && h->TextMatrix(f, kCuenta) == cuenta && h->TextMatrix(f, kDpto) == dpto) {
-                    sumarFila(*h, f, r.historico, sinUso);
-                    r.conHistorico = true;
-                    break;
-                }
+        if (h) {
+            const int f = h->fila(p.cuenta(fila), p.dpto(fila));
+            if (f >= 0) {
+                sumarFila(*h, f, r.historico, sinUso);
+                r.conHistorico = true;
             }
         }
         return r;
@@ -87,23 +77,23 @@ ResumenFila CalculoResumen::calcular(const ModeloRejilla& p, const ModeloRejilla
 
     // A subtotal: the department whose rows stand above it, or every row
     // for the grand total. Departments are told apart by their code.
-    const bool general = p.SubtotalGroupColumn(fila) == -1;
+    const bool general = p.tipo(fila) == ModeloPresupuesto::Tipo::TotalGeneral;
     r.tipo = general ? ResumenFila::Tipo::TotalGeneral : ResumenFila::Tipo::Departamento;
-    r.titulo = general ? ModeloRejilla::TituloTotalGeneral() : p.TextMatrix(fila, kDptoNombre);
-    QSet<QString> dptos;
+    r.titulo = p.dptoNombre(fila);
+    QSet<qint16> dptos;
     if (general) {
-        for (int f = p.FixedRows(); f < p.Rows(); ++f)
-            if (esCuenta(p, f))
+        for (int f = 0; f < p.filas(); ++f)
+            if (p.esCuenta(f))
                 sumarFila(p, f, r.presupuesto, r.conEstadisticas);
     } else {
-        for (int f = fila - 1; esCuenta(p, f) && p.TextMatrix(f, kDptoNombre) == r.titulo; --f) {
+        for (int f = fila - 1; p.esCuenta(f) && p.grupo(f) == p.grupo(fila); --f) {
             sumarFila(p, f, r.presupuesto, r.conEstadisticas);
-            dptos.insert(p.TextMatrix(f, kDpto));
+            dptos.insert(p.dpto(f));
         }
     }
-    if (conH) {
-        for (int f = h->FixedRows(); f < h->Rows(); ++f) {
-            if (esCuenta(*h, f) && (general || dptos.contains(h->TextMatrix(f, kDpto)))) {
+    if (h) {
+        for (int f = 0; f < h->filas(); ++f) {
+            if (h->esCuenta(f) && (general || dptos.contains(h->dpto(f)))) {
                 sumarFila(*h, f, r.historico, r.conEstadisticas);
                 r.conHistorico = true;
             }

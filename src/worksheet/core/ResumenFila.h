@@ -4,9 +4,10 @@
 // department's subtotal (or the grand total) the same over its rows and,
 // where it has the retail statistics, the average ticket (sales over
 // tickets) and the sales per day open, budgeted and historic. Read from the
-// two grids as they show them, so the summary always agrees with them.
+// two grids' typed rows as they show them, so the summary always agrees
+// with them; a row's history is found by its account and department.
 
-#include "grid/ModeloRejilla.h"
+#include "worksheet/core/ModeloPresupuesto.h"
 
 #include <QString>
 #include <array>
@@ -50,9 +51,10 @@ struct ResumenFila {
 
 class CalculoResumen {
 public:
-    // The budget grid's row fila, and the history grid when it is shown
-    // (null otherwise). A header or a row that is not there gives Ninguna.
-    static ResumenFila calcular(const ModeloRejilla& presupuesto, const ModeloRejilla* historico, int fila);
+    // The budget grid's row fila (grid rows: 0 is the header), and the
+    // history grid when it is shown (null otherwise). A header or a row
+    // that is not there gives Ninguna.
+    static ResumenFila calcular(const ModeloPresupuesto& presupuesto, const ModeloPresupuesto* historico, int fila);
 };
 
 } // namespace presupuestos
