@@ -124,26 +124,47 @@ TEST_F(Calculo, UnknownMethodsLeaveZerosAndThePreviousFormula)
     }
 }
 
-TEST_F(Calculo, Distribuido_DecemberTakesTheRoundingRemainder)
-{
-    calc.Calcular(1, QString(), C("100"));
-    EXPECT_EQ(meses(), anyo(QStringList(11, QStringLiteral("8.33")) << QStringLiteral("8.37")));
-    EXPECT_EQ(calc.FormulaCalculada(), QStringLiteral("Enero = 100 / 12"));
-    calc.Calcular(1, QString(), C("-1234.5678"));
-    EXPECT_EQ(meses(), anyo(QStringList(11, QStringLiteral("-102.88")) << QStringLiteral("-102.8878")));
-    EXPECT_EQ(calc.FormulaCalculada(), QStringLiteral("Enero = -1234,5678 / 12"));
-}
-
-TEST_F(Calculo, BaseMes_HistoryPlusTheRoundedPercentage)
+// The methods on the company's balances, each from the same history: its
+// months and the formula it shows.
+TEST_F(Calculo, EachMethodGivesItsMonthsAndItsFormula)
 {
     saldo(QStringLiteral("70000001"), 2026, {"1000", "-250.5", "333.3333", "0", "0.05"});
-    calc.Calcular(2, QStringLiteral("70000001"), C("-10"));
-    // Only the increment is rounded: March keeps the history's four decimals.
-    EXPECT_EQ(meses(), anyo({"900", "-225.45", "300.0033", "0", "0.05"}));
-    EXPECT_EQ(calc.FormulaCalculada(), QStringLiteral("Enero = 1.000,00 - (1.000,00 * 10%)"));
-    calc.Calcular(2, QStringLiteral("70000001"), C("12.5"));
-    EXPECT_EQ(meses(), anyo({"1125", "-281.81", "375.0033", "0", "0.06"}));
-    EXPECT_EQ(calc.FormulaCalculada(), QStringLiteral("Enero = 1.000,00 + (1.000,00 * 12,5%)"));
+    saldo(QStringLiteral("70000002"), 2026, {"5000", "-1000", "3000", "0", "2500", "2500"});
+    saldo(QStringLiteral("70000003"), 2026, {"100"});
+    saldo(QStringLiteral("70000004"), 2026, {"1200", "2400", "-600", "9000"});
+    saldo(QStringLiteral("62900001"), 2026, {"500", "-500"});
+    struct Caso {
+        const char* que;
+        int metodo;
+        const char* cuenta;
+        const char* valor;
+        QStringList meses;
+        const char* formula; // nullptr: not checked
+    };
+    const Caso casos[] = {
+        {"spread: December takes the rounding remainder", 1, "", "100", anyo(QStringList(11, QStringLiteral("8.33")) << QStringLiteral("8.37")),
+         "Enero = 100 / 12"},
+        {"spread of a negative value", 1, "", "-1234.5678", anyo(QStringList(11, QStringLiteral("-102.88")) << QStringLiteral("-102.8878")),
+         "Enero = -1234,5678 / 12"},
+        // Only the increment is rounded: March keeps the history's four decimals.
+        {"base month, less", 2, "70000001", "-10", anyo({"900", "-225.45", "300.0033", "0", "0.05"}), "Enero = 1.000,00 - (1.000,00 * 10%)"},
+        {"base month, more", 2, "70000001", "12.5", anyo({"1125", "-281.81", "375.0033", "0", "0.06"}),
+         "Enero = 1.000,00 + (1.000,00 * 12,5%)"},
+        {"base year: no remainder month", 4, "70000002", "5", anyo({}, QStringLiteral("1050")), "Enero = (12.000,00 + (12.000,00 * 5%))/12"},
+        {"base year, less", 4, "70000002", "-2.5", anyo({}, QStringLiteral("975")), "Enero = (12.000,00 - (12.000,00 * 2,5%))/12"},
+        {"base year: the year falls 0.0004 short", 4, "70000003", "0", anyo({}, QStringLiteral("8.3333")), nullptr},
+        {"weight in percent times the value", 5, "70000004", "1", anyo({"10", "20", "-5", "75"}),
+         "Enero = 1 *  (1.200,00 * 100 / 12.000,00)"},
+        {"weight of a year that adds up to zero", 5, "62900001", "1000", anyo({}), "Enero = 1000 *  (500,00 * 100 / 0,00)"},
+    };
+    for (const Caso& c : casos) {
+        SCOPED_TRACE(c.que);
+        calc.Calcular(c.metodo, QString::fromLatin1(c.cuenta), C(QString::fromLatin1(c.valor)));
+        EXPECT_EQ(meses(), c.meses);
+        if (c.formula) {
+            EXPECT_EQ(calc.FormulaCalculada(), QString::fromUtf8(c.formula));
+        }
+    }
 }
 
 TEST_F(Calculo, History_ReadsTheCompanyTotalForAllDepartmentsOrTheDepartmentAsked)
@@ -166,32 +187,6 @@ TEST_F(Calculo, History_ReadsTheCompanyTotalForAllDepartmentsOrTheDepartmentAske
     calc.Calcular(2, QStringLiteral("629'01"), C("5"));
     EXPECT_EQ(meses(), anyo({}));
     EXPECT_EQ(calc.FormulaCalculada(), QStringLiteral("Enero = 0,00 + (0,00 * 5%)"));
-}
-
-TEST_F(Calculo, BaseAnyo_SpreadsTheYearWithoutARemainderMonth)
-{
-    saldo(QStringLiteral("70000001"), 2026, {"5000", "-1000", "3000", "0", "2500", "2500"});
-    calc.Calcular(4, QStringLiteral("70000001"), C("5"));
-    EXPECT_EQ(meses(), anyo({}, QStringLiteral("1050")));
-    EXPECT_EQ(calc.FormulaCalculada(), QStringLiteral("Enero = (12.000,00 + (12.000,00 * 5%))/12"));
-    calc.Calcular(4, QStringLiteral("70000001"), C("-2.5"));
-    EXPECT_EQ(meses(), anyo({}, QStringLiteral("975")));
-    EXPECT_EQ(calc.FormulaCalculada(), QStringLiteral("Enero = (12.000,00 - (12.000,00 * 2,5%))/12"));
-    saldo(QStringLiteral("70000002"), 2026, {"100"});
-    calc.Calcular(4, QStringLiteral("70000002"), C("0"));
-    EXPECT_EQ(meses(), anyo({}, QStringLiteral("8.3333"))); // the year falls 0.0004 short
-}
-
-TEST_F(Calculo, Peso_WeightInPercentTimesTheValueAndZerosForAZeroYear)
-{
-    saldo(QStringLiteral("70000001"), 2026, {"1200", "2400", "-600", "9000"});
-    calc.Calcular(5, QStringLiteral("70000001"), C("1"));
-    EXPECT_EQ(meses(), anyo({"10", "20", "-5", "75"}));
-    EXPECT_EQ(calc.FormulaCalculada(), QStringLiteral("Enero = 1 *  (1.200,00 * 100 / 12.000,00)"));
-    saldo(QStringLiteral("62900001"), 2026, {"500", "-500"});
-    calc.Calcular(5, QStringLiteral("62900001"), C("1000"));
-    EXPECT_EQ(meses(), anyo({}));
-    EXPECT_EQ(calc.FormulaCalculada(), QStringLiteral("Enero = 1000 *  (500,00 * 100 / 0,00)"));
 }
 
 TEST_F(Calculo, Conceptos_ReadTheStatisticsTableNeverTheBalances)

@@ -7,29 +7,10 @@
 using namespace presupuestos;
 using presupuestos::prueba::BaseDatosPrueba;
 
-TEST(DialectoSqlite, RewritesEachConstruct)
-{
-    EXPECT_EQ(DialectoSqlite::isNull(QStringLiteral("SELECT ISNULL(p.M1,0), isnull(x,1)")),
-              QStringLiteral("SELECT IFNULL(p.M1,0), IFNULL(x,1)"));
-    EXPECT_EQ(DialectoSqlite::top(QStringLiteral("SELECT Top 1 Cod_Ejercicio FROM t WHERE a = 1")),
-              QStringLiteral("SELECT Cod_Ejercicio FROM t WHERE a = 1 LIMIT 1"));
-    EXPECT_EQ(DialectoSqlite::truncate(QStringLiteral("TRUNCATE TABLE ##PresupFiltroCuentas_1")),
-              QStringLiteral("DELETE FROM ##PresupFiltroCuentas_1"));
-    EXPECT_EQ(DialectoSqlite::tablasTemporales(QStringLiteral("CREATE TABLE ##Drumav_Estadisticas_512_5 (a INT)")),
-              QStringLiteral("CREATE TEMP TABLE \"##Drumav_Estadisticas_512_5\" (a INT)"));
-    QStringList bases;
-    EXPECT_EQ(DialectoSqlite::nombresTresPartes(QStringLiteral("FROM [Pelvor].dbo.A x JOIN Otra.dbo.B"), &bases),
-              QStringLiteral("FROM \"Pelvor\".A x JOIN \"Otra\".B"));
-    EXPECT_EQ(bases, (QStringList{QStringLiteral("Pelvor"), QStringLiteral("Otra")}));
-    EXPECT_EQ(DialectoSqlite::asignacionOr(QStringLiteral("SET M2 = 5, Modificacion_Manual |= 2 WHERE")),
-              QStringLiteral("SET M2 = 5, Modificacion_Manual = Modificacion_Manual | 2 WHERE"));
-    const QString sinCambios = QStringLiteral("SELECT a FROM b WHERE c = 'ISNULL'");
-    EXPECT_EQ(DialectoSqlite::pivot(sinCambios), sinCambios);
-}
-
-// Names an accountant may give to accounts and departments: whatever sits
-// in a literal, a bracketed or a quoted name is data, never syntax.
-TEST(DialectoSqlite, OnlyTextOutsideLiteralsAndNamesIsRewritten)
+// Each construct the composed texts use, and the names an accountant may
+// give to accounts and departments: whatever sits in a literal, a bracketed
+// or a quoted name is data, never syntax.
+TEST(DialectoSqlite, RewritesEachConstructAndNothingInsideLiteralsOrNames)
 {
     struct Caso {
         const char* tsql;
@@ -37,6 +18,10 @@ TEST(DialectoSqlite, OnlyTextOutsideLiteralsAndNamesIsRewritten)
         QStringList bases;
     };
     const Caso casos[] = {
+        {"SELECT ISNULL(p.M1,0), isnull(x,1)", "SELECT IFNULL(p.M1,0), IFNULL(x,1)", {}},
+        {"TRUNCATE TABLE ##PresupFiltroCuentas_1", "DELETE FROM \"##PresupFiltroCuentas_1\"", {}},
+        {"CREATE TABLE ##Drumav_Estadisticas_512_5 (a INT)", "CREATE TEMP TABLE \"##Drumav_Estadisticas_512_5\" (a INT)", {}},
+        {"FROM [Pelvor].dbo.A x JOIN Otra.dbo.B", "FROM \"Pelvor\".A x JOIN \"Otra\".B", {QStringLiteral("Pelvor"), QStringLiteral("Otra")}},
         {"INSERT INTO ##PresupFiltroCuentas_4523_5 SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos",
          "INSERT INTO \"##PresupFiltroCuentas_4523_5\" SELECT 24, '90000001','Ventas TOP 2 tiendas', Codigo, Nombre FROM Departamentos", {}},
         {"SELECT Top 1 Nombre FROM Cuentas WHERE Nombre = 'Ventas TOP 2 tiendas'",

@@ -29,15 +29,20 @@ Diario::Restaurar restaurarCon(clsDBPresupuesto& store)
     return [&store](const QString& c, qint16 d, qint16 e, const Diario::Imagen& im) { store.Restaurar(c, d, e, im); };
 }
 
+// A store whose every write goes to company 1's journal.
+class DiarioEnUso : public ::testing::Test {
+protected:
+    DiarioEnUso() { store.setDiario(&diario); }
+    BaseDatosPrueba bd;
+    clsDBPresupuesto store{bd.sesion};
+    Diario diario{bd.conexion, 1};
+};
+
 } // namespace
 
-TEST(Diario, AnOperationJournalsEachRowOnceWithBothImagesInTheTransactionOfTheChange)
+TEST_F(DiarioEnUso, AnOperationJournalsEachRowOnceWithBothImagesInTheTransactionOfTheChange)
 {
-    BaseDatosPrueba bd;
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M2, Ver) VALUES (1, 2027, '70000001', 1, 7.5, 1)"));
-    clsDBPresupuesto store(bd.sesion);
-    Diario diario(bd.conexion, 1);
-    store.setDiario(&diario);
     ASSERT_TRUE(diario.disponible());
     bd.tomarRegistro();
     {
@@ -82,14 +87,10 @@ TEST(Diario, AnOperationJournalsEachRowOnceWithBothImagesInTheTransactionOfTheCh
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(DISTINCT Operacion) FROM Presupuestos_Cambios")).toInt(), 2);
 }
 
-TEST(Diario, UndoAndRedoWalkTheStepsBackAndForthExactly)
+TEST_F(DiarioEnUso, UndoAndRedoWalkTheStepsBackAndForthExactly)
 {
-    BaseDatosPrueba bd;
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, M12, Metodo_Calculo, "
                           "Modificacion_Manual, Valor, Ver) VALUES (1, 2027, '70000001', 1, 100.1234, -3.5, 4, 9, 12.5, 1)"));
-    clsDBPresupuesto store(bd.sesion);
-    Diario diario(bd.conexion, 1);
-    store.setDiario(&diario);
     const auto restaurar = restaurarCon(store);
     std::vector<QStringList> estados{bd.presupuestos()};
     // January of an update is stored whole; undo must bring its decimals back.
@@ -228,19 +229,15 @@ TEST(Diario, AFileWithTheFirstLayoutKeepsEveryRowOfItsHistory)
     EXPECT_EQ(despues[1].operacion, 3);
 }
 
-TEST(Diario, ABatchThatReadsTheWholeYearStillKnowsEachRowAsItWas)
+TEST_F(DiarioEnUso, ABatchThatReadsTheWholeYearStillKnowsEachRowAsItWas)
 {
     // Past a few thousand rows the year is read in one pass and a row not in
     // it is taken as absent: rows of the year the batch did not name, rows of
     // another year and a row written twice must all come back exactly.
-    BaseDatosPrueba bd;
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, M7, Metodo_Calculo, Valor, Ver) VALUES "
                           "(1, 2027, '70000001', 1, 5.5, -2, 3, 1.25, 1), (1, 2027, '70000009', 4, 9, 0, 0, 0, 0), "
                           "(1, 2026, '70000001', 1, 1, 1, 0, 0, 1)"));
     const QStringList inicial = bd.presupuestos();
-    clsDBPresupuesto store(bd.sesion);
-    Diario diario(bd.conexion, 1);
-    store.setDiario(&diario);
     std::vector<std::pair<QString, qint16>> claves;
     for (int i = 0; i < static_cast<int>(Diario::kLeerAnoEntero) + 1; ++i)
         claves.emplace_back(QString::number(71000000 + i), static_cast<qint16>(1));
@@ -264,14 +261,10 @@ TEST(Diario, ABatchThatReadsTheWholeYearStillKnowsEachRowAsItWas)
     EXPECT_EQ(bd.presupuestos(), inicial);
 }
 
-TEST(Diario, ManyNewRowsAreJournaledEachWithItsOwnFigures)
+TEST_F(DiarioEnUso, ManyNewRowsAreJournaledEachWithItsOwnFigures)
 {
     // New rows go to the journal several to a statement, and the rest one by
     // one: every row must keep its own key and figures, wherever it fell.
-    BaseDatosPrueba bd;
-    clsDBPresupuesto store(bd.sesion);
-    Diario diario(bd.conexion, 1);
-    store.setDiario(&diario);
     const int n = 40;
     {
         auto op = diario.operacion(Diario::Tipo::Pegado, QStringLiteral("pegar"));
@@ -297,15 +290,11 @@ TEST(Diario, ManyNewRowsAreJournaledEachWithItsOwnFigures)
 // written with the figures it had, or whose write the engine refused, is
 // no change; an operation of no changes is not written; a transaction the
 // engine rolled back on its own (a full disk) leaves no journal row.
-TEST(Diario, TheJournalHoldsOnlyWhatChanged)
+TEST_F(DiarioEnUso, TheJournalHoldsOnlyWhatChanged)
 {
-    BaseDatosPrueba bd;
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, Metodo_Calculo) VALUES (1, 2027, '60000001', 1, 5, 3)"));
     bd.rechazar(QStringLiteral("INSERT"), QStringLiteral("62900001"), QStringLiteral("no"));
-    clsDBPresupuesto store(bd.sesion);
-    Diario diario(bd.conexion, 1);
-    store.setDiario(&diario);
-    const auto operaciones = [&bd] { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Operaciones")).toInt(); };
+    const auto operaciones = [this] { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Operaciones")).toInt(); };
 
     store.Actualizar(fila(QStringLiteral("60000001"), 1, QStringLiteral("5")));
     EXPECT_EQ(operaciones(), 0) << "the row was stored as it was";

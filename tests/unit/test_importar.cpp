@@ -128,38 +128,79 @@ protected:
 
 // ---- Rows, the end of the data and the events ----------------------------------------
 
-TEST_F(Importar, ProcessesRowsUpToOnePastColumnFivesLastCellReportingEveryRow)
+// Column 5 says where the data ends (one past its last filled cell, whichever
+// column holds the departments); a row without a department is skipped yet
+// reported; empty months are stored as zero.
+TEST_F(Importar, ImportsRowsUpToOnePastColumnFiveSkippingThoseWithoutDepartment)
 {
-    QString d = QStringLiteral("1: Categoría;Nombre;Dpto;Cuenta;Ene\n");
+    struct Guardada {
+        QString cuenta;
+        int dpto;
+        QStringList meses; // the first values stored; empty: no row
+    };
+    struct Caso {
+        const char* que;
+        QString ruta;
+        qint16 primeraFila, primeraColumna;
+        qint32 ultimaFila;
+        std::vector<qint32> progreso; // empty: not checked
+        QString primerTexto, ultimoTexto;
+        int filas;
+        std::vector<Guardada> guardadas;
+    };
+    QString conCabecera = QStringLiteral("1: Categoría;Nombre;Dpto;Cuenta;Ene\n");
     for (int r = 2; r <= 10; ++r)
-        d += fila(r, QString::number(r), QStringLiteral("7000000%1").arg(r), doce(QString::number(r * 10)));
-    ASSERT_EQ(importar(libros.generar(d)), QString());
-
-    ASSERT_EQ(eventos.inicio.size(), 1u);
-    EXPECT_EQ(eventos.inicio[0], std::make_pair(qint32(11), QStringLiteral("Importando datos...")));
-    // Row 11 has no department: skipped, yet reported.
-    EXPECT_EQ(filasProgreso(), (std::vector<qint32>{2, 3, 4, 5, 6, 7, 8, 9, 10, 11}));
-    EXPECT_EQ(eventos.progreso.front().second, QStringLiteral("Cat - Nombre 2"));
-    EXPECT_EQ(eventos.progreso.back().second, QStringLiteral(" - "));
-    EXPECT_EQ(eventos.completado, std::vector<qint32>{9});
-    EXPECT_EQ(filas(), 9);
-    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000007"), 7), QStringList(doce(QStringLiteral("70")) << "0" << "0" << "0" << "1"));
-    EXPECT_FALSE(bd.conexion->enTransaccion());
-}
-
-TEST_F(Importar, SkipsRowsWithoutDepartmentAndWritesEmptyMonthsAsZero)
-{
-    const QString d = fila(2, QStringLiteral("1"), QStringLiteral("70000001"), {"1", "", "3", "", "", "", "", "", "", "", "", "12"})
-                      + fila(3, QString(), QStringLiteral("70000002"), doce(QStringLiteral("5")))
-                      + fila(4, QStringLiteral("2"), QStringLiteral("70000001"), {"7"})
-                      + fila(5, QString(), QString(), doce(QStringLiteral("9")));
-    ASSERT_EQ(importar(libros.generar(d)), QString());
-    EXPECT_EQ(eventos.completado, std::vector<qint32>{2});
-    EXPECT_EQ(filasProgreso(), (std::vector<qint32>{2, 3, 4, 5, 6}));
-    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 1),
-              (QStringList{"1", "0", "3", "0", "0", "0", "0", "0", "0", "0", "0", "12", "0", "0", "0", "1"}));
-    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 2).mid(0, 3), (QStringList{"7", "0", "0"}));
-    EXPECT_EQ(filas(), 2);
+        conCabecera += fila(r, QString::number(r), QStringLiteral("7000000%1").arg(r), doce(QString::number(r * 10)));
+    QString columnaCincoCorta;
+    for (int r = 2; r <= 10; ++r)
+        columnaCincoCorta += fila(r, QString::number(r), QStringLiteral("70000001"), r <= 6 ? doce(QStringLiteral("1")) : QStringList{QString()});
+    const Caso casos[] = {
+        {"a header and nine rows", libros.generar(conCabecera), 2, 3, 11, {2, 3, 4, 5, 6, 7, 8, 9, 10, 11},
+         QStringLiteral("Cat - Nombre 2"), QStringLiteral(" - "), 9,
+         {{QStringLiteral("70000007"), 7, QStringList(doce(QStringLiteral("70")) << "0" << "0" << "0" << "1")}}},
+        {"rows without department",
+         libros.generar(fila(2, QStringLiteral("1"), QStringLiteral("70000001"), {"1", "", "3", "", "", "", "", "", "", "", "", "12"})
+                        + fila(3, QString(), QStringLiteral("70000002"), doce(QStringLiteral("5")))
+                        + fila(4, QStringLiteral("2"), QStringLiteral("70000001"), {"7"}) + fila(5, QString(), QString(), doce(QStringLiteral("9")))),
+         2, 3, 6, {2, 3, 4, 5, 6}, {}, {}, 2,
+         {{QStringLiteral("70000001"), 1, {"1", "0", "3", "0", "0", "0", "0", "0", "0", "0", "0", "12", "0", "0", "0", "1"}},
+          {QStringLiteral("70000001"), 2, {"7", "0", "0"}},
+          {QStringLiteral("70000002"), 0, {}}}},
+        {"departments down past column five", libros.generar(columnaCincoCorta), 2, 3, 7, {}, {}, {}, 6,
+         {{QStringLiteral("70000001"), 7, {"0"}}, {QStringLiteral("70000001"), 8, {}}}},
+        {"departments in column A: column five is the third month",
+         libros.generar(QStringLiteral("1: 1;62100001;5;6;7\n2: 2;62100001;5;6\n3: 3;62100001;5;6;7;8\n")), 1, 1, 4, {}, {}, {}, 3,
+         {{QStringLiteral("62100001"), 3, {"5", "6", "7", "8"}}}},
+        {"column five empty: End stops on row one",
+         libros.generar(QStringLiteral("1: 1;62100001\n2: 2;62100001\n3: 3;62100001\n")), 1, 1, 2, {}, {}, {}, 2, {}},
+        {"an Excel 97 workbook", LibrosPrueba::datos(QStringLiteral("presupuesto.xls")), 2, 3, 5, {2, 3, 4, 5},
+         QStringLiteral("Ventas - Ventas Norte"), {}, 2,
+         {{QStringLiteral("70000001"), 1, {"100", "200", "300", "400", "500", "600", "700", "800", "900", "1000", "1100", "1200.5", "0", "0", "0", "1"}},
+          {QStringLiteral("62800001"), 2, {"-50.25", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "7"}}}},
+    };
+    for (const Caso& c : casos) {
+        SCOPED_TRACE(c.que);
+        bd.sql(QStringLiteral("DELETE FROM Presupuestos"));
+        eventos = {};
+        ASSERT_EQ(importar(c.ruta, c.primeraFila, c.primeraColumna), QString());
+        ASSERT_EQ(eventos.inicio.size(), 1u);
+        EXPECT_EQ(eventos.inicio[0], std::make_pair(c.ultimaFila, QStringLiteral("Importando datos...")));
+        if (!c.progreso.empty()) {
+            EXPECT_EQ(filasProgreso(), c.progreso);
+        }
+        if (!c.primerTexto.isNull()) {
+            EXPECT_EQ(eventos.progreso.front().second, c.primerTexto);
+        }
+        if (!c.ultimoTexto.isNull()) {
+            EXPECT_EQ(eventos.progreso.back().second, c.ultimoTexto);
+        }
+        EXPECT_EQ(eventos.completado, std::vector<qint32>{c.filas});
+        EXPECT_EQ(filas(), c.filas);
+        for (const Guardada& g : c.guardadas)
+            EXPECT_EQ(bd.presupuestoGuardado(g.cuenta, g.dpto).mid(0, g.meses.isEmpty() ? -1 : g.meses.size()), g.meses)
+                << g.cuenta.toStdString() << "/" << g.dpto;
+        EXPECT_FALSE(bd.conexion->enTransaccion());
+    }
 }
 
 TEST_F(Importar, ReplacesAllTwelveMonthsOfExistingRowsKeepingMethodMaskValueAndVisibility)
@@ -175,6 +216,7 @@ TEST_F(Importar, ReplacesAllTwelveMonthsOfExistingRowsKeepingMethodMaskValueAndV
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 2),
               (QStringList{"-50.25", "0", "7", "0", "0", "0", "0", "0", "0", "0", "0", "0", "3", "5", "12.5", "0"}));
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 1), QStringList(doce(QStringLiteral("1")) << "0" << "0" << "0" << "1"));
+    // Other years and other companies are left alone.
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 2, 2026).constFirst(), QStringLiteral("5"));
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT M1 FROM Presupuestos WHERE Cod_Empresa = 2")).toInt(), 5);
     EXPECT_EQ(filas(), 4);
@@ -188,36 +230,6 @@ TEST_F(Importar, ReplacesAllTwelveMonthsOfExistingRowsKeepingMethodMaskValueAndV
                                           "SUM(M9), SUM(M10), SUM(M11), SUM(M12) FROM Presupuestos "
                                           "WHERE Cod_Empresa = 1 AND Cod_Ejercicio = 2027 GROUP BY Dpto"),
                            QStringLiteral("COMMIT TRANSACTION")}));
-}
-
-TEST_F(Importar, TheDataEndsOnePastColumnFiveWhicheverColumnHoldsTheDepartments)
-{
-    // Departments down to row 10, the first month (column 5) only to row 6.
-    QString d;
-    for (int r = 2; r <= 10; ++r)
-        d += fila(r, QString::number(r), QStringLiteral("70000001"), r <= 6 ? doce(QStringLiteral("1")) : QStringList{QString()});
-    ASSERT_EQ(importar(libros.generar(d)), QString());
-    EXPECT_EQ(eventos.inicio[0].first, 7);
-    EXPECT_EQ(eventos.completado, std::vector<qint32>{6}); // rows 2-7
-    EXPECT_EQ(filas(), 6);
-    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 7).constFirst(), QStringLiteral("0"));
-    EXPECT_TRUE(bd.presupuestoGuardado(QStringLiteral("70000001"), 8).isEmpty());
-
-    // Departments in column A: column 5 is then the third month.
-    bd.sql(QStringLiteral("DELETE FROM Presupuestos"));
-    eventos = {};
-    const QString a = QStringLiteral("1: 1;62100001;5;6;7\n2: 2;62100001;5;6\n3: 3;62100001;5;6;7;8\n");
-    ASSERT_EQ(importar(libros.generar(a), 1, 1), QString());
-    EXPECT_EQ(eventos.inicio[0].first, 4);
-    EXPECT_EQ(filas(), 3);
-    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62100001"), 3).mid(0, 4), (QStringList{"5", "6", "7", "8"}));
-
-    // With column 5 empty, End stops on row 1: the data ends at row 2.
-    bd.sql(QStringLiteral("DELETE FROM Presupuestos"));
-    eventos = {};
-    ASSERT_EQ(importar(libros.generar(QStringLiteral("1: 1;62100001\n2: 2;62100001\n3: 3;62100001\n")), 1, 1), QString());
-    EXPECT_EQ(eventos.inicio[0].first, 2);
-    EXPECT_EQ(filas(), 2);
 }
 
 TEST_F(Importar, ConvertsCellsAsTheParametersTakeThem)
@@ -236,38 +248,21 @@ TEST_F(Importar, ConvertsCellsAsTheParametersTakeThem)
     EXPECT_EQ(eventos.progreso[0].second, QStringLiteral("a - b"));
 }
 
-TEST_F(Importar, PreparesBothCommandsWithTheirTextsAndParameters)
+// The commands carry the session's company and year, whichever they are.
+TEST_F(Importar, TheCommandsNameTheSessionsCompanyAndYear)
 {
     bd.sesion.ejercicio = 2031;
-    const auto empresa = std::make_shared<EmpresaFija>(17, 2030);
     clsImportar imp(bd.sesion);
-    imp.setEmpresaDrumav(empresa);
+    imp.setEmpresaDrumav(std::make_shared<EmpresaFija>(17, 2030));
     imp.setConexionDrumav(bd.conexion);
-    EXPECT_EQ(bd.sesion.empresa, empresa);
-    EXPECT_EQ(bd.sesion.conexion, bd.conexion);
     imp.setPrimeraFilaDatos(1);
     imp.setPrimeraColumnaDatos(1);
-    EXPECT_EQ(imp.PrimeraFilaDatos(), 1);
     imp.ImportarDesdeExcel(libros.generar(QStringLiteral("1: 4;62100001;1;2;3\n")));
 
-    const Comando* u = imp.comandoUpdate();
-    const Comando* i = imp.comandoInsert();
-    ASSERT_TRUE(u && i);
-    EXPECT_EQ(u->commandText(), QString(kUpdate).replace(QStringLiteral("= 1 AND Cod_Ejercicio = 2027"),
-                                                         QStringLiteral("= 17 AND Cod_Ejercicio = 2031")));
-    EXPECT_EQ(i->commandText(), QString(kInsert).replace(QStringLiteral("( 1,2027,"), QStringLiteral("( 17,2031,")));
-    for (const Comando* c : {u, i}) {
-        ASSERT_EQ(c->numeroParametros(), 14);
-        for (int k = 0; k < 12; ++k) {
-            EXPECT_EQ(c->nombreParametro(k), QStringLiteral("M%1").arg(k + 1));
-            EXPECT_EQ(c->tipoParametro(k), TipoParametro::Moneda);
-        }
-        EXPECT_EQ(c->nombreParametro(12), QStringLiteral("Cuenta"));
-        EXPECT_EQ(c->tipoParametro(12), TipoParametro::Texto);
-        EXPECT_EQ(c->tamanoParametro(12), 20);
-        EXPECT_EQ(c->nombreParametro(13), QStringLiteral("Dpto"));
-        EXPECT_EQ(c->tipoParametro(13), TipoParametro::Entero);
-    }
+    ASSERT_TRUE(imp.comandoUpdate() && imp.comandoInsert());
+    EXPECT_EQ(imp.comandoUpdate()->commandText(), QString(kUpdate).replace(QStringLiteral("= 1 AND Cod_Ejercicio = 2027"),
+                                                                           QStringLiteral("= 17 AND Cod_Ejercicio = 2031")));
+    EXPECT_EQ(imp.comandoInsert()->commandText(), QString(kInsert).replace(QStringLiteral("( 1,2027,"), QStringLiteral("( 17,2031,")));
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT M3 FROM Presupuestos WHERE Cod_Empresa = 17 AND Cod_Ejercicio = 2031 AND Dpto = 4"))
                   .toInt(),
               3);
@@ -386,20 +381,6 @@ TEST_F(Importar, FilesThatCannotBeReadGiveTheComposedErrorAndTouchNothing)
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 1).constFirst(), QStringLiteral("100"));
 }
 
-
-TEST_F(Importar, ImportsAnExcel97Workbook)
-{
-    ASSERT_EQ(importar(LibrosPrueba::datos(QStringLiteral("presupuesto.xls"))), QString());
-    EXPECT_EQ(eventos.inicio[0].first, 5);
-    EXPECT_EQ(filasProgreso(), (std::vector<qint32>{2, 3, 4, 5}));
-    EXPECT_EQ(eventos.progreso[0].second, QStringLiteral("Ventas - Ventas Norte"));
-    EXPECT_EQ(eventos.completado, std::vector<qint32>{2});
-    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("70000001"), 1),
-              (QStringList{"100", "200", "300", "400", "500", "600", "700", "800", "900", "1000", "1100", "1200.5", "0", "0", "0", "1"}));
-    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 2).mid(0, 12),
-              (QStringList{"-50.25", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "7"}));
-    EXPECT_EQ(filas(), 2);
-}
 
 // ---- Creating "Excel" ------------------------------------------------------------------
 
