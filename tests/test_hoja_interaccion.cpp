@@ -170,3 +170,47 @@ TEST(HojaInteraccion, WhatIsHighlightedIsWhatCopyAndDeleteTake)
             << c.que;
     }
 }
+
+// Spreadsheet habits on the real grid: the status line sums what is
+// selected, Ctrl+X copies and clears as one step of undo, F5 reads the
+// worksheet again and Home brings January back in sight.
+TEST(HojaInteraccion, SpreadsheetHabits)
+{
+    HojaAbierta h;
+    VistaRejilla* v = h.hoja->vsPresupuesto;
+    ModeloRejilla& m = v->modelo();
+    v->setFocus();
+    // Ventas Norte holds 100 a month; the total column counts as an amount.
+    struct Caso {
+        int col1, col2;
+        const char* linea;
+    } casos[] = {
+        {colMes(1), colMes(3), "Suma: 300   Media: 100   Recuento: 3"},
+        {colMes(12), kTotal, "Suma: 1.300   Media: 650   Recuento: 2"},
+        {colMes(1), colMes(1), ""},   // one cell: nothing to add up
+    };
+    for (const Caso& c : casos) {
+        m.Select(kVentasNorte, c.col1, kVentasNorte, c.col2);
+        EXPECT_EQ(h.hoja->lblSumaSeleccion->text(), QLatin1String(c.linea)) << c.col1;
+    }
+
+    const QString deshacerAntes = h.hoja->mnuPopupDeshacer->text();
+    m.Select(kVentasNorte, colMes(1), kVentasNorte, colMes(2));
+    tecla(v, Qt::Key_X, Qt::ControlModifier);
+    EXPECT_EQ(h.plataforma.portapapeles->contenido, QStringLiteral("100\t100"));
+    EXPECT_EQ(m.TextMatrix(kVentasNorte, colMes(1)), QStringLiteral("0"));
+    EXPECT_EQ(h.campo(QStringLiteral("M2"), QStringLiteral("70000001"), 1).toDouble(), 0.0);
+    EXPECT_NE(h.hoja->mnuPopupDeshacer->text(), deshacerAntes);
+    h.hoja->Deshacer();
+    EXPECT_EQ(h.campo(QStringLiteral("M1"), QStringLiteral("70000001"), 1).toDouble(), 100.0);
+    EXPECT_EQ(h.hoja->mnuPopupDeshacer->text(), deshacerAntes);
+
+    const int cargas = h.hoja->cargasPresupuesto;
+    tecla(v, Qt::Key_F5);
+    EXPECT_EQ(h.hoja->cargasPresupuesto, cargas + 1);
+
+    m.Select(kVentasNorte, colMes(12));
+    m.setLeftCol(colMes(10));
+    tecla(v, Qt::Key_Home);
+    EXPECT_EQ(m.LeftCol(), colMes(1));
+}

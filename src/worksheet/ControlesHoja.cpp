@@ -143,6 +143,10 @@ void ControlesHoja::crear(QWidget* hoja, QObject* filtro)
     cmdExportar->setObjectName(QStringLiteral("cmdExportar"));
     cmdExportar->setToolTip(QStringLiteral("Guarda en un libro de Excel lo que muestra la hoja, para importarlo después"));
     ui.barra2->insertWidget(ui.barra2->indexOf(cmdImportar) + 1, cmdExportar);
+    lblSumaSeleccion = new QLabel(hoja);
+    lblSumaSeleccion->setObjectName(QStringLiteral("lblSumaSeleccion"));
+    lblSumaSeleccion->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    ui.pie->insertWidget(0, lblSumaSeleccion);
     lblLeyenda = new QLabel(hoja);
     lblLeyenda->setObjectName(QStringLiteral("lblLeyenda"));
     lblLeyenda->setTextFormat(Qt::RichText);

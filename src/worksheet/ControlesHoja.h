@@ -63,6 +63,7 @@ struct ControlesHoja {
     QLabel* lblCambios = nullptr;
     // What each colour of the grids means.
     QLabel* lblLeyenda = nullptr;
+    QLabel* lblSumaSeleccion = nullptr;
     QTimer* tmrCambios = nullptr;
     QMenu* mnuPopup = nullptr;
     QAction* mnuPopupCopiar = nullptr;

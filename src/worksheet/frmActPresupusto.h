@@ -154,6 +154,8 @@ public:
     // The budget year against its own actuals, in a window of its own.
     void cmdSeguimiento_Click();
     void ponerLeyenda();
+    // The sum, average and count of the selected amounts, in the status line.
+    void mostrarSumaSeleccion();
     // The tracking window last opened, while it is open.
     QPointer<QDialog> seguimiento_;
     // The import dialog while it is open.

@@ -62,6 +62,7 @@ void frmActPresupusto::conectarEdicion()
     connect(vsPresupuesto, &VistaRejilla::AfterScroll, this, [this](int a, int b, int c, int d) { vsPresupuesto_AfterScroll(a, b, c, d); });
     connect(vsHistorico, &VistaRejilla::AfterScroll, this, [this](int a, int b, int c, int d) { vsHistorico_AfterScroll(a, b, c, d); });
     connect(vsPresupuesto, &VistaRejilla::RowColChange, this, [this] { vsPresupuesto_RowColChange(); });
+    connect(&vsPresupuesto->modelo(), &ModeloRejilla::seleccionCambiada, this, [this] { mostrarSumaSeleccion(); });
     connect(vsHistorico, &VistaRejilla::RowColChange, this, [this] { vsHistorico_RowColChange(); });
     connect(vsPresupuesto, &VistaRejilla::MouseDown, this, [this](int b, int s, int x, int y) { vsPresupuesto_MouseDown(b, s, x, y); });
     connect(vsHistorico, &VistaRejilla::MouseDown, this, [this](int b, int s, int x, int y) { vsHistorico_MouseDown(b, s, x, y); });

@@ -12,6 +12,8 @@
 #include "progress/frmProgress.h"
 #include "store/clsDBPresupuesto.h"
 #include "worksheet/dlgSeguimiento.h"
+
+#include <QLabel>
 #include "worksheet/core/ComprobadorTotales.h"
 #include "worksheet/core/LectorPortapapeles.h"
 #include "grid/widgets/VistaRejilla.h"
@@ -169,6 +171,48 @@ void frmActPresupusto::vsPresupuesto_KeyDown(int KeyCode, int Shift)
         Copiar_Desde_Clipboard();
     else if (KeyCode == 46)
         BorrarValorCeldas();
+    else if (KeyCode == 88 && Shift == 2) {
+        // Cut: what is copied is then cleared, the clearing one step of undo.
+        Copiar_A_Clipboard(vsPresupuesto);
+        BorrarValorCeldas();
+    } else if (KeyCode == 116 && Shift == 0) {
+        // F5 reads the worksheet again, as a change of year would.
+        conManejador(kForm + QStringLiteral("vsPresupuesto_KeyDown"), [this] {
+            CargarPresupuesto();
+            if (vsHistorico->isVisibleTo(this))
+                CargarHistorico();
+        });
+    } else if (KeyCode == 36) {
+        // Home goes to the row's start: January back in sight.
+        vsPresupuesto->modelo().setLeftCol(kPrimerMes);
+    }
+}
+
+void frmActPresupusto::mostrarSumaSeleccion()
+{
+    // What a spreadsheet's status line tells of the selected amounts: the
+    // months and totals of its account rows.
+    const ModeloRejilla& m = vsPresupuesto->modelo();
+    const ModeloRejilla::Rectangulo r = m.Seleccion();
+    Suma suma = 0;
+    int cuenta = 0;
+    if (r.valido())
+        for (int fila = std::max(r.fila1, m.FixedRows()); fila <= r.fila2 && fila < m.Rows(); ++fila) {
+            if (m.IsSubtotal(fila) || m.RowHidden(fila))
+                continue;
+            for (int col = std::max(r.col1, kPrimerMes); col <= std::min(r.col2, kTotal); ++col) {
+                suma += m.ValorMatrix(fila, col);
+                ++cuenta;
+            }
+        }
+    if (cuenta < 2) {
+        lblSumaSeleccion->clear();
+        return;
+    }
+    const double media = static_cast<double>(suma) / 10000.0 / cuenta;
+    lblSumaSeleccion->setText(QStringLiteral("Suma: %1   Media: %2   Recuento: %3")
+                                  .arg(ModeloRejilla::FormatearSuma(suma, FormatoNumero), es::formatear(media, FormatoNumero))
+                                  .arg(cuenta));
 }
 
 void frmActPresupusto::vsHistorico_KeyDown(int KeyCode, int Shift)
