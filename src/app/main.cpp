@@ -385,7 +385,6 @@ int ejecutar(QApplication& app)
         QApplication::processEvents();
         hoja->Form_Activate();
         hoja->cmdSeguimiento->click();
-        seguimiento = hoja->findChild<QDialog*>(QString(), Qt::FindDirectChildrenOnly);
         for (QDialog* d : hoja->findChildren<QDialog*>())
             if (d->inherits("presupuestos::dlgSeguimiento"))
                 seguimiento = d;
