@@ -14,11 +14,14 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QPushButton>
 #include <QTimer>
 #include <QLabel>
 #include <QTest>
 #include <gtest/gtest.h>
+
+#include <functional>
 
 using namespace presupuestos;
 using namespace presupuestos::prueba;
@@ -284,4 +287,77 @@ TEST(HojaCiclo, TheWorksheetFitsA1366x768Screen)
     h.hoja->chkMostrarHistorico->setChecked(true);
     h.hoja->chkMostrarHistorico_Click();
     EXPECT_LE(h.hoja->minimumSizeHint().width(), 1366);
+}
+
+// Row for row, the history grid holds the accounts and departments the
+// budget grid holds beside it, whatever filter or change brought them there:
+// the two scroll together and the row summary reads across them.
+TEST(HojaCiclo, BudgetAndHistoryGridsStayRowForRowThroughEveryFilter)
+{
+    HojaAbierta h;
+    frmActPresupusto* f = h.hoja;
+    f->chkMostrarHistorico->setChecked(true);
+    f->chkMostrarHistorico_Click();
+    const auto desfase = [f]() -> std::string {
+        const ModeloRejilla& p = f->vsPresupuesto->modelo();
+        const ModeloRejilla& r = f->vsHistorico->modelo();
+        if (p.Rows() != r.Rows())
+            return "rows " + std::to_string(p.Rows()) + " and " + std::to_string(r.Rows());
+        for (int fila = 1; fila < p.Rows(); ++fila)
+            for (int col : {hoja::kDpto, hoja::kCuenta, hoja::kNombre})
+                if (p.IsSubtotal(fila) != r.IsSubtotal(fila) || p.TextMatrix(fila, col) != r.TextMatrix(fila, col))
+                    return "row " + std::to_string(fila) + ": " + p.TextMatrix(fila, col).toStdString() + " and "
+                           + r.TextMatrix(fila, col).toStdString();
+        return {};
+    };
+    const auto soloDpto = [f](int item) {
+        f->cmdDepartamentos_Click();
+        f->lstDepartamentos->setCurrentRow(item);
+        for (int i = 0; i < f->lstDepartamentos->count(); ++i)
+            f->lstDepartamentos->item(i)->setSelected(i == item);
+        f->lstDepartamentos_Click();
+        f->cmdFiltroDptoAceptar_Click();
+    };
+    const auto todosDptos = [f] {
+        f->cmdDepartamentos_Click();
+        f->chkSelAllDpto->setChecked(true);
+        f->chkSelAllDpto_Click();
+        f->cmdFiltroDptoAceptar_Click();
+    };
+    const auto quitarFila = [&h, f](int fila) {
+        f->vsPresupuesto->modelo().Select(fila, hoja::colMes(1));
+        h.plataforma.mensajes->respuestas = {vb::RespuestaYes};
+        f->mnuPopupOcultar_Click();
+    };
+    struct Caso {
+        const char* que;
+        std::function<void()> hacer;
+    } casos[] = {
+        {"the first load", [] {}},
+        {"one department", [&] { soloDpto(1); }},
+        {"the other department", [&] { soloDpto(2); }},
+        {"every department again", [&] { todosDptos(); }},
+        {"a category", [f] { f->vsFiltrosCategoria->modelo().Select(4, 1); }},
+        {"every category again", [f] { f->vsFiltrosCategoria->modelo().Select(0, 1); }},
+        {"one account", [f] { f->vsFiltroCuentas->modelo().Select(2, 1); }},
+        {"income only", [f] {
+             f->vsFiltroCuentas->modelo().Select(0, 1);
+             f->chkTipoCuentaGastos->setChecked(false);
+             f->chkTipoCuentaGastos_Click();
+         }},
+        {"both kinds again", [f] {
+             f->chkTipoCuentaGastos->setChecked(true);
+             f->chkTipoCuentaGastos_Click();
+         }},
+        {"a row taken out of the budget", [&] { quitarFila(prueba::filas::kCalzadoNorte); }},
+        {"one department, a row out", [&] { soloDpto(1); }},
+        {"the row back by undo", [f] { f->Deshacer(); }},
+        {"F5", [f] { f->vsPresupuesto_KeyDown(116, 0); }},
+    };
+    for (const Caso& c : casos) {
+        c.hacer();
+        EXPECT_EQ(desfase(), "") << c.que;
+    }
+    // Only the question before taking the row out was asked: no error on the way.
+    EXPECT_EQ(h.plataforma.mensajes->mostrados.size(), 1u) << mensajesMostrados(h.plataforma);
 }

@@ -140,6 +140,14 @@ void frmActPresupusto::CargarPresupuesto()
         if (PrimeraActivacion)
             completadoTotal_ = completadoSeleccion_;
         mostrarCompletado();
+        // The history beside it follows line for line; an account it has
+        // not read yet (a row put back in the budget) makes it read again.
+        if (vsHistorico->isVisibleTo(this)) {
+            if (historico_->alinearCon(*presupuesto_))
+                CrearTotales(vsHistorico);
+            else
+                CargarHistorico();
+        }
     });
 }
 
@@ -198,6 +206,8 @@ void frmActPresupusto::CargarHistorico()
         SinRedibujar sin(r.modelo());
         r.llenar(rs, false);
         rs.Close();
+        // The query knows nothing of the rows taken out of the budget.
+        r.alinearCon(*presupuesto_);
         CrearTotales(vsHistorico);
     });
 }

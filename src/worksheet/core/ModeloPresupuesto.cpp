@@ -198,6 +198,23 @@ int ModeloPresupuesto::fila(const QString& cuenta, qint16 dpto) const
     return indice_.value({cuenta, dpto}, -1);
 }
 
+ModeloPresupuesto::Entrada ModeloPresupuesto::entrada(int fila) const
+{
+    const Fila& f = filas_[static_cast<std::size_t>(fila)];
+    Entrada e;
+    e.dpto = f.dpto;
+    e.dptoNombre = dptoNombre(fila);
+    e.cuenta = cuenta(fila);
+    e.nombre = nombre(fila);
+    for (std::size_t m = 0; m < 12; ++m)
+        e.meses[m] = (f.fuera & (1u << m)) != 0 ? kSumaFueraDeRango : f.meses[m];
+    e.conCalculo = f.conCalculo;
+    e.metodo = f.metodo;
+    e.manual = static_cast<qint16>(f.manual);
+    e.valor = Currency::fromRaw(f.valor);
+    return e;
+}
+
 const QString& ModeloPresupuesto::dptoNombre(int fila) const
 {
     static const QString kGeneral = ModeloRejilla::TituloTotalGeneral();

@@ -77,6 +77,8 @@ public:
     // The account row of an account and department, or -1; by a hash, made
     // when first asked for after a load.
     int fila(const QString& cuenta, qint16 dpto) const;
+    // An account row as a load would give it again.
+    Entrada entrada(int fila) const;
 
     // ---- A row's values ---------------------------------------------------------
     const QString& cuenta(int fila) const { return nombres_[filas_[static_cast<std::size_t>(fila)].nombres].first; }

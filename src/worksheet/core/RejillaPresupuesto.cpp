@@ -123,6 +123,47 @@ Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
     return c;
 }
 
+bool RejillaPresupuesto::alinearCon(const RejillaPresupuesto& guia)
+{
+    const ModeloPresupuesto& g = guia.datos();
+    std::vector<ModeloPresupuesto::Entrada> entradas;
+    entradas.reserve(static_cast<std::size_t>(g.filas()));
+    bool completa = true;
+    bool igual = true;
+    int propia = 0;   // the account rows of this grid, in order
+    for (int f = 0; f < g.filas(); ++f) {
+        if (!g.esCuenta(f))
+            continue;
+        const int r = datos_.fila(g.cuenta(f), g.dpto(f));
+        while (propia < datos_.filas() && !datos_.esCuenta(propia))
+            ++propia;
+        igual = igual && r == propia;
+        ++propia;
+        if (r >= 0) {
+            entradas.push_back(datos_.entrada(r));
+            continue;
+        }
+        completa = false;
+        ModeloPresupuesto::Entrada e = g.entrada(f);
+        e.meses.fill(0);
+        e.conCalculo = false;
+        e.metodo = 0;
+        e.manual = 0;
+        e.valor = Currency();
+        entradas.push_back(std::move(e));
+    }
+    while (propia < datos_.filas() && !datos_.esCuenta(propia))
+        ++propia;
+    // Already line for line: nothing to move.
+    if (igual && propia == datos_.filas())
+        return completa;
+    datos_.empezarCarga();
+    for (const ModeloPresupuesto::Entrada& e : entradas)
+        datos_.agregar(e);
+    datos_.terminarCarga();
+    return completa;
+}
+
 void RejillaPresupuesto::crearTotales()
 {
     if (datos_.totalesCreados())

@@ -53,6 +53,12 @@ public:
     // department, the account, twelve months rounded to the decimals and,
     // with calculation data, method, manual marks and value.
     Completado llenar(Recordset& rs, bool conDatosCalculo);
+    // The rows of guia's accounts, in guia's order, taken from this grid's
+    // own (its totals to be created again): the history beside the budget
+    // holds the same rows line for line, whatever each query left out.
+    // False when guia holds an account this grid has not read (it then
+    // shows zeros): the caller reads the grid again.
+    bool alinearCon(const RejillaPresupuesto& guia);
     // Subtotal rows below each department, and a grand total on top with two
     // departments or more; the cursor stays on its account.
     void crearTotales();
