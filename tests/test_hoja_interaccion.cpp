@@ -214,3 +214,57 @@ TEST(HojaInteraccion, SpreadsheetHabits)
     tecla(v, Qt::Key_Home);
     EXPECT_EQ(m.LeftCol(), colMes(1));
 }
+
+// Ctrl+D and Ctrl+R fill as a spreadsheet fills, store what they show and
+// are undone as one step. Ventas Norte holds 100 a month; Calzado Norte
+// gets 250 in January first.
+TEST(HojaInteraccion, FillDownAndRightStoreWhatTheyShowAndUndoAsOne)
+{
+    struct Celda {
+        int fila, mes;
+        const char* texto;
+    };
+    struct Caso {
+        const char* que;
+        int fila1, col1, fila2, col2;
+        Qt::Key tecla;
+        std::vector<Celda> despues;
+    } casos[] = {
+        {"down from the selection's first row", kVentasNorte, colMes(1), kCalzadoNorte, colMes(2), Qt::Key_D,
+         {{kCalzadoNorte, 1, "100"}, {kCalzadoNorte, 2, "100"}, {kCalzadoNorte, 3, "0"}}},
+        {"one row takes the row above", kCalzadoNorte, colMes(2), kCalzadoNorte, colMes(3), Qt::Key_D,
+         {{kCalzadoNorte, 1, "250"}, {kCalzadoNorte, 2, "100"}, {kCalzadoNorte, 3, "100"}}},
+        {"down over a subtotal, which is left alone", kVentasNorte, colMes(1), kVentasSur, colMes(1), Qt::Key_D,
+         {{kConceptoNorte, 1, "100"}, {kTotalNorte, 1, "900"}, {kAlquilerSur, 1, "100"}, {kVentasSur, 1, "100"}}},
+        {"right from the first month", kCalzadoNorte, colMes(1), kCalzadoNorte, colMes(12), Qt::Key_R,
+         {{kCalzadoNorte, 2, "250"}, {kCalzadoNorte, 12, "250"}, {kCalzadoNorte, kTotal - kPrimerMes + 1, "3.000"}}},
+        {"one month takes the month before", kVentasNorte, colMes(4), kCalzadoNorte, colMes(4), Qt::Key_R,
+         {{kVentasNorte, 4, "100"}, {kCalzadoNorte, 4, "0"}}},
+        {"January alone has nothing to its left", kCalzadoNorte, colMes(1), kCalzadoNorte, colMes(1), Qt::Key_R,
+         {{kCalzadoNorte, 1, "250"}, {kCalzadoNorte, 2, "0"}}},
+    };
+    for (const Caso& c : casos) {
+        HojaAbierta h;
+        VistaRejilla* v = h.hoja->vsPresupuesto;
+        ModeloRejilla& m = v->modelo();
+        h.teclear(kCalzadoNorte, colMes(1), QStringLiteral("250"));
+        std::vector<QString> antes;
+        for (const Celda& d : c.despues)
+            antes.push_back(m.TextMatrix(d.fila, kPrimerMes + d.mes - 1));
+        const QString deshacerAntes = h.hoja->mnuPopupDeshacer->text();
+        m.Select(c.fila1, c.col1, c.fila2, c.col2);
+        tecla(v, c.tecla, Qt::ControlModifier);
+        for (const Celda& d : c.despues)
+            EXPECT_EQ(m.TextMatrix(d.fila, kPrimerMes + d.mes - 1), QLatin1String(d.texto)) << c.que << " " << d.fila << "/" << d.mes;
+        // What the grid shows is what is stored: a reload shows the same.
+        tecla(v, Qt::Key_F5);
+        for (const Celda& d : c.despues)
+            EXPECT_EQ(m.TextMatrix(d.fila, kPrimerMes + d.mes - 1), QLatin1String(d.texto)) << c.que << " reloaded " << d.fila;
+        if (h.hoja->mnuPopupDeshacer->text() != deshacerAntes) {
+            h.hoja->Deshacer();
+            EXPECT_EQ(h.hoja->mnuPopupDeshacer->text(), deshacerAntes) << c.que;
+        }
+        for (std::size_t i = 0; i < c.despues.size(); ++i)
+            EXPECT_EQ(m.TextMatrix(c.despues[i].fila, kPrimerMes + c.despues[i].mes - 1), antes[i]) << c.que << " undone";
+    }
+}

@@ -124,6 +124,8 @@ public:
     void Copiar_A_Clipboard(VistaRejilla* rejilla);
     void Copiar_Desde_Clipboard();
     void BorrarValorCeldas();
+    // Ctrl+D and Ctrl+R: the selection filled down or right, as one batch.
+    void RellenarCeldas(EscrituraHoja::Relleno sentido);
     int GetPrimaFilaSeccion(int fila);
     int GetUltimaFilaSeccion(int fila);
 

@@ -302,6 +302,38 @@ void frmActPresupusto::BorrarValorCeldas()
     Plataforma::puntero().establecer(Puntero::Defecto);
 }
 
+void frmActPresupusto::RellenarCeldas(EscrituraHoja::Relleno sentido)
+{
+    if (!VerPresupuestables)
+        return;
+    ModeloRejilla& m = vsPresupuesto->modelo();
+    const ModeloRejilla::Rectangulo s = m.Seleccion();
+    int fila = s.fila1, filaFin = s.fila2, col = s.col1, colFin = s.col2;
+    OrdenarPar(fila, filaFin);
+    OrdenarPar(col, colFin);
+    const auto celdas = escritura_->celdasRelleno(fila, filaFin, col, colFin, sentido);
+    if (celdas.empty())
+        return;
+    Plataforma::puntero().establecer(Puntero::RelojArena);
+    conManejador(kForm + QStringLiteral("RellenarCeldas"), [&] {
+        Lote lote(m);
+        lote.progreso = new frmProgress(this);
+        lote.progreso->Init(QStringLiteral("Proceso en curso."), static_cast<int>(celdas.size()));
+        lote.progreso->SetText(QStringLiteral("Copiando..."));
+        lote.progreso->Start_Delayed(3);
+        m.setRedraw(false);
+        // A fill is a paste from inside the worksheet: undone as one.
+        const auto operacion = diario_->operacion(
+            Diario::Tipo::Pegado, (sentido == EscrituraHoja::Relleno::Abajo ? QStringLiteral("rellenar hacia abajo %1 celdas")
+                                                                             : QStringLiteral("rellenar hacia la derecha %1 celdas"))
+                                      .arg(celdas.size()));
+        escribirLote(celdas, lote.progreso);
+    });
+    m.setRedraw(true);
+    m.Select(fila, col, filaFin, colFin);
+    Plataforma::puntero().establecer(Puntero::Defecto);
+}
+
 int frmActPresupusto::GetPrimaFilaSeccion(int fila)
 {
     int resultado = fila;

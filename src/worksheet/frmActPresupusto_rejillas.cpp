@@ -175,6 +175,8 @@ void frmActPresupusto::vsPresupuesto_KeyDown(int KeyCode, int Shift)
         // Cut: what is copied is then cleared, the clearing one step of undo.
         Copiar_A_Clipboard(vsPresupuesto);
         BorrarValorCeldas();
+    } else if ((KeyCode == 68 || KeyCode == 82) && Shift == 2) {
+        RellenarCeldas(KeyCode == 68 ? EscrituraHoja::Relleno::Abajo : EscrituraHoja::Relleno::Derecha);
     } else if (KeyCode == 116 && Shift == 0) {
         // F5 reads the worksheet again, as a change of year would.
         conManejador(kForm + QStringLiteral("vsPresupuesto_KeyDown"), [this] {

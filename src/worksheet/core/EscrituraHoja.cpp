@@ -259,6 +259,51 @@ std::vector<EscrituraHoja::Celda> EscrituraHoja::celdasBorrado(int fila, int fil
     return celdas;
 }
 
+std::vector<EscrituraHoja::Celda> EscrituraHoja::celdasRelleno(int fila, int filaFin, int col, int colFin, Relleno sentido) const
+{
+    std::vector<Celda> celdas;
+    fila = std::max(fila, 1);
+    filaFin = std::min(filaFin, r_.Rows() - 1);
+    col = std::max(col, kPrimerMes);
+    colFin = std::min(colFin, kUltimoMes);
+    if (fila > filaFin || col > colFin)
+        return celdas;
+    // A month no amount can hold is not copied anywhere.
+    const auto copiar = [&](int r, int c, int filaOrigen, int colOrigen) {
+        bool fuera = false;
+        const Suma v = r_.datos().mes(filaOrigen - 1, colOrigen - kPrimerMes + 1, &fuera);
+        if (!fuera)
+            celdas.push_back({r, c, Currency::fromRaw(static_cast<std::int64_t>(v))});
+    };
+    if (sentido == Relleno::Abajo) {
+        int origen = fila;
+        if (fila == filaFin) {
+            origen = fila - 1;
+            while (origen >= 1 && !r_.esCuenta(origen))
+                --origen;
+        } else {
+            while (origen < filaFin && !r_.esCuenta(origen))
+                ++origen;
+            fila = origen + 1;
+        }
+        if (origen < 1 || !r_.esCuenta(origen))
+            return celdas;
+        for (int r = fila; r <= filaFin; ++r)
+            if (r_.esCuenta(r))
+                for (int c = col; c <= colFin; ++c)
+                    copiar(r, c, origen, c);
+        return celdas;
+    }
+    const int origen = col == colFin ? col - 1 : col;
+    if (origen < kPrimerMes)
+        return celdas;
+    for (int r = fila; r <= filaFin; ++r)
+        if (r_.esCuenta(r))
+            for (int c = origen + 1; c <= colFin; ++c)
+                copiar(r, c, r, origen);
+    return celdas;
+}
+
 void EscrituraHoja::aplicarMetodo(int fila, const clsPresupItem& item)
 {
     const bool enRejilla = fila >= 1 && fila < r_.Rows() && r_.esCuenta(fila);

@@ -63,6 +63,13 @@ public:
                                     bool* pasaDelFinal) const;
     // The cells a clear writes: every month of the selection but the total rows.
     std::vector<Celda> celdasBorrado(int fila, int filaFin, int col, int colFin) const;
+    // The cells a fill writes, as a spreadsheet fills: down, every month of
+    // the selection takes its first account row's amount (a single row
+    // takes the account row above it); right, every month takes the
+    // selection's first month (a single month takes the one before it).
+    // Total rows are neither copied nor written.
+    enum class Relleno { Abajo, Derecha };
+    std::vector<Celda> celdasRelleno(int fila, int filaFin, int col, int colFin, Relleno sentido) const;
     // Writes the cells as one batch, after checking every total they reach.
     void escribirLote(const std::vector<Celda>& celdas, IProgreso* progreso);
     // Stores a method's row, shows it on the grid's row fila (when it is an
