@@ -16,6 +16,7 @@
 #include <QPushButton>
 #include <QLabel>
 #include <QSpinBox>
+#include <QTest>
 #include <QDoubleSpinBox>
 #include <gtest/gtest.h>
 
@@ -266,5 +267,46 @@ TEST(HojaInteraccion, FillDownAndRightStoreWhatTheyShowAndUndoAsOne)
         }
         for (std::size_t i = 0; i < c.despues.size(); ++i)
             EXPECT_EQ(m.TextMatrix(c.despues[i].fila, kPrimerMes + c.despues[i].mes - 1), antes[i]) << c.que << " undone";
+    }
+}
+
+// Ctrl+F finds an account among thousands by the start of its code, a part
+// of its name or its department's name, case and accents aside; Enter goes
+// on to the next, round past the end; Escape goes back to the grid.
+TEST(HojaInteraccion, FindGoesToAnAccountByCodeNameOrDepartment)
+{
+    HojaAbierta h;
+    VistaRejilla* v = h.hoja->vsPresupuesto;
+    ModeloRejilla& m = v->modelo();
+    QLineEdit* buscar = h.hoja->txtBuscar;
+    struct Caso {
+        const char* texto;
+        int intros;
+        int fila;
+        const char* aviso;
+    } casos[] = {
+        {"caja", 0, 7, ""},
+        {"caja", 1, 19, ""},
+        {"caja", 2, 7, ""},
+        {"70000002", 0, kCalzadoNorte, ""},
+        {"DIAS CON", 0, kConceptoNorte, ""},
+        {"sur", 0, kAlquilerSur, ""},
+        {"sur", 1, kAlquilerSur, ""},
+        {"qqq", 0, kAlquilerNorte, "No se encuentra «qqq»"},
+    };
+    for (const Caso& c : casos) {
+        m.Select(kAlquilerNorte, colMes(3));
+        v->setFocus();
+        tecla(v, Qt::Key_F, Qt::ControlModifier);
+        EXPECT_TRUE(buscar->hasFocus()) << c.texto;
+        EXPECT_EQ(buscar->selectedText(), buscar->text()) << c.texto;
+        QTest::keyClicks(buscar, QString::fromUtf8(c.texto));
+        for (int i = 0; i < c.intros; ++i)
+            QTest::keyClick(buscar, Qt::Key_Return);
+        EXPECT_EQ(m.Row(), c.fila) << c.texto << " " << c.intros;
+        EXPECT_EQ(m.Col(), colMes(3)) << c.texto;
+        EXPECT_EQ(h.hoja->lblBuscar->text(), QString::fromUtf8(c.aviso)) << c.texto;
+        QTest::keyClick(buscar, Qt::Key_Escape);
+        EXPECT_TRUE(v->hasFocus()) << c.texto;
     }
 }

@@ -147,6 +147,17 @@ void ControlesHoja::crear(QWidget* hoja, QObject* filtro)
     lblSumaSeleccion->setObjectName(QStringLiteral("lblSumaSeleccion"));
     lblSumaSeleccion->setTextInteractionFlags(Qt::TextSelectableByMouse);
     ui.pie->insertWidget(0, lblSumaSeleccion);
+    txtBuscar = new QLineEdit(hoja);
+    txtBuscar->setObjectName(QStringLiteral("txtBuscar"));
+    txtBuscar->setPlaceholderText(QStringLiteral("Buscar cuenta, nombre o departamento (Ctrl+F)"));
+    txtBuscar->setClearButtonEnabled(true);
+    txtBuscar->setMinimumWidth(260);
+    txtBuscar->setToolTip(QStringLiteral("Intro: siguiente coincidencia. Esc: volver a la hoja"));
+    ui.pie->insertWidget(1, txtBuscar);
+    lblBuscar = new QLabel(hoja);
+    lblBuscar->setObjectName(QStringLiteral("lblBuscar"));
+    lblBuscar->setStyleSheet(QStringLiteral("color: #c00000"));
+    ui.pie->insertWidget(2, lblBuscar);
     lblLeyenda = new QLabel(hoja);
     lblLeyenda->setObjectName(QStringLiteral("lblLeyenda"));
     lblLeyenda->setTextFormat(Qt::RichText);

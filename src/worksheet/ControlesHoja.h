@@ -64,6 +64,9 @@ struct ControlesHoja {
     // What each colour of the grids means.
     QLabel* lblLeyenda = nullptr;
     QLabel* lblSumaSeleccion = nullptr;
+    // Ctrl+F: an account by code or name, or a department, among thousands.
+    QLineEdit* txtBuscar = nullptr;
+    QLabel* lblBuscar = nullptr;
     QTimer* tmrCambios = nullptr;
     QMenu* mnuPopup = nullptr;
     QAction* mnuPopupCopiar = nullptr;

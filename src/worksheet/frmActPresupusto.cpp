@@ -82,6 +82,16 @@ void frmActPresupusto::crearControles()
         conManejador(kForm + QStringLiteral("chkMostrarHistorico_Click"), [this] { DistribuirRejillas(); });
     });
     connect(cmdVer, &QPushButton::clicked, this, [this] { cmdVer_Click(); });
+    connect(txtBuscar, &QLineEdit::textEdited, this, [this] { Buscar(false); });
+    connect(txtBuscar, &QLineEdit::returnPressed, this, [this] { Buscar(true); });
+    {
+        // Escape leaves the search where it found, back on the grid.
+        auto* volver = new QAction(txtBuscar);
+        volver->setShortcut(Qt::Key_Escape);
+        volver->setShortcutContext(Qt::WidgetShortcut);
+        txtBuscar->addAction(volver);
+        connect(volver, &QAction::triggered, this, [this] { vsPresupuesto->setFocus(); });
+    }
     connect(UpDown1, &UpDown::UpClick, this, [this] { UpDown1_Click(); });
     connect(UpDown1, &UpDown::DownClick, this, [this] { UpDown1_Click(); });
     connect(Timer1, &QTimer::timeout, this, [this] { Timer1_Timer(); });

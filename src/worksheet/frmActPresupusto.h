@@ -124,6 +124,9 @@ public:
     void Copiar_A_Clipboard(VistaRejilla* rejilla);
     void Copiar_Desde_Clipboard();
     void BorrarValorCeldas();
+    // Ctrl+F's field: goes to the next row that matches what it holds, past
+    // the current one (siguiente) or from it (while typing).
+    void Buscar(bool siguiente);
     // Ctrl+D and Ctrl+R: the selection filled down or right, as one batch.
     void RellenarCeldas(EscrituraHoja::Relleno sentido);
     int GetPrimaFilaSeccion(int fila);

@@ -14,6 +14,7 @@
 #include "worksheet/dlgSeguimiento.h"
 
 #include <QLabel>
+#include "worksheet/core/BuscadorHoja.h"
 #include "worksheet/core/ComprobadorTotales.h"
 #include "worksheet/core/LectorPortapapeles.h"
 #include "grid/widgets/VistaRejilla.h"
@@ -175,6 +176,9 @@ void frmActPresupusto::vsPresupuesto_KeyDown(int KeyCode, int Shift)
         // Cut: what is copied is then cleared, the clearing one step of undo.
         Copiar_A_Clipboard(vsPresupuesto);
         BorrarValorCeldas();
+    } else if (KeyCode == 70 && Shift == 2) {
+        txtBuscar->setFocus(Qt::ShortcutFocusReason);
+        txtBuscar->selectAll();
     } else if ((KeyCode == 68 || KeyCode == 82) && Shift == 2) {
         RellenarCeldas(KeyCode == 68 ? EscrituraHoja::Relleno::Abajo : EscrituraHoja::Relleno::Derecha);
     } else if (KeyCode == 116 && Shift == 0) {
@@ -188,6 +192,27 @@ void frmActPresupusto::vsPresupuesto_KeyDown(int KeyCode, int Shift)
         // Home goes to the row's start: January back in sight.
         vsPresupuesto->modelo().setLeftCol(kPrimerMes);
     }
+}
+
+void frmActPresupusto::Buscar(bool siguiente)
+{
+    conManejador(kForm + QStringLiteral("Buscar"), [&] {
+        const QString texto = txtBuscar->text();
+        if (texto.trimmed().isEmpty()) {
+            lblBuscar->clear();
+            return;
+        }
+        ModeloRejilla& m = vsPresupuesto->modelo();
+        // While typing, the row found stays found as long as it matches.
+        const int desde = std::max(siguiente ? m.Row() : m.Row() - 1, 0);
+        const int fila = BuscadorHoja::siguiente(*presupuesto_, texto, desde);
+        if (fila < 0) {
+            lblBuscar->setText(QStringLiteral("No se encuentra «%1»").arg(texto.trimmed()));
+            return;
+        }
+        lblBuscar->clear();
+        m.Select(fila, m.Col() >= kPrimerMes ? m.Col() : kPrimerMes);
+    });
 }
 
 void frmActPresupusto::mostrarSumaSeleccion()
