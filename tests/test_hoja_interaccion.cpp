@@ -17,6 +17,11 @@
 #include <QLabel>
 #include <QSpinBox>
 #include <QTest>
+#include <QCheckBox>
+#include <QHeaderView>
+#include <QHelpEvent>
+#include <QTableView>
+#include <QToolTip>
 #include <QDoubleSpinBox>
 #include <gtest/gtest.h>
 
@@ -308,5 +313,41 @@ TEST(HojaInteraccion, FindGoesToAnAccountByCodeNameOrDepartment)
         EXPECT_EQ(h.hoja->lblBuscar->text(), QString::fromUtf8(c.aviso)) << c.texto;
         QTest::keyClick(buscar, Qt::Key_Escape);
         EXPECT_TRUE(v->hasFocus()) << c.texto;
+    }
+}
+
+// The name column stays in sight however far right the months go; its edge
+// is dragged wider there, both grids follow, and a name the column cuts
+// shows whole on hover.
+TEST(HojaInteraccion, TheNameColumnWidensByItsEdgeAndCutNamesShowWholeOnHover)
+{
+    HojaAbierta h;
+    h.hoja->chkMostrarHistorico->setChecked(true);
+    h.hoja->chkMostrarHistorico_Click();
+    VistaRejilla* v = h.hoja->vsPresupuesto;
+    auto* fijas = v->findChild<QTableView*>(QStringLiteral("vsPresupuesto_fijas"));
+    ASSERT_TRUE(fijas);
+    QHeaderView* cabecera = fijas->horizontalHeader();
+    const int antes = v->columnWidth(kNombre);
+    const int borde = cabecera->sectionViewportPosition(kNombre) + cabecera->sectionSize(kNombre) - 1;
+    const int y = cabecera->height() / 2;
+    QTest::mousePress(cabecera->viewport(), Qt::LeftButton, {}, QPoint(borde, y));
+    QTest::mouseMove(cabecera->viewport(), QPoint(borde + 40, y));
+    QTest::mouseMove(cabecera->viewport(), QPoint(borde + 80, y));
+    QTest::mouseRelease(cabecera->viewport(), Qt::LeftButton, {}, QPoint(borde + 80, y));
+    EXPECT_EQ(v->columnWidth(kNombre), antes + 80);
+    EXPECT_EQ(fijas->columnWidth(kNombre), antes + 80);
+    EXPECT_EQ(h.hoja->vsHistorico->columnWidth(kNombre), antes + 80);
+    EXPECT_EQ(v->anchoFijas(), fijas->width());
+
+    const QString nombre = QStringLiteral("Ventas TOP 2 tiendas");
+    ASSERT_EQ(v->modelo().TextMatrix(6, kNombre), nombre);
+    for (int ancho : {400, 30}) {
+        cabecera->resizeSection(kNombre, ancho);
+        const QPoint punto = v->rectCelda(6, kNombre).center();
+        QHelpEvent pista(QEvent::ToolTip, punto, fijas->viewport()->mapToGlobal(punto));
+        QApplication::sendEvent(fijas->viewport(), &pista);
+        EXPECT_EQ(QToolTip::isVisible() ? QToolTip::text() : QString(), ancho == 30 ? nombre : QString()) << ancho;
+        QToolTip::hideText();
     }
 }

@@ -82,6 +82,12 @@ void frmActPresupusto::crearControles()
         conManejador(kForm + QStringLiteral("chkMostrarHistorico_Click"), [this] { DistribuirRejillas(); });
     });
     connect(cmdVer, &QPushButton::clicked, this, [this] { cmdVer_Click(); });
+    // The two grids stand side by side: a column widened in one widens in both.
+    for (auto [de, a] : {std::pair{vsPresupuesto, vsHistorico}, std::pair{vsHistorico, vsPresupuesto}})
+        connect(de, &VistaRejilla::ColumnaEnsanchada, a, [a](int col, int twips) {
+            if (col < a->modelo().Cols() && a->modelo().ColWidth(col) != twips)
+                a->modelo().setColWidth(col, twips);
+        });
     connect(txtBuscar, &QLineEdit::textEdited, this, [this] { Buscar(false); });
     connect(txtBuscar, &QLineEdit::returnPressed, this, [this] { Buscar(true); });
     {

@@ -1,5 +1,8 @@
 #include "grid/widgets/VistaRejilla.h"
 
+#include <QHelpEvent>
+#include <QToolTip>
+
 #include "common/NumerosEs.h"
 #include "grid/widgets/TeclaDecimal.h"
 
@@ -138,6 +141,21 @@ public:
         }
     }
 
+    // A text the cell cuts shows whole on hover, in either view of the grid.
+    bool helpEvent(QHelpEvent* e, QAbstractItemView* vista, const QStyleOptionViewItem& opcion, const QModelIndex& index) override
+    {
+        if (e->type() != QEvent::ToolTip || !index.isValid() || index.data(Qt::ToolTipRole).isValid())
+            return QStyledItemDelegate::helpEvent(e, vista, opcion, index);
+        QStyleOptionViewItem o = opcion;
+        initStyleOption(&o, index);
+        const QString texto = index.data(Qt::DisplayRole).toString();
+        if (VistaRejilla::textoCortado(texto, o.font, o.rect.width(), vista))
+            QToolTip::showText(e->globalPos(), texto, vista->viewport(), o.rect);
+        else
+            QToolTip::hideText();
+        return true;
+    }
+
     QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem&, const QModelIndex&) const override
     {
         auto* editor = new QLineEdit(parent);
@@ -188,7 +206,8 @@ public:
         verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
         horizontalHeader()->setSectionsClickable(false);
         horizontalHeader()->setHighlightSections(false);
-        horizontalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+        // The fixed columns' edges are the ones the user sees: they widen here.
+        horizontalHeader()->setSectionResizeMode(QHeaderView::Interactive);
         setSelectionMode(principal.selectionMode());
         setSelectionBehavior(principal.selectionBehavior());
         setVerticalScrollMode(QAbstractItemView::ScrollPerItem);
@@ -232,6 +251,7 @@ VistaRejilla::VistaRejilla(const QString& nombre, QWidget* parent)
         aplicandoForma_ = false;
         if (col < columnasFijas_)
             copiarFormaAFijas();
+        emit ColumnaEnsanchada(col, ancho * 15);
     });
     setModelo(new ModeloRejilla(this));
 }
@@ -530,6 +550,14 @@ void VistaRejilla::setColumnasAjustadas(int primera, int ultima)
 // cell's font, a margin each side, and the grid line, which takes a pixel
 // of the cell. Measured directly, since an edit measures a few cells; 0
 // when the text surely fits anchoConocido.
+bool VistaRejilla::textoCortado(const QString& texto, const QFont& letra, int anchoCelda, const QWidget* vista)
+{
+    if (texto.isEmpty())
+        return false;
+    const int margen = vista->style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, vista) + 1;
+    return QFontMetrics(letra).horizontalAdvance(texto) + 2 * margen + 1 > anchoCelda;
+}
+
 int VistaRejilla::anchoNecesario(int fila, int col, int anchoConocido) const
 {
     if (!indice(fila, col).isValid())
@@ -609,6 +637,10 @@ void VistaRejilla::setColumnasFijas(int n)
         fijas_->setSelectionModel(&modelo_->seleccion());
         fijas_->setItemDelegate(itemDelegate());
         fijas_->viewport()->installEventFilter(this);
+        connect(fijas_->horizontalHeader(), &QHeaderView::sectionResized, this, [this](int col, int, int ancho) {
+            if (ancho > 0 && col < model()->columnCount() && columnWidth(col) != ancho)
+                setColumnWidth(col, ancho);
+        });
         connect(verticalScrollBar(), &QScrollBar::valueChanged, fijas_->verticalScrollBar(), &QScrollBar::setValue);
         connect(fijas_->verticalScrollBar(), &QScrollBar::valueChanged, verticalScrollBar(), &QScrollBar::setValue);
         connect(fijas_->verticalScrollBar(), &QScrollBar::rangeChanged, this,

@@ -55,6 +55,9 @@ public:
     int columnasFijas() const { return columnasFijas_; }
     // Width, in pixels, the fixed columns take at the left of the viewport.
     int anchoFijas() const { return anchoFijas_; }
+    // Whether a cell of that width cuts the text, drawn in that font by the
+    // view: such a text shows whole on hover.
+    static bool textoCortado(const QString& texto, const QFont& letra, int anchoCelda, const QWidget* vista);
 
 signals:
     void RowColChange();
@@ -73,6 +76,8 @@ signals:
     void DblClick();
     // The width the texts of an adjusted column need has changed.
     void AnchosAjustados();
+    // The user dragged a column's edge: its width now, in twips.
+    void ColumnaEnsanchada(int col, int twips);
 
 public:
     // Typing never jumps to a row by its first letters, as a grid does not.
