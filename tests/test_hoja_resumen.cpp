@@ -2,6 +2,7 @@
 // demo department is what the two grids hold, and it costs nothing hidden.
 
 #include "HojaPrueba.h"
+#include "EventosPrueba.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "worksheet/PanelResumen.h"
 #include "worksheet/core/Columnas.h"
@@ -135,4 +136,46 @@ TEST(HojaResumen, HiddenItWorksOutNothing)
     QApplication::processEvents();
     EXPECT_FALSE(f->panelResumen->resumen().conHistorico);
     EXPECT_EQ(f->panelResumen->lblHistorico->text(), QStringLiteral("—"));
+}
+
+// With months of the budget year closed, the summary reads each month as
+// budget, actual and forecast: the actuals to date and the year-end figure
+// they lead to, for an account, its department and the whole company.
+// Ventas Norte is budgeted at 100 a month; January and February booked
+// 120 and 80 (credit); nothing else of 2027 is booked.
+TEST(HojaResumen, ClosedMonthsReadAsBudgetActualAndForecast)
+{
+    HojaAbierta h;
+    frmActPresupusto* f = h.hoja;
+    f->cmdResumen->click();
+    irA(f, filas::kVentasNorte);
+    EXPECT_FALSE(f->panelResumen->lblReal->isVisibleTo(f->panelResumen)) << "no month of 2027 is closed yet";
+
+    h.bd.sql(QStringLiteral("INSERT INTO Acumulados_Dpto (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, H1, H2) VALUES (1, 2027, '70000001', 1, 120, 80)"));
+    tecla(f->vsPresupuesto, Qt::Key_F5);   // a reload reads the year's actuals again
+    // Luz Sur's January budget (-50,5) gives way to its actual (none).
+    struct Caso {
+        int fila;
+        const char* real;
+        const char* prevision;
+    } casos[] = {
+        {filas::kVentasNorte, "200", "1.200"},
+        {filas::kTotalNorte, "200", "1.200"},
+        {filas::kLuzSur, "0", "0"},
+        {1, "200", "1.200"},
+    };
+    for (const Caso& c : casos) {
+        irA(f, c.fila);
+        const PanelResumen* p = f->panelResumen;
+        EXPECT_TRUE(p->lblReal->isVisibleTo(f->panelResumen)) << c.fila;
+        EXPECT_EQ(p->lblTituloReal->text(), QStringLiteral("Real 2027 (ene–feb)")) << c.fila;
+        EXPECT_EQ(p->lblReal->text(), QLatin1String(c.real)) << c.fila;
+        EXPECT_EQ(p->lblPrevision->text(), QLatin1String(c.prevision)) << c.fila;
+    }
+    irA(f, filas::kVentasNorte);
+    const QBarSet* real = f->panelResumen->barrasReal;
+    EXPECT_EQ(std::vector<double>({real->at(0), real->at(1), real->at(2)}), std::vector<double>({120, 80, 0}));
+    const auto prevision = f->panelResumen->resumen().prevision();
+    EXPECT_EQ(prevision[0], 120 * Suma(10000));
+    EXPECT_EQ(prevision[2], 100 * Suma(10000));
 }

@@ -50,6 +50,10 @@ PanelResumen::PanelResumen(QWidget* parent) : QWidget(parent)
     lblHistorico = cifra(this, "lblResumenHistorico");
     lblDiferencia = cifra(this, "lblResumenDiferencia");
     lblPorcentaje = cifra(this, "lblResumenPorcentaje");
+    lblTituloReal = new QLabel(this);
+    lblReal = cifra(this, "lblResumenReal");
+    lblTituloPrevision = new QLabel(this);
+    lblPrevision = cifra(this, "lblResumenPrevision");
     lblTicketMedio = cifra(this, "lblResumenTicketMedio");
     lblVentasDia = cifra(this, "lblResumenVentasDia");
     lblTituloTicket_ = new QLabel(QStringLiteral("Ticket medio (presupuesto / histórico)"), this);
@@ -66,6 +70,10 @@ PanelResumen::PanelResumen(QWidget* parent) : QWidget(parent)
     cifras->addWidget(lblDiferencia, f++, 1);
     cifras->addWidget(new QLabel(QStringLiteral("Diferencia %"), this), f, 0);
     cifras->addWidget(lblPorcentaje, f++, 1);
+    cifras->addWidget(lblTituloReal, f, 0);
+    cifras->addWidget(lblReal, f++, 1);
+    cifras->addWidget(lblTituloPrevision, f, 0);
+    cifras->addWidget(lblPrevision, f++, 1);
     cifras->addWidget(lblTituloTicket_, f++, 0, 1, 2);
     cifras->addWidget(lblTicketMedio, f++, 0, 1, 2);
     cifras->addWidget(lblTituloVentasDia_, f++, 0, 1, 2);
@@ -76,15 +84,19 @@ PanelResumen::PanelResumen(QWidget* parent) : QWidget(parent)
     barrasHistorico = new QBarSet(QStringLiteral("Histórico"));
     barrasPresupuesto->setColor(QColor(92, 177, 252));
     barrasHistorico->setColor(QColor(160, 160, 160));
+    barrasReal = new QBarSet(QStringLiteral("Real"));
+    barrasReal->setColor(QColor(38, 140, 70));
     QStringList meses;
     for (int m = 1; m <= 12; ++m) {
         meses << es::nombreMes(m).left(3);
         barrasPresupuesto->append(0);
         barrasHistorico->append(0);
+        barrasReal->append(0);
     }
     auto* serie = new QBarSeries;
     serie->append(barrasPresupuesto);
     serie->append(barrasHistorico);
+    serie->append(barrasReal);
     chart_ = new QChart;
     chart_->addSeries(serie);
     chart_->setAnimationOptions(QChart::NoAnimation);
@@ -114,7 +126,7 @@ PanelResumen::PanelResumen(QWidget* parent) : QWidget(parent)
     izquierda->setFixedWidth(330);
     capa->addWidget(izquierda);
     capa->addWidget(grafico, 1);
-    setFixedHeight(230);
+    setFixedHeight(260);
 }
 
 void PanelResumen::mostrar(const ResumenFila& r, const QString& formato, int ejercicio, int ejercicioHistorico)
@@ -131,6 +143,18 @@ void PanelResumen::mostrar(const ResumenFila& r, const QString& formato, int eje
     lblDiferencia->setText(hay && r.conHistorico ? importe(r.diferencia()) : kNada);
     const auto pct = r.conHistorico ? r.porcentaje() : std::nullopt;
     lblPorcentaje->setText(hay && pct ? es::formatear(*pct, QStringLiteral("#,0.0")) + QStringLiteral(" %") : kNada);
+    const bool conReal = hay && r.mesesCerrados > 0;
+    for (QWidget* w : {lblTituloReal, lblReal, lblTituloPrevision, lblPrevision})
+        w->setVisible(conReal);
+    if (conReal) {
+        const QString hasta = r.mesesCerrados == 1 ? es::nombreMes(1).left(3).toLower()
+                                                    : es::nombreMes(1).left(3).toLower() + QStringLiteral("–")
+                                                          + es::nombreMes(r.mesesCerrados).left(3).toLower();
+        lblTituloReal->setText(QStringLiteral("Real %1 (%2)").arg(ejercicio).arg(hasta));
+        lblReal->setText(importe(r.real.total));
+        lblTituloPrevision->setText(QStringLiteral("Previsión de cierre %1").arg(ejercicio));
+        lblPrevision->setText(importe(r.previsionAnual()));
+    }
     const bool ratios = hay && r.tipo != ResumenFila::Tipo::Cuenta && r.conEstadisticas;
     for (QWidget* w : {static_cast<QWidget*>(lblTituloTicket_), static_cast<QWidget*>(lblTicketMedio),
                        static_cast<QWidget*>(lblTituloVentasDia_), static_cast<QWidget*>(lblVentasDia)})
@@ -144,14 +168,17 @@ void PanelResumen::mostrar(const ResumenFila& r, const QString& formato, int eje
 
     barrasPresupuesto->setLabel(QStringLiteral("Presupuesto %1").arg(ejercicio));
     barrasHistorico->setLabel(QStringLiteral("Histórico %1").arg(ejercicioHistorico));
+    barrasReal->setLabel(QStringLiteral("Real %1").arg(ejercicio));
     double menor = 0, mayor = 0;
     for (int i = 0; i < 12; ++i) {
         const double p = hay ? static_cast<double>(r.presupuesto.meses[static_cast<std::size_t>(i)]) / 10000.0 : 0.0;
         const double h = hay && r.conHistorico ? static_cast<double>(r.historico.meses[static_cast<std::size_t>(i)]) / 10000.0 : 0.0;
         barrasPresupuesto->replace(i, p);
+        const double real = conReal && i < r.mesesCerrados ? static_cast<double>(r.real.meses[static_cast<std::size_t>(i)]) / 10000.0 : 0.0;
         barrasHistorico->replace(i, h);
-        menor = std::min({menor, p, h});
-        mayor = std::max({mayor, p, h});
+        barrasReal->replace(i, real);
+        menor = std::min({menor, p, h, real});
+        mayor = std::max({mayor, p, h, real});
     }
     if (mayor == menor)
         mayor = menor + 1;

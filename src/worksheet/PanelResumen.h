@@ -1,7 +1,8 @@
 #pragma once
 // The row summary under the grids: the current row's year budgeted and
 // historic, their difference and its percentage, the retail ratios of a
-// department, and a bar chart of the twelve months budget against history.
+// department, the year's own actuals to date and the year-end forecast, and
+// a bar chart of the twelve months: budget, history and actual.
 // It only shows what the worksheet computes (CalculoResumen); the worksheet
 // creates it the first time it is asked for and feeds it only while shown.
 
@@ -35,11 +36,18 @@ public:
     QLabel* lblHistorico = nullptr;
     QLabel* lblDiferencia = nullptr;
     QLabel* lblPorcentaje = nullptr;
+    // The budget year's own actuals of its closed months and the year-end
+    // forecast they lead to; shown once a month of the year is closed.
+    QLabel* lblTituloReal = nullptr;
+    QLabel* lblReal = nullptr;
+    QLabel* lblTituloPrevision = nullptr;
+    QLabel* lblPrevision = nullptr;
     QLabel* lblTicketMedio = nullptr;
     QLabel* lblVentasDia = nullptr;
     QChartView* grafico = nullptr;
     QBarSet* barrasPresupuesto = nullptr;
     QBarSet* barrasHistorico = nullptr;
+    QBarSet* barrasReal = nullptr;
 
 private:
     QChart* chart_ = nullptr;

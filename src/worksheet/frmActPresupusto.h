@@ -14,6 +14,7 @@
 #include "worksheet/core/FiltroDepartamentos.h"
 #include "worksheet/core/RejillaPresupuesto.h"
 #include "worksheet/core/LectorPortapapeles.h"
+#include "worksheet/core/Seguimiento.h"
 
 #include <QColor>
 #include <QDialog>
@@ -219,6 +220,9 @@ private:
     void programarResumen();
     void actualizarResumen();
     bool resumenPendiente_ = false;
+    // The year's actuals for the row summary: read when it is first shown
+    // after a load, forgotten by the next load.
+    std::optional<RealesEjercicio> reales_;
     void abrirMenu(VistaRejilla* rejilla, int Button, int X, int Y);
     // The account the account list narrows the worksheet to, if any.
     bool cuentaSeleccionada(QString* cuenta) const;

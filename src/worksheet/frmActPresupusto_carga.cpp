@@ -118,6 +118,8 @@ bool frmActPresupusto::cuentaSeleccionada(QString* cuenta) const
 void frmActPresupusto::CargarPresupuesto()
 {
     ++cargasPresupuesto;
+    // Another year, or the same read again: its actuals may have moved too.
+    reales_.reset();
     conManejador(kForm + QStringLiteral("CargarPresupuesto"), [this] {
         const ModeloRejilla& cuentas = vsFiltroCuentas->modelo();
         const ModeloRejilla& categorias = vsFiltrosCategoria->modelo();

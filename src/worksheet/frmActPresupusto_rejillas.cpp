@@ -107,8 +107,15 @@ void frmActPresupusto::actualizarResumen()
     // History figures only from a history grid the user sees, which is
     // loaded for the same accounts and year.
     const ModeloPresupuesto* historico = vsHistorico->isVisibleTo(this) ? &historico_->datos() : nullptr;
-    panelResumen->mostrar(CalculoResumen::calcular(presupuesto_->datos(), historico, presupuesto_->Row()), FormatoNumero,
-                          EjercicioActivo, ejercicioHistorico());
+    if (!reales_) {
+        // Said once if they cannot be read: the summary goes on without them.
+        reales_.emplace();
+        conManejador(kForm + QStringLiteral("actualizarResumen"), [this] {
+            reales_ = RealesEjercicio::leer(*ConexionActiva, EmpresaActiva->CodigoEmpresa(), EjercicioActivo);
+        });
+    }
+    panelResumen->mostrar(CalculoResumen::calcular(presupuesto_->datos(), historico, presupuesto_->Row(), reales_ ? &*reales_ : nullptr),
+                          FormatoNumero, EjercicioActivo, ejercicioHistorico());
 }
 
 void frmActPresupusto::vsPresupuesto_RowColChange()

@@ -1,5 +1,7 @@
 #include "worksheet/core/ResumenFila.h"
 
+#include "worksheet/core/Seguimiento.h"
+
 #include <QSet>
 #include <cmath>
 
@@ -39,7 +41,37 @@ void sumarFila(const ModeloPresupuesto& m, int fila, ResumenFila::Cifras& c, boo
     }
 }
 
+// Adds the closed months' actuals of an account row.
+void sumarReal(const ModeloPresupuesto& m, int fila, const RealesEjercicio* reales, ResumenFila& r)
+{
+    if (!reales)
+        return;
+    const std::array<Suma, 12>* meses = reales->de(m.cuenta(fila), m.dpto(fila));
+    if (!meses)
+        return;
+    for (int i = 0; i < r.mesesCerrados; ++i) {
+        r.real.meses[static_cast<std::size_t>(i)] += (*meses)[static_cast<std::size_t>(i)];
+        r.real.total += (*meses)[static_cast<std::size_t>(i)];
+    }
+}
+
 } // namespace
+
+std::array<Suma, 12> ResumenFila::prevision() const
+{
+    std::array<Suma, 12> p = presupuesto.meses;
+    for (int i = 0; i < mesesCerrados; ++i)
+        p[static_cast<std::size_t>(i)] = real.meses[static_cast<std::size_t>(i)];
+    return p;
+}
+
+Suma ResumenFila::previsionAnual() const
+{
+    Suma s = 0;
+    for (Suma m : prevision())
+        s += m;
+    return s;
+}
 
 std::optional<double> ResumenFila::Cifras::ticketMedio() const { return cociente(ventas, tickets); }
 std::optional<double> ResumenFila::Cifras::ventasPorDia() const { return cociente(ventas, dias); }
@@ -53,18 +85,21 @@ std::optional<double> ResumenFila::porcentaje() const
     return comoDouble(diferencia()) * 100.0 / std::abs(comoDouble(historico.total));
 }
 
-ResumenFila CalculoResumen::calcular(const ModeloPresupuesto& p, const ModeloPresupuesto* h, int filaRejilla)
+ResumenFila CalculoResumen::calcular(const ModeloPresupuesto& p, const ModeloPresupuesto* h, int filaRejilla,
+                                     const RealesEjercicio* reales)
 {
     ResumenFila r;
     const int fila = filaRejilla - 1;
     if (fila < 0 || fila >= p.filas())
         return r;
     bool sinUso = false;
+    r.mesesCerrados = reales ? std::clamp(reales->ultimoMes, 0, 12) : 0;
 
     if (p.esCuenta(fila)) {
         r.tipo = ResumenFila::Tipo::Cuenta;
         r.titulo = p.cuenta(fila) + QStringLiteral(" - ") + p.nombre(fila);
         sumarFila(p, fila, r.presupuesto, sinUso);
+        sumarReal(p, fila, reales, r);
         if (h) {
             const int f = h->fila(p.cuenta(fila), p.dpto(fila));
             if (f >= 0) {
@@ -83,11 +118,14 @@ ResumenFila CalculoResumen::calcular(const ModeloPresupuesto& p, const ModeloPre
     QSet<qint16> dptos;
     if (general) {
         for (int f = 0; f < p.filas(); ++f)
-            if (p.esCuenta(f))
+            if (p.esCuenta(f)) {
                 sumarFila(p, f, r.presupuesto, r.conEstadisticas);
+                sumarReal(p, f, reales, r);
+            }
     } else {
         for (int f = fila - 1; p.esCuenta(f) && p.grupo(f) == p.grupo(fila); --f) {
             sumarFila(p, f, r.presupuesto, r.conEstadisticas);
+            sumarReal(p, f, reales, r);
             dptos.insert(p.dpto(f));
         }
     }

@@ -15,6 +15,8 @@
 
 namespace presupuestos {
 
+struct RealesEjercicio;
+
 struct ResumenFila {
     enum class Tipo { Ninguna, Cuenta, Departamento, TotalGeneral };
     Tipo tipo = Tipo::Ninguna;
@@ -37,6 +39,13 @@ struct ResumenFila {
     Cifras historico;
     // Whether the history grid holds the row (or the department's rows).
     bool conHistorico = false;
+    // The budget year's own actuals of its closed months (the rest 0):
+    // with them the months read budget, actual and forecast.
+    Cifras real;
+    int mesesCerrados = 0;
+    // Actuals of the closed months and the budget of the rest.
+    std::array<Suma, 12> prevision() const;
+    Suma previsionAnual() const;
     // Whether the rows include tickets or days open: only then are the
     // ratios worth showing.
     bool conEstadisticas = false;
@@ -51,10 +60,12 @@ struct ResumenFila {
 
 class CalculoResumen {
 public:
-    // The budget grid's row fila (grid rows: 0 is the header), and the
-    // history grid when it is shown (null otherwise). A header or a row
-    // that is not there gives Ninguna.
-    static ResumenFila calcular(const ModeloPresupuesto& presupuesto, const ModeloPresupuesto* historico, int fila);
+    // The budget grid's row fila (grid rows: 0 is the header), the history
+    // grid when it is shown (null otherwise) and the year's actuals when
+    // they were read (null otherwise). A header or a row that is not there
+    // gives Ninguna.
+    static ResumenFila calcular(const ModeloPresupuesto& presupuesto, const ModeloPresupuesto* historico, int fila,
+                                const RealesEjercicio* reales = nullptr);
 };
 
 } // namespace presupuestos

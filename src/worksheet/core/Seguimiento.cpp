@@ -53,6 +53,31 @@ std::optional<double> FilaSeguimiento::porcentaje(int n) const
 
 Suma FilaSeguimiento::prevision(int n) const { return realHastaHoy(n) + presupuestoAnual() - presupuestoHastaHoy(n); }
 
+const std::array<Suma, 12>* RealesEjercicio::de(const QString& cuenta, qint16 dpto) const
+{
+    const auto it = filas.find({dpto, cuenta});
+    return it == filas.end() ? nullptr : &it->second;
+}
+
+RealesEjercicio RealesEjercicio::leer(Conexion& c, int empresa, int ejercicio)
+{
+    RealesEjercicio r;
+    // A month counts as posted when any entry moved it, whatever it came to.
+    Recordset rs = c.Abrir(QStringLiteral("SELECT Dpto, Cuenta, ") + meses(QStringLiteral("H# - D# AS M#")) + QStringLiteral(", ")
+                           + meses(QStringLiteral("ABS(H#) + ABS(D#) AS A#")) + QStringLiteral(" FROM Acumulados_Dpto WHERE Cod_Empresa = ")
+                           + QString::number(empresa) + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(ejercicio));
+    while (!rs.eof()) {
+        std::array<Suma, 12>& f = r.filas[{static_cast<qint16>(rs.entero(0)), rs.texto(1)}];
+        for (int m = 0; m < 12; ++m) {
+            f[static_cast<std::size_t>(m)] += rs.moneda(2 + m).raw();
+            if (!rs.moneda(14 + m).isZero())
+                r.ultimoMes = std::max(r.ultimoMes, m + 1);
+        }
+        rs.MoveNext();
+    }
+    return r;
+}
+
 void Seguimiento::cargar()
 {
     Conexion& c = *sesion_.conexion;
@@ -76,23 +101,10 @@ void Seguimiento::cargar()
             rs.MoveNext();
         }
     }
-    ultimoMes_ = 0;
-    {
-        // Credit less debit, as the history reads a year; a month counts as
-        // posted when any entry moved it, whatever it came to.
-        Recordset rs = c.Abrir(QStringLiteral("SELECT Dpto, Cuenta, ") + meses(QStringLiteral("H# - D# AS M#")) + QStringLiteral(", ")
-                               + meses(QStringLiteral("ABS(H#) + ABS(D#) AS A#")) + QStringLiteral(" FROM Acumulados_Dpto WHERE Cod_Empresa = ")
-                               + empresa + QStringLiteral(" AND Cod_Ejercicio = ") + ejercicio);
-        while (!rs.eof()) {
-            FilaSeguimiento& f = fila(static_cast<qint16>(rs.entero(0)), rs.texto(1));
-            for (int m = 0; m < 12; ++m) {
-                f.real[static_cast<std::size_t>(m)] = rs.moneda(2 + m).raw();
-                if (!rs.moneda(14 + m).isZero())
-                    ultimoMes_ = std::max(ultimoMes_, m + 1);
-            }
-            rs.MoveNext();
-        }
-    }
+    const RealesEjercicio reales = RealesEjercicio::leer(c, sesion_.empresa->CodigoEmpresa(), sesion_.ejercicio);
+    ultimoMes_ = reales.ultimoMes;
+    for (const auto& [clave, meses] : reales.filas)
+        fila(clave.first, clave.second).real = meses;
     QHash<QString, QString> cuentas;
     {
         // The chart of the year, or of the last year that has one: a year

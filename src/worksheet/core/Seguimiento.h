@@ -14,10 +14,25 @@
 #include <QAbstractTableModel>
 #include <QString>
 #include <array>
+#include <map>
 #include <optional>
 #include <vector>
 
 namespace presupuestos {
+
+class Conexion;
+
+// The budget year's own actuals by account and department (credit less
+// debit, as the history reads a year) and the last month with posted
+// balances, which is what a month closed means until the user says
+// otherwise: what tracking and the row summary set the budget against.
+struct RealesEjercicio {
+    std::map<std::pair<qint16, QString>, std::array<Suma, 12>> filas;
+    int ultimoMes = 0;
+    // The months of an account and department; null when nothing was posted.
+    const std::array<Suma, 12>* de(const QString& cuenta, qint16 dpto) const;
+    static RealesEjercicio leer(Conexion& c, int empresa, int ejercicio);
+};
 
 struct FilaSeguimiento {
     enum class Tipo { Cuenta, Departamento, Total };
