@@ -323,8 +323,6 @@ void frmActPresupusto::cboEjercicio_Click()
     conManejador(kForm + QStringLiteral("cboEjercicio_Click"), [this] {
         Plataforma::puntero().establecer(Puntero::RelojArena);
         EjercicioActivo = static_cast<qint16>(es::valEntero(cboEjercicio->currentText()));
-        // The title names the year shown, not the one the window opened with.
-        setWindowTitle(QStringLiteral("Presupuesto ") + QString::number(EjercicioActivo));
         if (frmCal_)
             frmCal_->setEjercicio(static_cast<qint16>(EjercicioActivo - 1));
         CargarPresupuesto();
