@@ -272,7 +272,7 @@ TEST_F(AplicacionDemo, GenerarDemoKeepsACompanyThatIsThereUnlessToldToReplaceIt)
 {
     const QString bd = copiaDemo(QStringLiteral("dos_empresas"));
     const QStringList generar{QStringLiteral("generar-demo"), QStringLiteral("--bd"), bd};
-    ASSERT_EQ(ejecutar(generar + QStringList{QStringLiteral("--empresa"), QStringLiteral("2")}).codigo, 0);
+    // The demo holds two companies: the second one must come through untouched.
     // Rows the generator never writes, in both databases: only a replacement removes them.
     const QString retail = QFileInfo(bd).dir().filePath(QStringLiteral("Pelvor.db"));
     Fichero(bd).sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2027, '99999999', 1, 5)"));
@@ -326,6 +326,10 @@ TEST(Aplicacion, GeneratesTheDemoAndRendersTheLoadedWorksheet)
     const QImage imagen(png);
     EXPECT_GE(imagen.width(), 800);
     EXPECT_GE(imagen.height(), 500);
+    // The company whose year is under way comes with the demo, for tracking.
+    const Resultado seguimiento = ejecutar({QStringLiteral("--bd"), bd, QStringLiteral("--empresa"), QStringLiteral("2"),
+                                            QStringLiteral("--seguimiento"), QStringLiteral("--captura"), png});
+    EXPECT_EQ(seguimiento.codigo, 0) << seguimiento.error.toStdString();
 }
 
 // The same on a PostgreSQL server: the demo goes into the test's own

@@ -101,17 +101,23 @@ bool crearDemo(const QString& fichero, const OpcionesDemo& opciones)
     return true;
 }
 
-// The demo file: its company, planning next year, and a second one whose
-// budget year is under way, its first four months closed.
-void crearDemoCompleta(const QString& fichero)
+// The demo's second company, whose budget year is under way, its first
+// four months closed: tracking can be tried on it at once.
+OpcionesDemo demoEnCurso()
 {
-    crearDemo(fichero, OpcionesDemo{});
     OpcionesDemo enCurso;
     enCurso.codEmpresa = 2;
     enCurso.mesesCerrados = 4;
     enCurso.nombre = QStringLiteral("Moda Levante Norte, S.L.");
     enCurso.semilla = 20270430;
-    crearDemo(fichero, enCurso);
+    return enCurso;
+}
+
+// The demo file: its company, planning next year, and the one under way.
+void crearDemoCompleta(const QString& fichero)
+{
+    crearDemo(fichero, OpcionesDemo{});
+    crearDemo(fichero, demoEnCurso());
 }
 
 // A whole number given on the command line, when it is one within the bounds.
@@ -269,6 +275,9 @@ int ejecutar(QApplication& app)
     if (!ordenes.isEmpty()) {
         if (ordenes.first() != QLatin1String("generar-demo") || p.isSet(optBd) == p.isSet(optPg))
             return fallo(ErrorUso, QStringLiteral("Uso: presupuestos generar-demo (--bd FICHERO | --pg CADENA) [--empresa N] [--cuentas N --departamentos N] [--reemplazar]"));
+        // Without a company or a size, the whole demo: the company under way
+        // joins it when it is not there yet (never replaced by this).
+        const bool demoCompleta = !p.isSet(optEmpresa) && *cuentas == 0 && *departamentos == 0;
         if (p.isSet(optPg)) {
             try {
                 OpcionesDemo o;
@@ -282,6 +291,8 @@ int ejecutar(QApplication& app)
                                                           "Para sustituir los datos de la empresa, añada --reemplazar.")
                                                .arg(*codEmpresa));
                 DatosDemo::generar(*c, o);
+                if (demoCompleta && !DatosDemo::existeEmpresa(*c, demoEnCurso().codEmpresa))
+                    DatosDemo::generar(*c, demoEnCurso());
             } catch (const VbError& e) {
                 return fallo(ErrorBaseDatos, e.description());
             }
@@ -308,6 +319,8 @@ int ejecutar(QApplication& app)
                                                       "Para sustituir los datos de la empresa, añada --reemplazar.")
                                            .arg(p.value(optBd))
                                            .arg(*codEmpresa));
+            if (demoCompleta)
+                crearDemo(p.value(optBd), demoEnCurso());
         } catch (const VbError& e) {
             return fallo(ErrorBaseDatos, e.description());
         }
