@@ -40,6 +40,12 @@ TEST(Seguimiento, FiguresEqualTheBalancesAndBudgetSummedApart)
     Seguimiento s(sesion);
     s.cargar();
     EXPECT_EQ(s.ultimoMesConSaldos(), 4);
+    // A year under way was planned whole: every actual has a budget to meet.
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Acumulados_Dpto a WHERE a.Cod_Empresa = 2 AND a.Cod_Ejercicio = 2027 "
+                                      "AND NOT EXISTS (SELECT 1 FROM Presupuestos p WHERE p.Cod_Empresa = 2 AND p.Cod_Ejercicio = 2027 "
+                                      "AND p.Cuenta = a.Cuenta AND p.Dpto = a.Dpto)"))
+                  .toInt(),
+              0);
     ASSERT_FALSE(s.filas().empty());
     const FilaSeguimiento& total = s.filas().back();
     ASSERT_EQ(total.tipo, FilaSeguimiento::Tipo::Total);

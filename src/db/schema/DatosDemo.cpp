@@ -442,12 +442,19 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
             qh.prepare(QStringLiteral("SELECT H1-D1, H2-D2, H3-D3, H4-D4, H5-D5, H6-D6, H7-D7, H8-D8, H9-D9, H10-D10, H11-D11, H12-D12 "
                                       "FROM Acumulados_Dpto WHERE Cod_Empresa = ? AND Cod_Ejercicio = ? AND Cuenta = ? AND Dpto = ?"));
             std::vector<std::vector<double>> ventasDpto(dptos.size(), std::vector<double>(12, 0.0));
+            // A year under way was planned whole before it began: every
+            // account a store or office moved last year, on last year (sales
+            // + 5 %, the rest + 3 %), so that tracking has a budget to set
+            // each actual against.
+            const bool completo = o.mesesCerrados > 0;
             for (std::size_t di = 0; di < dptos.size(); ++di) {
                 const auto& d = dptos[di];
                 for (const auto& cu : cuentas) {
                     const QString pref = QString::fromLatin1(cu.prefijo->texto);
-                    if (!pref.startsWith(QLatin1String("70")))
+                    const bool esVentas = pref.startsWith(QLatin1String("70"));
+                    if (!esVentas && !completo)
                         continue;
+                    const double porcentaje = esVentas ? 5.0 : 3.0;
                     qh.addBindValue(emp);
                     qh.addBindValue(o.ejercicioActual);
                     qh.addBindValue(cu.codigo);
@@ -462,23 +469,24 @@ void DatosDemo::generar(Conexion& c, const OpcionesDemo& o)
                     int mascara = 0;
                     for (int m = 0; m < 12; ++m) {
                         double h = qh.value(m).toDouble();
-                        double v = h + redondear2(h * 5.0 / 100.0);
-                        if (cu.codigo.endsWith(QLatin1String("0001")) && m == 11 && d.codigo == 1) {
+                        double v = h + redondear2(h * porcentaje / 100.0);
+                        if (esVentas && cu.codigo.endsWith(QLatin1String("0001")) && m == 11 && d.codigo == 1) {
                             v = std::round(v * 1.10);   // Christmas campaign typed by hand
                             mascara |= 1 << m;
                         }
-                        ventasDpto[di][m] += v;
+                        if (esVentas)
+                            ventasDpto[di][m] += v;
                         qp.addBindValue(v);
                     }
                     qp.addBindValue(2);
                     qp.addBindValue(mascara);
-                    qp.addBindValue(5.0);
+                    qp.addBindValue(porcentaje);
                     qp.addBindValue(1);
                     exec(qp);
                     qh.finish();
                 }
             }
-            for (std::size_t di = 0; di < dptos.size(); ++di) {
+            for (std::size_t di = 0; di < dptos.size() && !completo; ++di) {
                 const auto& d = dptos[di];
                 if (!d.tienda)
                     continue;
