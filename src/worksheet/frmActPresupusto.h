@@ -223,6 +223,8 @@ private:
     // The year's actuals for the row summary: read when it is first shown
     // after a load, forgotten by the next load.
     std::optional<RealesEjercicio> reales_;
+    // The history lacks an account the budget now shows: read it again.
+    bool historicoPendiente_ = false;
     void abrirMenu(VistaRejilla* rejilla, int Button, int X, int Y);
     // The account the account list narrows the worksheet to, if any.
     bool cuentaSeleccionada(QString* cuenta) const;

@@ -18,6 +18,8 @@
 #include <QProgressBar>
 #include <QSplitter>
 
+#include <QTimer>
+
 namespace presupuestos {
 
 using namespace modPublic;
@@ -142,13 +144,21 @@ void frmActPresupusto::CargarPresupuesto()
         if (PrimeraActivacion)
             completadoTotal_ = completadoSeleccion_;
         mostrarCompletado();
-        // The history beside it follows line for line; an account it has
-        // not read yet (a row put back in the budget) makes it read again.
+        // The history beside it follows line for line. An account it has not
+        // read yet (a row put back in the budget) shows zeros until it is
+        // read again: right after, unless the caller reads it anyway, as
+        // every change of filter does.
         if (vsHistorico->isVisibleTo(this)) {
-            if (historico_->alinearCon(*presupuesto_))
-                CrearTotales(vsHistorico);
-            else
-                CargarHistorico();
+            const bool completa = historico_->alinearCon(*presupuesto_);
+            CrearTotales(vsHistorico);
+            if (!completa && !historicoPendiente_) {
+                historicoPendiente_ = true;
+                QTimer::singleShot(0, this, [this] {
+                    if (historicoPendiente_ && vsHistorico->isVisibleTo(this))
+                        CargarHistorico();
+                    historicoPendiente_ = false;
+                });
+            }
         }
     });
 }
@@ -197,6 +207,7 @@ void frmActPresupusto::GetDrumavData(bool asincrono)
 void frmActPresupusto::CargarHistorico()
 {
     ++cargasHistorico;
+    historicoPendiente_ = false;
     conManejador(kForm + QStringLiteral("CargarHistorico"), [this] {
         GetDrumavData(false);
         QString cuenta;
