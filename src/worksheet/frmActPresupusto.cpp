@@ -83,11 +83,13 @@ void frmActPresupusto::crearControles()
     });
     connect(cmdVer, &QPushButton::clicked, this, [this] { cmdVer_Click(); });
     // The two grids stand side by side: a column widened in one widens in both.
-    for (auto [de, a] : {std::pair{vsPresupuesto, vsHistorico}, std::pair{vsHistorico, vsPresupuesto}})
-        connect(de, &VistaRejilla::ColumnaEnsanchada, a, [a](int col, int twips) {
-            if (col < a->modelo().Cols() && a->modelo().ColWidth(col) != twips)
-                a->modelo().setColWidth(col, twips);
+    for (const auto& par : {std::pair{vsPresupuesto, vsHistorico}, std::pair{vsHistorico, vsPresupuesto}}) {
+        VistaRejilla* otra = par.second;
+        connect(par.first, &VistaRejilla::ColumnaEnsanchada, otra, [otra](int col, int twips) {
+            if (col < otra->modelo().Cols() && otra->modelo().ColWidth(col) != twips)
+                otra->modelo().setColWidth(col, twips);
         });
+    }
     connect(txtBuscar, &QLineEdit::textEdited, this, [this] { Buscar(false); });
     connect(txtBuscar, &QLineEdit::returnPressed, this, [this] { Buscar(true); });
     {
