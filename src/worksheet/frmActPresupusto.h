@@ -22,6 +22,7 @@
 #include <QPointer>
 #include <QString>
 #include <QWidget>
+#include <array>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -206,6 +207,9 @@ private:
     // keeps at most the cells a paste at the cursor can reach.
     std::optional<LectorPortapapeles::Bloque> LeerClipboard(int maxLineas, int maxCampos);
     static void OrdenarPar(int& a, int& b);
+    // The budget grid's selection as rows and columns in order: first row,
+    // last row, first column, last column.
+    std::array<int, 4> seleccionOrdenada() const;
     void CambiarPresupuestable();
 
     void crearControles();

@@ -193,6 +193,15 @@ void frmActPresupusto::SetNextRowEdit()
 // Clipboard and clearing
 // ---------------------------------------------------------------------------
 
+std::array<int, 4> frmActPresupusto::seleccionOrdenada() const
+{
+    const ModeloRejilla::Rectangulo s = vsPresupuesto->modelo().Seleccion();
+    int fila = s.fila1, filaFin = s.fila2, col = s.col1, colFin = s.col2;
+    OrdenarPar(fila, filaFin);
+    OrdenarPar(col, colFin);
+    return {fila, filaFin, col, colFin};
+}
+
 void frmActPresupusto::OrdenarPar(int& a, int& b)
 {
     if (a > b)
@@ -239,10 +248,8 @@ void frmActPresupusto::Copiar_Desde_Clipboard()
     if (!VerPresupuestables)
         return;
     ModeloRejilla& m = vsPresupuesto->modelo();
-    const ModeloRejilla::Rectangulo s = m.Seleccion();
-    int fila = s.fila1, filaFin = s.fila2, col = s.col1, colFin = s.col2;
-    OrdenarPar(fila, filaFin);
-    OrdenarPar(col, colFin);
+    const std::array<int, 4> sel = seleccionOrdenada();
+    int fila = sel[0], filaFin = sel[1], col = sel[2], colFin = sel[3];
     Plataforma::puntero().establecer(Puntero::RelojArena);
     conManejador(kForm + QStringLiteral("Copiar_Desde_Clipboard"), [&] {
         Lote lote(m);
@@ -279,10 +286,8 @@ void frmActPresupusto::BorrarValorCeldas()
     ModeloRejilla& m = vsPresupuesto->modelo();
     Plataforma::puntero().establecer(Puntero::RelojArena);
     // The selection as the view highlights it, whatever cell is current.
-    const ModeloRejilla::Rectangulo s = m.Seleccion();
-    int fila = s.fila1, filaFin = s.fila2, col = s.col1, colFin = s.col2;
-    OrdenarPar(fila, filaFin);
-    OrdenarPar(col, colFin);
+    const std::array<int, 4> sel = seleccionOrdenada();
+    int fila = sel[0], filaFin = sel[1], col = sel[2], colFin = sel[3];
     const int colCursor = col;
     col = std::max(col, kPrimerMes);
     colFin = std::min(colFin, kUltimoMes);
@@ -307,10 +312,8 @@ void frmActPresupusto::RellenarCeldas(EscrituraHoja::Relleno sentido)
     if (!VerPresupuestables)
         return;
     ModeloRejilla& m = vsPresupuesto->modelo();
-    const ModeloRejilla::Rectangulo s = m.Seleccion();
-    int fila = s.fila1, filaFin = s.fila2, col = s.col1, colFin = s.col2;
-    OrdenarPar(fila, filaFin);
-    OrdenarPar(col, colFin);
+    const std::array<int, 4> sel = seleccionOrdenada();
+    int fila = sel[0], filaFin = sel[1], col = sel[2], colFin = sel[3];
     const auto celdas = escritura_->celdasRelleno(fila, filaFin, col, colFin, sentido);
     if (celdas.empty())
         return;
