@@ -253,6 +253,8 @@ void frmActPresupusto::vsHistorico_KeyDown(int KeyCode, int Shift)
 {
     if (KeyCode == 67 && Shift == 2)
         Copiar_A_Clipboard(vsHistorico);
+    else if (KeyCode == 70 && Shift == 2)   // the history keeps step with what is found
+        vsPresupuesto_KeyDown(KeyCode, Shift);
 }
 
 void frmActPresupusto::abrirMenu(VistaRejilla* rejilla, int Button, int X, int Y)
