@@ -112,9 +112,7 @@ TEST(DosUsuarios, DifferentMonthsOfOneRowBothStay)
     EXPECT_EQ(otro->terminar(), QString());
     const QStringList fila = bd.presupuestoGuardado(QStringLiteral("62800001"), 2);
     ASSERT_FALSE(fila.isEmpty());
-    EXPECT_EQ(fila.at(0), QStringLiteral("10"));
-    EXPECT_EQ(fila.at(2), QStringLiteral("30"));
-    EXPECT_EQ(fila.at(13), QStringLiteral("5")) << "both months marked as typed";
+    EXPECT_EQ(campos(fila, {0, 2, 13}), (QStringList{"10", "30", "5"})) << "both months marked as typed";
 }
 
 // The other user creates the row first and commits while this one's insert
@@ -146,10 +144,7 @@ TEST(DosUsuarios, TheSameNewRowAtOnceLosesNoMonth)
     EXPECT_EQ(otro.terminar(), QString());
     const QStringList fila = bd.presupuestoGuardado(QStringLiteral("70000009"), 4);
     ASSERT_FALSE(fila.isEmpty());
-    EXPECT_EQ(fila.at(0), QStringLiteral("10"));
-    EXPECT_EQ(fila.at(1), QStringLiteral("20"));
-    EXPECT_EQ(fila.at(5), QStringLiteral("60"));
-    EXPECT_EQ(fila.at(13), QStringLiteral("35"));
+    EXPECT_EQ(campos(fila, {0, 1, 5, 13}), (QStringList{"10", "20", "60", "35"}));
 }
 
 // A method applied here re-stores a row planned on sales while the other
@@ -183,11 +178,7 @@ TEST(DosUsuarios, AMethodAppliedWhileAnotherUserTypesInADependentRowLosesNeither
     EXPECT_EQ(otro->terminar(), QString());
     const QStringList fila = bd.presupuestoGuardado(QStringLiteral("60000001"), 1);
     ASSERT_FALSE(fila.isEmpty());
-    EXPECT_EQ(fila.at(0), QStringLiteral("100"));
-    EXPECT_EQ(fila.at(3), QStringLiteral("7.25"));
-    EXPECT_EQ(fila.at(11), QStringLiteral("111"));
-    EXPECT_EQ(fila.at(12), QStringLiteral("6"));
-    EXPECT_EQ(fila.at(13), QStringLiteral("8"));
+    EXPECT_EQ(campos(fila, {0, 3, 11, 12, 13}), (QStringList{"100", "7.25", "111", "6", "8"}));
 }
 
 // A row another user holds in an open transaction: the edit waits a while,
