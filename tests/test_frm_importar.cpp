@@ -14,6 +14,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <functional>
+#include <tuple>
 #include <gtest/gtest.h>
 
 using namespace presupuestos;
@@ -205,9 +206,7 @@ TEST_F(FrmImportar, ASuccessfulImportShowsProgressTotalsAndTellsTheWorksheet)
     };
     dlg.cmdImportar->click();
 
-    EXPECT_FALSE(durante.cerrarActivo);
-    EXPECT_FALSE(durante.importarVisible);
-    EXPECT_TRUE(durante.pctVisible);
+    EXPECT_EQ(std::tie(durante.cerrarActivo, durante.importarVisible, durante.pctVisible), std::make_tuple(false, false, true));
     EXPECT_EQ(durante.info, QStringLiteral("Inicializando Proceso..."));
     EXPECT_TRUE(dlg.isVisible());
 
@@ -216,8 +215,7 @@ TEST_F(FrmImportar, ASuccessfulImportShowsProgressTotalsAndTellsTheWorksheet)
     EXPECT_EQ(infoAlCompletar, QStringLiteral("Total Filas importadas: 3"));
     EXPECT_EQ(dlg.lblInfo->text(), QStringLiteral("Importación Completada correctamente."));
     EXPECT_TRUE(dlg.ProgressBar1->isVisible());
-    EXPECT_EQ(dlg.ProgressBar1->maximum(), 7);
-    EXPECT_EQ(dlg.ProgressBar1->value(), 7);
+    EXPECT_EQ(std::make_pair(dlg.ProgressBar1->value(), dlg.ProgressBar1->maximum()), std::make_pair(7, 7));
     EXPECT_EQ(dlg.lblProgressInfo->text(), QStringLiteral(" - "));
     EXPECT_TRUE(dlg.cmdCerrar->isEnabled());
     EXPECT_FALSE(dlg.cmdImportar->isVisible());

@@ -18,6 +18,7 @@
 #include <QProcess>
 #include <QSqlQuery>
 #include <QTemporaryDir>
+#include <functional>
 #include <gtest/gtest.h>
 
 using namespace presupuestos;
@@ -257,59 +258,45 @@ TEST(HojaSeguridad, EveryWayOfLeavingAnEditThatKeepsTheTextStoresItOnce)
     Hoja h;
     VistaRejilla* v = h.hoja->vsPresupuesto;
     h.hoja->show();
-    auto abrir = [&](int fila, int col, const QString& texto) {
-        v->modelo().Select(fila, col);
+    int despues = 0;
+    QObject::connect(v, &VistaRejilla::AfterEdit, [&] { ++despues; });
+    struct Caso {
+        const char* como;
+        int mes;
+        const char* texto;
+        std::function<void(QLineEdit*)> salir;
+        const char* guardado;
+        int columna; // where the cursor is after it; 0: not checked
+    };
+    const std::vector<Caso> casos = {
+        {"Tab", 1, "90", [](QLineEdit* e) { tecla(e, Qt::Key_Tab); }, "90", 5},
+        {"Shift+Tab", 3, "30", [](QLineEdit* e) { tecla(e, Qt::Key_Backtab, Qt::ShiftModifier); }, "30", 5},
+        {"a click on another cell", 4, "40", [&](QLineEdit*) { clic(*v, kAlquilerNorte, 9); }, "40", 0},
+        {"an arrow key", 7, "80", [](QLineEdit* e) { tecla(e, Qt::Key_Down); }, "80", 0},
+        {"Escape abandons", 5, "60", [](QLineEdit* e) { tecla(e, Qt::Key_Escape); }, "0", 0},
+        // Last: the window goes with it.
+        {"closing the window", 6, "70", [&](QLineEdit*) {
+             EXPECT_EQ(h.m().TextMatrix(kTotalNorte, colMes(1)), QStringLiteral("190"));
+             EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(5)), QStringLiteral("0")) << "Escape leaves the cell as it was";
+             h.hoja->close();
+         },
+         "70", 0},
+    };
+    for (const Caso& c : casos) {
+        SCOPED_TRACE(c.como);
+        v->modelo().Select(kCalzadoNorte, colMes(c.mes));
         v->setFocus();
         tecla(v, Qt::Key_F2);
         QLineEdit* e = editorAbierto(*v);
-        EXPECT_NE(e, nullptr);
-        if (e)
-            e->setText(texto);
-        return e;
-    };
-    auto mes = [&](const QString& cuenta, int dpto, int m) { return h.guardado(cuenta, dpto).value(m - 1); };
-    int despues = 0;
-    QObject::connect(v, &VistaRejilla::AfterEdit, [&] { ++despues; });
-
-    QLineEdit* e = abrir(kCalzadoNorte, colMes(1), QStringLiteral("90"));
-    ASSERT_NE(e, nullptr);
-    tecla(e, Qt::Key_Tab);
-    QApplication::processEvents();
-    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 1), QStringLiteral("90")) << "Tab";
-    EXPECT_EQ(v->modelo().Col(), 5);
-    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, colMes(1)), QStringLiteral("190"));
-
-    e = abrir(kCalzadoNorte, colMes(3), QStringLiteral("30"));
-    ASSERT_NE(e, nullptr);
-    tecla(e, Qt::Key_Backtab, Qt::ShiftModifier);
-    QApplication::processEvents();
-    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 3), QStringLiteral("30")) << "Shift+Tab";
-    EXPECT_EQ(v->modelo().Col(), 5);
-
-    e = abrir(kCalzadoNorte, colMes(4), QStringLiteral("40"));
-    ASSERT_NE(e, nullptr);
-    clic(*v, kAlquilerNorte, 9);
-    QApplication::processEvents();
-    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 4), QStringLiteral("40")) << "a click on another cell";
-
-    e = abrir(kCalzadoNorte, colMes(7), QStringLiteral("80"));
-    ASSERT_NE(e, nullptr);
-    tecla(e, Qt::Key_Down);
-    QApplication::processEvents();
-    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 7), QStringLiteral("80")) << "an arrow key";
-
-    e = abrir(kCalzadoNorte, colMes(5), QStringLiteral("60"));
-    ASSERT_NE(e, nullptr);
-    tecla(e, Qt::Key_Escape);
-    QApplication::processEvents();
-    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 5), QStringLiteral("0")) << "Escape abandons";
-    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(5)), QStringLiteral("0"));
-
-    e = abrir(kCalzadoNorte, colMes(6), QStringLiteral("70"));
-    ASSERT_NE(e, nullptr);
-    h.hoja->close();
-    QApplication::processEvents();
-    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 6), QStringLiteral("70")) << "closing the window";
+        ASSERT_NE(e, nullptr);
+        e->setText(QString::fromLatin1(c.texto));
+        c.salir(e);
+        QApplication::processEvents();
+        EXPECT_EQ(h.guardado(QStringLiteral("70000002"), 1).value(c.mes - 1), QLatin1String(c.guardado));
+        if (c.columna) {
+            EXPECT_EQ(v->modelo().Col(), c.columna);
+        }
+    }
     EXPECT_EQ(despues, 5) << "once for each way of leaving that keeps the text, never for Escape";
     EXPECT_TRUE(h.mostrados().empty());
 }
