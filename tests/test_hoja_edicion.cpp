@@ -194,10 +194,6 @@ TEST(HojaEdicion, ClearingStartsAtJanuaryWhateverTheSelection)
 TEST(HojaEdicion, SectionsRunBetweenTotalRows)
 {
     Hoja h;
-    EXPECT_EQ(h.hoja->GetPrimaFilaSeccion(kVentasNorte), 2);
-    EXPECT_EQ(h.hoja->GetUltimaFilaSeccion(2), kConceptoNorte);
-    EXPECT_EQ(h.hoja->GetPrimaFilaSeccion(kVentasSur), kAlquilerSur);
-    EXPECT_EQ(h.hoja->GetUltimaFilaSeccion(kAlquilerSur), kConceptoSur);
     h.m().Select(kVentasSur, colMes(4));
     h.hoja->mnuPopupSelDpto_Click();
     EXPECT_EQ((std::array{h.m().Row(), h.m().Col(), h.m().RowSel(), h.m().ColSel()}), (std::array{kAlquilerSur, 4, kConceptoSur, 15}));
