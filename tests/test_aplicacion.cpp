@@ -228,16 +228,15 @@ TEST(Aplicacion, NumbersThatAreNotValidAreBadUsage)
 {
     QTemporaryDir dir;
     const QString nueva = dir.filePath(QStringLiteral("nueva.db"));
-    const struct {
+    struct Caso {
         QStringList argumentos;
         QString mensaje;
-    } casos[] = {
-        {{QStringLiteral("--empresa"), QStringLiteral("abc")}, QStringLiteral("El código de empresa \"abc\" no es válido")},
-        {{QStringLiteral("--empresa"), QStringLiteral("1x")}, QStringLiteral("El código de empresa \"1x\" no es válido")},
-        {{QStringLiteral("--empresa"), QStringLiteral("2.5")}, QStringLiteral("El código de empresa \"2.5\" no es válido")},
-        {{QStringLiteral("--empresa"), QString()}, QStringLiteral("El código de empresa \"\" no es válido")},
-        {{QStringLiteral("--empresa"), QStringLiteral("32768")}, QStringLiteral("El código de empresa \"32768\" no es válido")},
-        {{QStringLiteral("--empresa"), QStringLiteral("-32769")}, QStringLiteral("El código de empresa \"-32769\" no es válido")},
+    };
+    std::vector<Caso> casos;
+    for (const char* codigo : {"abc", "1x", "2.5", "", "32768", "-32769"})
+        casos.push_back({{QStringLiteral("--empresa"), QString::fromLatin1(codigo)},
+                         QStringLiteral("El código de empresa \"%1\" no es válido").arg(QString::fromLatin1(codigo))});
+    casos.insert(casos.end(), {
         {{QStringLiteral("--empresa"), QStringLiteral("70000"), QStringLiteral("generar-demo")},
          QStringLiteral("El código de empresa \"70000\" no es válido")},
         {{QStringLiteral("--cuentas"), QStringLiteral("muchas"), QStringLiteral("generar-demo")},
@@ -258,7 +257,7 @@ TEST(Aplicacion, NumbersThatAreNotValidAreBadUsage)
         {{QStringLiteral("--odbc"), QStringLiteral("DRIVER=x")}, QStringLiteral("Indique una sola base de datos")},
         {{QStringLiteral("--pg"), QStringLiteral("host=/no/existe"), QStringLiteral("generar-demo")},
          QStringLiteral("Indique una sola base de datos")},
-    };
+    });
     for (const auto& caso : casos) {
         SCOPED_TRACE(caso.argumentos.join(QLatin1Char(' ')).toStdString());
         const Resultado r = ejecutar(QStringList{QStringLiteral("--bd"), nueva} + caso.argumentos);

@@ -3,6 +3,7 @@
 // nothing stored changes; the import stays one step of undo.
 
 #include "HojaPrueba.h"
+#include "LibroPrueba.h"
 #include "import/clsImportar.h"
 #include "import/dialog/frmImportar.h"
 
@@ -13,7 +14,6 @@
 #include <QTemporaryDir>
 #include <QTimer>
 #include <gtest/gtest.h>
-#include <zip.h>
 
 using namespace presupuestos;
 using namespace presupuestos::prueba;
@@ -63,26 +63,6 @@ int filasDeCuentas(ModeloRejilla& m)
     return n;
 }
 
-// A part of the workbook as it was written (its XML).
-QByteArray parte(const QString& libro, const char* nombre)
-{
-    int error = 0;
-    zip_t* z = zip_open(QFile::encodeName(libro).constData(), ZIP_RDONLY, &error);
-    if (!z)
-        return {};
-    QByteArray r;
-    zip_stat_t st;
-    if (zip_stat(z, nombre, 0, &st) == 0) {
-        if (zip_file_t* f = zip_fopen(z, nombre, 0)) {
-            r.resize(static_cast<qsizetype>(st.size));
-            zip_fread(f, r.data(), st.size);
-            zip_fclose(f);
-        }
-    }
-    zip_close(z);
-    return r;
-}
-
 } // namespace
 
 // A year with balances already booked goes out with its comparison as a
@@ -95,16 +75,16 @@ TEST(HojaExportar, AYearUnderWayAddsItsTrackingAsASheet)
     const QString ruta = dir.filePath(QStringLiteral("seguimiento.xlsx"));
     h.plataforma.dialogoArchivo->respuestas.push_back(ruta);
     h.hoja->cmdExportar->click();
-    EXPECT_TRUE(parte(ruta, "xl/workbook.xml").contains("name=\"Seguimiento 2027\""));
-    const QByteArray hoja = parte(ruta, "xl/worksheets/sheet2.xml");
-    EXPECT_TRUE(hoja.contains("Real a la fecha (2 meses)") || parte(ruta, "xl/sharedStrings.xml").contains("Real a la fecha (2 meses)"));
+    EXPECT_TRUE(LibrosPrueba::parte(ruta, "xl/workbook.xml").contains("name=\"Seguimiento 2027\""));
+    const QByteArray hoja = LibrosPrueba::parte(ruta, "xl/worksheets/sheet2.xml");
+    EXPECT_TRUE(hoja.contains("Real a la fecha (2 meses)") || LibrosPrueba::parte(ruta, "xl/sharedStrings.xml").contains("Real a la fecha (2 meses)"));
     EXPECT_TRUE(hoja.contains("<v>-2100</v>")) << hoja.left(2000).toStdString();   // the rent's two months, credit less debit
     // Without balances in the year there is nothing to follow yet.
     h.bd.sql(QStringLiteral("DELETE FROM Acumulados_Dpto WHERE Cod_Ejercicio = 2027"));
     const QString otra = dir.filePath(QStringLiteral("sin.xlsx"));
     h.plataforma.dialogoArchivo->respuestas.push_back(otra);
     h.hoja->cmdExportar->click();
-    EXPECT_FALSE(parte(otra, "xl/workbook.xml").contains("Seguimiento"));
+    EXPECT_FALSE(LibrosPrueba::parte(otra, "xl/workbook.xml").contains("Seguimiento"));
 }
 
 TEST(HojaExportar, TheDemoWithItsHistoryComesBackUnchangedInOneStep)

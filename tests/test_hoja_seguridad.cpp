@@ -18,41 +18,18 @@
 #include <QProcess>
 #include <QSqlQuery>
 #include <QTemporaryDir>
+#include <functional>
 #include <gtest/gtest.h>
 
 using namespace presupuestos;
 using namespace presupuestos::prueba;
 using namespace presupuestos::hoja;
+using namespace presupuestos::prueba::filas;
 
 namespace {
 
 struct Hoja : HojaAbierta {
-    explicit Hoja(bool demo = false, const QString& fichero = QStringLiteral(":memory:")) : HojaAbierta(demo, fichero)
-    {
-        kAlquilerNorte = fila(QStringLiteral("62100001"), 1);
-        kLuzNorte = fila(QStringLiteral("62800001"), 1);
-        kVentasNorte = fila(QStringLiteral("70000001"), 1);
-        kCalzadoNorte = fila(QStringLiteral("70000002"), 1);
-        kLuzSur = fila(QStringLiteral("62800001"), 2);
-        kCalzadoSur = fila(QStringLiteral("70000002"), 2);
-        kSubtotalNorte = subtotal(QStringLiteral("Norte"));
-        kSubtotalSur = subtotal(QStringLiteral("Sur"));
-    }
-    int fila(const QString& cuenta, int dpto)
-    {
-        for (int r = 1; r < m().Rows(); ++r)
-            if (!m().IsSubtotal(r) && m().TextMatrix(r, kCuenta) == cuenta && m().TextMatrix(r, kDpto) == QString::number(dpto))
-                return r;
-        return -1;
-    }
-    int subtotal(const QString& dpto)
-    {
-        for (int r = 1; r < m().Rows(); ++r)
-            if (m().IsSubtotal(r) && m().TextMatrix(r, kNombre) == dpto)
-                return r;
-        return -1;
-    }
-    int kAlquilerNorte, kLuzNorte, kVentasNorte, kCalzadoNorte, kLuzSur, kCalzadoSur, kSubtotalNorte, kSubtotalSur;
+    using HojaAbierta::HojaAbierta;
     QStringList guardado(const QString& cuenta, int dpto) { return bd.presupuestoGuardado(cuenta, dpto); }
     // Stores a row as another program would, bypassing every check.
     void guardar(const QString& cuenta, int dpto, const QString& asignacion)
@@ -69,14 +46,6 @@ struct Hoja : HojaAbierta {
             if (t.startsWith(QLatin1String("UPDATE")) || t.startsWith(QLatin1String("INSERT")))
                 ++n;
         return n;
-    }
-    // The titles of the messages shown, as mostrados() would take them.
-    std::vector<QString> titulos() const
-    {
-        std::vector<QString> r;
-        for (const auto& x : plataforma.mensajes->mostrados)
-            r.push_back(x.titulo);
-        return r;
     }
     std::vector<QString> mostrados()
     {
@@ -100,7 +69,7 @@ TEST(HojaSeguridad, AClipboardWithoutTextPastesNothing)
     h.plataforma.portapapeles->contenido.clear();
     h.hoja->Copiar_Desde_Clipboard();
     EXPECT_EQ(h.escrituras(), 0);
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, colMes(1)), QStringLiteral("100"));
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, colMes(1)), QStringLiteral("100"));
     EXPECT_EQ(h.guardado(QStringLiteral("70000001"), 1).at(12), QStringLiteral("3")) << "the method stays";
 }
 
@@ -112,32 +81,29 @@ TEST(HojaSeguridad, AnAmountThatWouldOverflowATotalIsRefusedBeforeAnythingIsStor
     h.hoja->CargarPresupuesto();
     EXPECT_TRUE(h.mostrados().empty());
     h.bd.tomarRegistro();
-    // The second would take the row total out of range.
-    h.teclear(h.kCalzadoNorte, colMes(2), muchoDinero());
-    EXPECT_EQ(h.titulos(), std::vector<QString>{QStringLiteral("frmActPresupusto:EditCellValue")});
-    ASSERT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
-    EXPECT_EQ(h.escrituras(), 0);
-    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(2)), QStringLiteral("0")) << "the cell shows what it held";
-    // Two rows of the same department: the subtotal would overflow.
-    h.teclear(h.kAlquilerNorte, colMes(2), muchoDinero());
-    EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
-    EXPECT_EQ(h.escrituras(), 0);
-    // Another department: its own subtotal fits, the grand total would not.
-    h.teclear(h.kCalzadoSur, colMes(2), muchoDinero());
-    EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
-    EXPECT_EQ(h.escrituras(), 0);
+    // The row's total; a second row of the department, its subtotal;
+    // another department, whose own subtotal fits, the grand total.
+    for (int fila : {kCalzadoNorte, kAlquilerNorte, kCalzadoSur}) {
+        SCOPED_TRACE(fila);
+        h.teclear(fila, colMes(2), muchoDinero());
+        ASSERT_EQ(h.plataforma.mensajes->mostrados.size(), 1u);
+        EXPECT_EQ(h.plataforma.mensajes->mostrados[0].titulo, QStringLiteral("frmActPresupusto:EditCellValue"));
+        EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
+        EXPECT_EQ(h.escrituras(), 0);
+        EXPECT_EQ(h.m().TextMatrix(fila, colMes(2)), QStringLiteral("0")) << "the cell shows what it held";
+    }
     // A paste whose block would overflow stores none of its cells.
     h.plataforma.portapapeles->contenido = QStringLiteral("1\t") + muchoDinero();
-    h.m().Select(h.kAlquilerNorte, colMes(1));
+    h.m().Select(kAlquilerNorte, colMes(1));
     h.hoja->Copiar_Desde_Clipboard();
     EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
     EXPECT_EQ(h.escrituras(), 0);
-    EXPECT_EQ(h.m().TextMatrix(h.kAlquilerNorte, colMes(1)), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, colMes(1)), QStringLiteral("0"));
     // The row goes on working.
-    h.teclear(h.kCalzadoNorte, colMes(3), QStringLiteral("7"));
+    h.teclear(kCalzadoNorte, colMes(3), QStringLiteral("7"));
     EXPECT_TRUE(h.mostrados().empty());
     EXPECT_EQ(h.guardado(QStringLiteral("70000002"), 1).at(2), QStringLiteral("7"));
-    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, kTotal), QStringLiteral("500.000.000.000.007"));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, kTotal), QStringLiteral("500.000.000.000.007"));
 }
 
 TEST(HojaSeguridad, RowsStoredOutOfRangeStillLoadWithTheirTotalsMarked)
@@ -149,15 +115,14 @@ TEST(HojaSeguridad, RowsStoredOutOfRangeStillLoadWithTheirTotalsMarked)
     EXPECT_TRUE(h.mostrados().empty());
     EXPECT_EQ(h.m().Rows(), filasAntes) << "every row loaded";
     const QString marca = ModeloRejilla::MarcaDesbordamiento();
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, kTotal), marca);
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, kTotal), marca);
-    EXPECT_EQ(h.m().TextMatrix(1, kTotal), marca);
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, colMes(1)), QStringLiteral("500.000.000.000.000"));
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalSur, kTotal), QStringLiteral("-50")) << "the other department is unaffected";
+    for (int fila : {kVentasNorte, kTotalNorte, 1})
+        EXPECT_EQ(h.m().TextMatrix(fila, kTotal), marca) << fila;
+    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, colMes(1)), QStringLiteral("500.000.000.000.000"));
+    EXPECT_EQ(h.m().TextMatrix(kTotalSur, kTotal), QStringLiteral("-50")) << "the other department is unaffected";
     // Bringing the row back into range clears the marks.
-    h.teclear(h.kVentasNorte, colMes(2), QStringLiteral("0"));
+    h.teclear(kVentasNorte, colMes(2), QStringLiteral("0"));
     EXPECT_TRUE(h.mostrados().empty());
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, kTotal), QStringLiteral("500.000.000.001.000"));
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, kTotal), QStringLiteral("500.000.000.001.000"));
     EXPECT_EQ(h.m().TextMatrix(1, kTotal), QStringLiteral("500.000.000.000.950"));
 }
 
@@ -175,13 +140,12 @@ TEST(HojaSeguridad, AmountsAtOrBeyondTheCurrencyLimitsStillLoad)
         h.hoja->AplicarDecimales();
         h.hoja->CargarPresupuesto();
         EXPECT_TRUE(h.mostrados().empty());
-        EXPECT_EQ(h.m().TextMatrix(h.kCalzadoSur, colMes(3)), marca);
-        EXPECT_EQ(h.m().TextMatrix(h.kCalzadoSur, kTotal), marca);
-        EXPECT_EQ(h.m().TextMatrix(h.kSubtotalSur, colMes(3)), marca);
-        EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, colMes(3)), decimales ? QStringLiteral("0,0000") : QStringLiteral("0"));
+        EXPECT_EQ(h.textos(kCalzadoSur, {colMes(3), kTotal}), (QStringList{marca, marca}));
+        EXPECT_EQ(h.m().TextMatrix(kTotalSur, colMes(3)), marca);
+        EXPECT_EQ(h.m().TextMatrix(kLuzSur, colMes(3)), decimales ? QStringLiteral("0,0000") : QStringLiteral("0"));
         // Shown to the ten-thousandth the limit fits; rounded to units it does not.
         if (decimales == 0 || h.bd.enPostgres()) {
-            EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(3)),
+            EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(3)),
                       decimales ? QStringLiteral("-922.337.203.685.477,5808") : marca);
         }
     }
@@ -212,23 +176,23 @@ TEST(HojaSeguridad, ATypedAmountShowsWhatIsStoredAndWhatAReloadShows)
         h.hoja->FlatEdit1->setText(QString::number(c.decimales));
         h.hoja->AplicarDecimales();
         h.hoja->CargarPresupuesto();
-        const QString antes = h.m().TextMatrix(h.kCalzadoNorte, colMes(5));
-        h.teclear(h.kCalzadoNorte, colMes(5), QString::fromUtf8(c.tecleado));
+        const QString antes = h.m().TextMatrix(kCalzadoNorte, colMes(5));
+        h.teclear(kCalzadoNorte, colMes(5), QString::fromUtf8(c.tecleado));
         if (!c.mostrado && !h.bd.enPostgres()) {
             const auto m = h.mostrados();
             ASSERT_EQ(m.size(), 1u);
             EXPECT_TRUE(m[0].contains(QStringLiteral("SQLite"))) << m[0].toStdString();
-            EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(5)), antes);
+            EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(5)), antes);
             continue;
         }
         EXPECT_TRUE(h.mostrados().empty());
-        const QString mostrado = h.m().TextMatrix(h.kCalzadoNorte, colMes(5));
+        const QString mostrado = h.m().TextMatrix(kCalzadoNorte, colMes(5));
         if (c.mostrado) {
             EXPECT_EQ(mostrado, QString::fromUtf8(c.mostrado));
         }
         EXPECT_EQ(h.guardado(QStringLiteral("70000002"), 1).at(4), QLatin1String(c.guardado));
         h.hoja->CargarPresupuesto();
-        EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(5)), mostrado);
+        EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(5)), mostrado);
     }
     if (!h.bd.enPostgres())
         return;
@@ -237,10 +201,10 @@ TEST(HojaSeguridad, ATypedAmountShowsWhatIsStoredAndWhatAReloadShows)
     h.hoja->FlatEdit1->setText(QStringLiteral("0"));
     h.hoja->AplicarDecimales();
     h.hoja->CargarPresupuesto();
-    h.teclear(h.kCalzadoNorte, colMes(5), QStringLiteral("-922.337.203.685.477"));
+    h.teclear(kCalzadoNorte, colMes(5), QStringLiteral("-922.337.203.685.477"));
     EXPECT_TRUE(h.mostrados().empty());
     EXPECT_EQ(h.guardado(QStringLiteral("70000002"), 1).at(4), QStringLiteral("-922337203685477"));
-    h.teclear(h.kCalzadoNorte, colMes(5), QStringLiteral("-922.337.203.685.477,5808"));
+    h.teclear(kCalzadoNorte, colMes(5), QStringLiteral("-922.337.203.685.477,5808"));
     EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
     EXPECT_EQ(h.guardado(QStringLiteral("70000002"), 1).at(4), QStringLiteral("-922337203685477"));
 }
@@ -250,42 +214,42 @@ TEST(HojaSeguridad, LeavingACellUnchangedStoresAndMarksNothing)
     Hoja h;
     h.bd.sql(QStringLiteral("UPDATE Presupuestos SET M2 = 4062.5, Modificacion_Manual = 0 WHERE Cuenta = '70000001'"));
     h.hoja->CargarPresupuesto();
-    ASSERT_EQ(h.m().TextMatrix(h.kVentasNorte, colMes(2)), QStringLiteral("4.062"));
+    ASSERT_EQ(h.m().TextMatrix(kVentasNorte, colMes(2)), QStringLiteral("4.062"));
     h.bd.tomarRegistro();
-    h.teclear(h.kVentasNorte, colMes(2), QStringLiteral("4.062"));
+    h.teclear(kVentasNorte, colMes(2), QStringLiteral("4.062"));
     EXPECT_EQ(h.escrituras(), 0);
     EXPECT_EQ(h.guardado(QStringLiteral("70000001"), 1).at(1), QStringLiteral("4062.5"));
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, kManual), QStringLiteral("0"));
-    EXPECT_NE(h.m().CellBackColor(h.kVentasNorte, colMes(2)), QColor(172, 250, 185));
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, kManual), QStringLiteral("0"));
+    EXPECT_NE(h.m().CellBackColor(kVentasNorte, colMes(2)), QColor(172, 250, 185));
 
     // A double click opens the operations dialog and the cell's editor; the
     // editor closing later rewrites nothing either.
     VistaRejilla* v = h.hoja->vsPresupuesto;
     h.hoja->show();
-    const QPoint p = v->rectCelda(h.kVentasNorte, colMes(2)).center();
+    const QPoint p = v->rectCelda(kVentasNorte, colMes(2)).center();
     raton(*v, QEvent::MouseButtonPress, Qt::LeftButton, p);
     raton(*v, QEvent::MouseButtonRelease, Qt::LeftButton, p);
     raton(*v, QEvent::MouseButtonDblClick, Qt::LeftButton, p);
     raton(*v, QEvent::MouseButtonRelease, Qt::LeftButton, p);
     EXPECT_TRUE(h.hoja->operaciones()->isVisible());
     EXPECT_NE(editorAbierto(*v), nullptr);
-    clic(*v, h.kAlquilerNorte, 9);
+    clic(*v, kAlquilerNorte, 9);
     QApplication::processEvents();
     EXPECT_EQ(h.escrituras(), 0);
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, kManual), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, kManual), QStringLiteral("0"));
 }
 
 TEST(HojaSeguridad, ARefusedAmountLeavesTheCellAsItWasAndTheRowWorking)
 {
     Hoja h;
     for (const char* texto : {"99999999999999999", "1e400"}) {
-        h.teclear(h.kVentasNorte, colMes(2), QString::fromLatin1(texto));
+        h.teclear(kVentasNorte, colMes(2), QString::fromLatin1(texto));
         EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")}) << texto;
-        EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, colMes(2)), QStringLiteral("100")) << texto;
+        EXPECT_EQ(h.m().TextMatrix(kVentasNorte, colMes(2)), QStringLiteral("100")) << texto;
     }
-    h.teclear(h.kVentasNorte, colMes(3), QStringLiteral("50"));
+    h.teclear(kVentasNorte, colMes(3), QStringLiteral("50"));
     EXPECT_TRUE(h.mostrados().empty());
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, kTotal), QStringLiteral("1.150"));
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, kTotal), QStringLiteral("1.150"));
     EXPECT_EQ(h.m().TextMatrix(1, kTotal), QStringLiteral("1.100"));
 }
 
@@ -294,59 +258,45 @@ TEST(HojaSeguridad, EveryWayOfLeavingAnEditThatKeepsTheTextStoresItOnce)
     Hoja h;
     VistaRejilla* v = h.hoja->vsPresupuesto;
     h.hoja->show();
-    auto abrir = [&](int fila, int col, const QString& texto) {
-        v->modelo().Select(fila, col);
+    int despues = 0;
+    QObject::connect(v, &VistaRejilla::AfterEdit, [&] { ++despues; });
+    struct Caso {
+        const char* como;
+        int mes;
+        const char* texto;
+        std::function<void(QLineEdit*)> salir;
+        const char* guardado;
+        int columna; // where the cursor is after it; 0: not checked
+    };
+    const std::vector<Caso> casos = {
+        {"Tab", 1, "90", [](QLineEdit* e) { tecla(e, Qt::Key_Tab); }, "90", 5},
+        {"Shift+Tab", 3, "30", [](QLineEdit* e) { tecla(e, Qt::Key_Backtab, Qt::ShiftModifier); }, "30", 5},
+        {"a click on another cell", 4, "40", [&](QLineEdit*) { clic(*v, kAlquilerNorte, 9); }, "40", 0},
+        {"an arrow key", 7, "80", [](QLineEdit* e) { tecla(e, Qt::Key_Down); }, "80", 0},
+        {"Escape abandons", 5, "60", [](QLineEdit* e) { tecla(e, Qt::Key_Escape); }, "0", 0},
+        // Last: the window goes with it.
+        {"closing the window", 6, "70", [&](QLineEdit*) {
+             EXPECT_EQ(h.m().TextMatrix(kTotalNorte, colMes(1)), QStringLiteral("190"));
+             EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(5)), QStringLiteral("0")) << "Escape leaves the cell as it was";
+             h.hoja->close();
+         },
+         "70", 0},
+    };
+    for (const Caso& c : casos) {
+        SCOPED_TRACE(c.como);
+        v->modelo().Select(kCalzadoNorte, colMes(c.mes));
         v->setFocus();
         tecla(v, Qt::Key_F2);
         QLineEdit* e = editorAbierto(*v);
-        EXPECT_NE(e, nullptr);
-        if (e)
-            e->setText(texto);
-        return e;
-    };
-    auto mes = [&](const QString& cuenta, int dpto, int m) { return h.guardado(cuenta, dpto).value(m - 1); };
-    int despues = 0;
-    QObject::connect(v, &VistaRejilla::AfterEdit, [&] { ++despues; });
-
-    QLineEdit* e = abrir(h.kCalzadoNorte, colMes(1), QStringLiteral("90"));
-    ASSERT_NE(e, nullptr);
-    tecla(e, Qt::Key_Tab);
-    QApplication::processEvents();
-    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 1), QStringLiteral("90")) << "Tab";
-    EXPECT_EQ(v->modelo().Col(), 5);
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, colMes(1)), QStringLiteral("190"));
-
-    e = abrir(h.kCalzadoNorte, colMes(3), QStringLiteral("30"));
-    ASSERT_NE(e, nullptr);
-    tecla(e, Qt::Key_Backtab, Qt::ShiftModifier);
-    QApplication::processEvents();
-    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 3), QStringLiteral("30")) << "Shift+Tab";
-    EXPECT_EQ(v->modelo().Col(), 5);
-
-    e = abrir(h.kCalzadoNorte, colMes(4), QStringLiteral("40"));
-    ASSERT_NE(e, nullptr);
-    clic(*v, h.kAlquilerNorte, 9);
-    QApplication::processEvents();
-    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 4), QStringLiteral("40")) << "a click on another cell";
-
-    e = abrir(h.kCalzadoNorte, colMes(7), QStringLiteral("80"));
-    ASSERT_NE(e, nullptr);
-    tecla(e, Qt::Key_Down);
-    QApplication::processEvents();
-    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 7), QStringLiteral("80")) << "an arrow key";
-
-    e = abrir(h.kCalzadoNorte, colMes(5), QStringLiteral("60"));
-    ASSERT_NE(e, nullptr);
-    tecla(e, Qt::Key_Escape);
-    QApplication::processEvents();
-    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 5), QStringLiteral("0")) << "Escape abandons";
-    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(5)), QStringLiteral("0"));
-
-    e = abrir(h.kCalzadoNorte, colMes(6), QStringLiteral("70"));
-    ASSERT_NE(e, nullptr);
-    h.hoja->close();
-    QApplication::processEvents();
-    EXPECT_EQ(mes(QStringLiteral("70000002"), 1, 6), QStringLiteral("70")) << "closing the window";
+        ASSERT_NE(e, nullptr);
+        e->setText(QString::fromLatin1(c.texto));
+        c.salir(e);
+        QApplication::processEvents();
+        EXPECT_EQ(h.guardado(QStringLiteral("70000002"), 1).value(c.mes - 1), QLatin1String(c.guardado));
+        if (c.columna) {
+            EXPECT_EQ(v->modelo().Col(), c.columna);
+        }
+    }
     EXPECT_EQ(despues, 5) << "once for each way of leaving that keeps the text, never for Escape";
     EXPECT_TRUE(h.mostrados().empty());
 }
@@ -386,24 +336,22 @@ TEST(HojaDosUsuarios, TypingZeroResetsOnlyWhatTheStoredRowHoldsAsZero)
     QTemporaryDir dir;
     const QString fichero = dir.filePath(QStringLiteral("empresa.db"));
     Hoja h(false, fichero);
-    ASSERT_EQ(h.m().TextMatrix(h.kLuzSur, kTotal), QStringLiteral("-50"));
+    ASSERT_EQ(h.m().TextMatrix(kLuzSur, kTotal), QStringLiteral("-50"));
     // Another user stores May for the row this worksheet shows with January only.
     ASSERT_EQ(otroUsuario({h.bd.destino, QStringLiteral("62800001"), QStringLiteral("2"), QStringLiteral("5"), QStringLiteral("500")}), 0);
-    h.teclear(h.kLuzSur, colMes(1), QStringLiteral("0"));
+    h.teclear(kLuzSur, colMes(1), QStringLiteral("0"));
     EXPECT_TRUE(h.mostrados().empty());
     const QStringList fila = h.guardado(QStringLiteral("62800001"), 2);
-    EXPECT_EQ(fila.at(0), QStringLiteral("0"));
-    EXPECT_EQ(fila.at(4), QStringLiteral("500")) << "the other user's May stays";
-    EXPECT_EQ(fila.at(13), QStringLiteral("17")) << "and so do both marks";
+    EXPECT_EQ(campos(fila, {0, 4, 13}), (QStringList{"0", "500", "17"})) << "the other user's May stays; and so do both marks";
     // The worksheet shows the row as stored.
-    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, colMes(5)), QStringLiteral("500"));
-    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, kTotal), QStringLiteral("500"));
-    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, kManual), QStringLiteral("17"));
+    EXPECT_EQ(h.m().TextMatrix(kLuzSur, colMes(5)), QStringLiteral("500"));
+    EXPECT_EQ(h.m().TextMatrix(kLuzSur, kTotal), QStringLiteral("500"));
+    EXPECT_EQ(h.m().TextMatrix(kLuzSur, kManual), QStringLiteral("17"));
 
     // With nothing else stored, the row is reset as before.
-    h.teclear(h.kLuzSur, colMes(5), QStringLiteral("0"));
+    h.teclear(kLuzSur, colMes(5), QStringLiteral("0"));
     EXPECT_EQ(h.guardado(QStringLiteral("62800001"), 2).at(13), QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, kManual), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kLuzSur, kManual), QStringLiteral("0"));
 }
 
 TEST(HojaDosUsuarios, TwoUsersCreatingTheSameRowsAtOnceLoseNoMonth)
@@ -463,23 +411,23 @@ TEST(HojaDosUsuarios, AnotherUsersCommittedChangeShowsWithoutAnyAction)
 {
     QTemporaryDir dir;
     Hoja h(false, dir.filePath(QStringLiteral("empresa.db")));
-    h.m().Select(h.kAlquilerNorte, colMes(2));
+    h.m().Select(kAlquilerNorte, colMes(2));
     ASSERT_EQ(otroUsuario({h.bd.destino, QStringLiteral("62800001"), QStringLiteral("2"), QStringLiteral("5"), QStringLiteral("500")}), 0);
     QElapsedTimer reloj;
     reloj.start();
-    while (reloj.elapsed() < 10000 && h.m().TextMatrix(h.kLuzSur, colMes(5)) != QStringLiteral("500"))
+    while (reloj.elapsed() < 10000 && h.m().TextMatrix(kLuzSur, colMes(5)) != QStringLiteral("500"))
         QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, colMes(5)), QStringLiteral("500"));
-    EXPECT_EQ(h.m().TextMatrix(h.kLuzSur, kTotal), QStringLiteral("450"));
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalSur, colMes(5)), QStringLiteral("500"));
-    EXPECT_EQ(h.m().CellBackColor(h.kLuzSur, colMes(5)), QColor(255, 230, 140)) << "marked for a moment";
-    EXPECT_EQ(h.m().Row(), h.kAlquilerNorte);
+    EXPECT_EQ(h.m().TextMatrix(kLuzSur, colMes(5)), QStringLiteral("500"));
+    EXPECT_EQ(h.m().TextMatrix(kLuzSur, kTotal), QStringLiteral("450"));
+    EXPECT_EQ(h.m().TextMatrix(kTotalSur, colMes(5)), QStringLiteral("500"));
+    EXPECT_EQ(h.m().CellBackColor(kLuzSur, colMes(5)), QColor(255, 230, 140)) << "marked for a moment";
+    EXPECT_EQ(h.m().Row(), kAlquilerNorte);
     EXPECT_EQ(h.m().Col(), colMes(2));
     EXPECT_TRUE(h.hoja->lblCambios->text().startsWith(QStringLiteral("Cambios de otros usuarios"))) << h.hoja->lblCambios->text().toStdString();
     EXPECT_TRUE(h.hoja->lblCambios->text().contains(QStringLiteral(": 1 de "))) << h.hoja->lblCambios->text().toStdString();
     EXPECT_TRUE(h.mostrados().empty());
     // This worksheet's own edits are not another user's.
-    h.teclear(h.kAlquilerNorte, colMes(2), QStringLiteral("7"));
+    h.teclear(kAlquilerNorte, colMes(2), QStringLiteral("7"));
     const QString antes = h.hoja->lblCambios->text();
     reloj.restart();
     while (reloj.elapsed() < 1200)
@@ -548,14 +496,14 @@ TEST(HojaBaseDatos, AReadOnlyDatabaseStopsAPasteWithOneMessageAndShowsTheStoredV
     Hoja h;
     BaseDatosPrueba::soloLectura(*h.bd.conexion);
     h.plataforma.portapapeles->contenido = QStringLiteral("1\t2\t3\r\n4\t5\t6\r\n");
-    h.m().Select(h.kAlquilerNorte, colMes(1));
+    h.m().Select(kAlquilerNorte, colMes(1));
     h.hoja->Copiar_Desde_Clipboard();
     const auto mensajes = h.mostrados();
     ASSERT_EQ(mensajes.size(), 1u);
     EXPECT_TRUE(mensajes[0].startsWith(QStringLiteral("La base de datos es de solo lectura"))) << mensajes[0].toStdString();
-    EXPECT_EQ(h.m().TextMatrix(h.kAlquilerNorte, colMes(1)), QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(h.kLuzNorte, colMes(1)), QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, colMes(1)), QStringLiteral("100"));
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, colMes(1)), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kLuzNorte, colMes(1)), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, colMes(1)), QStringLiteral("100"));
     EXPECT_TRUE(h.guardado(QStringLiteral("62100001"), 1).isEmpty());
 }
 
@@ -580,23 +528,23 @@ TEST(HojaBaseDatos, ASessionTheServerDropsMidPasteIsSaidOnceAndTheNextEditWorks)
                          "RETURN NEW; END $$"));
     crudo(QStringLiteral("CREATE TRIGGER cortar BEFORE INSERT OR UPDATE ON Presupuestos FOR EACH ROW EXECUTE FUNCTION cortar()"));
     h.plataforma.portapapeles->contenido = QStringLiteral("1\t2\t3\r\n4\t5\t6\r\n");
-    h.m().Select(h.kAlquilerNorte, colMes(1));
+    h.m().Select(kAlquilerNorte, colMes(1));
     h.hoja->Copiar_Desde_Clipboard();
     const auto mensajes = h.mostrados();
     ASSERT_EQ(mensajes.size(), 1u);
     EXPECT_TRUE(mensajes[0].startsWith(QStringLiteral("Se ha perdido la conexión con la base de datos"))) << mensajes[0].toStdString();
-    EXPECT_EQ(h.m().TextMatrix(h.kAlquilerNorte, colMes(1)), QStringLiteral("0")) << "the server kept nothing of the paste";
-    EXPECT_EQ(h.m().TextMatrix(h.kLuzNorte, colMes(2)), QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, colMes(1)), QStringLiteral("100"));
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, colMes(1)), QStringLiteral("0")) << "the server kept nothing of the paste";
+    EXPECT_EQ(h.m().TextMatrix(kLuzNorte, colMes(2)), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, colMes(1)), QStringLiteral("100"));
     EXPECT_TRUE(h.guardado(QStringLiteral("62100001"), 1).isEmpty());
 
     crudo(QStringLiteral("DROP TRIGGER cortar ON Presupuestos"));
-    h.teclear(h.kAlquilerNorte, colMes(1), QStringLiteral("9"));
+    h.teclear(kAlquilerNorte, colMes(1), QStringLiteral("9"));
     EXPECT_EQ(h.mostrados(), std::vector<QString>{});
     EXPECT_EQ(h.guardado(QStringLiteral("62100001"), 1).at(0), QStringLiteral("9"));
     h.hoja->CargarPresupuesto();
     EXPECT_EQ(h.mostrados(), std::vector<QString>{});
-    EXPECT_EQ(h.m().TextMatrix(h.fila(QStringLiteral("62100001"), 1), colMes(1)), QStringLiteral("9"));
+    EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, colMes(1)), QStringLiteral("9"));
 }
 
 TEST(HojaBaseDatos, ALockedDatabaseStopsABatchCommittingWhatWasStoredBefore)
@@ -608,28 +556,28 @@ TEST(HojaBaseDatos, ALockedDatabaseStopsABatchCommittingWhatWasStoredBefore)
     auto otro = h.bd.otraConexion();
     QSqlQuery bloqueo(otro->baseDatos());
     ASSERT_TRUE(bloqueo.exec(BaseDatosPrueba::sentenciaBloqueo()));
-    h.m().Select(h.kAlquilerNorte, colMes(1), h.kVentasNorte, 15);
+    h.m().Select(kAlquilerNorte, colMes(1), kVentasNorte, 15);
     h.hoja->BorrarValorCeldas();
     auto mensajes = h.mostrados();
     ASSERT_EQ(mensajes.size(), 1u);
     EXPECT_TRUE(mensajes[0].startsWith(QStringLiteral("La base de datos está bloqueada por otro usuario"))) << mensajes[0].toStdString();
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, colMes(1)), QStringLiteral("100")) << "nothing was stored";
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, kTotal), QStringLiteral("1.200"));
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, colMes(1)), QStringLiteral("100")) << "nothing was stored";
+    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, kTotal), QStringLiteral("1.200"));
     ASSERT_TRUE(bloqueo.exec(QStringLiteral("ROLLBACK")));
 
     // A failure in the middle: the rows before it stay stored and shown.
     h.bd.rechazar(QStringLiteral("UPDATE"), QStringLiteral("70000002"), QStringLiteral("rechazada"));
     h.bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto) VALUES (1, 2027, '70000002', 1)"));
     h.plataforma.portapapeles->contenido = QStringLiteral("7");
-    h.m().Select(h.kVentasNorte, colMes(1), h.kCalzadoNorte, 5);
+    h.m().Select(kVentasNorte, colMes(1), kCalzadoNorte, 5);
     h.hoja->Copiar_Desde_Clipboard();
     mensajes = h.mostrados();
     ASSERT_EQ(mensajes.size(), 1u);
     EXPECT_TRUE(mensajes[0].contains(QStringLiteral("rechazada"))) << mensajes[0].toStdString();
     EXPECT_EQ(h.guardado(QStringLiteral("70000001"), 1).at(1), QStringLiteral("7"));
-    EXPECT_EQ(h.m().TextMatrix(h.kVentasNorte, colMes(2)), QStringLiteral("7"));
-    EXPECT_EQ(h.m().TextMatrix(h.kCalzadoNorte, colMes(1)), QStringLiteral("0"));
-    EXPECT_EQ(h.m().TextMatrix(h.kSubtotalNorte, colMes(1)), QStringLiteral("7"));
+    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, colMes(2)), QStringLiteral("7"));
+    EXPECT_EQ(h.m().TextMatrix(kCalzadoNorte, colMes(1)), QStringLiteral("0"));
+    EXPECT_EQ(h.m().TextMatrix(kTotalNorte, colMes(1)), QStringLiteral("7"));
 }
 
 // A paste of sales moves the rows planned on them; every row then shows what
@@ -645,12 +593,15 @@ TEST(HojaSeguridad, AfterAPasteEveryRowShowsWhatAReloadShows)
     h.plataforma.portapapeles->contenido = lineas.join(QStringLiteral("\r\n")) + QStringLiteral("\r\n");
     h.m().Select(2, colMes(1));
     h.hoja->Copiar_Desde_Clipboard();
-    QStringList antes, despues;
-    for (int r = 1; r < h.m().Rows(); ++r)
-        antes << QString::number(r) + QLatin1Char(' ') + h.m().TextMatrix(r, kCuenta) + QLatin1Char(' ') + h.m().TextMatrix(r, kTotal) + QLatin1Char('/') + h.m().TextMatrix(r, colMes(1));
+    const auto filas = [&h] {
+        QStringList r;
+        for (int f = 1; f < h.m().Rows(); ++f)
+            r << QString::number(f) + QLatin1Char(' ') + h.textos(f, {kCuenta, kTotal, colMes(1)}).join(QLatin1Char('/'));
+        return r;
+    };
+    const QStringList antes = filas();
     h.hoja->CargarPresupuesto();
-    for (int r = 1; r < h.m().Rows(); ++r)
-        despues << QString::number(r) + QLatin1Char(' ') + h.m().TextMatrix(r, kCuenta) + QLatin1Char(' ') + h.m().TextMatrix(r, kTotal) + QLatin1Char('/') + h.m().TextMatrix(r, colMes(1));
+    const QStringList despues = filas();
     ASSERT_EQ(antes.size(), despues.size());
     for (int i = 0; i < antes.size(); ++i)
         EXPECT_EQ(antes[i], despues[i]);

@@ -11,6 +11,7 @@
 
 #include <QStringList>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 
 namespace presupuestos::prueba {
@@ -68,6 +69,16 @@ inline Currency monedaPlana(const QString& texto)
     Currency c;
     Currency::parsePlain(texto, c);
     return c;
+}
+
+// Some fields of a row read as a list, to state them in one assertion
+// (empty texts past its end).
+inline QStringList campos(const QStringList& fila, std::initializer_list<int> indices)
+{
+    QStringList r;
+    for (int i : indices)
+        r << fila.value(i);
+    return r;
 }
 
 // Opens what BaseDatosPrueba::destino names.

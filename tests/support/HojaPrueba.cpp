@@ -73,4 +73,21 @@ QVariant HojaAbierta::campo(const QString& columna, const QString& cuenta, int d
                         .arg(dpto));
 }
 
+QStringList HojaAbierta::textos(int fila, std::initializer_list<int> columnas)
+{
+    QStringList r;
+    for (int c : columnas)
+        r << m().TextMatrix(fila, c);
+    return r;
+}
+
+QStringList HojaAbierta::guardados(const QString& cuenta, int dpto, std::initializer_list<int> campos)
+{
+    const QStringList fila = bd.presupuestoGuardado(cuenta, dpto);
+    QStringList r;
+    for (int i : campos)
+        r << fila.value(i);
+    return r;
+}
+
 } // namespace presupuestos::prueba

@@ -42,6 +42,7 @@ std::string mensajesMostrados(const PlataformaDePrueba& p);
 // 13 subtotal Norte; 14..24 Sur in the same order; 25 subtotal Sur.
 namespace filas {
 constexpr int kAlquilerNorte = 2;
+constexpr int kLuzNorte = 3;
 constexpr int kVentasNorte = 4;
 constexpr int kCalzadoNorte = 5;
 constexpr int kConceptoNorte = 12;
@@ -49,7 +50,9 @@ constexpr int kTotalNorte = 13;
 constexpr int kAlquilerSur = 14;
 constexpr int kLuzSur = 15;
 constexpr int kVentasSur = 16;
+constexpr int kCalzadoSur = 17;
 constexpr int kConceptoSur = 24;
+constexpr int kTotalSur = 25;
 } // namespace filas
 
 struct HojaAbierta {
@@ -66,6 +69,12 @@ struct HojaAbierta {
     void teclear(int fila, int col, const QString& texto, bool intro = false);
     // A field of a stored 2027 budget row.
     QVariant campo(const QString& columna, const QString& cuenta, int dpto);
+    // Several cells of a budget grid row, to state them in one assertion.
+    QStringList textos(int fila, std::initializer_list<int> columnas);
+    // Fields of a stored 2027 budget row by position (months 0 to 11, then
+    // method, typed months, value, shown) as SQL number texts; empty
+    // texts when there is no row.
+    QStringList guardados(const QString& cuenta, int dpto, std::initializer_list<int> campos);
 };
 
 } // namespace presupuestos::prueba

@@ -19,8 +19,6 @@ QString LibrosPrueba::nuevoNombre(const QString& extension)
     return dir_.filePath(QStringLiteral("libro%1.%2").arg(++contador_).arg(extension));
 }
 
-QString LibrosPrueba::programa() { return QStringLiteral(PRESUPUESTOS_GENERAR_LIBRO); }
-
 QString LibrosPrueba::generar(const QString& descripcion, bool constante)
 {
     const QString ruta = nuevoNombre(QStringLiteral("xlsx"));
@@ -102,6 +100,25 @@ std::vector<std::pair<QString, QByteArray>> LibrosPrueba::partesMinimas(const QB
 QString LibrosPrueba::datos(const QString& nombre)
 {
     return QDir(QStringLiteral(PRESUPUESTOS_DATOS_PRUEBA)).filePath(nombre);
+}
+
+QByteArray LibrosPrueba::parte(const QString& libro, const char* nombre)
+{
+    int error = 0;
+    zip_t* z = zip_open(QFile::encodeName(libro).constData(), ZIP_RDONLY, &error);
+    if (!z)
+        return {};
+    QByteArray r;
+    zip_stat_t st;
+    if (zip_stat(z, nombre, 0, &st) == 0) {
+        if (zip_file_t* f = zip_fopen(z, nombre, 0)) {
+            r.resize(static_cast<qsizetype>(st.size));
+            zip_fread(f, r.data(), st.size);
+            zip_fclose(f);
+        }
+    }
+    zip_close(z);
+    return r;
 }
 
 } // namespace presupuestos::prueba

@@ -18,8 +18,6 @@ public:
     // Runs generar_libro on the description; returns the workbook's path.
     // constante: texts inline in the sheet instead of in the shared table.
     QString generar(const QString& descripcion, bool constante = false);
-    // The generar_libro program itself.
-    static QString programa();
     // A zip with the given parts, in that order.
     QString zip(const std::vector<std::pair<QString, QByteArray>>& partes, const QString& nombre = QString());
     // A file with exactly these bytes.
@@ -32,6 +30,8 @@ public:
     QString carpeta() const { return dir_.path(); }
     // The files kept beside the tests.
     static QString datos(const QString& nombre);
+    // A part of a workbook as it was written (its XML); empty when it has none.
+    static QByteArray parte(const QString& libro, const char* nombre);
 
 private:
     QString nuevoNombre(const QString& extension);

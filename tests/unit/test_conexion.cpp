@@ -246,20 +246,6 @@ TEST(Conexion, OnlyMarkersOutsideQuotesAreParameters)
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Departamentos WHERE Cod_Empresa = 7")).toInt(), 2);
 }
 
-TEST(Conexion, TransactionsRollBackAndCommit)
-{
-    BaseDatosPrueba bd;
-    auto& c = *bd.conexion;
-    c.BeginTrans();
-    c.Execute(QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno')"));
-    c.RollbackTrans();
-    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Departamentos")).toInt(), 0);
-    c.BeginTrans();
-    c.Execute(QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno')"));
-    c.CommitTrans();
-    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Departamentos")).toInt(), 1);
-}
-
 TEST(Conexion, AsynchronousStatementRunsBeforeTheNextOneOrOnTheEventLoop)
 {
     BaseDatosPrueba bd;

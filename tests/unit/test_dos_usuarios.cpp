@@ -88,14 +88,19 @@ QString tecleo(const QString& cuenta, int dpto, int mes, const QString& importe)
 
 void pausa() { std::this_thread::sleep_for(std::chrono::milliseconds(300)); }
 
+// A company in a file another connection can open, and this user's store.
+class DosUsuarios : public ::testing::Test {
+protected:
+    QTemporaryDir dir;
+    BaseDatosPrueba bd{false, dir.filePath(QStringLiteral("empresa.db"))};
+    clsDBPresupuesto store{bd.sesion};
+};
+
 } // namespace
 
-TEST(DosUsuarios, DifferentMonthsOfOneRowBothStay)
+TEST_F(DosUsuarios, DifferentMonthsOfOneRowBothStay)
 {
-    QTemporaryDir dir;
-    BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2027, '62800001', 2, 5)"));
-    clsDBPresupuesto store(bd.sesion);
     std::unique_ptr<OtroUsuario> otro;
     {
         Transaccion t(*bd.conexion);
@@ -112,19 +117,14 @@ TEST(DosUsuarios, DifferentMonthsOfOneRowBothStay)
     EXPECT_EQ(otro->terminar(), QString());
     const QStringList fila = bd.presupuestoGuardado(QStringLiteral("62800001"), 2);
     ASSERT_FALSE(fila.isEmpty());
-    EXPECT_EQ(fila.at(0), QStringLiteral("10"));
-    EXPECT_EQ(fila.at(2), QStringLiteral("30"));
-    EXPECT_EQ(fila.at(13), QStringLiteral("5")) << "both months marked as typed";
+    EXPECT_EQ(campos(fila, {0, 2, 13}), (QStringList{"10", "30", "5"})) << "both months marked as typed";
 }
 
 // The other user creates the row first and commits while this one's insert
 // waits on its key: the insert meets the key and the month is stored by
 // updating the row the other user made, in the same transaction.
-TEST(DosUsuarios, TheSameNewRowAtOnceLosesNoMonth)
+TEST_F(DosUsuarios, TheSameNewRowAtOnceLosesNoMonth)
 {
-    QTemporaryDir dir;
-    BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
-    clsDBPresupuesto store(bd.sesion);
     std::atomic<bool> insertado{false};
     OtroUsuario otro(bd.destino, [&insertado](Conexion& c) {
         c.BeginTrans();
@@ -146,22 +146,16 @@ TEST(DosUsuarios, TheSameNewRowAtOnceLosesNoMonth)
     EXPECT_EQ(otro.terminar(), QString());
     const QStringList fila = bd.presupuestoGuardado(QStringLiteral("70000009"), 4);
     ASSERT_FALSE(fila.isEmpty());
-    EXPECT_EQ(fila.at(0), QStringLiteral("10"));
-    EXPECT_EQ(fila.at(1), QStringLiteral("20"));
-    EXPECT_EQ(fila.at(5), QStringLiteral("60"));
-    EXPECT_EQ(fila.at(13), QStringLiteral("35"));
+    EXPECT_EQ(campos(fila, {0, 1, 5, 13}), (QStringList{"10", "20", "60", "35"}));
 }
 
 // A method applied here re-stores a row planned on sales while the other
 // user types a month into it: the typed month goes on top of the method's
 // row once it commits, and both are there.
-TEST(DosUsuarios, AMethodAppliedWhileAnotherUserTypesInADependentRowLosesNeither)
+TEST_F(DosUsuarios, AMethodAppliedWhileAnotherUserTypesInADependentRowLosesNeither)
 {
-    QTemporaryDir dir;
-    BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Metodo_Calculo, Valor) "
                           "VALUES (1, 2027, '60000001', 1, 6, 52)"));
-    clsDBPresupuesto store(bd.sesion);
     clsPresupItem dependiente;
     dependiente.Cuenta = QStringLiteral("60000001");
     dependiente.Dpto = 1;
@@ -183,25 +177,18 @@ TEST(DosUsuarios, AMethodAppliedWhileAnotherUserTypesInADependentRowLosesNeither
     EXPECT_EQ(otro->terminar(), QString());
     const QStringList fila = bd.presupuestoGuardado(QStringLiteral("60000001"), 1);
     ASSERT_FALSE(fila.isEmpty());
-    EXPECT_EQ(fila.at(0), QStringLiteral("100"));
-    EXPECT_EQ(fila.at(3), QStringLiteral("7.25"));
-    EXPECT_EQ(fila.at(11), QStringLiteral("111"));
-    EXPECT_EQ(fila.at(12), QStringLiteral("6"));
-    EXPECT_EQ(fila.at(13), QStringLiteral("8"));
+    EXPECT_EQ(campos(fila, {0, 3, 11, 12, 13}), (QStringList{"100", "7.25", "111", "6", "8"}));
 }
 
 // A row another user holds in an open transaction: the edit waits a while,
 // then says the database is locked by another user, and stores nothing.
-TEST(DosUsuarios, ARowLockedByAnotherUserWaitsThenReports)
+TEST_F(DosUsuarios, ARowLockedByAnotherUserWaitsThenReports)
 {
-    QTemporaryDir dir;
-    BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2027, '62800001', 2, 5)"));
     bd.conexion->setEsperaBloqueo(100);
     auto otro = bd.otraConexion();
     otro->BeginTrans();
     otro->Execute(QStringLiteral("UPDATE Presupuestos SET M2 = 1 WHERE Cuenta = '62800001'"));
-    clsDBPresupuesto store(bd.sesion);
     try {
         store.ActualizacionManual(QStringLiteral("62800001"), 2, 1, C(QStringLiteral("10")));
         FAIL() << "stored over another user's open transaction";
@@ -222,7 +209,7 @@ TEST(DosUsuarios, ARowLockedByAnotherUserWaitsThenReports)
 // reads to decide and to journal is read only once the row is its own: the
 // undo sees the other user's figure and refuses, and a month typed here is
 // undone without taking the other user's month with it.
-TEST(DosUsuarios, WhatAWriteDependsOnIsReadOnlyOnceTheRowIsLocked)
+TEST_F(DosUsuarios, WhatAWriteDependsOnIsReadOnlyOnceTheRowIsLocked)
 {
     struct Caso {
         const char* nombre;
@@ -268,9 +255,8 @@ TEST(DosUsuarios, WhatAWriteDependsOnIsReadOnlyOnceTheRowIsLocked)
 // worksheet's key order): the server breaks the cycle by failing one; the
 // worksheet's operation chosen for it is run again, whole, once the other
 // is through, and both writes stay.
-TEST(DosUsuarios, AnOperationChosenToBreakADeadlockRunsAgainWhole)
+TEST_F(DosUsuarios, AnOperationChosenToBreakADeadlockRunsAgainWhole)
 {
-    BaseDatosPrueba bd;
     if (!BaseDatosPrueba::enPostgres())
         GTEST_SKIP() << "SQLite has one writer at a time: nothing to deadlock";
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto) VALUES (1, 2027, '62800001', 1), (1, 2027, '62800002', 1)"));
@@ -316,12 +302,9 @@ TEST(DosUsuarios, AnOperationChosenToBreakADeadlockRunsAgainWhole)
 // A row of a batch whose lock is refused (another user holds it too long)
 // stops the batch, which rolls back; run again, the same operation reads
 // that row as new and journals every row with what it was and became.
-TEST(DosUsuarios, ARowWhoseLockWasRefusedIsReadAsNewWhenTheBatchRunsAgain)
+TEST_F(DosUsuarios, ARowWhoseLockWasRefusedIsReadAsNewWhenTheBatchRunsAgain)
 {
-    QTemporaryDir dir;
-    BaseDatosPrueba bd(false, dir.filePath(QStringLiteral("empresa.db")));
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2027, '62800001', 1, 1), (1, 2027, '62800002', 1, 1)"));
-    clsDBPresupuesto store(bd.sesion);
     Diario diario(bd.conexion, 1);
     store.setDiario(&diario);
     bd.conexion->setEsperaBloqueo(100);

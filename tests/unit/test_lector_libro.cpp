@@ -4,10 +4,8 @@
 #include "import/readers/HojaExcel.h"
 #include "import/readers/LectorLibro.h"
 
-#include <QDir>
 #include <QFile>
 #include <QLocale>
-#include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <cmath>
@@ -603,18 +601,3 @@ TEST(AplicacionExcel, EachNameReadsItsFormatsTellingThemByContent)
 
 } // namespace
 
-// The tool that writes the test workbooks takes no option for a file name.
-TEST(GenerarLibro, HelpPrintsTheUsageAndAnUnknownOptionWritesNothing)
-{
-    QTemporaryDir dir;
-    for (const auto& [opcion, codigo] : {std::pair{"--help", 0}, {"-h", 0}, {"--ayuda", 2}}) {
-        SCOPED_TRACE(opcion);
-        QProcess p;
-        p.setWorkingDirectory(dir.path());
-        p.start(LibrosPrueba::programa(), {QString::fromLatin1(opcion)});
-        ASSERT_TRUE(p.waitForFinished(10000));
-        EXPECT_EQ(p.exitCode(), codigo);
-        EXPECT_TRUE((codigo == 0 ? p.readAllStandardOutput() : p.readAllStandardError()).contains("uso: generar_libro"));
-        EXPECT_TRUE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).isEmpty());
-    }
-}

@@ -108,34 +108,14 @@ TEST(RepositorioFiltros, TheFilterTableHoldsEachAccountOnceForEveryDepartment)
     Empresa e;
     e.repositorio.insertarCuenta({20, QStringLiteral("70000002"), 2, QStringLiteral("Bar D'Angelo")});
     e.repositorio.insertarCuenta({246, QStringLiteral("CTO002"), 245, QStringLiteral("Días con actividad")});
-    EXPECT_EQ(e.tablaFiltro(), (QStringList{QStringLiteral("20|70000002|Bar D'Angelo|1|Norte"), QStringLiteral("20|70000002|Bar D'Angelo|2|Sur"),
-                                            QStringLiteral("246|CTO002|Días con actividad|1|Norte"),
-                                            QStringLiteral("246|CTO002|Días con actividad|2|Sur")}));
+    EXPECT_EQ(e.tablaFiltro(), (QStringList{"20|70000002|Bar D'Angelo|1|Norte", "20|70000002|Bar D'Angelo|2|Sur",
+                                            "246|CTO002|Días con actividad|1|Norte", "246|CTO002|Días con actividad|2|Sur"}));
     e.repositorio.vaciarTablaFiltro();
     EXPECT_TRUE(e.tablaFiltro().isEmpty());
 
     // A company without departments puts nothing in it.
     RepositorioHoja(*e.bd.conexion, kTabla, 3).insertarCuenta({20, QStringLiteral("70000001"), 2, QStringLiteral("Ventas")});
     EXPECT_TRUE(e.tablaFiltro().isEmpty());
-}
-
-TEST(RepositorioFiltros, ACategoryNarrowsTheFilterTableToItsAccounts)
-{
-    Empresa e;
-    ArbolCategorias arbol;
-    arbol.reiniciar();
-    for (const FilaCategoria& f : e.repositorio.categorias())
-        arbol.agregar(f, [](const LineaCategoria&) {});
-    FiltroCuentas filtro(arbol);
-    for (const CuentaFiltro& c : e.repositorio.cuentas(e.repositorio.ultimoEjercicioCuentas(2026), 8, true))
-        filtro.agregar(c);
-    filtro.setCategoria(1);
-    e.repositorio.vaciarTablaFiltro();
-    for (std::size_t i = 0; i < filtro.cuentas().size(); ++i)
-        if (filtro.acepta(i))
-            e.repositorio.insertarCuenta(filtro.cuentas()[i]);
-    EXPECT_EQ(e.tablaFiltro(), (QStringList{QStringLiteral("20|70000001|Ventas textil|1|Norte"), QStringLiteral("20|70000001|Ventas textil|2|Sur"),
-                                            QStringLiteral("20|70000002|Bar D'Angelo|1|Norte"), QStringLiteral("20|70000002|Bar D'Angelo|2|Sur")}));
 }
 
 TEST(RepositorioFiltros, TwoWorksheetsOpenedInTheSameHundredthGetTablesOfTheirOwn)
