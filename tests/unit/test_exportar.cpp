@@ -91,6 +91,8 @@ TEST(Exportar, EveryAmountComesBackExactlyWhetherWrittenAsNumberOrText)
         {"-922337203685477.5807", false},
         {"-123456789012345.6789", false},
     };
+    // Names with what XML and blanks make of text: they come back as written.
+    const char* const nombres[] = {"Bar & Café", "<Norte> \"sur\"", "  con blancos  ", "Año ñ € ü", "a]]>b"};
     BaseDatosPrueba bd;
     LibrosPrueba libros;
     std::vector<FilaLibro> filas;
@@ -98,6 +100,7 @@ TEST(Exportar, EveryAmountComesBackExactlyWhetherWrittenAsNumberOrText)
         FilaLibro f;
         f.dpto = static_cast<qint32>(i + 1);
         f.cuenta = QStringLiteral("7000000%1").arg(i);
+        f.nombre = QString::fromUtf8(nombres[i % std::size(nombres)]);
         f.meses[i % 12] = monedaPlana(QString::fromLatin1(casos[i].importe));
         EXPECT_EQ(ExportadorLibro::comoNumero(f.meses[i % 12]), casos[i].numero) << casos[i].importe;
         filas.push_back(f);
@@ -114,6 +117,7 @@ TEST(Exportar, EveryAmountComesBackExactlyWhetherWrittenAsNumberOrText)
         ASSERT_EQ(v.tipo, casos[i].numero ? Tipo::Numero : Tipo::Texto) << casos[i].importe;
         const Currency leido = v.tipo == Tipo::Numero ? Currency::fromDouble(v.numero) : es::aMoneda(v.texto);
         EXPECT_EQ(leido, filas[i].meses[i % 12]) << casos[i].importe;
+        EXPECT_EQ(hoja->valor(static_cast<int>(i) + 2, 15).texto, filas[i].nombre) << casos[i].importe;
     }
 
     // And stored by the import. The embedded database keeps amounts as
