@@ -224,8 +224,10 @@ TEST(HojaCiclo, ViewToggleNamesTheOtherSetAndColoursTheWorksheet)
     frmActPresupusto& f = *h.hoja;
     f.chkMostrarHistorico->setChecked(true);
     f.chkMostrarHistorico_Click();
+    h.teclear(prueba::filas::kCalzadoNorte, hoja::colMes(1), QStringLiteral("5"));
     f.cmdVer_Click();
     EXPECT_FALSE(f.VerPresupuestables);
+    EXPECT_FALSE(f.mnuPopupDeshacer->isEnabled()) << "nothing is edited, so nothing is undone, in this view";
     EXPECT_EQ(f.cmdVer->text(), QStringLiteral("Cuentas Presupuestar"));
     EXPECT_EQ(f.mnuPopupOcultar->text(), QStringLiteral("Presupuestar"));
     EXPECT_FALSE(f.mnuPopupCopiar->isEnabled());
@@ -238,6 +240,7 @@ TEST(HojaCiclo, ViewToggleNamesTheOtherSetAndColoursTheWorksheet)
 
     f.cmdVer_Click();
     EXPECT_TRUE(f.VerPresupuestables);
+    EXPECT_TRUE(f.mnuPopupDeshacer->isEnabled());
     EXPECT_EQ(f.cmdVer->text(), QStringLiteral("Cuentas No Presupuestar"));
     EXPECT_EQ(f.mnuPopupOcultar->text(), QStringLiteral("No Presupuestar"));
     EXPECT_TRUE(f.mnuPopupCopiar->isEnabled());
