@@ -323,6 +323,7 @@ public:
     // Typed values without a QVariant in between, for commands run many
     // thousands of times (the change journal's).
     void setEntero(int indice, qint32 valor);
+    void setTexto(int indice, const QString& valor);
     void setBooleano(int indice, bool valor);
     QVariant valor(int indice) const;
     // Drops what was prepared on a session that is gone.

@@ -140,14 +140,29 @@ void clsDBPresupuesto::actualizarMes(const QString& Cuenta, qint16 Dpto, qint16 
     const QString importe = sesion_.empresa->NumeroSQL(Valor);
 
     // The OR keeps the bits of months typed earlier; the other months, the
-    // method and the value are left alone.
-    const QString sql = QStringLiteral("UPDATE Presupuestos ") + QStringLiteral(" SET M") + QString::number(Mes)
-                        + QStringLiteral(" = ") + importe + QStringLiteral(", Modificacion_Manual |= ") + QString::number(bit)
-                        + QStringLiteral(" WHERE Cod_Empresa = ")
-                        + QString::number(sesion_.empresa->CodigoEmpresa())
-                        + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(sesion_.ejercicio)
-                        + QStringLiteral(" AND Cuenta = '") + sql::texto(Cuenta) + QStringLiteral("' AND Dpto = ")
-                        + QString::number(Dpto);
+    // method and the value are left alone. The row's part of the text is
+    // composed once for the months a batch writes one after another.
+    const qint16 empresa = static_cast<qint16>(sesion_.empresa->CodigoEmpresa());
+    if (textoFila_.isNull() || filaEmpresa_ != empresa || filaEjercicio_ != sesion_.ejercicio || filaDpto_ != Dpto
+        || filaCuenta_ != Cuenta) {
+        filaEmpresa_ = empresa;
+        filaEjercicio_ = sesion_.ejercicio;
+        filaDpto_ = Dpto;
+        filaCuenta_ = Cuenta;
+        textoFila_ = QStringLiteral(" WHERE Cod_Empresa = ") + QString::number(sesion_.empresa->CodigoEmpresa())
+                     + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(sesion_.ejercicio)
+                     + QStringLiteral(" AND Cuenta = '") + sql::texto(Cuenta) + QStringLiteral("' AND Dpto = ")
+                     + QString::number(Dpto);
+    }
+    QString sql;
+    sql.reserve(64 + importe.size() + textoFila_.size());
+    sql += QLatin1String("UPDATE Presupuestos  SET M");
+    sql::anexarEntero(sql, Mes);
+    sql += QLatin1String(" = ");
+    sql += importe;
+    sql += QLatin1String(", Modificacion_Manual |= ");
+    sql::anexarEntero(sql, bit);
+    sql += textoFila_;
     // The log shows the text above; the engine gets it prepared once per
     // month, its values bound.
     std::unique_ptr<Comando>& mes = ComandoMes[static_cast<std::size_t>(Mes - 1)];
@@ -167,7 +182,7 @@ void clsDBPresupuesto::actualizarMes(const QString& Cuenta, qint16 Dpto, qint16 
     mes->setValor(0, Valor);
     mes->setEntero(1, bit);
     mes->setEntero(2, sesion_.ejercicio);
-    mes->setValor(3, Cuenta);
+    mes->setTexto(3, Cuenta);
     mes->setEntero(4, Dpto);
     if (contador(mes->Execute(sql)) != 0)
         return;

@@ -91,6 +91,13 @@ private:
     std::unique_ptr<Comando> ComandoRestaurar;
     std::unique_ptr<Comando> ComandoInsertCompleto;
     std::unique_ptr<Comando> ComandoBorrar;
+    // The part of a typed month's logged text that names its row, and the
+    // row it names.
+    QString textoFila_;
+    QString filaCuenta_;
+    qint16 filaEmpresa_ = 0;
+    qint16 filaEjercicio_ = 0;
+    qint16 filaDpto_ = 0;
     // A typed month's update, per month, made when first needed.
     std::array<std::unique_ptr<Comando>, 12> ComandoMes;
 };
