@@ -49,7 +49,8 @@ void EscrituraHoja::escribirCelda(int fila, int col, Currency valor, bool compro
     const Currency anterior = r_.mes(fila, mes);
     const QString cuenta = r_.cuenta(fila);
     const qint16 dpto = r_.dpto(fila);
-    if (enLote_)
+    // A batch writes a row's months one after another: the row is noted once.
+    if (enLote_ && (filasLote_.empty() || *filasLote_.rbegin() != fila))
         filasLote_.insert(fila);
 
     // Whether the year adds up to nothing once this month is in.

@@ -441,6 +441,12 @@ void ModeloPresupuesto::quitarMarcas()
 void ModeloPresupuesto::cambiado(int fila, int c1, int c2, const QList<int>& roles)
 {
     if (retenidos_) {
+        // A cell changes its row, its subtotal and the grand total in turn:
+        // a row among the last few noted is not noted again.
+        const std::size_t n = sucias_.size();
+        for (std::size_t i = n; i > 0 && i + 4 > n; --i)
+            if (sucias_[i - 1] == fila)
+                return;
         sucias_.push_back(fila);
         return;
     }
