@@ -67,6 +67,8 @@ public:
     qint16 dpto(int fila) const { return datos_.dpto(fila - 1); }
     // The month (1 to 12) as shown: rounded to the decimals.
     Currency mes(int fila, int mes) const;
+    // The twelve months as shown, summed exactly.
+    Suma sumaMeses(int fila) const;
     // The total as shown, exactly; desbordado when it cannot be an amount.
     Suma total(int fila, bool* desbordado = nullptr) const;
     int mascara(int fila) const { return datos_.mascara(fila - 1); }
