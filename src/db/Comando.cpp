@@ -71,7 +71,7 @@ void Comando::ponerTexto(ParametroComando& p, const QString& t)
                           .arg(t.size())
                           .arg(p.tamano));
     // A batch binds the same account to every month of its row: encoded once.
-    if (p.texto.isNull() || p.texto != t)
+    if (p.texto.isNull() || (p.texto.constData() != t.constData() && p.texto != t))
         p.utf8 = t.toUtf8();
     p.texto = t;
     p.nulo = false;
