@@ -156,11 +156,11 @@ void clsDBPresupuesto::actualizarMes(const QString& Cuenta, qint16 Dpto, qint16 
     }
     QString sql;
     sql.reserve(64 + importe.size() + textoFila_.size());
-    sql += QLatin1String("UPDATE Presupuestos  SET M");
+    sql.append(QStringView(u"UPDATE Presupuestos  SET M"));
     sql::anexarEntero(sql, Mes);
-    sql += QLatin1String(" = ");
+    sql.append(QStringView(u" = "));
     sql += importe;
-    sql += QLatin1String(", Modificacion_Manual |= ");
+    sql.append(QStringView(u", Modificacion_Manual |= "));
     sql::anexarEntero(sql, bit);
     sql += textoFila_;
     // The log shows the text above; the engine gets it prepared once per
