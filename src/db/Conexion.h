@@ -281,6 +281,8 @@ public:
     Currency moneda(int indice) const;
     QString texto(const QString& nombre) const { return campo(nombre).toString(); }
     QString texto(int indice) const;
+    // The same, giving back anterior itself when the field holds that text.
+    QString texto(int indice, const QString& anterior) const;
     // Whole-number field; a real rounds halves to even; null raises the invalid-use-of-Null error.
     int entero(const QString& nombre) const;
     int entero(int indice) const;

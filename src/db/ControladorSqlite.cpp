@@ -721,4 +721,20 @@ QString CursorSqlite::texto(int i) const
     return QString::fromUtf8(p, sqlite3_column_bytes(st_, i));
 }
 
+QString CursorSqlite::texto(int i, const QString& anterior) const
+{
+    if (sqlite3_column_type(st_, i) != SQLITE_TEXT || anterior.isNull())
+        return texto(i);
+    const auto* p = reinterpret_cast<const unsigned char*>(sqlite3_column_text(st_, i));
+    const int n = sqlite3_column_bytes(st_, i);
+    // Compared where both are plain ASCII; anything else is decoded.
+    if (n != anterior.size())
+        return texto(i);
+    const QChar* a = anterior.constData();
+    for (int k = 0; k < n; ++k)
+        if (p[k] >= 0x80 || a[k].unicode() != p[k])
+            return texto(i);
+    return anterior;
+}
+
 } // namespace presupuestos

@@ -92,6 +92,7 @@ public:
     QVariant valor(int i) const override;
     Currency moneda(int i) const override;
     QString texto(int i) const override;
+    QString texto(int i, const QString& anterior) const override;
 
 private:
     std::shared_ptr<Conexion> conexion_;   // keeps the connection open while the statement lives

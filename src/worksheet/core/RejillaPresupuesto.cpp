@@ -91,7 +91,8 @@ Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
         ModeloPresupuesto::Entrada e;
         while (!rs.eof()) {
             e.dpto = static_cast<qint16>(rs.moneda(iDpto).toInt32());
-            e.dptoNombre = rs.texto(iDptoNombre);
+            // A department's rows come together: its name is read once.
+            e.dptoNombre = rs.texto(iDptoNombre, e.dptoNombre);
             e.cuenta = rs.texto(iCuenta);
             e.nombre = rs.texto(iNombre);
             // A year that no amount can represent shows as such: one row
