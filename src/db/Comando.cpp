@@ -105,6 +105,20 @@ void Comando::setTexto(int indice, const QString& valor)
     ponerTexto(p, valor);
 }
 
+void Comando::setTexto(int indice, const QString& valor, const QByteArray& utf8)
+{
+    if (indice < 0 || indice >= numeroParametros())
+        throw VbError::itemNotFound();
+    ParametroComando& p = parametros_[indice];
+    if (p.tipo != TipoParametro::Texto || valor.isNull() || (p.tamano > 0 && valor.size() > p.tamano)) {
+        setTexto(indice, valor);
+        return;
+    }
+    p.texto = valor;
+    p.utf8 = utf8;
+    p.nulo = false;
+}
+
 void Comando::setBooleano(int indice, bool valor) { setEntero(indice, valor ? 1 : 0); }
 
 void Comando::setValor(int indice, Currency valor)

@@ -326,6 +326,9 @@ public:
     // thousands of times (the change journal's).
     void setEntero(int indice, qint32 valor);
     void setTexto(int indice, const QString& valor);
+    // The same with the text already encoded as the engine takes it: a
+    // batch binds one account to a dozen commands, one per month.
+    void setTexto(int indice, const QString& valor, const QByteArray& utf8);
     void setBooleano(int indice, bool valor);
     QVariant valor(int indice) const;
     // Drops what was prepared on a session that is gone.

@@ -17,6 +17,7 @@
 #include "common/Currency.h"
 #include "store/Diario.h"
 
+#include <QByteArray>
 #include <QString>
 #include <functional>
 #include <array>
@@ -95,6 +96,7 @@ private:
     // row it names.
     QString textoFila_;
     QString filaCuenta_;
+    QByteArray filaCuentaUtf8_;
     qint16 filaEmpresa_ = 0;
     qint16 filaEjercicio_ = 0;
     qint16 filaDpto_ = 0;
