@@ -243,6 +243,21 @@ Suma ModeloPresupuesto::mes(int fila, int mes, bool* fuera) const
     return valor(fila, mes, fuera);
 }
 
+Suma ModeloPresupuesto::sumaMeses(int fila) const
+{
+    const Fila& f = filas_[static_cast<std::size_t>(fila)];
+    Suma suma = 0;
+    if (f.tipo != Tipo::Cuenta) {
+        for (int m = 1; m <= 12; ++m)
+            suma += static_cast<std::int64_t>(valor(fila, m));
+        return suma;
+    }
+    for (int m = 0; m < 12; ++m)
+        if (!(f.fuera & (1u << m)))
+            suma += f.meses[static_cast<std::size_t>(m)];
+    return suma;
+}
+
 Suma ModeloPresupuesto::valor(int fila, int mes, bool* fuera) const
 {
     const Fila& f = filas_[static_cast<std::size_t>(fila)];

@@ -87,6 +87,8 @@ public:
     int grupo(int fila) const { return filas_[static_cast<std::size_t>(fila)].grupo; }
     // Month 1 to 12 as shown; *fuera when it cannot be an amount.
     Suma mes(int fila, int mes, bool* fuera = nullptr) const;
+    // The twelve months of a row as mes gives them, summed.
+    Suma sumaMeses(int fila) const;
     // The row's total (account rows) or the group's sum (subtotal rows) of a
     // month (1 to 12) or, with mes 13, of the totals.
     Suma valor(int fila, int mes, bool* fuera = nullptr) const;

@@ -157,13 +157,7 @@ Currency RejillaPresupuesto::mes(int fila, int mes) const
     return Currency::fromRaw(static_cast<std::int64_t>(datos_.mes(fila - 1, mes)));
 }
 
-Suma RejillaPresupuesto::sumaMeses(int fila) const
-{
-    Suma suma = 0;
-    for (int m = 1; m <= 12; ++m)
-        suma += static_cast<std::int64_t>(datos_.mes(fila - 1, m));
-    return suma;
-}
+Suma RejillaPresupuesto::sumaMeses(int fila) const { return datos_.sumaMeses(fila - 1); }
 
 Suma RejillaPresupuesto::total(int fila, bool* desbordado) const { return datos_.valor(fila - 1, 13, desbordado); }
 
