@@ -89,12 +89,36 @@ Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
             iValor = indice(QStringLiteral("Valor"));
         }
         ModeloPresupuesto::Entrada e;
+        // Departments list mostly the same accounts in the same order: the
+        // department before's account and name are tried first, and their
+        // strings taken when the row holds the same texts.
+        std::vector<std::pair<QString, QString>> anterior, actual;
+        std::size_t k = 0;
+        bool primera = true;
         while (!rs.eof()) {
-            e.dpto = static_cast<qint16>(rs.moneda(iDpto).toInt32());
+            const qint16 dpto = static_cast<qint16>(rs.moneda(iDpto).toInt32());
+            if (primera || dpto != e.dpto) {
+                anterior.swap(actual);
+                actual.clear();
+                k = 0;
+                primera = false;
+            }
+            e.dpto = dpto;
             // A department's rows come together: its name is read once.
             e.dptoNombre = rs.texto(iDptoNombre, e.dptoNombre);
-            e.cuenta = rs.texto(iCuenta);
-            e.nombre = rs.texto(iNombre);
+            e.cuenta = rs.texto(iCuenta, k < anterior.size() ? anterior[k].first : QString());
+            if (k >= anterior.size() || e.cuenta.constData() != anterior[k].first.constData()) {
+                // An account the department before had and this one lacks is stepped over.
+                while (k < anterior.size() && anterior[k].first < e.cuenta)
+                    ++k;
+                if (k < anterior.size() && anterior[k].first == e.cuenta)
+                    e.cuenta = anterior[k].first;
+            }
+            const bool comun = k < anterior.size() && e.cuenta.constData() == anterior[k].first.constData();
+            e.nombre = comun ? rs.texto(iNombre, anterior[k].second) : rs.texto(iNombre);
+            if (comun)
+                ++k;
+            actual.emplace_back(e.cuenta, e.nombre);
             // A year that no amount can represent shows as such: one row
             // stored out of range must not keep the worksheet from opening.
             Suma total = 0;
