@@ -258,6 +258,23 @@ Suma ModeloPresupuesto::sumaMeses(int fila) const
     return suma;
 }
 
+void ModeloPresupuesto::anotarExtremos(int mes, int desde, int hasta, ExtremosColumna& extremos, std::vector<int>& filas) const
+{
+    const int m = mes - 1;
+    for (int fila = desde; fila <= hasta; ++fila) {
+        const Fila& f = filas_[static_cast<std::size_t>(fila)];
+        if (f.tipo != Tipo::Cuenta) {
+            filas.push_back(fila + 1);
+            continue;
+        }
+        const Termino t = m < 12 ? terminoMes(f, m) : terminoTotal(f);
+        if (t.fuera > 0 || !Currency::enRango(t.valor))
+            filas.push_back(fila + 1);
+        else
+            extremos.anotar(fila + 1, t.valor);
+    }
+}
+
 Suma ModeloPresupuesto::valor(int fila, int mes, bool* fuera) const
 {
     const Fila& f = filas_[static_cast<std::size_t>(fila)];

@@ -89,6 +89,10 @@ public:
     Suma mes(int fila, int mes, bool* fuera = nullptr) const;
     // The twelve months of a row as mes gives them, summed.
     Suma sumaMeses(int fila) const;
+    // The rows from desde to hasta worth measuring in a month (13: the
+    // total), as grid rows (model row + 1): every total row and every value
+    // out of range go to filas, the account rows' values to extremos.
+    void anotarExtremos(int mes, int desde, int hasta, ExtremosColumna& extremos, std::vector<int>& filas) const;
     // The row's total (account rows) or the group's sum (subtotal rows) of a
     // month (1 to 12) or, with mes 13, of the totals.
     Suma valor(int fila, int mes, bool* fuera = nullptr) const;

@@ -358,14 +358,9 @@ void RejillaPresupuesto::filasMasAnchas(int col, int fila1, int fila2, std::vect
     // Read from the typed rows: a reload measures tens of thousands of them.
     const int mes = col - kPrimerMes + 1;
     ExtremosColumna extremos;
-    for (int r = std::max(fila1, 1); r <= fila2 && r < Rows(); ++r) {
-        bool fuera = false;
-        const Suma v = datos_.valor(r - 1, mes, &fuera);
-        if (fuera || !datos_.esCuenta(r - 1))
-            filas.push_back(r);
-        else
-            extremos.anotar(r, v);
-    }
+    const int desde = std::max(fila1, 1), hasta = std::min(fila2, Rows() - 1);
+    if (desde <= hasta)
+        datos_.anotarExtremos(mes, desde - 1, hasta - 1, extremos, filas);
     extremos.agregarA(filas);
 }
 
