@@ -52,7 +52,7 @@ void ModeloPresupuesto::setTitulo(int col, const QString& texto)
 
 // ---- Rows -----------------------------------------------------------------------
 
-void ModeloPresupuesto::empezarCarga()
+void ModeloPresupuesto::empezarCarga(std::size_t previstas)
 {
     if (!filas_.empty()) {
         beginRemoveRows(QModelIndex(), 0, filas() - 1);
@@ -60,6 +60,9 @@ void ModeloPresupuesto::empezarCarga()
         endRemoveRows();
     }
     filas_.shrink_to_fit();
+    // Room never written is never made resident: an estimate above the
+    // rows read costs no memory.
+    filas_.reserve(previstas);
     nombres_.resize(1);
     indiceNombres_.clear();
     grupos_.clear();

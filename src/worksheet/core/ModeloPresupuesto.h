@@ -63,7 +63,9 @@ public:
     // ---- Rows -----------------------------------------------------------------
     // A load: every row goes, the rows added follow without subtotals and
     // are announced at the end (also when the load stops half way).
-    void empezarCarga();
+    // previstas: how many rows the load expects at most (0: unknown); room
+    // for them is taken at once, not grown a copy at a time.
+    void empezarCarga(std::size_t previstas = 0);
     void agregar(const Entrada& e);
     void terminarCarga();
     // One subtotal row below each run of rows of a department, and a grand

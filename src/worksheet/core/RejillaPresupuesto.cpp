@@ -66,7 +66,7 @@ void RejillaPresupuesto::setAspecto(const Aspecto& a)
     datos_.setAspecto(d);
 }
 
-Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
+Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo, std::size_t previstas)
 {
     auto indice = [&rs](const QString& nombre) {
         const int i = rs.indiceCampo(nombre);
@@ -74,7 +74,7 @@ Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
             throw VbError::itemNotFound();
         return i;
     };
-    datos_.empezarCarga();
+    datos_.empezarCarga(previstas);
     Completado c;
     try {
         const int iDpto = indice(QStringLiteral("Dpto")), iDptoNombre = indice(QStringLiteral("Dpto_Nombre"));

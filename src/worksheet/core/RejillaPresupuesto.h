@@ -52,7 +52,8 @@ public:
     // Empties the grid to its header and adds a row per record: the
     // department, the account, twelve months rounded to the decimals and,
     // with calculation data, method, manual marks and value.
-    Completado llenar(Recordset& rs, bool conDatosCalculo);
+    // previstas: how many records it may bring at most, when known.
+    Completado llenar(Recordset& rs, bool conDatosCalculo, std::size_t previstas = 0);
     // Subtotal rows below each department, and a grand total on top with two
     // departments or more; the cursor stays on its account.
     void crearTotales();
