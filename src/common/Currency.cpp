@@ -208,18 +208,35 @@ Currency Currency::operator*(std::int64_t n) const
 
 QString Currency::toPlainText(QChar decimalSeparator) const
 {
+    // Written backwards into a buffer: every month a paste writes is
+    // composed into the log's text, and temporary strings per digit group
+    // cost more than the rest of the text.
     const bool negative = raw_ < 0;
     const unsigned long long magnitude = negative ? 0ULL - static_cast<unsigned long long>(raw_)
                                                   : static_cast<unsigned long long>(raw_);
-    QString text = QString::number(magnitude / Scale);
+    char16_t buffer[32];
+    int inicio = 32;
     unsigned long long frac = magnitude % Scale;
     if (frac != 0) {
-        QString digits = QString::number(frac).rightJustified(4, QLatin1Char('0'));
-        while (digits.endsWith(QLatin1Char('0')))
-            digits.chop(1);
-        text += decimalSeparator + digits;
+        int digits = 4;
+        while (frac % 10 == 0) {
+            frac /= 10;
+            --digits;
+        }
+        for (int i = 0; i < digits; ++i) {
+            buffer[--inicio] = static_cast<char16_t>(u'0' + frac % 10);
+            frac /= 10;
+        }
+        buffer[--inicio] = decimalSeparator.unicode();
     }
-    return negative ? QLatin1Char('-') + text : text;
+    unsigned long long whole = magnitude / Scale;
+    do {
+        buffer[--inicio] = static_cast<char16_t>(u'0' + whole % 10);
+        whole /= 10;
+    } while (whole != 0);
+    if (negative)
+        buffer[--inicio] = u'-';
+    return QString(reinterpret_cast<const QChar*>(buffer + inicio), 32 - inicio);
 }
 
 } // namespace presupuestos

@@ -219,8 +219,49 @@ bool esNumerico(const QString& texto)
     return analizar(texto, negativo, digitos, exponente);
 }
 
+namespace {
+
+// The plain form a pasted block is made of ("-1234,56": a sign, up to
+// fourteen digits, up to four decimals) read straight into ten-thousandths;
+// anything else is left to the full reading.
+bool monedaSencilla(const QString& texto, Currency& valor)
+{
+    const QChar* c = texto.constData();
+    const qsizetype n = texto.size();
+    qsizetype i = 0;
+    const bool negativo = n > 0 && c[0] == QLatin1Char('-');
+    if (negativo)
+        ++i;
+    std::int64_t entero = 0;
+    int cifras = 0;
+    for (; i < n && c[i].unicode() >= u'0' && c[i].unicode() <= u'9'; ++i, ++cifras)
+        entero = entero * 10 + (c[i].unicode() - u'0');
+    if (cifras == 0 || cifras > 14)
+        return false;
+    std::int64_t fraccion = 0;
+    if (i < n) {
+        if (c[i] != QLatin1Char(','))
+            return false;
+        ++i;
+        int decimales = 0;
+        for (; i < n && c[i].unicode() >= u'0' && c[i].unicode() <= u'9'; ++i, ++decimales)
+            fraccion = fraccion * 10 + (c[i].unicode() - u'0');
+        if (i != n || decimales > 4)
+            return false;
+        for (; decimales < 4; ++decimales)
+            fraccion *= 10;
+    }
+    const std::int64_t raw = entero * Currency::Scale + fraccion;
+    valor = Currency::fromRaw(negativo ? -raw : raw);
+    return true;
+}
+
+} // namespace
+
 bool intentarMoneda(const QString& texto, Currency& valor)
 {
+    if (monedaSencilla(texto, valor))
+        return true;
     bool negativo;
     QString digitos;
     std::int64_t exponente;

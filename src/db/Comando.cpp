@@ -70,8 +70,10 @@ void Comando::ponerTexto(ParametroComando& p, const QString& t)
                           .arg(t, p.nombre)
                           .arg(t.size())
                           .arg(p.tamano));
+    // A batch binds the same account to every month of its row: encoded once.
+    if (p.texto.isNull() || (p.texto.constData() != t.constData() && p.texto != t))
+        p.utf8 = t.toUtf8();
     p.texto = t;
-    p.utf8 = t.toUtf8();
     p.nulo = false;
 }
 
@@ -88,6 +90,32 @@ void Comando::setEntero(int indice, qint32 valor)
     case TipoParametro::Texto: ponerTexto(p, QString::number(valor)); return;
     case TipoParametro::Booleano: p.numero = valor != 0; break;
     }
+    p.nulo = false;
+}
+
+void Comando::setTexto(int indice, const QString& valor)
+{
+    if (indice < 0 || indice >= numeroParametros())
+        throw VbError::itemNotFound();
+    ParametroComando& p = parametros_[indice];
+    if (p.tipo != TipoParametro::Texto || valor.isNull()) {
+        setValor(indice, QVariant(valor));
+        return;
+    }
+    ponerTexto(p, valor);
+}
+
+void Comando::setTexto(int indice, const QString& valor, const QByteArray& utf8)
+{
+    if (indice < 0 || indice >= numeroParametros())
+        throw VbError::itemNotFound();
+    ParametroComando& p = parametros_[indice];
+    if (p.tipo != TipoParametro::Texto || valor.isNull() || (p.tamano > 0 && valor.size() > p.tamano)) {
+        setTexto(indice, valor);
+        return;
+    }
+    p.texto = valor;
+    p.utf8 = utf8;
     p.nulo = false;
 }
 

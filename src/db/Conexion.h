@@ -281,6 +281,8 @@ public:
     Currency moneda(int indice) const;
     QString texto(const QString& nombre) const { return campo(nombre).toString(); }
     QString texto(int indice) const;
+    // The same, giving back anterior itself when the field holds that text.
+    QString texto(int indice, const QString& anterior) const;
     // Whole-number field; a real rounds halves to even; null raises the invalid-use-of-Null error.
     int entero(const QString& nombre) const;
     int entero(int indice) const;
@@ -323,6 +325,10 @@ public:
     // Typed values without a QVariant in between, for commands run many
     // thousands of times (the change journal's).
     void setEntero(int indice, qint32 valor);
+    void setTexto(int indice, const QString& valor);
+    // The same with the text already encoded as the engine takes it: a
+    // batch binds one account to a dozen commands, one per month.
+    void setTexto(int indice, const QString& valor, const QByteArray& utf8);
     void setBooleano(int indice, bool valor);
     QVariant valor(int indice) const;
     // Drops what was prepared on a session that is gone.

@@ -78,6 +78,13 @@ public:
     virtual QVariant valor(int i) const = 0;
     virtual Currency moneda(int i) const = 0;
     virtual QString texto(int i) const = 0;
+    // The text of a column that often repeats the row before's: that very
+    // string when it does, with nothing decoded or allocated.
+    virtual QString texto(int i, const QString& anterior) const
+    {
+        QString t = texto(i);
+        return t == anterior ? anterior : t;
+    }
 
 protected:
     QStringList nombres_;

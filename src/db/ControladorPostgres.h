@@ -114,6 +114,7 @@ public:
     bool avanzar() override;
     QVariant valor(int i) const override;
     Currency moneda(int i) const override;
+    using Cursor::texto;
     QString texto(int i) const override;
 
 private:

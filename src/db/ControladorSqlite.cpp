@@ -281,6 +281,8 @@ ControladorSqlite::ControladorSqlite(Conexion& conexion, const QString& fichero)
     }
 }
 
+ControladorSqlite::FormaPreparada::~FormaPreparada() { sqlite3_finalize(st); }
+
 ControladorSqlite::~ControladorSqlite()
 {
     formas_.clear();
@@ -428,21 +430,74 @@ long ControladorSqlite::ejecutar(const QString& sql)
     if (it == formas_.end()) {
         if (formas_.size() >= kMaxFormas)
             formas_.clear();
-        auto q = std::make_unique<QSqlQuery>(c_.db_);
-        q->setForwardOnly(true);
-        if (!q->prepare(adaptar(forma->clave)))
-            c_.lanzarErrorMotor(q->lastError());
-        it = formas_.emplace(forma->clave, std::move(q)).first;
+        auto f = std::make_unique<FormaPreparada>();
+        // Prepared on the engine's handle and bound by position when the
+        // text binds plainly: Qt's driver costs more than a small write per
+        // run (the first load writes a row of the filter table per account).
+        const QString adaptado = adaptar(forma->clave);
+        const QByteArray utf8 = adaptado.toUtf8();
+        const char* resto = nullptr;
+        if (db_
+            && sqlite3_prepare_v3(db_, utf8.constData(), static_cast<int>(utf8.size()), SQLITE_PREPARE_PERSISTENT, &f->st, &resto)
+                   == SQLITE_OK
+            && f->st && QByteArrayView(resto, utf8.constData() + utf8.size() - resto).trimmed().isEmpty()
+            && sqlite3_bind_parameter_count(f->st) == forma->valores.size()) {
+            // bound by position below
+        } else {
+            sqlite3_finalize(f->st);
+            f->st = nullptr;
+            f->q = std::make_unique<QSqlQuery>(c_.db_);
+            f->q->setForwardOnly(true);
+            if (!f->q->prepare(adaptado))
+                c_.lanzarErrorMotor(f->q->lastError());
+        }
+        it = formas_.emplace(forma->clave, std::move(f)).first;
     }
-    QSqlQuery& q = *it->second;
-    for (int i = 0; i < forma->valores.size(); ++i)
-        q.bindValue(i, forma->valores[i]);
-    if (!q.exec())
-        c_.lanzarErrorMotor(q.lastError());
-    const long afectadas = q.numRowsAffected();
-    // Done with, so that nothing of it is held open until it runs again.
-    q.finish();
-    return afectadas;
+    FormaPreparada& f = *it->second;
+    if (f.q) {
+        QSqlQuery& q = *f.q;
+        for (int i = 0; i < forma->valores.size(); ++i)
+            q.bindValue(i, forma->valores[i]);
+        if (!q.exec())
+            c_.lanzarErrorMotor(q.lastError());
+        const long afectadas = q.numRowsAffected();
+        // Done with, so that nothing of it is held open until it runs again.
+        q.finish();
+        return afectadas;
+    }
+    sqlite3_stmt* st = f.st;
+    for (int i = 0; i < forma->valores.size(); ++i) {
+        const QVariant& v = forma->valores[i];
+        const int n = i + 1;
+        int rc;
+        if (v.typeId() == QMetaType::QString) {
+            // A null text is a null, as Qt's driver binds it.
+            const QString t = v.toString();
+            const QByteArray b = t.toUtf8();
+            rc = t.isNull() ? sqlite3_bind_null(st, n)
+                            : sqlite3_bind_text(st, n, b.constData(), static_cast<int>(b.size()), SQLITE_TRANSIENT);
+        } else if (v.typeId() == QMetaType::Double) {
+            rc = sqlite3_bind_double(st, n, v.toDouble());
+        } else {
+            rc = sqlite3_bind_int64(st, n, v.toLongLong());
+        }
+        if (rc != SQLITE_OK)
+            throw error("Unable to bind parameters", rc);
+    }
+    int rc = sqlite3_step(st);
+    if (rc == SQLITE_DONE || rc == SQLITE_ROW) {
+        // Done with, so that nothing of it is held open until it runs again.
+        sqlite3_reset(st);
+        return sqlite3_changes(db_);
+    }
+    // The generic code: resetting gives the specific one.
+    if ((rc & 0xff) == SQLITE_ERROR || (rc & 0xff) == SQLITE_CONSTRAINT) {
+        rc = sqlite3_reset(st);
+        throw error("Unable to fetch row", rc);
+    }
+    const VbError e = error("Unable to fetch row", rc);
+    sqlite3_reset(st);
+    throw e;
 }
 
 Recordset ControladorSqlite::abrir(const QString& sql)
@@ -664,6 +719,22 @@ QString CursorSqlite::texto(int i) const
         return valor(i).toString();
     const auto* p = reinterpret_cast<const char*>(sqlite3_column_text(st_, i));
     return QString::fromUtf8(p, sqlite3_column_bytes(st_, i));
+}
+
+QString CursorSqlite::texto(int i, const QString& anterior) const
+{
+    if (sqlite3_column_type(st_, i) != SQLITE_TEXT || anterior.isNull())
+        return texto(i);
+    const auto* p = reinterpret_cast<const unsigned char*>(sqlite3_column_text(st_, i));
+    const int n = sqlite3_column_bytes(st_, i);
+    // Compared where both are plain ASCII; anything else is decoded.
+    if (n != anterior.size())
+        return texto(i);
+    const QChar* a = anterior.constData();
+    for (int k = 0; k < n; ++k)
+        if (p[k] >= 0x80 || a[k].unicode() != p[k])
+            return texto(i);
+    return anterior;
 }
 
 } // namespace presupuestos

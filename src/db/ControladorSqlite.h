@@ -59,8 +59,14 @@ private:
     sqlite3* db_ = nullptr;
     QHash<QString, QString> ficherosBases_;
     QStringList adjuntadas_;
-    // Data statements prepared once per shape.
-    std::unordered_map<QString, std::unique_ptr<QSqlQuery>> formas_;
+    // Data statements prepared once per shape: on the engine's handle, or
+    // through Qt's driver when the text does not bind plainly.
+    struct FormaPreparada {
+        sqlite3_stmt* st = nullptr;
+        std::unique_ptr<QSqlQuery> q;
+        ~FormaPreparada();
+    };
+    std::unordered_map<QString, std::unique_ptr<FormaPreparada>> formas_;
     // What cambiosAjenos saw last: the file's data version.
     qint64 versionDatos_ = -1;
     sqlite3_stmt* empezar_ = nullptr;
@@ -86,6 +92,7 @@ public:
     QVariant valor(int i) const override;
     Currency moneda(int i) const override;
     QString texto(int i) const override;
+    QString texto(int i, const QString& anterior) const override;
 
 private:
     std::shared_ptr<Conexion> conexion_;   // keeps the connection open while the statement lives

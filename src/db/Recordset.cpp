@@ -100,6 +100,15 @@ QString Recordset::texto(int indice) const
     return c_ ? c_->texto(indice) : q_->value(indice).toString();
 }
 
+QString Recordset::texto(int indice, const QString& anterior) const
+{
+    comprobar(indice);
+    if (c_)
+        return c_->texto(indice, anterior);
+    QString t = q_->value(indice).toString();
+    return t == anterior ? anterior : t;
+}
+
 namespace {
 int aEntero(const QVariant& v)
 {

@@ -27,4 +27,21 @@ inline QString texto(const QString& valor)
     return s.replace(QLatin1Char('\''), QStringLiteral("''"));
 }
 
+// Appends a whole number as QString::number writes it, without a string
+// of its own: the log's texts of a batch are composed by the thousand.
+inline void anexarEntero(QString& s, qint64 n)
+{
+    char16_t cifras[24];
+    int inicio = 24;
+    const bool negativo = n < 0;
+    unsigned long long m = negativo ? 0ULL - static_cast<unsigned long long>(n) : static_cast<unsigned long long>(n);
+    do {
+        cifras[--inicio] = static_cast<char16_t>(u'0' + m % 10);
+        m /= 10;
+    } while (m != 0);
+    if (negativo)
+        cifras[--inicio] = u'-';
+    s.append(reinterpret_cast<const QChar*>(cifras + inicio), 24 - inicio);
+}
+
 } // namespace presupuestos::sql

@@ -289,19 +289,32 @@ void Diario::antes(const QString& cuenta, qint16 dpto, qint16 ejercicio, Tipo ti
     if (tocadas_.empty())
         filasAlEmpezar_ = abierta_->filas.size();
     const std::size_t i = abierta_->filas.size();
+    // A row known to the operation already: a batch writes a row's months
+    // one after another, so the row told of last is looked at first.
+    const auto yaConocida = [&](std::size_t k) {
+        ultima_ = k;
+        conocida_[k] = 0;
+        if (!enTransaccion_[k]) {
+            enTransaccion_[k] = 1;
+            tocadas_.push_back(k);
+            previos_.push_back({k, abierta_->filas[k].despues, escrita_[k]});
+        }
+    };
+    if (ultima_ < i) {
+        const Fila& u = abierta_->filas[ultima_];
+        if (u.dpto == dpto && u.ejercicio == ejercicio && u.cuenta == cuenta) {
+            yaConocida(ultima_);
+            return;
+        }
+    }
     // One look-up whether the row is new to the operation or not: a batch
     // of tens of thousands of rows spends its bookkeeping here.
     const auto [it, nueva] = indice_.try_emplace(claveFila(cuenta, dpto, ejercicio), i);
-    ultima_ = it->second;
     if (!nueva) {
-        conocida_[it->second] = 0;
-        if (!enTransaccion_[it->second]) {
-            enTransaccion_[it->second] = 1;
-            tocadas_.push_back(it->second);
-            previos_.push_back({it->second, abierta_->filas[it->second].despues, escrita_[it->second]});
-        }
+        yaConocida(it->second);
         return;
     }
+    ultima_ = it->second;
     Fila f;
     f.cuenta = cuenta;
     f.dpto = dpto;

@@ -135,19 +135,61 @@ void clsDBPresupuesto::ActualizacionManual(QString Cuenta, qint16 Dpto, qint16 M
 void clsDBPresupuesto::actualizarMes(const QString& Cuenta, qint16 Dpto, qint16 Mes, Currency Valor)
 {
     // Beyond month 15 the bit no longer fits the 16-bit set: Overflow.
-    const qint16 bit = Currency::fromDouble(std::pow(2.0, Mes - 1)).toInt16();
+    const qint16 bit = Mes >= 1 && Mes <= 15 ? static_cast<qint16>(1 << (Mes - 1))
+                                             : Currency::fromDouble(std::pow(2.0, Mes - 1)).toInt16();
     sql::comprobarImporte(*sesion_.conexion, Valor);
     const QString importe = sesion_.empresa->NumeroSQL(Valor);
 
     // The OR keeps the bits of months typed earlier; the other months, the
-    // method and the value are left alone.
-    const QString sql = QStringLiteral("UPDATE Presupuestos ") + QStringLiteral(" SET M") + QString::number(Mes)
-                        + QStringLiteral(" = ") + importe + QStringLiteral(", Modificacion_Manual |= ") + QString::number(bit)
-                        + QStringLiteral(" WHERE Cod_Empresa = ")
-                        + QString::number(sesion_.empresa->CodigoEmpresa())
-                        + QStringLiteral(" AND Cod_Ejercicio = ") + QString::number(sesion_.ejercicio)
-                        + QStringLiteral(" AND Cuenta = '") + sql::texto(Cuenta) + QStringLiteral("' AND Dpto = ")
-                        + QString::number(Dpto);
+    // method and the value are left alone. The row's part of the text (and
+    // its account as the engine takes it) is made once for the months a
+    // batch writes one after another.
+    const qint16 empresa = static_cast<qint16>(sesion_.empresa->CodigoEmpresa());
+    if (textoFila_.isNull() || filaEmpresa_ != empresa || filaEjercicio_ != sesion_.ejercicio || filaDpto_ != Dpto
+        || filaCuenta_ != Cuenta) {
+        filaEmpresa_ = empresa;
+        filaEjercicio_ = sesion_.ejercicio;
+        filaDpto_ = Dpto;
+        filaCuenta_ = Cuenta;
+        filaCuentaUtf8_ = Cuenta.toUtf8();
+        const QString cuenta = sql::texto(Cuenta);
+        textoFila_.clear();
+        textoFila_.reserve(96 + cuenta.size());
+        textoFila_.append(QStringView(u" WHERE Cod_Empresa = "));
+        sql::anexarEntero(textoFila_, sesion_.empresa->CodigoEmpresa());
+        textoFila_.append(QStringView(u" AND Cod_Ejercicio = "));
+        sql::anexarEntero(textoFila_, sesion_.ejercicio);
+        textoFila_.append(QStringView(u" AND Cuenta = '"));
+        textoFila_.append(cuenta);
+        textoFila_.append(QStringView(u"' AND Dpto = "));
+        sql::anexarEntero(textoFila_, Dpto);
+    }
+    char16_t numeros[16];
+    // Each of the two 16-bit numbers written into its half of the buffer.
+    const auto cifras = [&numeros](int desde, qint16 n) {
+        int i = desde;
+        unsigned m = n < 0 ? 0u - static_cast<unsigned>(n) : static_cast<unsigned>(n);
+        do {
+            numeros[--i] = static_cast<char16_t>(u'0' + m % 10);
+            m /= 10;
+        } while (m != 0);
+        if (n < 0)
+            numeros[--i] = u'-';
+        return QStringView(numeros + i, desde - i);
+    };
+    const QStringView mesTexto = cifras(8, Mes);
+    const QStringView bitTexto = cifras(16, bit);
+    constexpr QStringView kUpdate = u"UPDATE Presupuestos  SET M";
+    constexpr QStringView kIgual = u" = ";
+    constexpr QStringView kManual = u", Modificacion_Manual |= ";
+    QString sql(kUpdate.size() + mesTexto.size() + kIgual.size() + importe.size() + kManual.size() + bitTexto.size()
+                    + textoFila_.size(),
+                Qt::Uninitialized);
+    QChar* d = sql.data();
+    for (const QStringView parte : {kUpdate, mesTexto, kIgual, QStringView(importe), kManual, bitTexto, QStringView(textoFila_)}) {
+        std::copy(parte.begin(), parte.end(), d);
+        d += parte.size();
+    }
     // The log shows the text above; the engine gets it prepared once per
     // month, its values bound.
     std::unique_ptr<Comando>& mes = ComandoMes[static_cast<std::size_t>(Mes - 1)];
@@ -167,7 +209,7 @@ void clsDBPresupuesto::actualizarMes(const QString& Cuenta, qint16 Dpto, qint16 
     mes->setValor(0, Valor);
     mes->setEntero(1, bit);
     mes->setEntero(2, sesion_.ejercicio);
-    mes->setValor(3, Cuenta);
+    mes->setTexto(3, Cuenta, filaCuentaUtf8_);
     mes->setEntero(4, Dpto);
     if (contador(mes->Execute(sql)) != 0)
         return;

@@ -17,6 +17,7 @@
 #include "common/Currency.h"
 #include "store/Diario.h"
 
+#include <QByteArray>
 #include <QString>
 #include <functional>
 #include <array>
@@ -91,6 +92,14 @@ private:
     std::unique_ptr<Comando> ComandoRestaurar;
     std::unique_ptr<Comando> ComandoInsertCompleto;
     std::unique_ptr<Comando> ComandoBorrar;
+    // The part of a typed month's logged text that names its row, and the
+    // row it names.
+    QString textoFila_;
+    QString filaCuenta_;
+    QByteArray filaCuentaUtf8_;
+    qint16 filaEmpresa_ = 0;
+    qint16 filaEjercicio_ = 0;
+    qint16 filaDpto_ = 0;
     // A typed month's update, per month, made when first needed.
     std::array<std::unique_ptr<Comando>, 12> ComandoMes;
 };

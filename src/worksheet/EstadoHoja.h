@@ -34,6 +34,10 @@ struct EstadoHoja {
     bool EditadoConIntro = false;
     bool SincronizandoRejillas = false;
 
+    // Rows the filter table holds (the budget grid shows at most as many),
+    // -1 when the engine did not say.
+    long filasFiltro = 0;
+
     // Times each loader ran, for tests of the load sequence.
     int cargasPresupuesto = 0;
     int cargasHistorico = 0;

@@ -200,6 +200,8 @@ private:
     void DistribuirRejillas();
     void CrearTotales(VistaRejilla* rejilla);
     void ActNoHijos(qint16 categoria);
+    // Adds the rows one account put in the filter table to filasFiltro.
+    void contarFilasFiltro(long filas);
     qint16 GetUltimoEjercicioCuentas();
     void CancelarFiltroDptos();
     void SetNextRowEdit();

@@ -137,7 +137,7 @@ void frmActPresupusto::CargarPresupuesto()
         {
             RejillaPresupuesto& r = reglas(vsPresupuesto);
             SinRedibujar sin(r.modelo());
-            completadoSeleccion_ = r.llenar(rs, true);
+            completadoSeleccion_ = r.llenar(rs, true, filasFiltro > 0 ? static_cast<std::size_t>(filasFiltro) : 0);
             rs.Close();
             CrearTotales(vsPresupuesto);
         }

@@ -150,6 +150,7 @@ void frmActPresupusto::CargarFiltroCuentas()
         m.setRows(0);
         m.setRedraw(false);
         m.AddItem(QStringLiteral("0\tTodas"));
+        filasFiltro = 0;
         const std::vector<CuentaFiltro> cuentas = repositorio.cuentas(
             GetUltimoEjercicioCuentas(), EmpresaActiva->DigitosNivel(EmpresaActiva->NumeroNiveles() - 1), VerPresupuestables);
         for (const CuentaFiltro& c : cuentas) {
@@ -160,7 +161,7 @@ void frmActPresupusto::CargarFiltroCuentas()
                       + QLatin1Char('\t') + c.nombre);
             if (c.padre == 0)
                 m.setCellFontBold(m.Rows() - 1, 1, true);
-            repositorio.insertarCuenta(c);
+            contarFilasFiltro(repositorio.insertarCuenta(c));
             ActNoHijos(c.padre);
         }
         m.setCellBorderBottom(0, 0, m.Rows() - 1, m.Cols() - 1, true);
@@ -173,6 +174,11 @@ void frmActPresupusto::CargarFiltroCuentas()
         vsFiltrosCategoria->modelo().setRedraw(true);
     });
     vsFiltroCuentas->modelo().setRedraw(true);
+}
+
+void frmActPresupusto::contarFilasFiltro(long filas)
+{
+    filasFiltro = filas < 0 || filasFiltro < 0 ? -1 : filasFiltro + filas;
 }
 
 void frmActPresupusto::ActNoHijos(qint16 categoria)
@@ -200,6 +206,7 @@ void frmActPresupusto::FiltrarCuentas()
         filtroCuentas_.setTipos(chkTipoCuentaIngresos->isChecked(), chkTipoCuentaGastos->isChecked());
         RepositorioHoja repositorio = repositorioFiltros();
         repositorio.vaciarTablaFiltro();
+        filasFiltro = 0;
         filtroCuentas_.setCategoria(arbolCategorias_.codigoEnFila(vsFiltrosCategoria->modelo().Row()));
         ModeloRejilla& m = vsFiltroCuentas->modelo();
         m.setRedraw(false);
@@ -208,7 +215,7 @@ void frmActPresupusto::FiltrarCuentas()
             const bool mostrar = filtroCuentas_.acepta(i);
             m.setRowHidden(static_cast<int>(i) + 1, !mostrar);
             if (mostrar)
-                repositorio.insertarCuenta(cuentas[i]);
+                contarFilasFiltro(repositorio.insertarCuenta(cuentas[i]));
         }
         m.setRedraw(true);
         Marcador marca(seleccionandoCuenta_);

@@ -14,10 +14,12 @@
 #include <QPainter>
 #include <QScrollBar>
 #include <QFontMetrics>
+#include <QFontMetricsF>
 #include <QStyle>
 #include <QStyledItemDelegate>
 #include <QTimer>
 #include <algorithm>
+#include <cmath>
 #include <functional>
 
 namespace presupuestos {
@@ -34,6 +36,16 @@ bool soloCifras(const QString& texto)
             return false;
     }
     return true;
+}
+
+// An amount's width as the sum of its characters' advances, rounded as
+// the font's own measure rounds the laid-out text.
+int anchoSumado(const std::array<qreal, 14>& avance, const QString& texto)
+{
+    qreal ancho = 0;
+    for (const QChar c : texto)
+        ancho += avance[static_cast<std::size_t>(c.unicode() - u',')];
+    return qRound(ancho);
 }
 
 constexpr int kRolBorde = Qt::UserRole + 1;
@@ -546,10 +558,6 @@ void VistaRejilla::setColumnasAjustadas(int primera, int ultima)
     aplicarForma();
 }
 
-// What the delegate needs to draw the cell's text whole: the text in the
-// cell's font, a margin each side, and the grid line, which takes a pixel
-// of the cell. Measured directly, since an edit measures a few cells; 0
-// when the text surely fits anchoConocido.
 bool VistaRejilla::textoCortado(const QString& texto, const QFont& letra, int anchoCelda, const QWidget* vista)
 {
     if (texto.isEmpty())
@@ -558,6 +566,38 @@ bool VistaRejilla::textoCortado(const QString& texto, const QFont& letra, int an
     return QFontMetrics(letra).horizontalAdvance(texto) + 2 * margen + 1 > anchoCelda;
 }
 
+// The advances of a font's amount characters, and whether every amount's
+// laid-out width is their sum: no pair of them is kerned or joined, and
+// the sum rounds as the font's measure does on amounts of every length.
+VistaRejilla::Medida::Cifras VistaRejilla::medirCifras(const QFont& letra)
+{
+    VistaRejilla::Medida::Cifras r;
+    const QFontMetricsF f(letra);
+    const QString caracteres = QStringLiteral(",-.0123456789");
+    for (const QChar c : caracteres)
+        r.avance[static_cast<std::size_t>(c.unicode() - u',')] = f.horizontalAdvance(c);
+    for (const QChar a : caracteres)
+        for (const QChar b : caracteres) {
+            const QString par = QString(a) + b;
+            if (std::abs(f.horizontalAdvance(par) - (r.avance[static_cast<std::size_t>(a.unicode() - u',')]
+                                                     + r.avance[static_cast<std::size_t>(b.unicode() - u',')]))
+                > 1e-6)
+                return r;
+        }
+    const QFontMetrics m(letra);
+    for (const QString& muestra : {QStringLiteral("0"), QStringLiteral("-1,5"), QStringLiteral("11.111,11"),
+                                   QStringLiteral("-888.888.888,8888"), QStringLiteral("922.337.203.685.477,5807"),
+                                   QStringLiteral("1.000.000"), QStringLiteral("-7,07")})
+        if (m.horizontalAdvance(muestra) != anchoSumado(r.avance, muestra))
+            return r;
+    r.sumables = true;
+    return r;
+}
+
+// What the delegate needs to draw the cell's text whole: the text in the
+// cell's font, a margin each side, and the grid line, which takes a pixel
+// of the cell. Measured directly, since an edit measures a few cells; 0
+// when the text surely fits anchoConocido.
 int VistaRejilla::anchoNecesario(int fila, int col, int anchoConocido) const
 {
     if (!indice(fila, col).isValid())
@@ -571,7 +611,8 @@ int VistaRejilla::anchoNecesario(int fila, int col, int anchoConocido) const
         for (QChar c : QStringLiteral("0123456789-.,"))
             caracter = std::max(caracter, n.horizontalAdvance(c));
         medida_.emplace(Medida{font(), QFontMetrics(font()), n,
-                               style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 1, caracter});
+                               style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, this) + 1, caracter,
+                               medirCifras(font()), medirCifras(negrita)});
     }
     const QString texto = modelo_->TextMatrix(fila, col);
     // One more pixel than the delegate's own measure, which rounds its
@@ -581,7 +622,13 @@ int VistaRejilla::anchoNecesario(int fila, int col, int anchoConocido) const
     // is settled without laying the text out.
     if (texto.size() * medida_->caracter + resto <= anchoConocido && soloCifras(texto))
         return 0;
-    const QFontMetrics& m = modelo_->CellFontBold(fila, col) ? medida_->negrita : medida_->normal;
+    const bool negrita = modelo_->CellFontBold(fila, col);
+    // An amount in a font that sets its characters side by side is summed,
+    // not laid out: every edit changes a total, the widest of its column.
+    const Medida::Cifras& cifras = negrita ? medida_->cifrasNegrita : medida_->cifrasNormal;
+    if (cifras.sumables && soloCifras(texto))
+        return anchoSumado(cifras.avance, texto) + resto;
+    const QFontMetrics& m = negrita ? medida_->negrita : medida_->normal;
     return m.horizontalAdvance(texto) + resto;
 }
 

@@ -9,6 +9,7 @@
 
 #include <QFontMetrics>
 #include <QTableView>
+#include <array>
 #include <optional>
 #include <vector>
 
@@ -150,8 +151,18 @@ private:
         QFontMetrics negrita;
         int margen;
         int caracter;
+        // The advance of each character of an amount (',' to '9'), per
+        // weight, and whether the font lays them out side by side without
+        // adjusting any pair: an amount's width is then their sum.
+        struct Cifras {
+            std::array<qreal, 14> avance{};
+            bool sumables = false;
+        };
+        Cifras cifrasNormal;
+        Cifras cifrasNegrita;
     };
     mutable std::optional<Medida> medida_;
+    static Medida::Cifras medirCifras(const QFont& letra);
     int columnasFijas_ = 0;
     int anchoFijas_ = 0;
     // Drawn over the left of the viewport: the same model, selection and

@@ -16,7 +16,7 @@ namespace presupuestos {
 using namespace hoja;
 
 namespace {
-bool esVentas(const QString& cuenta) { return cuenta.left(2) == QLatin1String("70"); }
+bool esVentas(const QString& cuenta) { return cuenta.startsWith(QLatin1String("70")); }
 
 RejillaPresupuesto::Valores valores(const clsDBPresupuesto::FilaGuardada& f)
 {
@@ -49,14 +49,12 @@ void EscrituraHoja::escribirCelda(int fila, int col, Currency valor, bool compro
     const Currency anterior = r_.mes(fila, mes);
     const QString cuenta = r_.cuenta(fila);
     const qint16 dpto = r_.dpto(fila);
-    if (enLote_)
+    // A batch writes a row's months one after another: the row is noted once.
+    if (enLote_ && (filasLote_.empty() || *filasLote_.rbegin() != fila))
         filasLote_.insert(fila);
 
     // Whether the year adds up to nothing once this month is in.
-    Suma total = mostrado.raw();
-    for (int m = 1; m <= 12; ++m)
-        if (m != mes)
-            total += r_.mes(fila, m).raw();
+    const Suma total = r_.sumaMeses(fila) - r_.mes(fila, mes).raw() + mostrado.raw();
 
     // Shown as a reload shows what is stored: rounded halves to even.
     avisarCompletado(r_.ponerMes(fila, mes, mostrado));
@@ -155,6 +153,7 @@ void EscrituraHoja::loteUnaVez(const std::function<void()>& cuerpo)
     }
     enLote_ = false;
     ventasPendientes_ = false;
+    avisarCompletadoLote();
     // Chosen to break a deadlock: nothing of it is kept, and it is run again whole.
     if (fallo) {
         try {

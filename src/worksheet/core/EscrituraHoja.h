@@ -15,6 +15,7 @@
 
 #include <functional>
 #include <set>
+#include <utility>
 #include <vector>
 
 namespace presupuestos {
@@ -95,10 +96,19 @@ private:
     void guardarMetodo(int fila, const clsPresupItem& item, bool enRejilla);
     void loteUnaVez(const std::function<void()>& cuerpo);
     void recalcularDependenciasEnLote();
+    // Inside a batch the count is told once, when the batch ends: the bars
+    // redraw their text on every change.
     void avisarCompletado(int n)
     {
-        if (n != 0 && avisos_.completado)
+        if (enLote_)
+            completadoLote_ += n;
+        else if (n != 0 && avisos_.completado)
             avisos_.completado(n);
+    }
+    void avisarCompletadoLote()
+    {
+        const int n = std::exchange(completadoLote_, 0);
+        avisarCompletado(n);
     }
 
     const Sesion& sesion_;
@@ -106,6 +116,7 @@ private:
     clsDBPresupuesto& store_;
     Avisos avisos_;
     bool enLote_ = false;
+    int completadoLote_ = 0;
     bool ventasPendientes_ = false;
     // Departments whose sales changed since the rows that follow them were
     // last recalculated: only theirs are.

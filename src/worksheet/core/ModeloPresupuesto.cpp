@@ -52,7 +52,7 @@ void ModeloPresupuesto::setTitulo(int col, const QString& texto)
 
 // ---- Rows -----------------------------------------------------------------------
 
-void ModeloPresupuesto::empezarCarga()
+void ModeloPresupuesto::empezarCarga(std::size_t previstas)
 {
     if (!filas_.empty()) {
         beginRemoveRows(QModelIndex(), 0, filas() - 1);
@@ -60,6 +60,9 @@ void ModeloPresupuesto::empezarCarga()
         endRemoveRows();
     }
     filas_.shrink_to_fit();
+    // Room never written is never made resident: an estimate above the
+    // rows read costs no memory.
+    filas_.reserve(previstas);
     nombres_.resize(1);
     indiceNombres_.clear();
     grupos_.clear();
@@ -260,6 +263,38 @@ Suma ModeloPresupuesto::mes(int fila, int mes, bool* fuera) const
     return valor(fila, mes, fuera);
 }
 
+Suma ModeloPresupuesto::sumaMeses(int fila) const
+{
+    const Fila& f = filas_[static_cast<std::size_t>(fila)];
+    Suma suma = 0;
+    if (f.tipo != Tipo::Cuenta) {
+        for (int m = 1; m <= 12; ++m)
+            suma += static_cast<std::int64_t>(valor(fila, m));
+        return suma;
+    }
+    for (int m = 0; m < 12; ++m)
+        if (!(f.fuera & (1u << m)))
+            suma += f.meses[static_cast<std::size_t>(m)];
+    return suma;
+}
+
+void ModeloPresupuesto::anotarExtremos(int mes, int desde, int hasta, ExtremosColumna& extremos, std::vector<int>& filas) const
+{
+    const int m = mes - 1;
+    for (int fila = desde; fila <= hasta; ++fila) {
+        const Fila& f = filas_[static_cast<std::size_t>(fila)];
+        if (f.tipo != Tipo::Cuenta) {
+            filas.push_back(fila + 1);
+            continue;
+        }
+        const Termino t = m < 12 ? terminoMes(f, m) : terminoTotal(f);
+        if (t.fuera > 0 || !Currency::enRango(t.valor))
+            filas.push_back(fila + 1);
+        else
+            extremos.anotar(fila + 1, t.valor);
+    }
+}
+
 Suma ModeloPresupuesto::valor(int fila, int mes, bool* fuera) const
 {
     const Fila& f = filas_[static_cast<std::size_t>(fila)];
@@ -458,6 +493,12 @@ void ModeloPresupuesto::quitarMarcas()
 void ModeloPresupuesto::cambiado(int fila, int c1, int c2, const QList<int>& roles)
 {
     if (retenidos_) {
+        // A cell changes its row, its subtotal and the grand total in turn:
+        // a row among the last few noted is not noted again.
+        const std::size_t n = sucias_.size();
+        for (std::size_t i = n; i > 0 && i + 4 > n; --i)
+            if (sucias_[i - 1] == fila)
+                return;
         sucias_.push_back(fila);
         return;
     }

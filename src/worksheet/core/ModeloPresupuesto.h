@@ -63,7 +63,9 @@ public:
     // ---- Rows -----------------------------------------------------------------
     // A load: every row goes, the rows added follow without subtotals and
     // are announced at the end (also when the load stops half way).
-    void empezarCarga();
+    // previstas: how many rows the load expects at most (0: unknown); room
+    // for them is taken at once, not grown a copy at a time.
+    void empezarCarga(std::size_t previstas = 0);
     void agregar(const Entrada& e);
     void terminarCarga();
     // One subtotal row below each run of rows of a department, and a grand
@@ -89,6 +91,12 @@ public:
     int grupo(int fila) const { return filas_[static_cast<std::size_t>(fila)].grupo; }
     // Month 1 to 12 as shown; *fuera when it cannot be an amount.
     Suma mes(int fila, int mes, bool* fuera = nullptr) const;
+    // The twelve months of a row as mes gives them, summed.
+    Suma sumaMeses(int fila) const;
+    // The rows from desde to hasta worth measuring in a month (13: the
+    // total), as grid rows (model row + 1): every total row and every value
+    // out of range go to filas, the account rows' values to extremos.
+    void anotarExtremos(int mes, int desde, int hasta, ExtremosColumna& extremos, std::vector<int>& filas) const;
     // The row's total (account rows) or the group's sum (subtotal rows) of a
     // month (1 to 12) or, with mes 13, of the totals.
     Suma valor(int fila, int mes, bool* fuera = nullptr) const;

@@ -66,7 +66,7 @@ void RejillaPresupuesto::setAspecto(const Aspecto& a)
     datos_.setAspecto(d);
 }
 
-Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
+Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo, std::size_t previstas)
 {
     auto indice = [&rs](const QString& nombre) {
         const int i = rs.indiceCampo(nombre);
@@ -74,7 +74,7 @@ Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
             throw VbError::itemNotFound();
         return i;
     };
-    datos_.empezarCarga();
+    datos_.empezarCarga(previstas);
     Completado c;
     try {
         const int iDpto = indice(QStringLiteral("Dpto")), iDptoNombre = indice(QStringLiteral("Dpto_Nombre"));
@@ -89,11 +89,36 @@ Completado RejillaPresupuesto::llenar(Recordset& rs, bool conDatosCalculo)
             iValor = indice(QStringLiteral("Valor"));
         }
         ModeloPresupuesto::Entrada e;
+        // Departments list mostly the same accounts in the same order: the
+        // department before's account and name are tried first, and their
+        // strings taken when the row holds the same texts.
+        std::vector<std::pair<QString, QString>> anterior, actual;
+        std::size_t k = 0;
+        bool primera = true;
         while (!rs.eof()) {
-            e.dpto = static_cast<qint16>(rs.moneda(iDpto).toInt32());
-            e.dptoNombre = rs.texto(iDptoNombre);
-            e.cuenta = rs.texto(iCuenta);
-            e.nombre = rs.texto(iNombre);
+            const qint16 dpto = static_cast<qint16>(rs.moneda(iDpto).toInt32());
+            if (primera || dpto != e.dpto) {
+                anterior.swap(actual);
+                actual.clear();
+                k = 0;
+                primera = false;
+            }
+            e.dpto = dpto;
+            // A department's rows come together: its name is read once.
+            e.dptoNombre = rs.texto(iDptoNombre, e.dptoNombre);
+            e.cuenta = rs.texto(iCuenta, k < anterior.size() ? anterior[k].first : QString());
+            if (k >= anterior.size() || e.cuenta.constData() != anterior[k].first.constData()) {
+                // An account the department before had and this one lacks is stepped over.
+                while (k < anterior.size() && anterior[k].first < e.cuenta)
+                    ++k;
+                if (k < anterior.size() && anterior[k].first == e.cuenta)
+                    e.cuenta = anterior[k].first;
+            }
+            const bool comun = k < anterior.size() && e.cuenta.constData() == anterior[k].first.constData();
+            e.nombre = comun ? rs.texto(iNombre, anterior[k].second) : rs.texto(iNombre);
+            if (comun)
+                ++k;
+            actual.emplace_back(e.cuenta, e.nombre);
             // A year that no amount can represent shows as such: one row
             // stored out of range must not keep the worksheet from opening.
             Suma total = 0;
@@ -196,6 +221,8 @@ Currency RejillaPresupuesto::mes(int fila, int mes) const
 {
     return Currency::fromRaw(static_cast<std::int64_t>(datos_.mes(fila - 1, mes)));
 }
+
+Suma RejillaPresupuesto::sumaMeses(int fila) const { return datos_.sumaMeses(fila - 1); }
 
 Suma RejillaPresupuesto::total(int fila, bool* desbordado) const { return datos_.valor(fila - 1, 13, desbordado); }
 
@@ -372,14 +399,9 @@ void RejillaPresupuesto::filasMasAnchas(int col, int fila1, int fila2, std::vect
     // Read from the typed rows: a reload measures tens of thousands of them.
     const int mes = col - kPrimerMes + 1;
     ExtremosColumna extremos;
-    for (int r = std::max(fila1, 1); r <= fila2 && r < Rows(); ++r) {
-        bool fuera = false;
-        const Suma v = datos_.valor(r - 1, mes, &fuera);
-        if (fuera || !datos_.esCuenta(r - 1))
-            filas.push_back(r);
-        else
-            extremos.anotar(r, v);
-    }
+    const int desde = std::max(fila1, 1), hasta = std::min(fila2, Rows() - 1);
+    if (desde <= hasta)
+        datos_.anotarExtremos(mes, desde - 1, hasta - 1, extremos, filas);
     extremos.agregarA(filas);
 }
 

@@ -52,7 +52,8 @@ public:
     // Empties the grid to its header and adds a row per record: the
     // department, the account, twelve months rounded to the decimals and,
     // with calculation data, method, manual marks and value.
-    Completado llenar(Recordset& rs, bool conDatosCalculo);
+    // previstas: how many records it may bring at most, when known.
+    Completado llenar(Recordset& rs, bool conDatosCalculo, std::size_t previstas = 0);
     // The rows of guia's accounts, in guia's order, taken from this grid's
     // own (its totals to be created again): the history beside the budget
     // holds the same rows line for line, whatever each query left out.
@@ -73,6 +74,8 @@ public:
     qint16 dpto(int fila) const { return datos_.dpto(fila - 1); }
     // The month (1 to 12) as shown: rounded to the decimals.
     Currency mes(int fila, int mes) const;
+    // The twelve months as shown, summed exactly.
+    Suma sumaMeses(int fila) const;
     // The total as shown, exactly; desbordado when it cannot be an amount.
     Suma total(int fila, bool* desbordado = nullptr) const;
     int mascara(int fila) const { return datos_.mascara(fila - 1); }

@@ -183,9 +183,9 @@ std::vector<Departamento> RepositorioHoja::departamentos() const
 
 void RepositorioHoja::vaciarTablaFiltro() { c_.Execute(QStringLiteral("TRUNCATE TABLE ") + tablaFiltro_); }
 
-void RepositorioHoja::insertarCuenta(const CuentaFiltro& c)
+long RepositorioHoja::insertarCuenta(const CuentaFiltro& c)
 {
-    c_.Execute(consultas::insertarFiltro(tablaFiltro_, QString::number(c.codigo), c.cuenta, c.nombre, codEmpresa_));
+    return c_.Execute(consultas::insertarFiltro(tablaFiltro_, QString::number(c.codigo), c.cuenta, c.nombre, codEmpresa_));
 }
 
 } // namespace presupuestos

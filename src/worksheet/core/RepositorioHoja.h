@@ -88,7 +88,9 @@ public:
     void vaciarTablaFiltro();
     // The account into the filter table, once for every department of the
     // company, in one statement.
-    void insertarCuenta(const CuentaFiltro& cuenta);
+    // Returns the rows it added (one per department), -1 when the engine
+    // does not say yet.
+    long insertarCuenta(const CuentaFiltro& cuenta);
 
 private:
     Conexion& c_;
