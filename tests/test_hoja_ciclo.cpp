@@ -368,6 +368,7 @@ TEST(HojaCiclo, BudgetAndHistoryGridsStayRowForRowThroughEveryFilter)
         const ModeloRejilla& r = f->vsHistorico->modelo();
         const int fila = f->vsPresupuesto->modelo().Rows() > prueba::filas::kVentasNorte
                                  && r.TextMatrix(prueba::filas::kVentasNorte, hoja::kCuenta) == QLatin1String("70000001")
+                                 && r.TextMatrix(prueba::filas::kVentasNorte, hoja::kDpto) == QLatin1String("1")
                              ? prueba::filas::kVentasNorte
                              : -1;
         if (fila > 0)
