@@ -219,48 +219,55 @@ bool esNumerico(const QString& texto)
     return analizar(texto, negativo, digitos, exponente);
 }
 
-namespace {
-
-// The plain form a pasted block is made of ("-1234,56": a sign, up to
-// fourteen digits, up to four decimals) read straight into ten-thousandths;
-// anything else is left to the full reading.
-bool monedaSencilla(const QString& texto, Currency& valor)
+bool leerImporteSencillo(const QString& texto, Currency& valor, bool conMillares)
 {
-    const QChar* c = texto.constData();
+    const QChar* p = texto.constData();
     const qsizetype n = texto.size();
     qsizetype i = 0;
-    const bool negativo = n > 0 && c[0] == QLatin1Char('-');
+    const bool negativo = n > 0 && p[0] == QLatin1Char('-');
     if (negativo)
         ++i;
     std::int64_t entero = 0;
     int cifras = 0;
-    for (; i < n && c[i].unicode() >= u'0' && c[i].unicode() <= u'9'; ++i, ++cifras)
-        entero = entero * 10 + (c[i].unicode() - u'0');
-    if (cifras == 0 || cifras > 14)
-        return false;
-    std::int64_t fraccion = 0;
-    if (i < n) {
-        if (c[i] != QLatin1Char(','))
-            return false;
-        ++i;
-        int decimales = 0;
-        for (; i < n && c[i].unicode() >= u'0' && c[i].unicode() <= u'9'; ++i, ++decimales)
-            fraccion = fraccion * 10 + (c[i].unicode() - u'0');
-        if (i != n || decimales > 4)
-            return false;
-        for (; decimales < 4; ++decimales)
-            fraccion *= 10;
+    for (; i < n; ++i) {
+        const char16_t c = p[i].unicode();
+        if (c >= u'0' && c <= u'9') {
+            entero = entero * 10 + (c - u'0');
+            if (entero != 0 && ++cifras > 14)
+                return false;
+        } else if (c == u'.' && conMillares) {
+            const bool entreCifras = i > 0 && p[i - 1].isDigit() && i + 1 < n && p[i + 1].unicode() >= u'0'
+                                     && p[i + 1].unicode() <= u'9';
+            if (!entreCifras)
+                return false;
+        } else {
+            break;
+        }
     }
+    const qsizetype finEntero = i;
+    std::int64_t fraccion = 0;
+    int decimales = 0;
+    if (i < n && p[i] == QLatin1Char(',')) {
+        for (++i; i < n; ++i) {
+            const char16_t c = p[i].unicode();
+            if (c < u'0' || c > u'9' || ++decimales > 4)
+                return false;
+            fraccion = fraccion * 10 + (c - u'0');
+        }
+    }
+    if (i != n || (finEntero == (negativo ? 1 : 0) && decimales == 0))
+        return false;
+    for (int k = decimales; k < 4; ++k)
+        fraccion *= 10;
     const std::int64_t raw = entero * Currency::Scale + fraccion;
     valor = Currency::fromRaw(negativo ? -raw : raw);
     return true;
 }
 
-} // namespace
-
 bool intentarMoneda(const QString& texto, Currency& valor)
 {
-    if (monedaSencilla(texto, valor))
+    // The plain form a pasted block is made of ("-1234,56") needs no more.
+    if (leerImporteSencillo(texto, valor, false))
         return true;
     bool negativo;
     QString digitos;

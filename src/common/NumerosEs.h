@@ -39,6 +39,11 @@ bool esNumerico(const QString& texto);
 // Returns false when the text is not numeric; throws Overflow when the
 // number does not fit.
 bool intentarMoneda(const QString& texto, Currency& valor);
+// The plain forms only, read straight into ten-thousandths: an optional
+// leading minus, digits (with conMillares, points between them, as the
+// worksheet writes amounts), an optional comma and at most four decimals.
+// False for anything else, which is left to the full reading.
+bool leerImporteSencillo(const QString& texto, Currency& valor, bool conMillares);
 // As above, raising the type-mismatch error for a text that is not numeric.
 Currency aMoneda(const QString& texto);
 

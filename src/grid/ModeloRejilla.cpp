@@ -15,55 +15,6 @@ namespace presupuestos {
 
 namespace {
 
-// The texts the worksheet writes ("-1.234,50") read without the general
-// parser. Only a plain form is taken here: an optional leading minus, digits
-// with points between them, an optional comma and at most four decimals.
-// For anything else, or any doubt, it gives up and the general parser decides.
-bool leerRapido(const QString& texto, Currency& valor)
-{
-    const QChar* p = texto.constData();
-    const qsizetype n = texto.size();
-    qsizetype i = 0;
-    const bool negativo = n > 0 && p[0] == QLatin1Char('-');
-    if (negativo)
-        ++i;
-    std::int64_t entero = 0;
-    int cifras = 0;
-    for (; i < n; ++i) {
-        const char16_t c = p[i].unicode();
-        if (c >= u'0' && c <= u'9') {
-            entero = entero * 10 + (c - u'0');
-            if (entero != 0 && ++cifras > 14)
-                return false;
-        } else if (c == u'.') {
-            const bool entreCifras = i > 0 && p[i - 1].isDigit() && i + 1 < n && p[i + 1].unicode() >= u'0'
-                                     && p[i + 1].unicode() <= u'9';
-            if (!entreCifras)
-                return false;
-        } else {
-            break;
-        }
-    }
-    const qsizetype finEntero = i;
-    std::int64_t fraccion = 0;
-    int decimales = 0;
-    if (i < n && p[i] == QLatin1Char(',')) {
-        for (++i; i < n; ++i) {
-            const char16_t c = p[i].unicode();
-            if (c < u'0' || c > u'9' || ++decimales > 4)
-                return false;
-            fraccion = fraccion * 10 + (c - u'0');
-        }
-    }
-    if (i != n || (finEntero == (negativo ? 1 : 0) && decimales == 0))
-        return false;
-    for (int k = decimales; k < 4; ++k)
-        fraccion *= 10;
-    const std::int64_t raw = entero * Currency::Scale + fraccion;
-    valor = Currency::fromRaw(negativo ? -raw : raw);
-    return true;
-}
-
 Qt::Alignment alineacionQt(ModeloRejilla::Alineacion a, const QString& texto)
 {
     switch (a) {
@@ -921,7 +872,8 @@ Suma ModeloRejilla::ValorSuma(const QString& texto, bool* desbordada)
     if (desbordada)
         *desbordada = false;
     Currency v;
-    if (leerRapido(texto, v))
+    // The texts the worksheet writes ("-1.234,50") need no general reading.
+    if (es::leerImporteSencillo(texto, v, true))
         return v.raw();
     if (texto == MarcaDesbordamiento()) {
         if (desbordada)
