@@ -371,8 +371,9 @@ TEST(HojaCiclo, BudgetAndHistoryGridsStayRowForRowThroughEveryFilter)
                                  && r.TextMatrix(prueba::filas::kVentasNorte, hoja::kDpto) == QLatin1String("1")
                              ? prueba::filas::kVentasNorte
                              : -1;
-        if (fila > 0)
+        if (fila > 0) {
             EXPECT_EQ(r.TextMatrix(fila, hoja::colMes(1)), QStringLiteral("900")) << c.que;
+        }
     }
     // Only the question before taking the row out was asked: no error on the way.
     EXPECT_EQ(h.plataforma.mensajes->mostrados.size(), 1u) << mensajesMostrados(h.plataforma);

@@ -206,6 +206,15 @@ Currency Currency::operator*(std::int64_t n) const
     return fromRaw(checked(static_cast<__int128>(raw_) * n));
 }
 
+char16_t* escribirCifras(unsigned long long m, char16_t* fin)
+{
+    do {
+        *--fin = static_cast<char16_t>(u'0' + m % 10);
+        m /= 10;
+    } while (m != 0);
+    return fin;
+}
+
 QString Currency::toPlainText(QChar decimalSeparator) const
 {
     // Written backwards into a buffer: every month a paste writes is
@@ -229,11 +238,7 @@ QString Currency::toPlainText(QChar decimalSeparator) const
         }
         buffer[--inicio] = decimalSeparator.unicode();
     }
-    unsigned long long whole = magnitude / Scale;
-    do {
-        buffer[--inicio] = static_cast<char16_t>(u'0' + whole % 10);
-        whole /= 10;
-    } while (whole != 0);
+    inicio = static_cast<int>(escribirCifras(magnitude / Scale, buffer + inicio) - buffer);
     if (negative)
         buffer[--inicio] = u'-';
     return QString(reinterpret_cast<const QChar*>(buffer + inicio), 32 - inicio);

@@ -76,6 +76,10 @@ private:
 // Rounds a 128-bit numerator divided by a positive denominator, halves to even.
 std::int64_t roundHalfEvenDiv(__int128 numerator, __int128 denominator);
 
+// Writes m's decimal digits backwards, ending just before fin; returns
+// where they begin. Texts composed by the thousand take no string per number.
+char16_t* escribirCifras(unsigned long long m, char16_t* fin);
+
 } // namespace presupuestos
 
 Q_DECLARE_METATYPE(presupuestos::Currency)

@@ -127,7 +127,6 @@ public:
     ~ComandoSqlite() override { sqlite3_finalize(st_); }
     long ejecutar(const std::vector<ParametroComando>& parametros) override
     {
-        sqlite3* db = ctl_.handle();
         for (std::size_t i = 0; i < parametros.size(); ++i) {
             const ParametroComando& p = parametros[i];
             const int n = static_cast<int>(i) + 1;
@@ -146,19 +145,7 @@ public:
             if (r != SQLITE_OK)
                 throw ctl_.error("Unable to bind parameters", r);
         }
-        int r = sqlite3_step(st_);
-        if (r == SQLITE_DONE || r == SQLITE_ROW) {
-            sqlite3_reset(st_);
-            return sqlite3_changes(db);
-        }
-        // The generic code: resetting gives the specific one.
-        if ((r & 0xff) == SQLITE_ERROR || (r & 0xff) == SQLITE_CONSTRAINT) {
-            r = sqlite3_reset(st_);
-            throw ctl_.error("Unable to fetch row", r);
-        }
-        const VbError e = ctl_.error("Unable to fetch row", r);
-        sqlite3_reset(st_);
-        throw e;
+        return ctl_.paso(st_);
     }
 
 private:
@@ -484,6 +471,11 @@ long ControladorSqlite::ejecutar(const QString& sql)
         if (rc != SQLITE_OK)
             throw error("Unable to bind parameters", rc);
     }
+    return paso(st);
+}
+
+int ControladorSqlite::paso(sqlite3_stmt* st) const
+{
     int rc = sqlite3_step(st);
     if (rc == SQLITE_DONE || rc == SQLITE_ROW) {
         // Done with, so that nothing of it is held open until it runs again.

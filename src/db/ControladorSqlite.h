@@ -50,6 +50,9 @@ public:
 
     sqlite3* handle() const { return db_; }
     VbError error(const char* que, int codigo) const;
+    // Runs a bound statement once and leaves it reset: the rows it changed,
+    // or its specific error raised.
+    int paso(sqlite3_stmt* st) const;
 
 private:
     void registrarFunciones();

@@ -32,16 +32,11 @@ inline QString texto(const QString& valor)
 inline void anexarEntero(QString& s, qint64 n)
 {
     char16_t cifras[24];
-    int inicio = 24;
     const bool negativo = n < 0;
-    unsigned long long m = negativo ? 0ULL - static_cast<unsigned long long>(n) : static_cast<unsigned long long>(n);
-    do {
-        cifras[--inicio] = static_cast<char16_t>(u'0' + m % 10);
-        m /= 10;
-    } while (m != 0);
+    char16_t* inicio = escribirCifras(negativo ? 0ULL - static_cast<unsigned long long>(n) : static_cast<unsigned long long>(n), cifras + 24);
     if (negativo)
-        cifras[--inicio] = u'-';
-    s.append(reinterpret_cast<const QChar*>(cifras + inicio), 24 - inicio);
+        *--inicio = u'-';
+    s.append(reinterpret_cast<const QChar*>(inicio), cifras + 24 - inicio);
 }
 
 } // namespace presupuestos::sql
