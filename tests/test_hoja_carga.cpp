@@ -15,14 +15,6 @@ using namespace presupuestos::prueba::filas;
 
 namespace {
 
-int filaDe(const ModeloRejilla& m, const QString& cuenta, const QString& dpto)
-{
-    for (int r = 1; r < m.Rows(); ++r)
-        if (!m.IsSubtotal(r) && m.TextMatrix(r, 2) == cuenta && m.TextMatrix(r, 0) == dpto)
-            return r;
-    return -1;
-}
-
 int filasTablaFiltro(HojaAbierta& h)
 {
     return h.bd.valor(QStringLiteral("SELECT COUNT(*) FROM \"%1\"").arg(h.hoja->TablaFiltroCuentas)).toInt();

@@ -20,14 +20,6 @@ using namespace presupuestos::hoja;
 
 namespace {
 
-int filaDe(const ModeloRejilla& m, const QString& cuenta, const QString& dpto)
-{
-    for (int r = 1; r < m.Rows(); ++r)
-        if (!m.IsSubtotal(r) && m.TextMatrix(r, kCuenta) == cuenta && m.TextMatrix(r, kDpto) == dpto)
-            return r;
-    return -1;
-}
-
 void irA(frmActPresupusto* f, int fila)
 {
     f->vsPresupuesto->modelo().Select(fila, kPrimerMes);

@@ -1,6 +1,7 @@
 #include "HojaPrueba.h"
 
 #include "grid/widgets/VistaRejilla.h"
+#include "worksheet/core/Columnas.h"
 
 #include <stdexcept>
 
@@ -52,6 +53,14 @@ HojaAbierta::HojaAbierta(bool demo, const QString& fichero) : bd(demo, fichero)
 }
 
 ModeloRejilla& HojaAbierta::m() { return hoja->vsPresupuesto->modelo(); }
+
+int filaDe(const ModeloRejilla& m, const QString& cuenta, const QString& dpto)
+{
+    for (int r = 1; r < m.Rows(); ++r)
+        if (!m.IsSubtotal(r) && m.TextMatrix(r, hoja::kCuenta) == cuenta && m.TextMatrix(r, hoja::kDpto) == dpto)
+            return r;
+    return -1;
+}
 
 void HojaAbierta::teclear(int fila, int col, const QString& texto, bool intro)
 {

@@ -34,6 +34,9 @@ struct RelojFijo {
 //  balances 2026: 70000001/1 January credit 1.000, debit 100.
 void crearEmpresaPequena(BaseDatosPrueba& bd);
 
+// The account row of an account and department (as the grid shows them), or -1.
+int filaDe(const ModeloRejilla& m, const QString& cuenta, const QString& dpto);
+
 // The message boxes shown, for failure messages.
 std::string mensajesMostrados(const PlataformaDePrueba& p);
 
