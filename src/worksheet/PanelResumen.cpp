@@ -147,9 +147,8 @@ void PanelResumen::mostrar(const ResumenFila& r, const QString& formato, int eje
     for (QWidget* w : {lblTituloReal, lblReal, lblTituloPrevision, lblPrevision})
         w->setVisible(conReal);
     if (conReal) {
-        const QString hasta = r.mesesCerrados == 1 ? es::nombreMes(1).left(3).toLower()
-                                                    : es::nombreMes(1).left(3).toLower() + QStringLiteral("–")
-                                                          + es::nombreMes(r.mesesCerrados).left(3).toLower();
+        const auto mes = [](int m) { return es::nombreMes(m).left(3).toLower(); };
+        const QString hasta = r.mesesCerrados == 1 ? mes(1) : mes(1) + QStringLiteral("–") + mes(r.mesesCerrados);
         lblTituloReal->setText(QStringLiteral("Real %1 (%2)").arg(ejercicio).arg(hasta));
         lblReal->setText(importe(r.real.total));
         lblTituloPrevision->setText(QStringLiteral("Previsión de cierre %1").arg(ejercicio));

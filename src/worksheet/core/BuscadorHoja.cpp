@@ -20,6 +20,7 @@ QString BuscadorHoja::plegar(const QString& texto)
 int BuscadorHoja::siguiente(const RejillaPresupuesto& rejilla, const QString& texto, int desde)
 {
     const QString buscado = plegar(texto);
+    const QString codigo = texto.trimmed();
     const ModeloPresupuesto& d = rejilla.datos();
     const int n = d.filas();
     if (buscado.isEmpty() || n == 0)
@@ -35,10 +36,9 @@ int BuscadorHoja::siguiente(const RejillaPresupuesto& rejilla, const QString& te
     const int inicio = std::clamp(desde, 0, n);   // a grid row: model row desde - 1
     for (int paso = 1; paso <= n; ++paso) {
         const int f = (inicio - 1 + paso) % n;   // model rows after the grid row desde
-        if (!d.esCuenta(f) || rejilla.RowHidden(f + 1))
+        if (!d.esCuenta(f))
             continue;
-        const QString& cuenta = d.cuenta(f);
-        if (cuenta.startsWith(texto.trimmed(), Qt::CaseInsensitive) || coincide(cuentas, d.nombre(f)))
+        if (d.cuenta(f).startsWith(codigo, Qt::CaseInsensitive) || coincide(cuentas, d.nombre(f)))
             return f + 1;
         const bool primeraDelDpto = f == 0 || !d.esCuenta(f - 1) || d.grupo(f - 1) != d.grupo(f);
         if (primeraDelDpto && coincide(dptos, d.dptoNombre(f)))

@@ -14,7 +14,6 @@ class BuscadorHoja {
 public:
     // The first account row after desde (a grid row; 0 searches from the
     // top) that matches, going round past the end; -1 when none does.
-    // Hidden rows are not found.
     static int siguiente(const RejillaPresupuesto& rejilla, const QString& texto, int desde);
     // The text as it is compared: case folded, accents gone, trimmed.
     static QString plegar(const QString& texto);
