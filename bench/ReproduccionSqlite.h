@@ -94,6 +94,10 @@ inline void trazar(Conexion& c, Traza* traza)
 {
     // The handle under Qt's driver, where the connection runs its statements.
     sqlite3* db = *static_cast<sqlite3* const*>(c.baseDatos().driver()->handle().data());
+    // While the hook was off, statements were finalized and others may have
+    // taken their addresses: what it knew of them no longer holds.
+    if (traza)
+        traza->ranuraActual.clear();
     sqlite3_trace_v2(db, SQLITE_TRACE_STMT, traza ? detalle::alTrazar : nullptr, traza);
 }
 
