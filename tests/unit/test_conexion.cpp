@@ -16,19 +16,7 @@
 
 using namespace presupuestos;
 using presupuestos::prueba::BaseDatosPrueba;
-
-namespace {
-// The error the call raised; number 0 and no text when it raised none.
-VbError errorDe(const std::function<void()>& f)
-{
-    try {
-        f();
-    } catch (const VbError& e) {
-        return e;
-    }
-    return VbError(0, QString());
-}
-} // namespace
+using presupuestos::prueba::errorDe;
 
 TEST(Conexion, ExecuteReportsRecordsAffectedAndLogsComposedText)
 {

@@ -88,14 +88,10 @@ protected:
         QObject::connect(&imp, &clsImportar::ProgressInit, [this](qint32 n, const QString& i) { eventos.inicio.emplace_back(n, i); });
         QObject::connect(&imp, &clsImportar::Progress, [this](qint32 n, const QString& i) { eventos.progreso.emplace_back(n, i); });
         QObject::connect(&imp, &clsImportar::ImportCompleted, [this](qint32 n) { eventos.completado.push_back(n); });
-        try {
-            imp.ImportarDesdeExcel(ruta);
-        } catch (const VbError& e) {
-            if (numero)
-                *numero = e.number();
-            return e.description();
-        }
-        return QString();
+        const VbError e = prueba::errorDe([&] { imp.ImportarDesdeExcel(ruta); });
+        if (numero)
+            *numero = e.number();
+        return e.description();
     }
 
     int filas() { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(); }
@@ -360,10 +356,7 @@ TEST_F(Importar, ADatabaseErrorIsReportedWithItsTextAndUndoesEverything)
 TEST_F(Importar, FilesThatCannotBeReadGiveTheComposedErrorAndTouchNothing)
 {
     filaExistente(QStringLiteral("70000001"), 1);
-    const QString bueno = libros.generar(fila(2, QStringLiteral("1"), QStringLiteral("70000001"), doce(QStringLiteral("9"))));
-    QFile f(bueno);
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    const QByteArray bytes = f.readAll();
+    const QByteArray bytes = LibrosPrueba::bytes(libros.generar(fila(2, QStringLiteral("1"), QStringLiteral("70000001"), doce(QStringLiteral("9")))));
     bd.tomarRegistro();
     for (const QString& ruta : {libros.fichero(bytes.left(bytes.size() * 2 / 3), QStringLiteral("cortado.xlsx")),
                                 libros.zip({{QStringLiteral("word/document.xml"), QByteArrayLiteral("<w/>")}},

@@ -256,9 +256,7 @@ TEST_F(Xlsx, TheQuickScanReadsEverySheetAsExpatDoes)
     int i = 0;
     for (const QByteArray& xml : casos) {
         SCOPED_TRACE(std::to_string(i++) + ": " + xml.left(200).toStdString());
-        QFile f(libro(xml, textosXml("<si><t>s0</t></si>")));
-        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-        const QByteArray bytes = f.readAll();
+        const QByteArray bytes = LibrosPrueba::bytes(libro(xml, textosXml("<si><t>s0</t></si>")));
         for (const LimitesLibro& limites : {LimitesLibro{}, pocas}) {
             std::unique_ptr<HojaExcel> rapida, conExpat;
             const QString errorRapida = errorDe([&] { rapida = LectorXlsx::leerMemoria(bytes, QStringLiteral("l.xlsx"), limites); });
@@ -358,10 +356,7 @@ TEST_F(Xlsx, NumbersAreReadAsTheCLocaleReadsThem)
 
 TEST_F(Xlsx, DamagedFilesAndFilesThatAreNoWorkbookGiveTheirReason)
 {
-    const QString bueno = libros.generar(QStringLiteral("1: a;b;1;2;3\n2: c;d;4;5;6\n"));
-    QFile f(bueno);
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    const QByteArray bytes = f.readAll();
+    const QByteArray bytes = LibrosPrueba::bytes(libros.generar(QStringLiteral("1: a;b;1;2;3\n2: c;d;4;5;6\n")));
 
     EXPECT_TRUE(errorAlLeer(libros.fichero(bytes.left(bytes.size() / 2), QStringLiteral("cortado.xlsx")))
                     .startsWith(QStringLiteral("No se puede leer el libro 'cortado.xlsx': ")));
@@ -505,9 +500,8 @@ TEST(Xls, ReadsTheFirstSheetOfAnExcel97Workbook)
 TEST(Xls, DamagedOrForeignFilesGiveTheirReason)
 {
     LibrosPrueba libros;
-    QFile f(LibrosPrueba::datos(QStringLiteral("presupuesto.xls")));
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    const QByteArray bytes = f.readAll();
+    const QString xls = LibrosPrueba::datos(QStringLiteral("presupuesto.xls"));
+    const QByteArray bytes = LibrosPrueba::bytes(xls);
     for (const QByteArray& malo : {bytes.left(bytes.size() / 3), bytes.left(700), bytes.left(8) + QByteArray(600, '\xff')}) {
         const QString ruta = libros.fichero(malo, QStringLiteral("malo.xls"));
         int numero = 0;
@@ -523,10 +517,10 @@ TEST(Xls, DamagedOrForeignFilesGiveTheirReason)
               QStringLiteral("No se puede leer el libro 'cifrado.xlsx': el libro está protegido con contraseña."));
     LimitesLibro lim;
     lim.bytesFicheroXls = 1024;
-    EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(f.fileName(), lim); }).contains(QStringLiteral("ocupa más de 0 MB")));
+    EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(xls, lim); }).contains(QStringLiteral("ocupa más de 0 MB")));
     lim = {};
     lim.celdas = 20;
-    EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(f.fileName(), lim); }).contains(QStringLiteral("más de 20 celdas")));
+    EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(xls, lim); }).contains(QStringLiteral("más de 20 celdas")));
 
     // A string whose length runs past its record: FreeXL reads out of
     // bounds on it, inside its own process.
