@@ -71,10 +71,10 @@ protected:
     ~FrmImportar() override { RegistroExcel::restaurar(); }
 
     // Picks the file through the browse button, as the user would.
-    void elegir(const QString& ruta)
+    void elegir(const QString& ruta, frmImportar* d = nullptr)
     {
         plataforma.dialogoArchivo->respuestas.push_back(ruta);
-        dlg.cmdExaminar->click();
+        (d ? d : &dlg)->cmdExaminar->click();
     }
     int filas() { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(); }
     // Accounts and departments of the company, which the import knows.
@@ -237,8 +237,7 @@ TEST_F(FrmImportar, TheColumnBoxTakesTheCharacterCodeAndTheRowBoxDecidesBoth)
 
     // An empty row box: first row 1 and first column 1, whatever the column box says.
     frmImportar otro(bd.sesion);
-    plataforma.dialogoArchivo->respuestas.push_back(libros.generar(QStringLiteral("1: 9;62800001;1;2;3\n")));
-    otro.cmdExaminar->click();
+    elegir(libros.generar(QStringLiteral("1: 9;62800001;1;2;3\n")), &otro);
     otro.txtExcelRow->clear();
     otro.txtExcelCol->setText(QStringLiteral("C"));
     otro.cmdImportar->click();
@@ -268,8 +267,7 @@ TEST_F(FrmImportar, AFailedImportIsShownInRedAndOnlyClosingIsLeft)
 
     // An empty column box with a row given: Asc of nothing.
     frmImportar otro(bd.sesion);
-    plataforma.dialogoArchivo->respuestas.push_back(libros.generar(QStringLiteral("2: a;b;1;7;1\n")));
-    otro.cmdExaminar->click();
+    elegir(libros.generar(QStringLiteral("2: a;b;1;7;1\n")), &otro);
     otro.txtExcelCol->clear();
     otro.cmdImportar->click();
     ASSERT_EQ(mensajes().size(), 4u);
