@@ -131,17 +131,6 @@ TEST_F(HojaCarga, CompletionBarsFollowRowsThatBecomeZeroOrNonZero)
     EXPECT_EQ(f->completadoSeleccion().texto(), QString());
 }
 
-TEST_F(HojaCarga, SubtotalsFollowASingleCellChange)
-{
-    h.m().setTextMatrix(kVentasNorte, 5, QStringLiteral("1.100"));
-    h.hoja->RecalcularFilas(kVentasNorte, kVentasNorte, 5, 5);
-    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 16), QStringLiteral("2.200"));
-    EXPECT_EQ(h.textos(kTotalNorte, {5, 16}), (QStringList{"1.100", "2.200"}));
-    EXPECT_EQ(h.textos(1, {5, 16}), (QStringList{"1.100", "2.150"}));
-    EXPECT_EQ(h.m().TextMatrix(kTotalSur, 5), QStringLiteral("0"));
-    EXPECT_EQ(h.m().Rows(), 26);
-}
-
 TEST_F(HojaCarga, AccountListReadsDetailAccountsOfTheLatestChartAndConcepts)
 {
     const ModeloRejilla& cuentas = h.hoja->vsFiltroCuentas->modelo();
