@@ -18,19 +18,6 @@ using namespace presupuestos;
 using presupuestos::prueba::BaseDatosPrueba;
 using presupuestos::prueba::errorDe;
 
-TEST(Conexion, ExecuteReportsRecordsAffectedAndLogsComposedText)
-{
-    BaseDatosPrueba bd;
-    auto& c = *bd.conexion;
-    c.limpiarRegistro();
-    EXPECT_EQ(c.Execute(QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno')")), 1);
-    EXPECT_EQ(c.Execute(QStringLiteral("INSERT INTO Departamentos VALUES (1, 2, 'Dos')")), 1);
-    EXPECT_EQ(c.Execute(QStringLiteral("UPDATE Departamentos SET Nombre = 'x' WHERE Cod_Empresa = 1")), 2);
-    EXPECT_EQ(c.Execute(QStringLiteral("UPDATE Departamentos SET Nombre = 'x' WHERE Cod_Empresa = 9")), 0);
-    ASSERT_EQ(c.registro().size(), 4u);
-    EXPECT_EQ(c.registro()[0], QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno')"));
-}
-
 TEST(Conexion, ForwardOnlyRecordsetByNameAndIndex)
 {
     BaseDatosPrueba bd;
