@@ -95,13 +95,6 @@ QByteArray leer(const QString& ruta)
     return f.readAll();
 }
 
-void escribir(const QString& ruta, const QByteArray& contenido)
-{
-    QFile f(ruta);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(contenido);
-}
-
 // Cases on the demo company: it is generated once, and every case works on
 // a copy of its own.
 class AplicacionDemo : public ::testing::Test {
@@ -109,7 +102,7 @@ protected:
     static void SetUpTestSuite()
     {
         original_ = new QTemporaryDir;
-        const Resultado r = ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--bd"), original_->filePath(QStringLiteral("demo.db"))});
+        const Resultado r = ejecutar({"generar-demo", "--bd", original_->filePath("demo.db")});
         ASSERT_EQ(r.codigo, 0) << r.error.toStdString();
     }
     static void TearDownTestSuite()
@@ -129,6 +122,15 @@ protected:
         return destino.filePath(QStringLiteral("demo.db"));
     }
 
+    // A file of the case's own folder with exactly these bytes.
+    QString escribir(const QString& nombre, const QByteArray& contenido)
+    {
+        QFile f(dir_.filePath(nombre));
+        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(contenido);
+        return f.fileName();
+    }
+
     QTemporaryDir dir_;
     static QTemporaryDir* original_;
 };
@@ -139,12 +141,9 @@ QTemporaryDir* AplicacionDemo::original_ = nullptr;
 
 TEST_F(AplicacionDemo, DatabasesThatCannotBeUsedEndWithExitCode2AndSayWhy)
 {
-    const QString vacio = dir_.filePath(QStringLiteral("vacio.db"));
-    escribir(vacio, QByteArray());
-    const QString basura = dir_.filePath(QStringLiteral("basura.db"));
-    escribir(basura, QByteArray(8192, 'x'));
-    const QString texto = dir_.filePath(QStringLiteral("notas.db"));
-    escribir(texto, QByteArrayLiteral("presupuesto 2027\n"));
+    const QString vacio = escribir(QStringLiteral("vacio.db"), QByteArray());
+    const QString basura = escribir(QStringLiteral("basura.db"), QByteArray(8192, 'x'));
+    const QString texto = escribir(QStringLiteral("notas.db"), QByteArrayLiteral("presupuesto 2027\n"));
     const QString sinPresupuestos = copiaDemo(QStringLiteral("sin_presupuestos"));
     Fichero(sinPresupuestos).sql(QStringLiteral("DROP TABLE Presupuestos"));
     const QString ajena = dir_.filePath(QStringLiteral("ajena.db"));
@@ -163,7 +162,7 @@ TEST_F(AplicacionDemo, DatabasesThatCannotBeUsedEndWithExitCode2AndSayWhy)
     };
     for (const auto& caso : casos) {
         SCOPED_TRACE(caso.fichero.toStdString());
-        const Resultado r = ejecutar({QStringLiteral("--bd"), caso.fichero});
+        const Resultado r = ejecutar({"--bd", caso.fichero});
         EXPECT_EQ(r.codigo, 2) << r.error.toStdString();
         EXPECT_TRUE(r.error.contains(caso.mensaje)) << r.error.toStdString();
     }
@@ -171,23 +170,22 @@ TEST_F(AplicacionDemo, DatabasesThatCannotBeUsedEndWithExitCode2AndSayWhy)
     EXPECT_EQ(QFileInfo(vacio).size(), 0);
 
     // Generating the demo, another file is refused untouched; an empty one is where it goes.
-    const Resultado generarEnBasura = ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--bd"), basura});
+    const Resultado generarEnBasura = ejecutar({"generar-demo", "--bd", basura});
     EXPECT_EQ(generarEnBasura.codigo, 2);
     EXPECT_TRUE(generarEnBasura.error.contains(QStringLiteral("\"%1\": no es una base de datos SQLite").arg(basura)))
         << generarEnBasura.error.toStdString();
     EXPECT_EQ(QFileInfo(basura).size(), 8192);
     // A database of something else gets nothing written into it either.
     const QByteArray antes = leer(ajena);
-    const Resultado generarEnAjena = ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--bd"), ajena});
+    const Resultado generarEnAjena = ejecutar({"generar-demo", "--bd", ajena});
     EXPECT_EQ(generarEnAjena.codigo, 2);
     EXPECT_TRUE(generarEnAjena.error.contains(QStringLiteral("\"%1\": no es una base de datos de presupuestos, falta la tabla Empresas")
                                                   .arg(ajena)))
         << generarEnAjena.error.toStdString();
     EXPECT_EQ(leer(ajena), antes);
-    EXPECT_EQ(ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--bd"), vacio}).codigo, 0);
+    EXPECT_EQ(ejecutar({"generar-demo", "--bd", vacio}).codigo, 0);
 
-    const Resultado servidor = ejecutar({QStringLiteral("--odbc"),
-                                         QStringLiteral("DRIVER={FreeTDS};SERVER=127.0.0.1;PORT=1;DATABASE=x;UID=u;PWD=p")});
+    const Resultado servidor = ejecutar({"--odbc", "DRIVER={FreeTDS};SERVER=127.0.0.1;PORT=1;DATABASE=x;UID=u;PWD=p"});
     EXPECT_EQ(servidor.codigo, 2);
     EXPECT_TRUE(servidor.error.contains(QStringLiteral("SQL Server")) || servidor.error.contains(QStringLiteral("ODBC")))
         << servidor.error.toStdString();
@@ -204,14 +202,11 @@ TEST_F(AplicacionDemo, ACaptureThatCannotBeMadeEndsWithItsExitCodeWithoutWaiting
         int codigo;
         QStringList mensajes;
     } casos[] = {
-        {{QStringLiteral("--bd"), copiaDemo(QStringLiteral("demo")), QStringLiteral("--captura"), QStringLiteral("/no/such/dir/x.png")},
-         4,
+        {{"--bd", copiaDemo(QStringLiteral("demo")), "--captura", "/no/such/dir/x.png"}, 4,
          {QStringLiteral("No se puede guardar la captura en \"/no/such/dir/x.png\"")}},
         // The worksheet's own error box, title and text, then why the host gives up.
-        {{QStringLiteral("--bd"), sinCuentas, QStringLiteral("--captura"), png},
-         2,
-         {QStringLiteral("frmActPresupusto:CargarFiltroCuentas"), QStringLiteral("no such table: Cuentas"),
-          QStringLiteral("No se puede cargar la hoja")}},
+        {{"--bd", sinCuentas, "--captura", png}, 2,
+         {"frmActPresupusto:CargarFiltroCuentas", "no such table: Cuentas", "No se puede cargar la hoja"}},
     };
     for (const auto& caso : casos) {
         SCOPED_TRACE(caso.argumentos.join(QLatin1Char(' ')).toStdString());
@@ -234,33 +229,26 @@ TEST(Aplicacion, NumbersThatAreNotValidAreBadUsage)
     };
     std::vector<Caso> casos;
     for (const char* codigo : {"abc", "1x", "2.5", "", "32768", "-32769"})
-        casos.push_back({{QStringLiteral("--empresa"), QString::fromLatin1(codigo)},
-                         QStringLiteral("El código de empresa \"%1\" no es válido").arg(QString::fromLatin1(codigo))});
+        casos.push_back({{"--empresa", codigo}, QStringLiteral("El código de empresa \"%1\" no es válido").arg(QLatin1String(codigo))});
     casos.insert(casos.end(), {
-        {{QStringLiteral("--empresa"), QStringLiteral("70000"), QStringLiteral("generar-demo")},
-         QStringLiteral("El código de empresa \"70000\" no es válido")},
-        {{QStringLiteral("--cuentas"), QStringLiteral("muchas"), QStringLiteral("generar-demo")},
-         QStringLiteral("El número de cuentas \"muchas\" no es válido")},
-        {{QStringLiteral("--departamentos"), QStringLiteral("-3"), QStringLiteral("generar-demo")},
-         QStringLiteral("El número de departamentos \"-3\" no es válido")},
+        {{"--empresa", "70000", "generar-demo"}, QStringLiteral("El código de empresa \"70000\" no es válido")},
+        {{"--cuentas", "muchas", "generar-demo"}, QStringLiteral("El número de cuentas \"muchas\" no es válido")},
+        {{"--departamentos", "-3", "generar-demo"}, QStringLiteral("El número de departamentos \"-3\" no es válido")},
         // What no company can be is refused before anything is generated.
-        {{QStringLiteral("--cuentas"), QStringLiteral("2147483647"), QStringLiteral("--departamentos"), QStringLiteral("2147483647"),
-          QStringLiteral("generar-demo")},
+        {{"--cuentas", "2147483647", "--departamentos", "2147483647", "generar-demo"},
          QStringLiteral("El número de cuentas \"2147483647\" no es válido: ha de ser un número entero de 0 a ")},
-        {{QStringLiteral("--departamentos"), QStringLiteral("32768"), QStringLiteral("generar-demo")},
+        {{"--departamentos", "32768", "generar-demo"},
          QStringLiteral("El número de departamentos \"32768\" no es válido: ha de ser un número entero de 0 a 32767.")},
-        {{QStringLiteral("--cuentas"), QStringLiteral("2000"), QStringLiteral("--departamentos"), QStringLiteral("1000"),
-          QStringLiteral("generar-demo")},
+        {{"--cuentas", "2000", "--departamentos", "1000", "generar-demo"},
          QStringLiteral("2000 cuentas por 1000 departamentos son 2000000 filas de presupuesto: como mucho se generan 1000000.")},
         // One database at a time.
-        {{QStringLiteral("--pg"), QStringLiteral("host=/no/existe")}, QStringLiteral("Indique una sola base de datos")},
-        {{QStringLiteral("--odbc"), QStringLiteral("DRIVER=x")}, QStringLiteral("Indique una sola base de datos")},
-        {{QStringLiteral("--pg"), QStringLiteral("host=/no/existe"), QStringLiteral("generar-demo")},
-         QStringLiteral("Indique una sola base de datos")},
+        {{"--pg", "host=/no/existe"}, QStringLiteral("Indique una sola base de datos")},
+        {{"--odbc", "DRIVER=x"}, QStringLiteral("Indique una sola base de datos")},
+        {{"--pg", "host=/no/existe", "generar-demo"}, QStringLiteral("Indique una sola base de datos")},
     });
     for (const auto& caso : casos) {
         SCOPED_TRACE(caso.argumentos.join(QLatin1Char(' ')).toStdString());
-        const Resultado r = ejecutar(QStringList{QStringLiteral("--bd"), nueva} + caso.argumentos);
+        const Resultado r = ejecutar(QStringList{"--bd", nueva} + caso.argumentos);
         EXPECT_EQ(r.codigo, 1) << r.error.toStdString();
         EXPECT_TRUE(r.error.contains(caso.mensaje)) << r.error.toStdString();
     }
@@ -311,23 +299,22 @@ TEST(Aplicacion, GeneratesTheDemoAndRendersTheLoadedWorksheet)
 {
     QTemporaryDir dir;
     const QString bd = dir.filePath(QStringLiteral("demo.db"));
-    EXPECT_EQ(ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--bd"), bd}).codigo, 0);
+    EXPECT_EQ(ejecutar({"generar-demo", "--bd", bd}).codigo, 0);
     EXPECT_TRUE(QFileInfo::exists(dir.filePath(QStringLiteral("Pelvor.db"))));
 
-    const Resultado otraEmpresa = ejecutar({QStringLiteral("--bd"), bd, QStringLiteral("--empresa"), QStringLiteral("7")});
+    const Resultado otraEmpresa = ejecutar({"--bd", bd, "--empresa", "7"});
     EXPECT_EQ(otraEmpresa.codigo, 3);
     EXPECT_TRUE(otraEmpresa.error.contains(QStringLiteral("No existe la empresa 7")));
 
     const QString png = dir.filePath(QStringLiteral("hoja.png"));
-    const Resultado captura = ejecutar({QStringLiteral("--bd"), bd, QStringLiteral("--captura"), png});
+    const Resultado captura = ejecutar({"--bd", bd, "--captura", png});
     EXPECT_EQ(captura.codigo, 0) << captura.error.toStdString();
     EXPECT_EQ(captura.salida.trimmed(), png);
     const QImage imagen(png);
     EXPECT_GE(imagen.width(), 800);
     EXPECT_GE(imagen.height(), 500);
     // The company whose year is under way comes with the demo, for tracking.
-    const Resultado seguimiento = ejecutar({QStringLiteral("--bd"), bd, QStringLiteral("--empresa"), QStringLiteral("2"),
-                                            QStringLiteral("--seguimiento"), QStringLiteral("--captura"), png});
+    const Resultado seguimiento = ejecutar({"--bd", bd, "--empresa", "2", "--seguimiento", "--captura", png});
     EXPECT_EQ(seguimiento.codigo, 0) << seguimiento.error.toStdString();
 }
 
@@ -339,18 +326,17 @@ TEST(Aplicacion, GeneratesTheDemoOnAServerAndRendersItFromThere)
         GTEST_SKIP() << "needs a PostgreSQL server: PRESUPUESTOS_PRUEBA_PG is not set (scripts/test sets it for its second run)";
     presupuestos::prueba::BaseDatosPrueba bd;
     const QString servidor = bd.destino.mid(QStringLiteral("postgresql:").size());
-    EXPECT_EQ(ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--pg"), servidor}).codigo, 0);
-    const Resultado otraVez = ejecutar({QStringLiteral("generar-demo"), QStringLiteral("--pg"), servidor});
+    EXPECT_EQ(ejecutar({"generar-demo", "--pg", servidor}).codigo, 0);
+    const Resultado otraVez = ejecutar({"generar-demo", "--pg", servidor});
     EXPECT_EQ(otraVez.codigo, 1);
     EXPECT_TRUE(otraVez.error.contains(QStringLiteral("--reemplazar"))) << otraVez.error.toStdString();
 
     QTemporaryDir dir;
     const QString png = dir.filePath(QStringLiteral("hoja.png"));
-    const Resultado captura = ejecutar({QStringLiteral("--pg"), servidor, QStringLiteral("--empresa"), QStringLiteral("1"),
-                                        QStringLiteral("--historico"), QStringLiteral("--captura"), png});
+    const Resultado captura = ejecutar({"--pg", servidor, "--empresa", "1", "--historico", "--captura", png});
     EXPECT_EQ(captura.codigo, 0) << captura.error.toStdString();
     EXPECT_GE(QImage(png).width(), 800);
-    const Resultado sinServidor = ejecutar({QStringLiteral("--pg"), QStringLiteral("host=/no/existe dbname=x")});
+    const Resultado sinServidor = ejecutar({"--pg", "host=/no/existe dbname=x"});
     EXPECT_EQ(sinServidor.codigo, 2);
     EXPECT_TRUE(sinServidor.error.contains(QStringLiteral("No se puede conectar con el servidor PostgreSQL"))) << sinServidor.error.toStdString();
 }
@@ -374,11 +360,10 @@ TEST_F(AplicacionDemo, AReadOnlyDatabaseInAReadOnlyFolderOpensAndItsFirstWriteSa
         QFile::setPermissions(QFileInfo(bd).dir().filePath(f), lectura);
     QFile::setPermissions(QFileInfo(bd).path(), carpeta);
     const QString png = salida.filePath(QStringLiteral("hoja.png"));
-    const Resultado abierta = ejecutar({QStringLiteral("--bd"), bd, QStringLiteral("--captura"), png}, QStringLiteral(PRESUPUESTOS_APP), true);
+    const Resultado abierta = ejecutar({"--bd", bd, "--captura", png}, QStringLiteral(PRESUPUESTOS_APP), true);
     EXPECT_EQ(abierta.codigo, 0) << abierta.error.toStdString() << abierta.salida.toStdString();
     EXPECT_TRUE(QFileInfo::exists(png));
-    const Resultado escrita = ejecutar({bd, QStringLiteral("62800001"), QStringLiteral("1"), QStringLiteral("1"), QStringLiteral("5")},
-                                       QStringLiteral(PRESUPUESTOS_OTRO_USUARIO), true);
+    const Resultado escrita = ejecutar({bd, "62800001", "1", "1", "5"}, QStringLiteral(PRESUPUESTOS_OTRO_USUARIO), true);
     EXPECT_NE(escrita.codigo, 0) << escrita.error.toStdString();
     EXPECT_TRUE(escrita.error.contains(QStringLiteral("La base de datos es de solo lectura."))) << escrita.error.toStdString();
     QFile::setPermissions(QFileInfo(bd).path(), carpeta | QFileDevice::WriteOwner);

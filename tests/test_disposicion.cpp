@@ -32,12 +32,6 @@ struct DisposicionActiva {
     }
 };
 
-void mostrarHistorico(frmActPresupusto* f)
-{
-    f->chkMostrarHistorico->setChecked(true);
-    f->chkMostrarHistorico_Click();
-}
-
 } // namespace
 
 TEST(Disposicion, SizePlaceAndTheGridsShareSurviveARestartButNotTheLoadedSettings)
@@ -53,11 +47,10 @@ TEST(Disposicion, SizePlaceAndTheGridsShareSurviveARestartButNotTheLoadedSetting
         f->setGeometry(40, 30, 1100, 640);
         QApplication::processEvents();
         geometria = f->geometry();
-        mostrarHistorico(f);
+        h.mostrarHistorico();
         const int ancho = f->divisor->sizes().value(0) + f->divisor->sizes().value(1);
         f->divisor->setSizes({ancho / 4, ancho - ancho / 4});
-        f->FlatEdit1->setText(QStringLiteral("2"));
-        f->AplicarDecimales();
+        h.decimales(2);
         f->close();
     }
     HojaAbierta h;
@@ -66,7 +59,7 @@ TEST(Disposicion, SizePlaceAndTheGridsShareSurviveARestartButNotTheLoadedSetting
     EXPECT_EQ(f->geometry(), geometria);
     EXPECT_EQ(f->Decimales, 0);
     EXPECT_FALSE(f->chkMostrarHistorico->isChecked());
-    mostrarHistorico(f);
+    h.mostrarHistorico();
     const QList<int> tamanos = f->divisor->sizes();
     ASSERT_EQ(tamanos.size(), 2);
     EXPECT_NEAR(static_cast<double>(tamanos[0]) / (tamanos[0] + tamanos[1]), 0.25, 0.02);
@@ -78,7 +71,7 @@ TEST(Disposicion, WithoutAKeptLayoutTheWindowIsCentredAndTheGridsShareHalves)
     HojaAbierta h;
     frmActPresupusto* f = h.hoja;
     EXPECT_EQ(f->size(), QSize(1280, 700));
-    mostrarHistorico(f);
+    h.mostrarHistorico();
     const QList<int> tamanos = f->divisor->sizes();
     ASSERT_EQ(tamanos.size(), 2);
     EXPECT_LE(std::abs(tamanos[0] - tamanos[1]), 1);

@@ -14,10 +14,8 @@ TEST(ErrorReport, ShowsDescriptionCriticalAndQualifiedTitle)
     const bool ok = conManejador(QStringLiteral("frmActPresupusto:CargarPresupuesto"),
                                  [] { throw VbError(3021, QStringLiteral("Sin registros")); }, true);
     EXPECT_FALSE(ok);
-    ASSERT_EQ(p.mensajes->mostrados.size(), 1u);
-    EXPECT_EQ(p.mensajes->mostrados[0].prompt, QStringLiteral("Sin registros"));
-    EXPECT_EQ(p.mensajes->mostrados[0].estilo, 16);
-    EXPECT_EQ(p.mensajes->mostrados[0].titulo, QStringLiteral("frmActPresupusto:CargarPresupuesto"));
+    EXPECT_EQ(p.mensajes->mostrados,
+              (std::vector<MensajeMostrado>{{QStringLiteral("Sin registros"), 16, QStringLiteral("frmActPresupusto:CargarPresupuesto")}}));
     EXPECT_EQ(p.puntero->actual(), Puntero::Defecto);
 }
 

@@ -71,10 +71,10 @@ protected:
     ~FrmImportar() override { RegistroExcel::restaurar(); }
 
     // Picks the file through the browse button, as the user would.
-    void elegir(const QString& ruta)
+    void elegir(const QString& ruta, frmImportar* d = nullptr)
     {
         plataforma.dialogoArchivo->respuestas.push_back(ruta);
-        dlg.cmdExaminar->click();
+        (d ? d : &dlg)->cmdExaminar->click();
     }
     int filas() { return bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos")).toInt(); }
     // Accounts and departments of the company, which the import knows.
@@ -142,9 +142,8 @@ TEST_F(FrmImportar, AFailingFileDialogIsReportedUnderTheImportButtonsName)
     Plataforma::instalar(nullptr, nullptr, nullptr, nullptr, std::make_shared<DialogoQueFalla>());
     dlg.cmdExaminar->click();
     ASSERT_EQ(mensajes().size(), 1u);
-    EXPECT_EQ(mensajes()[0].prompt, QStringLiteral("Nombre de archivo no válido"));
-    EXPECT_EQ(mensajes()[0].estilo, vb::Critical);
-    EXPECT_EQ(mensajes()[0].titulo, QStringLiteral("frmImportar:cmdImportar_Click"));
+    EXPECT_EQ(mensajes()[0],
+              (MensajeMostrado{QStringLiteral("Nombre de archivo no válido"), vb::Critical, QStringLiteral("frmImportar:cmdImportar_Click")}));
 }
 
 TEST_F(FrmImportar, AMissingFileNeverStartsTheReader)
@@ -156,9 +155,7 @@ TEST_F(FrmImportar, AMissingFileNeverStartsTheReader)
     elegir(ruta);
     dlg.cmdImportar->click();
     ASSERT_EQ(mensajes().size(), 1u);
-    EXPECT_EQ(mensajes()[0].prompt, QStringLiteral("No se encuentra el archivo: ") + ruta);
-    EXPECT_EQ(mensajes()[0].estilo, vb::Critical);
-    EXPECT_EQ(mensajes()[0].titulo, QStringLiteral("Error"));
+    EXPECT_EQ(mensajes()[0], (MensajeMostrado{QStringLiteral("No se encuentra el archivo: ") + ruta, vb::Critical, QStringLiteral("Error")}));
     EXPECT_EQ(QApplication::focusWidget(), dlg.txtExcelFileName);
     EXPECT_EQ(aplicacionesCreadas, 0);
     EXPECT_EQ(dlg.importacion(), nullptr);
@@ -178,9 +175,8 @@ TEST_F(FrmImportar, AnythingButYesToTheQuestionStops)
     plataforma.mensajes->respuestas = {vb::RespuestaNo};
     dlg.cmdImportar->click();
     ASSERT_EQ(mensajes().size(), 1u);
-    EXPECT_EQ(mensajes()[0].prompt, kConfirmacion);
-    EXPECT_EQ(mensajes()[0].estilo, vb::YesNo + vb::Exclamation + vb::DefaultButton2);
-    EXPECT_EQ(mensajes()[0].titulo, QStringLiteral("Importar presupuesto"));
+    EXPECT_EQ(mensajes()[0],
+              (MensajeMostrado{kConfirmacion, vb::YesNo + vb::Exclamation + vb::DefaultButton2, QStringLiteral("Importar presupuesto")}));
     EXPECT_EQ(aplicacionesCreadas, 0);
     EXPECT_FALSE(dlg.pctInfo->isVisibleTo(&dlg));
     EXPECT_EQ(filas(), 0);
@@ -241,8 +237,7 @@ TEST_F(FrmImportar, TheColumnBoxTakesTheCharacterCodeAndTheRowBoxDecidesBoth)
 
     // An empty row box: first row 1 and first column 1, whatever the column box says.
     frmImportar otro(bd.sesion);
-    plataforma.dialogoArchivo->respuestas.push_back(libros.generar(QStringLiteral("1: 9;62800001;1;2;3\n")));
-    otro.cmdExaminar->click();
+    elegir(libros.generar(QStringLiteral("1: 9;62800001;1;2;3\n")), &otro);
     otro.txtExcelRow->clear();
     otro.txtExcelCol->setText(QStringLiteral("C"));
     otro.cmdImportar->click();
@@ -259,12 +254,10 @@ TEST_F(FrmImportar, AFailedImportIsShownInRedAndOnlyClosingIsLeft)
     elegir(libros.fichero(QByteArrayLiteral("PK\x03\x04 roto"), QStringLiteral("roto.xlsx")));
     dlg.cmdImportar->click();
     ASSERT_EQ(mensajes().size(), 2u);
-    EXPECT_EQ(mensajes()[1].prompt,
-              QStringLiteral("Error al procesar el archivo, verifique que los datos tienen el formato correcto.\r\n\r\n"
-                             "Detalles del error: \r\nNo se puede leer el libro 'roto.xlsx': el archivo no es un libro de Excel.\r\n"
-                             "Fila: 0 Columna: 0"));
-    EXPECT_EQ(mensajes()[1].estilo, vb::Critical);
-    EXPECT_EQ(mensajes()[1].titulo, QStringLiteral("Importar desde Excel"));
+    EXPECT_EQ(mensajes()[1], (MensajeMostrado{QStringLiteral("Error al procesar el archivo, verifique que los datos tienen el formato correcto.\r\n\r\n"
+                                                             "Detalles del error: \r\nNo se puede leer el libro 'roto.xlsx': el archivo no "
+                                                             "es un libro de Excel.\r\nFila: 0 Columna: 0"),
+                                              vb::Critical, QStringLiteral("Importar desde Excel")}));
     EXPECT_EQ(dlg.lblInfo->text(), QStringLiteral("Error durante la Importación."));
     EXPECT_EQ(dlg.lblInfo->palette().color(QPalette::WindowText), QColor(255, 0, 0));
     EXPECT_TRUE(dlg.cmdCerrar->isEnabled());
@@ -274,8 +267,7 @@ TEST_F(FrmImportar, AFailedImportIsShownInRedAndOnlyClosingIsLeft)
 
     // An empty column box with a row given: Asc of nothing.
     frmImportar otro(bd.sesion);
-    plataforma.dialogoArchivo->respuestas.push_back(libros.generar(QStringLiteral("2: a;b;1;7;1\n")));
-    otro.cmdExaminar->click();
+    elegir(libros.generar(QStringLiteral("2: a;b;1;7;1\n")), &otro);
     otro.txtExcelCol->clear();
     otro.cmdImportar->click();
     ASSERT_EQ(mensajes().size(), 4u);

@@ -15,6 +15,8 @@ using namespace presupuestos::prueba::filas;
 
 namespace {
 
+using HojaCarga = ConHoja;
+
 int filasTablaFiltro(HojaAbierta& h)
 {
     return h.bd.valor(QStringLiteral("SELECT COUNT(*) FROM \"%1\"").arg(h.hoja->TablaFiltroCuentas)).toInt();
@@ -30,10 +32,8 @@ int filasVisibles(const ModeloRejilla& m)
 
 } // namespace
 
-TEST(HojaCarga, EveryAccountAndDepartmentWithMonthsTotalsSubtotalsAndGrandTotal)
+TEST_F(HojaCarga, EveryAccountAndDepartmentWithMonthsTotalsSubtotalsAndGrandTotal)
 {
-    HojaAbierta h;
-    frmActPresupusto* f = h.hoja;
     EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty()) << mensajesMostrados(h.plataforma);
     const ModeloRejilla& m = h.m();
     ASSERT_EQ(m.Rows(), 26);
@@ -75,12 +75,9 @@ TEST(HojaCarga, EveryAccountAndDepartmentWithMonthsTotalsSubtotalsAndGrandTotal)
     EXPECT_EQ(f->lblSeleccion->text(), QStringLiteral("Todas - Todas"));
 }
 
-TEST(HojaCarga, AccountsNamedLikeSqlLoadForEveryDepartmentWithTheirNames)
+TEST_F(HojaCarga, AccountsNamedLikeSqlLoadForEveryDepartmentWithTheirNames)
 {
-    HojaAbierta h;
-    frmActPresupusto* f = h.hoja;
-    f->chkMostrarHistorico->setChecked(true);
-    f->chkMostrarHistorico_Click();
+    h.mostrarHistorico();
     EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty()) << mensajesMostrados(h.plataforma);
     const struct {
         const char* cuenta;
@@ -105,11 +102,9 @@ TEST(HojaCarga, AccountsNamedLikeSqlLoadForEveryDepartmentWithTheirNames)
     }
 }
 
-TEST(HojaCarga, DecimalsReformatAndTotalsAddTheRoundedMonths)
+TEST_F(HojaCarga, DecimalsReformatAndTotalsAddTheRoundedMonths)
 {
-    HojaAbierta h;
-    h.hoja->FlatEdit1->setText(QStringLiteral("2"));
-    h.hoja->AplicarDecimales();
+    h.decimales(2);
     EXPECT_EQ(h.m().TextMatrix(kLuzSur, 4), QStringLiteral("-50,50"));
     EXPECT_EQ(h.m().TextMatrix(1, 16), QStringLiteral("1.149,50"));
     // Later loads leave the overall bar alone.
@@ -119,40 +114,8 @@ TEST(HojaCarga, DecimalsReformatAndTotalsAddTheRoundedMonths)
     EXPECT_EQ(h.hoja->completadoTotal().texto(), QStringLiteral("9%"));
 }
 
-TEST(HojaCarga, CompletionBarsFollowRowsThatBecomeZeroOrNonZero)
+TEST_F(HojaCarga, AccountListReadsDetailAccountsOfTheLatestChartAndConcepts)
 {
-    HojaAbierta h;
-    frmActPresupusto* f = h.hoja;
-    f->SetProgreesFila(Currency(), Currency::fromInt(5));
-    EXPECT_EQ(f->completadoSeleccion().texto(), QStringLiteral("14%"));
-    EXPECT_EQ(f->completadoTotal().texto(), QStringLiteral("14%"));
-    f->SetProgreesFila(Currency::fromInt(5), Currency::fromInt(7));
-    EXPECT_EQ(f->completadoSeleccion().conValores, 3);
-    f->SetProgreesFila(Currency::fromInt(7), Currency());
-    EXPECT_EQ(f->completadoSeleccion().conValores, 2);
-    // An empty selection shows no text.
-    f->chkSelAllDpto->setChecked(false);
-    for (int i = 0; i < f->lstDepartamentos->count(); ++i)
-        f->lstDepartamentos->item(i)->setSelected(false);
-    f->CargarPresupuesto();
-    EXPECT_EQ(f->completadoSeleccion().texto(), QString());
-}
-
-TEST(HojaCarga, SubtotalsFollowASingleCellChange)
-{
-    HojaAbierta h;
-    h.m().setTextMatrix(kVentasNorte, 5, QStringLiteral("1.100"));
-    h.hoja->RecalcularFilas(kVentasNorte, kVentasNorte, 5, 5);
-    EXPECT_EQ(h.m().TextMatrix(kVentasNorte, 16), QStringLiteral("2.200"));
-    EXPECT_EQ(h.textos(kTotalNorte, {5, 16}), (QStringList{"1.100", "2.200"}));
-    EXPECT_EQ(h.textos(1, {5, 16}), (QStringList{"1.100", "2.150"}));
-    EXPECT_EQ(h.m().TextMatrix(kTotalSur, 5), QStringLiteral("0"));
-    EXPECT_EQ(h.m().Rows(), 26);
-}
-
-TEST(HojaCarga, AccountListReadsDetailAccountsOfTheLatestChartAndConcepts)
-{
-    HojaAbierta h;
     const ModeloRejilla& cuentas = h.hoja->vsFiltroCuentas->modelo();
     ASSERT_EQ(cuentas.Rows(), 12);
     EXPECT_EQ(cuentas.TextMatrix(0, 1), QStringLiteral("Todas"));
@@ -170,9 +133,8 @@ TEST(HojaCarga, AccountListReadsDetailAccountsOfTheLatestChartAndConcepts)
     EXPECT_EQ(inserciones, 11);
 }
 
-TEST(HojaCarga, CategoryTreeIndentsBoldsAndHidesEmptyCategories)
+TEST_F(HojaCarga, CategoryTreeIndentsBoldsAndHidesEmptyCategories)
 {
-    HojaAbierta h;
     const ModeloRejilla& cats = h.hoja->vsFiltrosCategoria->modelo();
     ASSERT_EQ(cats.Rows(), 8);
     EXPECT_EQ(cats.TextMatrix(0, 1), QStringLiteral("Todas"));
@@ -189,10 +151,8 @@ TEST(HojaCarga, CategoryTreeIndentsBoldsAndHidesEmptyCategories)
     EXPECT_EQ(cats.Row(), 0);
 }
 
-TEST(HojaCarga, ChoosingACategoryKeepsItsDescendantsOnly)
+TEST_F(HojaCarga, ChoosingACategoryKeepsItsDescendantsOnly)
 {
-    HojaAbierta h;
-    frmActPresupusto* f = h.hoja;
     f->vsFiltrosCategoria->modelo().Select(4, 1);   // Servicios
     f->vsFiltrosCategoria_RowColChange();
     const ModeloRejilla& cuentas = f->vsFiltroCuentas->modelo();
@@ -222,11 +182,9 @@ TEST(HojaCarga, ChoosingACategoryKeepsItsDescendantsOnly)
     EXPECT_TRUE(h.bd.conexion->ultimoTexto().contains(QStringLiteral(" AND c.Cuenta = '62800001' ORDER BY")));
 }
 
-TEST(HojaCarga, IncomeAndExpenseBoxesNarrowByPrefixAndNeverBothEndUnchecked)
+TEST_F(HojaCarga, IncomeAndExpenseBoxesNarrowByPrefixAndNeverBothEndUnchecked)
 {
-    HojaAbierta h;
-    frmActPresupusto* f = h.hoja;
-    auto visibles = [f] {
+    auto visibles = [this] {
         QStringList v;
         const ModeloRejilla& c = f->vsFiltroCuentas->modelo();
         for (int r = 1; r < c.Rows(); ++r)
@@ -235,7 +193,7 @@ TEST(HojaCarga, IncomeAndExpenseBoxesNarrowByPrefixAndNeverBothEndUnchecked)
         v.sort();
         return v;
     };
-    const auto pulsar = [f](QCheckBox* caja, bool marcada) {
+    const auto pulsar = [this](QCheckBox* caja, bool marcada) {
         caja->setChecked(marcada);
         caja == f->chkTipoCuentaIngresos ? f->chkTipoCuentaIngresos_Click() : f->chkTipoCuentaGastos_Click();
     };
@@ -249,9 +207,8 @@ TEST(HojaCarga, IncomeAndExpenseBoxesNarrowByPrefixAndNeverBothEndUnchecked)
     EXPECT_EQ(visibles(), (QStringList{"62100001", "62800001"}));
 }
 
-TEST(HojaCarga, NonBudgetableViewShowsTheAccountLinesTakenOutAndRowsMarkedSo)
+TEST_F(HojaCarga, NonBudgetableViewShowsTheAccountLinesTakenOutAndRowsMarkedSo)
 {
-    HojaAbierta h;
     h.bd.sql(QStringLiteral("UPDATE Presupuestos SET Ver = 0 WHERE Cuenta = '62800001'"));
     h.hoja->cmdVer_Click();
     const ModeloRejilla& m = h.hoja->vsPresupuesto->modelo();
@@ -263,10 +220,8 @@ TEST(HojaCarga, NonBudgetableViewShowsTheAccountLinesTakenOutAndRowsMarkedSo)
     EXPECT_EQ(h.hoja->vsFiltroCuentas->modelo().Rows(), 13);
 }
 
-TEST(HojaCarga, DepartmentListTextsAndTheirQuirks)
+TEST_F(HojaCarga, DepartmentListTextsAndTheirQuirks)
 {
-    HojaAbierta h;
-    frmActPresupusto* f = h.hoja;
     ASSERT_EQ(f->lstDepartamentos->count(), 3);
     EXPECT_EQ(f->lstDepartamentos->item(0)->text(), QString());
     EXPECT_EQ(f->lstDepartamentos->item(0)->data(Qt::UserRole).toInt(), -1);
@@ -295,12 +250,11 @@ TEST(HojaCarga, DepartmentListTextsAndTheirQuirks)
     EXPECT_FALSE(f->fraFiltroDpto->isVisible());
     EXPECT_EQ(f->GetFiltroDptos(), QStringLiteral("-1"));
     EXPECT_EQ(f->vsPresupuesto->modelo().Rows(), 1);
+    EXPECT_EQ(f->completadoSeleccion().texto(), QString()) << "an empty selection shows no completion";
 }
 
-TEST(HojaCarga, LeavingTheDepartmentFrameRestoresTheSavedSelection)
+TEST_F(HojaCarga, LeavingTheDepartmentFrameRestoresTheSavedSelection)
 {
-    HojaAbierta h;
-    frmActPresupusto* f = h.hoja;
     f->cmdDepartamentos_Click();
     f->chkSelAllDpto->setChecked(false);
     EXPECT_FALSE(f->lstDepartamentos->item(1)->isSelected());
@@ -315,18 +269,14 @@ TEST(HojaCarga, LeavingTheDepartmentFrameRestoresTheSavedSelection)
     EXPECT_TRUE(f->lstDepartamentos->item(2)->isSelected());
 }
 
-TEST(HojaCarga, HistoryShowsCreditMinusDebitBesideTheBudget)
+TEST_F(HojaCarga, HistoryShowsCreditMinusDebitBesideTheBudget)
 {
-    HojaAbierta h;
-    frmActPresupusto* f = h.hoja;
-    f->chkMostrarHistorico->setChecked(true);
-    f->chkMostrarHistorico_Click();
+    h.mostrarHistorico();
     EXPECT_FALSE(f->vsHistorico->isHidden());
     const ModeloRejilla& m = f->vsHistorico->modelo();
     const int ventas = filaDe(m, QStringLiteral("70000001"), QStringLiteral("1"));
     ASSERT_GT(ventas, 0);
-    EXPECT_EQ(m.TextMatrix(ventas, 4), QStringLiteral("900"));
-    EXPECT_EQ(m.TextMatrix(ventas, 16), QStringLiteral("900"));
+    EXPECT_EQ(textosDe(m, ventas, {4, 16}), (QStringList{"900", "900"}));
     EXPECT_EQ(m.Rows(), f->vsPresupuesto->modelo().Rows());
     EXPECT_TRUE(m.IsSubtotal(1));
     f->chkMostrarHistorico->setChecked(false);
@@ -334,7 +284,7 @@ TEST(HojaCarga, HistoryShowsCreditMinusDebitBesideTheBudget)
     EXPECT_TRUE(f->vsHistorico->isHidden());
 }
 
-TEST(HojaCarga, StatisticsAreFetchedOncePerYearFromTheLinkedRetailDatabase)
+TEST(HojaCargaTiendas, StatisticsAreFetchedOncePerYearFromTheLinkedRetailDatabase)
 {
     BaseDatosPrueba bd;
     crearEmpresaPequena(bd);
@@ -370,7 +320,7 @@ TEST(HojaCarga, StatisticsAreFetchedOncePerYearFromTheLinkedRetailDatabase)
     EXPECT_TRUE(p.mensajes->mostrados.empty()) << mensajesMostrados(p);
 }
 
-TEST(HojaCarga, DemoCompanyFillsTheWorksheet)
+TEST(HojaCargaDemo, TheDemoCompanyFillsTheWorksheet)
 {
     HojaAbierta h(true);
     const ModeloRejilla& m = h.hoja->vsPresupuesto->modelo();

@@ -192,14 +192,11 @@ TEST(HojaCiclo, DecimalsApplyOnceAboutOneSecondAfterTheLastSpinnerClick)
     EXPECT_EQ(h.hoja->operaciones()->Decimales(), 2);
 
     // While the history is shown the budget is loaded twice.
-    h.hoja->chkMostrarHistorico->setChecked(true);
-    h.hoja->chkMostrarHistorico_Click();
-    h.hoja->FlatEdit1->setText(QStringLiteral("3"));
-    h.hoja->AplicarDecimales();
+    h.mostrarHistorico();
+    h.decimales(3);
     EXPECT_EQ(h.hoja->cargasPresupuesto, cargas + 3);
     EXPECT_EQ(h.hoja->FormatoNumero, QStringLiteral("#,0.000"));
-    h.hoja->FlatEdit1->setText(QStringLiteral("0"));
-    h.hoja->AplicarDecimales();
+    h.decimales(0);
     EXPECT_EQ(h.hoja->FormatoNumero, QStringLiteral("#,0"));
 
     // The box takes the keyboard as the buttons: arrows step within 0..4, a
@@ -222,8 +219,7 @@ TEST(HojaCiclo, ViewToggleNamesTheOtherSetAndColoursTheWorksheet)
 {
     HojaAbierta h;
     frmActPresupusto& f = *h.hoja;
-    f.chkMostrarHistorico->setChecked(true);
-    f.chkMostrarHistorico_Click();
+    h.mostrarHistorico();
     h.teclear(prueba::filas::kCalzadoNorte, hoja::colMes(1), QStringLiteral("5"));
     f.cmdVer_Click();
     EXPECT_FALSE(f.VerPresupuestables);
@@ -288,8 +284,7 @@ TEST(HojaCiclo, TheWorksheetFitsA1366x768Screen)
     EXPECT_LE(minimo.width(), 1366);
     EXPECT_LE(minimo.height(), 740);
     EXPECT_LE(h.hoja->width(), 1366);
-    h.hoja->chkMostrarHistorico->setChecked(true);
-    h.hoja->chkMostrarHistorico_Click();
+    h.mostrarHistorico();
     EXPECT_LE(h.hoja->minimumSizeHint().width(), 1366);
 }
 
@@ -300,8 +295,7 @@ TEST(HojaCiclo, BudgetAndHistoryGridsStayRowForRowThroughEveryFilter)
 {
     HojaAbierta h;
     frmActPresupusto* f = h.hoja;
-    f->chkMostrarHistorico->setChecked(true);
-    f->chkMostrarHistorico_Click();
+    h.mostrarHistorico();
     const auto desfase = [f]() -> std::string {
         const ModeloRejilla& p = f->vsPresupuesto->modelo();
         const ModeloRejilla& r = f->vsHistorico->modelo();

@@ -27,21 +27,6 @@ namespace {
 
 struct Hoja : HojaAbierta {
     using HojaAbierta::HojaAbierta;
-    void pegar(int fila, int col, const QString& texto)
-    {
-        plataforma.portapapeles->contenido = texto;
-        m().Select(fila, col);
-        hoja->Copiar_Desde_Clipboard();
-    }
-    void aplicar(int fila, int metodo, const QString& valor)
-    {
-        m().Select(fila, colMes(2));
-        hoja->vsPresupuesto_RowColChange();
-        frmOperaciones* d = hoja->operaciones();
-        d->setMetodoCalculo(metodo);
-        d->txtValor->setText(valor);
-        d->cmdAplicar_Click();
-    }
     // The same, to every row of a scope, the question answered yes.
     void aplicarEn(int fila, AmbitoMetodo ambito, int metodo, const QString& valor)
     {
@@ -144,8 +129,7 @@ TEST(HojaDeshacer, EveryKindOfOperationIsOneStepBackAndForth)
 
 TEST(HojaDeshacer, AnUndoOverAnotherUsersFigureSaysWhichCellAndChangesNothing)
 {
-    QTemporaryDir dir;
-    Hoja h(false, dir.filePath(QStringLiteral("compartida.db")));
+    Hoja h(false, Hoja::kEnFichero);
     h.teclear(kCalzadoNorte, colMes(2), QStringLiteral("75"));
     auto otro = h.bd.otraConexion();
     otro->Execute(QStringLiteral("UPDATE Presupuestos SET M2 = 80 WHERE Cuenta = '70000002' AND Dpto = 1"));

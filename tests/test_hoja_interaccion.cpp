@@ -45,8 +45,7 @@ TEST(HojaInteraccion, TypingIntoAMonthAndEnterSavesAndWalksRight)
     editor->setText(QStringLiteral("500"));
     tecla(editor, Qt::Key_Return, Qt::NoModifier, QStringLiteral("\r"));
     QApplication::processEvents();
-    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, colMes(3)), QStringLiteral("500"));
-    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, kManual), QStringLiteral("4"));
+    EXPECT_EQ(textosDe(v->modelo(), kCalzadoNorte, {colMes(3), kManual}), (QStringList{"500", "4"}));
     EXPECT_EQ(h.bd.valor(QStringLiteral("SELECT M3 FROM Presupuestos WHERE Cuenta = '70000002' AND Dpto = 1")).toDouble(), 500.0);
     EXPECT_EQ(v->modelo().Row(), kCalzadoNorte);
     EXPECT_EQ(v->modelo().Col(), 7);
@@ -66,13 +65,10 @@ TEST(HojaInteraccion, KeyboardCopyAndDeleteOnTheBudgetGrid)
     EXPECT_EQ(h.plataforma.portapapeles->contenido, QStringLiteral("100\t100"));
     v->modelo().Select(kCalzadoNorte, colMes(1));
     tecla(v, Qt::Key_V, Qt::ControlModifier);
-    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, colMes(1)), QStringLiteral("100"));
-    EXPECT_EQ(v->modelo().TextMatrix(kCalzadoNorte, colMes(2)), QStringLiteral("100"));
+    EXPECT_EQ(textosDe(v->modelo(), kCalzadoNorte, {colMes(1), colMes(2)}), (QStringList{"100", "100"}));
     v->modelo().Select(kVentasNorte, colMes(1), kVentasNorte, 5);
     tecla(v, Qt::Key_Delete);
-    EXPECT_EQ(v->modelo().TextMatrix(kVentasNorte, colMes(1)), QStringLiteral("0"));
-    EXPECT_EQ(v->modelo().TextMatrix(kVentasNorte, colMes(2)), QStringLiteral("0"));
-    EXPECT_EQ(v->modelo().TextMatrix(kVentasNorte, colMes(3)), QStringLiteral("100"));
+    EXPECT_EQ(textosDe(v->modelo(), kVentasNorte, {colMes(1), colMes(2), colMes(3)}), (QStringList{"0", "0", "100"}));
 }
 
 TEST(HojaInteraccion, RightClickOpensTheMenuOnAccountRowsOnly)
@@ -322,8 +318,7 @@ TEST(HojaInteraccion, FindGoesToAnAccountByCodeNameOrDepartment)
 TEST(HojaInteraccion, TheNameColumnWidensByItsEdgeAndCutNamesShowWholeOnHover)
 {
     HojaAbierta h;
-    h.hoja->chkMostrarHistorico->setChecked(true);
-    h.hoja->chkMostrarHistorico_Click();
+    h.mostrarHistorico();
     VistaRejilla* v = h.hoja->vsPresupuesto;
     auto* fijas = v->findChild<QTableView*>(QStringLiteral("vsPresupuesto_fijas"));
     ASSERT_TRUE(fijas);

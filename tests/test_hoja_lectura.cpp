@@ -41,14 +41,6 @@ QStringList recortadas(VistaRejilla& v)
     return fuera;
 }
 
-void decimales(frmActPresupusto* f, int n)
-{
-    f->FlatEdit1->setText(QString::number(n));
-    f->AplicarDecimales();
-    // The history takes the decimals when it is next loaded.
-    f->CargarHistorico();
-}
-
 // The pixels of the fixed columns' area of a grid.
 QImage zonaFija(VistaRejilla& v)
 {
@@ -62,10 +54,10 @@ TEST(HojaLectura, NoAmountTotalOrSubtotalIsCutShortAtAnyDecimals)
 {
     HojaAbierta h(true);
     frmActPresupusto* f = h.hoja;
-    f->chkMostrarHistorico->setChecked(true);
-    f->chkMostrarHistorico_Click();
+    h.mostrarHistorico();
     for (int n : {0, 2, 4}) {
-        decimales(f, n);
+        h.decimales(n);
+        f->CargarHistorico(); // the history takes the decimals when it is next loaded
         for (VistaRejilla* v : {f->vsPresupuesto, f->vsHistorico}) {
             ASSERT_GT(v->modelo().Rows(), 10);
             EXPECT_EQ(recortadas(*v), QStringList()) << v->objectName().toStdString() << " con " << n << " decimales";
@@ -74,7 +66,8 @@ TEST(HojaLectura, NoAmountTotalOrSubtotalIsCutShortAtAnyDecimals)
     // Back to no decimals the columns narrow again, never below the width
     // the layout gives them.
     const int ancho4 = f->vsPresupuesto->columnWidth(kTotal);
-    decimales(f, 0);
+    h.decimales(0);
+    f->CargarHistorico();
     EXPECT_LT(f->vsPresupuesto->columnWidth(kTotal), ancho4);
     EXPECT_GE(f->vsPresupuesto->columnWidth(kPrimerMes), 1000 / 15);
 }
@@ -97,8 +90,7 @@ TEST(HojaLectura, TheAccountStaysInSightWhenTheGridScrollsToDecember)
 {
     HojaAbierta h(true);
     frmActPresupusto* f = h.hoja;
-    f->chkMostrarHistorico->setChecked(true);
-    f->chkMostrarHistorico_Click();
+    h.mostrarHistorico();
     for (VistaRejilla* v : {f->vsPresupuesto, f->vsHistorico}) {
         SCOPED_TRACE(v->objectName().toStdString());
         ModeloRejilla& m = v->modelo();

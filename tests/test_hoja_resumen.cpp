@@ -32,8 +32,7 @@ TEST(HojaResumen, AnAccountsFiguresAreItsBudgetRowAndItsHistoryRow)
 {
     HojaAbierta h(true);
     frmActPresupusto* f = h.hoja;
-    f->chkMostrarHistorico->setChecked(true);
-    f->chkMostrarHistorico_Click();
+    h.mostrarHistorico();
     ASSERT_EQ(f->panelResumen, nullptr) << "made only when first shown";
     f->cmdResumen->click();
     ASSERT_NE(f->panelResumen, nullptr);
@@ -73,8 +72,7 @@ TEST(HojaResumen, ADepartmentsFiguresAreTheSumsOfItsRowsWithItsRetailRatios)
 {
     HojaAbierta h(true);
     frmActPresupusto* f = h.hoja;
-    f->chkMostrarHistorico->setChecked(true);
-    f->chkMostrarHistorico_Click();
+    h.mostrarHistorico();
     f->cmdResumen->click();
     const ModeloRejilla& p = f->vsPresupuesto->modelo();
     const ModeloRejilla& hi = f->vsHistorico->modelo();

@@ -19,12 +19,14 @@ using namespace presupuestos::hoja;
 
 using namespace presupuestos::prueba::filas;
 
-TEST(Operaciones, WithoutAnAccountRowNothingCanBeApplied)
-{
-    HojaAbierta h;
+// Each case on the small company's worksheet and its operations dialog.
+struct Operaciones : ConHoja {
     frmOperaciones* d = h.hoja->operaciones();
-    h.hoja->vsPresupuesto->modelo().Select(kTotalNorte, colMes(2));
-    h.hoja->vsPresupuesto_RowColChange();
+};
+
+TEST_F(Operaciones, WithoutAnAccountRowNothingCanBeApplied)
+{
+    h.irA(kTotalNorte, colMes(2));
     EXPECT_EQ(d->lblCuenta->text(), QStringLiteral("Seleccione una fila de cuenta"));
     EXPECT_EQ(d->lblCuenta->palette().color(QPalette::WindowText), QColor(255, 0, 0));
     EXPECT_FALSE(d->cmdAplicar->isEnabled());
@@ -32,8 +34,7 @@ TEST(Operaciones, WithoutAnAccountRowNothingCanBeApplied)
     EXPECT_FALSE(d->cboMetodo->isEnabled());
     EXPECT_FALSE(d->txtValor->isEnabled());
 
-    h.hoja->vsPresupuesto->modelo().Select(kLuzSur, colMes(2));
-    h.hoja->vsPresupuesto_RowColChange();
+    h.irA(kLuzSur, colMes(2));
     EXPECT_EQ(d->lblCuenta->text(), QStringLiteral("62800001 - Electricidad"));
     EXPECT_EQ(d->lblDpto->text(), QStringLiteral("2 - Sur"));
     EXPECT_EQ(d->lblCuenta->palette().color(QPalette::WindowText), QColor(0, 0, 0));
@@ -42,10 +43,8 @@ TEST(Operaciones, WithoutAnAccountRowNothingCanBeApplied)
     EXPECT_EQ(d->txtValor->text(), QStringLiteral("0,00"));
 }
 
-TEST(Operaciones, MethodListOrderAndTheHistoryYearInItsTexts)
+TEST_F(Operaciones, MethodListOrderAndTheHistoryYearInItsTexts)
 {
-    HojaAbierta h;
-    frmOperaciones* d = h.hoja->operaciones();
     const int orden[] = {3, 1, 2, 4, 5, 6, 7};
     ASSERT_EQ(d->cboMetodo->count(), 7);
     for (int i = 0; i < 7; ++i)
@@ -62,10 +61,8 @@ TEST(Operaciones, MethodListOrderAndTheHistoryYearInItsTexts)
     EXPECT_EQ(d->cboMetodo->currentText(), QStringLiteral("Importe lineal para todos los meses"));
 }
 
-TEST(Operaciones, PreviewShowsTheTwelveMonthsAndTheFormula)
+TEST_F(Operaciones, PreviewShowsTheTwelveMonthsAndTheFormula)
 {
-    HojaAbierta h;
-    frmOperaciones* d = h.hoja->operaciones();
     h.hoja->vsPresupuesto->modelo().Select(kVentasNorte, colMes(2));
     h.hoja->MostrarOperaciones();
     d->setMetodoCalculo(1);
@@ -85,21 +82,14 @@ TEST(Operaciones, PreviewShowsTheTwelveMonthsAndTheFormula)
     EXPECT_EQ(d->height(), frmOperaciones::AltoReducido / 15);
 }
 
-TEST(Operaciones, ApplyingStoresTheRowAndShowsItWithoutMarks)
+TEST_F(Operaciones, ApplyingStoresTheRowAndShowsItWithoutMarks)
 {
-    HojaAbierta h;
     // Last year's 100 spread over twelve months: 8,3333 a month.
     h.bd.sql(QStringLiteral("INSERT INTO Acumulados_Dpto (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, H5) VALUES (1, 2026, '70000002', 1, 100)"));
-    frmActPresupusto* f = h.hoja;
-    frmOperaciones* d = f->operaciones();
     ModeloRejilla& m = h.m();
     m.setCellBackColor(kCalzadoNorte, colMes(3), QColor(172, 250, 185));
     m.setTextMatrix(kCalzadoNorte, kManual, QStringLiteral("4"));
-    m.Select(kCalzadoNorte, colMes(2));
-    f->vsPresupuesto_RowColChange();
-    d->setMetodoCalculo(4);
-    d->txtValor->setText(QStringLiteral("0"));
-    d->cmdAplicar_Click();
+    h.aplicar(kCalzadoNorte, 4, QStringLiteral("0"));
     EXPECT_EQ(h.textos(kCalzadoNorte, {colMes(1), kTotal, kMetodo, kManual, kValor}), (QStringList{"8", "96", "4", "0", "0"}));
     EXPECT_FALSE(m.CellBackColor(kCalzadoNorte, colMes(3)).isValid()) << "the grid's own white";
     EXPECT_EQ(m.tabla().index(kCalzadoNorte - 1, colMes(3)).data(Qt::BackgroundRole).value<QColor>(), QColor(255, 255, 255));
@@ -107,43 +97,29 @@ TEST(Operaciones, ApplyingStoresTheRowAndShowsItWithoutMarks)
     EXPECT_EQ(h.guardados(QStringLiteral("70000002"), 1, {0, 11, 12}), (QStringList{"8.3333", "8.3333", "4"}));
 
     // Method 3 with 100 on an existing row: twelve hundreds, method 3, no marks.
-    m.Select(kVentasNorte, colMes(2));
-    f->vsPresupuesto_RowColChange();
-    d->setMetodoCalculo(3);
-    d->txtValor->setText(QStringLiteral("100"));
-    d->cmdAplicar_Click();
+    h.aplicar(kVentasNorte, 3, QStringLiteral("100"));
     EXPECT_EQ(h.textos(kVentasNorte, {kMetodo, kValor, kManual}), (QStringList{"3", "100", "0"}));
     EXPECT_EQ(h.guardados(QStringLiteral("70000001"), 1, {6, 13}), (QStringList{"100", "0"}));
 
     // An empty value box applies 0.
-    m.Select(kAlquilerNorte, colMes(2));
-    f->vsPresupuesto_RowColChange();
+    h.irA(kAlquilerNorte, colMes(2));
     d->txtValor->clear();
     d->cmdAplicar_Click();
     EXPECT_EQ(d->Valor(), Currency());
     EXPECT_EQ(h.guardados(QStringLiteral("62100001"), 1, {4, 12}), (QStringList{"0", "3"}));
 }
 
-TEST(Operaciones, ApplyingToSalesRecalculatesMonthlyPercentagesOnly)
+TEST_F(Operaciones, ApplyingToSalesRecalculatesMonthlyPercentagesOnly)
 {
-    HojaAbierta h;
     h.bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Metodo_Calculo, Valor, M3) VALUES "
                             "(1, 2027, '62100001', 1, 6, 10, 0), (1, 2027, '62800001', 1, 7, 10, 5)"));
-    frmActPresupusto* f = h.hoja;
-    frmOperaciones* d = f->operaciones();
-    f->vsPresupuesto->modelo().Select(kVentasNorte, colMes(2));
-    f->vsPresupuesto_RowColChange();
-    d->setMetodoCalculo(3);
-    d->txtValor->setText(QStringLiteral("2000"));
-    d->cmdAplicar_Click();
+    h.aplicar(kVentasNorte, 3, QStringLiteral("2000"));
     EXPECT_EQ(h.campo(QStringLiteral("M3"), QStringLiteral("62100001"), 1).toDouble(), 200.0);
     EXPECT_EQ(h.campo(QStringLiteral("M3"), QStringLiteral("62800001"), 1).toDouble(), 5.0);
 }
 
-TEST(Operaciones, TheCloseBoxOnlyHidesTheDialog)
+TEST_F(Operaciones, TheCloseBoxOnlyHidesTheDialog)
 {
-    HojaAbierta h;
-    frmOperaciones* d = h.hoja->operaciones();
     h.hoja->vsPresupuesto->modelo().Select(kVentasNorte, colMes(2));
     h.hoja->MostrarOperaciones();
     EXPECT_TRUE(d->isVisible());
@@ -162,12 +138,9 @@ TEST(Operaciones, TheCloseBoxOnlyHidesTheDialog)
     EXPECT_FALSE(d->frameGeometry().intersects(QRect(fila.left(), fila.top(), 2000, fila.height())));
 }
 
-TEST(Operaciones, TheTwelveResultsAreReadableAtTheFirstHeight)
+TEST_F(Operaciones, TheTwelveResultsAreReadableAtTheFirstHeight)
 {
-    HojaAbierta h;
-    frmOperaciones* d = h.hoja->operaciones();
-    h.hoja->FlatEdit1->setText(QStringLiteral("4"));
-    h.hoja->AplicarDecimales();
+    h.decimales(4);
     h.hoja->vsPresupuesto->modelo().Select(kVentasNorte, colMes(2));
     h.hoja->MostrarOperaciones();
     d->txtValor->setText(QStringLiteral("-123456789,1234"));
@@ -196,7 +169,7 @@ TEST(Operaciones, TheTwelveResultsAreReadableAtTheFirstHeight)
 
 // A method applied to a scope: every account row of it, each computed on its
 // own account and department, after one question naming what it overwrites.
-TEST(Operaciones, AScopeGetsTheMethodOnEveryAccountRowAfterOneQuestion)
+TEST(OperacionesAmbito, AScopeGetsTheMethodOnEveryAccountRowAfterOneQuestion)
 {
     struct Fila {
         const char* cuenta;
@@ -297,13 +270,10 @@ TEST(Operaciones, AScopeGetsTheMethodOnEveryAccountRowAfterOneQuestion)
     }
 }
 
-TEST(Operaciones, TheScopesPreviewFollowsTheSelectionAndTheRow)
+TEST_F(Operaciones, TheScopesPreviewFollowsTheSelectionAndTheRow)
 {
-    HojaAbierta h;
-    frmOperaciones* d = h.hoja->operaciones();
     ModeloRejilla& m = h.hoja->vsPresupuesto->modelo();
-    m.Select(kAlquilerNorte, colMes(1));
-    h.hoja->vsPresupuesto_RowColChange();
+    h.irA(kAlquilerNorte, colMes(1));
     EXPECT_EQ(d->lblAmbito->text(), QString()) << "the row alone shows nothing";
     d->cboAmbito->setCurrentIndex(d->cboAmbito->findData(static_cast<int>(AmbitoMetodo::Seleccion)));
     EXPECT_EQ(d->lblAmbito->text(), QStringLiteral("1 fila de la selección"));
@@ -311,17 +281,14 @@ TEST(Operaciones, TheScopesPreviewFollowsTheSelectionAndTheRow)
     EXPECT_EQ(d->lblAmbito->text(), QStringLiteral("3 filas de la selección; 1 mes introducido a mano se sobrescribirá"));
     d->cboAmbito->setCurrentIndex(d->cboAmbito->findData(static_cast<int>(AmbitoMetodo::Categoria)));
     EXPECT_EQ(d->lblAmbito->text(), QStringLiteral("4 filas de la categoría Servicios; 1 mes introducido a mano se sobrescribirá"));
-    m.Select(kVentasSur, colMes(1));
-    h.hoja->vsPresupuesto_RowColChange();
+    h.irA(kVentasSur, colMes(1));
     EXPECT_EQ(d->lblAmbito->text(), QStringLiteral("16 filas de la categoría Ventas; 1 mes introducido a mano se sobrescribirá"));
     // A total row is no account: nothing to apply, and the dialog says so.
-    m.Select(kTotalNorte, colMes(1));
-    h.hoja->vsPresupuesto_RowColChange();
+    h.irA(kTotalNorte, colMes(1));
     EXPECT_FALSE(d->cmdAplicar->isEnabled());
     EXPECT_FALSE(d->cboAmbito->isEnabled());
     EXPECT_EQ(d->lblAmbito->text(), QString());
-    m.Select(kLuzSur, colMes(1));
-    h.hoja->vsPresupuesto_RowColChange();
+    h.irA(kLuzSur, colMes(1));
     EXPECT_EQ(d->lblAmbito->text(), QStringLiteral("2 filas de la categoría Suministros; 1 mes introducido a mano se sobrescribirá"));
     d->cboAmbito->setCurrentIndex(0);
     EXPECT_EQ(d->lblAmbito->text(), QString());

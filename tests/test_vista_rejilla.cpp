@@ -10,6 +10,7 @@
 #include <QMouseEvent>
 #include <QAbstractItemModelTester>
 #include <QScrollBar>
+#include <QSignalSpy>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -97,9 +98,7 @@ TEST(VistaRejillaPresentacion, ALoadWithRedrawOffPaintsOnceAndAnnouncesItsCellsO
 {
     auto v = rejilla(2);
     ModeloRejilla& m = v->modelo();
-    int reinicios = 0, cambios = 0;
-    QObject::connect(v->model(), &QAbstractItemModel::modelReset, [&] { ++reinicios; });
-    QObject::connect(v->model(), &QAbstractItemModel::dataChanged, [&] { ++cambios; });
+    QSignalSpy reinicios(v->model(), &QAbstractItemModel::modelReset), cambios(v->model(), &QAbstractItemModel::dataChanged);
 
     m.setRedraw(false);
     EXPECT_FALSE(v->updatesEnabled());
@@ -109,12 +108,12 @@ TEST(VistaRejillaPresentacion, ALoadWithRedrawOffPaintsOnceAndAnnouncesItsCellsO
     m.setTextMatrix(100, 3, QStringLiteral("-5"));
     m.setTextMatrix(120, 3, QStringLiteral("-6"));
     EXPECT_EQ(v->model()->rowCount(), 200) << "rows come at once, so the cursor always has its row";
-    EXPECT_EQ(cambios, 0);
+    EXPECT_EQ(cambios.count(), 0);
     m.setRedraw(true);
 
     EXPECT_TRUE(v->updatesEnabled());
-    EXPECT_EQ(reinicios, 0);
-    EXPECT_EQ(cambios, 1);
+    EXPECT_EQ(reinicios.count(), 0);
+    EXPECT_EQ(cambios.count(), 1);
     EXPECT_EQ(v->model()->index(99, 3).data().toString(), QStringLiteral("-5"));
 }
 
@@ -124,18 +123,15 @@ TEST(VistaRejillaCursor, TheModelsCursorMovesTheViewAndRaisesRowColChangeOnce)
 {
     auto v = rejilla();
     ModeloRejilla& m = v->modelo();
-    int cambios = 0;
-    int seleccion = 0;
-    QObject::connect(v.get(), &VistaRejilla::RowColChange, [&] { ++cambios; });
-    QObject::connect(&m, &ModeloRejilla::seleccionCambiada, [&] { ++seleccion; });
+    QSignalSpy cambios(v.get(), &VistaRejilla::RowColChange), seleccion(&m, &ModeloRejilla::seleccionCambiada);
 
     m.Select(3, 2);
     EXPECT_EQ(v->currentIndex(), v->model()->index(2, 2));
-    EXPECT_EQ(cambios, 1);
-    EXPECT_EQ(seleccion, 1) << "the view's answer does not come back to the model";
+    EXPECT_EQ(cambios.count(), 1);
+    EXPECT_EQ(seleccion.count(), 1) << "the view's answer does not come back to the model";
 
     m.Select(3, 2, 5, 4);
-    EXPECT_EQ(cambios, 1) << "extending the selection keeps the cursor";
+    EXPECT_EQ(cambios.count(), 1) << "extending the selection keeps the cursor";
     EXPECT_TRUE(v->seleccionExtendida());
     EXPECT_EQ(v->selectionModel()->selectedIndexes().size(), 9);
 }
@@ -144,19 +140,18 @@ TEST(VistaRejillaCursor, TheViewsCurrentCellAndSelectionReachTheModel)
 {
     auto v = rejilla();
     ModeloRejilla& m = v->modelo();
-    int cambios = 0;
-    QObject::connect(v.get(), &VistaRejilla::RowColChange, [&] { ++cambios; });
+    QSignalSpy cambios(v.get(), &VistaRejilla::RowColChange);
 
     v->setCurrentIndex(v->model()->index(4, 3));
     EXPECT_EQ(m.Row(), 5);
     EXPECT_EQ(m.Col(), 3);
-    EXPECT_EQ(cambios, 1);
+    EXPECT_EQ(cambios.count(), 1);
 
     clic(*v, 2, 1);
     EXPECT_EQ(m.Row(), 2);
     EXPECT_EQ(m.Col(), 1);
     EXPECT_FALSE(v->seleccionExtendida());
-    EXPECT_EQ(cambios, 2) << "a click moves the cursor once";
+    EXPECT_EQ(cambios.count(), 2) << "a click moves the cursor once";
 
     // Shift+Down twice extends from the cursor, which stays where it was.
     tecla(v.get(), Qt::Key_Down, Qt::ShiftModifier);
@@ -164,7 +159,7 @@ TEST(VistaRejillaCursor, TheViewsCurrentCellAndSelectionReachTheModel)
     EXPECT_EQ(m.Row(), 2);
     EXPECT_EQ(m.RowSel(), 4);
     EXPECT_EQ(m.ColSel(), 1);
-    EXPECT_EQ(cambios, 2);
+    EXPECT_EQ(cambios.count(), 2);
 }
 
 TEST(VistaRejillaCursor, ARowColChangeHandlerMayMoveTheCursorAgain)
@@ -246,13 +241,12 @@ TEST(VistaRejillaEdicion, EscapeAbandonsTheEditWithoutAfterEdit)
     auto v = rejilla();
     v->setEditable(true);
     v->modelo().Select(1, 1);
-    int despues = 0;
-    QObject::connect(v.get(), &VistaRejilla::AfterEdit, [&] { ++despues; });
+    QSignalSpy despues(v.get(), &VistaRejilla::AfterEdit);
     tecla(v.get(), Qt::Key_9, Qt::NoModifier, QStringLiteral("9"));
     ASSERT_NE(editorAbierto(*v), nullptr);
     tecla(editorAbierto(*v), Qt::Key_Escape);
     QApplication::processEvents();
-    EXPECT_EQ(despues, 0);
+    EXPECT_EQ(despues.count(), 0);
     EXPECT_EQ(v->modelo().TextMatrix(1, 1), QStringLiteral("x1"));
 }
 

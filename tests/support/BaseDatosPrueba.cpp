@@ -204,14 +204,4 @@ QStringList BaseDatosPrueba::presupuestoGuardado(const QString& cuenta, int dpto
     return l;
 }
 
-int numeroError(const std::function<void()>& f)
-{
-    try {
-        f();
-    } catch (const VbError& e) {
-        return e.number();
-    }
-    return 0;
-}
-
 } // namespace presupuestos::prueba

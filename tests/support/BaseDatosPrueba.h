@@ -6,6 +6,7 @@
 // own on that server, created for the test and dropped after it: the tests
 // of one run go in parallel, each in its own process.
 
+#include "ErrorPrueba.h"
 #include "db/Conexion.h"
 #include "sesion/Sesion.h"
 
@@ -84,7 +85,5 @@ inline QStringList campos(const QStringList& fila, std::initializer_list<int> in
 // Opens what BaseDatosPrueba::destino names.
 std::shared_ptr<Conexion> abrirDestino(const QString& destino);
 
-// The number of the system error a call raises, 0 when it raises none.
-int numeroError(const std::function<void()>& f);
 
 } // namespace presupuestos::prueba

@@ -1,8 +1,11 @@
 #include "HojaPrueba.h"
 
+#include "calculation/dialog/frmOperaciones.h"
 #include "grid/widgets/VistaRejilla.h"
 #include "worksheet/core/Columnas.h"
 
+#include <QCheckBox>
+#include <QLineEdit>
 #include <stdexcept>
 
 namespace presupuestos::prueba {
@@ -41,7 +44,8 @@ std::string mensajesMostrados(const PlataformaDePrueba& p)
     return r.toStdString();
 }
 
-HojaAbierta::HojaAbierta(bool demo, const QString& fichero) : bd(demo, fichero)
+HojaAbierta::HojaAbierta(bool demo, const QString& fichero)
+    : bd(demo, fichero == kEnFichero ? carpeta.filePath(QStringLiteral("empresa.db")) : fichero)
 {
     if (!demo)
         crearEmpresaPequena(bd);
@@ -82,13 +86,15 @@ QVariant HojaAbierta::campo(const QString& columna, const QString& cuenta, int d
                         .arg(dpto));
 }
 
-QStringList HojaAbierta::textos(int fila, std::initializer_list<int> columnas)
+QStringList textosDe(const ModeloRejilla& m, int fila, std::initializer_list<int> columnas)
 {
     QStringList r;
     for (int c : columnas)
-        r << m().TextMatrix(fila, c);
+        r << m.TextMatrix(fila, c);
     return r;
 }
+
+QStringList HojaAbierta::textos(int fila, std::initializer_list<int> columnas) { return textosDe(m(), fila, columnas); }
 
 QStringList HojaAbierta::guardados(const QString& cuenta, int dpto, std::initializer_list<int> campos)
 {
@@ -97,6 +103,57 @@ QStringList HojaAbierta::guardados(const QString& cuenta, int dpto, std::initial
     for (int i : campos)
         r << fila.value(i);
     return r;
+}
+
+void HojaAbierta::pegar(int fila, int col, const QString& texto)
+{
+    plataforma.portapapeles->contenido = texto;
+    m().Select(fila, col);
+    hoja->Copiar_Desde_Clipboard();
+}
+
+void HojaAbierta::irA(int fila, int col)
+{
+    m().Select(fila, col);
+    hoja->vsPresupuesto_RowColChange();
+}
+
+void HojaAbierta::aplicar(int fila, int metodo, const QString& valor)
+{
+    irA(fila, hoja::colMes(2));
+    frmOperaciones* d = hoja->operaciones();
+    d->setMetodoCalculo(metodo);
+    d->txtValor->setText(valor);
+    d->cmdAplicar_Click();
+}
+
+void HojaAbierta::mostrarHistorico()
+{
+    hoja->chkMostrarHistorico->setChecked(true);
+    hoja->chkMostrarHistorico_Click();
+}
+
+void HojaAbierta::decimales(int n)
+{
+    hoja->FlatEdit1->setText(QString::number(n));
+    hoja->AplicarDecimales();
+}
+
+std::vector<QString> HojaAbierta::mostrados()
+{
+    std::vector<QString> r;
+    for (const auto& x : plataforma.mensajes->mostrados)
+        r.push_back(x.prompt);
+    plataforma.mensajes->mostrados.clear();
+    return r;
+}
+
+int HojaAbierta::escrituras()
+{
+    int n = 0;
+    for (const QString& t : bd.tomarRegistro())
+        n += t.startsWith(QLatin1String("UPDATE")) || t.startsWith(QLatin1String("INSERT"));
+    return n;
 }
 
 } // namespace presupuestos::prueba

@@ -9,6 +9,10 @@
 #include "host/entry/frmclsfrmActPresupusto.h"
 #include "worksheet/frmActPresupusto.h"
 
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <vector>
+
 namespace presupuestos::prueba {
 
 // A clock the test moves by hand.
@@ -37,6 +41,9 @@ void crearEmpresaPequena(BaseDatosPrueba& bd);
 // The account row of an account and department (as the grid shows them), or -1.
 int filaDe(const ModeloRejilla& m, const QString& cuenta, const QString& dpto);
 
+// Several cells of a grid row, to state them in one assertion.
+QStringList textosDe(const ModeloRejilla& m, int fila, std::initializer_list<int> columnas);
+
 // The message boxes shown, for failure messages.
 std::string mensajesMostrados(const PlataformaDePrueba& p);
 
@@ -59,12 +66,16 @@ constexpr int kTotalSur = 25;
 } // namespace filas
 
 struct HojaAbierta {
+    // Where the database file goes when a test asks for one (kEnFichero).
+    QTemporaryDir carpeta;
     BaseDatosPrueba bd;
     PlataformaDePrueba plataforma;
     frmclsfrmActPresupusto clase;
     frmActPresupusto* hoja = nullptr;
     // demo: the generated demo company; otherwise the small company above.
+    // fichero kEnFichero: a file of its own, for a second connection or process.
     explicit HojaAbierta(bool demo = false, const QString& fichero = QStringLiteral(":memory:"));
+    static inline const QString kEnFichero = QStringLiteral("en fichero");
 
     ModeloRejilla& m();
     // An edit as the grid raises it: before, the text the editor leaves,
@@ -78,6 +89,27 @@ struct HojaAbierta {
     // method, typed months, value, shown) as SQL number texts; empty
     // texts when there is no row.
     QStringList guardados(const QString& cuenta, int dpto, std::initializer_list<int> campos);
+    // A text pasted from the clipboard at a cell.
+    void pegar(int fila, int col, const QString& texto);
+    // The cursor put on a cell, as the grid tells the worksheet.
+    void irA(int fila, int col);
+    // A method applied to a row from the operations dialog.
+    void aplicar(int fila, int metodo, const QString& valor);
+    // The history grid shown beside the budget, as its box does it.
+    void mostrarHistorico();
+    // The decimals box set and applied.
+    void decimales(int n);
+    // The texts of the message boxes shown since the last call.
+    std::vector<QString> mostrados();
+    // The UPDATE and INSERT statements sent since the log was last taken.
+    int escrituras();
+};
+
+// Cases that each start on the small company's worksheet, freshly opened
+// (a suite takes it with "using Suite = ConHoja;").
+struct ConHoja : ::testing::Test {
+    HojaAbierta h;
+    frmActPresupusto* f = h.hoja;
 };
 
 } // namespace presupuestos::prueba

@@ -121,4 +121,10 @@ QByteArray LibrosPrueba::parte(const QString& libro, const char* nombre)
     return r;
 }
 
+QByteArray LibrosPrueba::bytes(const QString& ruta)
+{
+    QFile f(ruta);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
 } // namespace presupuestos::prueba

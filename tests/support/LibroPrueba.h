@@ -30,6 +30,8 @@ public:
     QString carpeta() const { return dir_.path(); }
     // The files kept beside the tests.
     static QString datos(const QString& nombre);
+    // A file's bytes, all of them (none when it cannot be read).
+    static QByteArray bytes(const QString& ruta);
     // A part of a workbook as it was written (its XML); empty when it has none.
     static QByteArray parte(const QString& libro, const char* nombre);
 

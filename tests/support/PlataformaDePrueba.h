@@ -14,7 +14,12 @@ struct MensajeMostrado {
     QString prompt;
     int estilo = 0;
     QString titulo;
+    bool operator==(const MensajeMostrado&) const = default;
 };
+inline void PrintTo(const MensajeMostrado& m, std::ostream* os)
+{
+    *os << '[' << m.titulo.toStdString() << "] " << m.estilo << ' ' << m.prompt.toStdString();
+}
 
 class CuadroMensajeGrabado : public ICuadroMensaje {
 public:

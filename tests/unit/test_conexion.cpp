@@ -16,32 +16,7 @@
 
 using namespace presupuestos;
 using presupuestos::prueba::BaseDatosPrueba;
-
-namespace {
-// The error the call raised; number 0 and no text when it raised none.
-VbError errorDe(const std::function<void()>& f)
-{
-    try {
-        f();
-    } catch (const VbError& e) {
-        return e;
-    }
-    return VbError(0, QString());
-}
-} // namespace
-
-TEST(Conexion, ExecuteReportsRecordsAffectedAndLogsComposedText)
-{
-    BaseDatosPrueba bd;
-    auto& c = *bd.conexion;
-    c.limpiarRegistro();
-    EXPECT_EQ(c.Execute(QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno')")), 1);
-    EXPECT_EQ(c.Execute(QStringLiteral("INSERT INTO Departamentos VALUES (1, 2, 'Dos')")), 1);
-    EXPECT_EQ(c.Execute(QStringLiteral("UPDATE Departamentos SET Nombre = 'x' WHERE Cod_Empresa = 1")), 2);
-    EXPECT_EQ(c.Execute(QStringLiteral("UPDATE Departamentos SET Nombre = 'x' WHERE Cod_Empresa = 9")), 0);
-    ASSERT_EQ(c.registro().size(), 4u);
-    EXPECT_EQ(c.registro()[0], QStringLiteral("INSERT INTO Departamentos VALUES (1, 1, 'Uno')"));
-}
+using presupuestos::prueba::errorDe;
 
 TEST(Conexion, ForwardOnlyRecordsetByNameAndIndex)
 {

@@ -1,5 +1,5 @@
 #include "common/Currency.h"
-#include "common/VbError.h"
+#include "ErrorPrueba.h"
 
 #include <gtest/gtest.h>
 #include <limits>
@@ -8,6 +8,8 @@
 
 using presupuestos::Currency;
 using presupuestos::VbError;
+using presupuestos::prueba::errorDe;
+using presupuestos::prueba::numeroError;
 
 namespace {
 Currency c(const char* t)
@@ -33,13 +35,8 @@ TEST(Currency, ConversionFromDoubleRoundsHalvesToEven)
 TEST(Currency, OutOfRangeRaisesOverflow)
 {
     for (double d : {1e15, -1e15, std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()}) {
-        try {
-            Currency::fromDouble(d);
-            FAIL() << d;
-        } catch (const VbError& e) {
-            EXPECT_EQ(e.number(), 6);
-            EXPECT_EQ(e.description(), QStringLiteral("Overflow"));
-        }
+        const VbError e = errorDe([&] { Currency::fromDouble(d); });
+        EXPECT_EQ(std::pair(e.number(), e.description()), std::pair(6, QStringLiteral("Overflow"))) << d;
     }
     const Currency max = Currency::fromRaw(std::numeric_limits<std::int64_t>::max());
     EXPECT_THROW(max + Currency::fromRaw(1), VbError);
@@ -107,17 +104,10 @@ TEST(Currency, PlainTextsOfAnyLengthRoundExactly)
     for (const auto& [texto, raw] : casos) {
         SCOPED_TRACE(texto.toStdString());
         Currency v;
+        EXPECT_EQ(numeroError([&] { ASSERT_TRUE(Currency::parsePlain(texto, v)); }), raw ? 0 : VbError::Overflow);
         if (raw) {
-            ASSERT_TRUE(Currency::parsePlain(texto, v));
             EXPECT_EQ(v.raw(), *raw);
             EXPECT_EQ(Currency::fromVariant(texto).raw(), *raw);
-        } else {
-            try {
-                Currency::parsePlain(texto, v);
-                ADD_FAILURE() << "no Overflow";
-            } catch (const VbError& e) {
-                EXPECT_EQ(e.number(), VbError::Overflow);
-            }
         }
     }
 }

@@ -189,14 +189,9 @@ TEST_F(DosUsuarios, ARowLockedByAnotherUserWaitsThenReports)
     auto otro = bd.otraConexion();
     otro->BeginTrans();
     otro->Execute(QStringLiteral("UPDATE Presupuestos SET M2 = 1 WHERE Cuenta = '62800001'"));
-    try {
-        store.ActualizacionManual(QStringLiteral("62800001"), 2, 1, C(QStringLiteral("10")));
-        FAIL() << "stored over another user's open transaction";
-    } catch (const VbError& e) {
-        EXPECT_EQ(e.causa(), VbError::Causa::Bloqueada);
-        EXPECT_TRUE(e.description().startsWith(QStringLiteral("La base de datos está bloqueada por otro usuario.")))
-            << e.description().toStdString();
-    }
+    const VbError e = errorDe([&] { store.ActualizacionManual(QStringLiteral("62800001"), 2, 1, C(QStringLiteral("10"))); });
+    EXPECT_EQ(e.causa(), VbError::Causa::Bloqueada) << "stored over another user's open transaction";
+    EXPECT_TRUE(e.description().startsWith(QStringLiteral("La base de datos está bloqueada por otro usuario."))) << e.description().toStdString();
     otro->RollbackTrans();
     EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62800001"), 2).at(0), QStringLiteral("5"));
     // Once the other user is done, the same edit goes through.

@@ -253,15 +253,7 @@ QStringList estado(const QString& ruta)
     return QDir(QFileInfo(ruta).path()).entryList(QDir::Files | QDir::Hidden) << QString::fromLatin1(f.readAll().left(40));
 }
 
-QString errorDe(const std::function<void()>& f)
-{
-    try {
-        f();
-    } catch (const VbError& e) {
-        return e.description();
-    }
-    return QString();
-}
+QString errorDe(const std::function<void()>& f) { return prueba::errorDe(f).description(); }
 
 } // namespace
 

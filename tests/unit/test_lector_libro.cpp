@@ -251,14 +251,11 @@ TEST_F(Xlsx, TheQuickScanReadsEverySheetAsExpatDoes)
     ASSERT_GT(filas.size(), 1024 * 1024);
     casos.push_back(hoja(filas));
     casos.push_back(hoja(filas.replace("<row r=\"3999\">", "<row r=\"3999\"><bad")));
-    LimitesLibro pocas;
-    pocas.celdas = 2;
+    const LimitesLibro pocas{.celdas = 2};
     int i = 0;
     for (const QByteArray& xml : casos) {
         SCOPED_TRACE(std::to_string(i++) + ": " + xml.left(200).toStdString());
-        QFile f(libro(xml, textosXml("<si><t>s0</t></si>")));
-        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-        const QByteArray bytes = f.readAll();
+        const QByteArray bytes = LibrosPrueba::bytes(libro(xml, textosXml("<si><t>s0</t></si>")));
         for (const LimitesLibro& limites : {LimitesLibro{}, pocas}) {
             std::unique_ptr<HojaExcel> rapida, conExpat;
             const QString errorRapida = errorDe([&] { rapida = LectorXlsx::leerMemoria(bytes, QStringLiteral("l.xlsx"), limites); });
@@ -358,10 +355,7 @@ TEST_F(Xlsx, NumbersAreReadAsTheCLocaleReadsThem)
 
 TEST_F(Xlsx, DamagedFilesAndFilesThatAreNoWorkbookGiveTheirReason)
 {
-    const QString bueno = libros.generar(QStringLiteral("1: a;b;1;2;3\n2: c;d;4;5;6\n"));
-    QFile f(bueno);
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    const QByteArray bytes = f.readAll();
+    const QByteArray bytes = LibrosPrueba::bytes(libros.generar(QStringLiteral("1: a;b;1;2;3\n2: c;d;4;5;6\n")));
 
     EXPECT_TRUE(errorAlLeer(libros.fichero(bytes.left(bytes.size() / 2), QStringLiteral("cortado.xlsx")))
                     .startsWith(QStringLiteral("No se puede leer el libro 'cortado.xlsx': ")));
@@ -438,15 +432,10 @@ TEST_F(Xlsx, EverySizeIsBounded)
     QByteArray muchos;
     for (int i = 0; i < 101; ++i)
         muchos += "<si><t>t" + QByteArray::number(i) + "</t></si>";
-    LimitesLibro lim;
-    lim.textos = 100;
     const QString libroTextos = libro(hojaXml(""), textosXml(muchos));
-    EXPECT_TRUE(errorAlLeer(libroTextos, lim).contains(QStringLiteral("más de 100 textos")));
-    lim.textos = 101;
-    EXPECT_TRUE(errorAlLeer(libroTextos, lim).isEmpty());
-    lim = {};
-    lim.caracteresTextos = 250;
-    EXPECT_TRUE(errorAlLeer(libroTextos, lim).contains(QStringLiteral("suman más de 250 caracteres")));
+    EXPECT_TRUE(errorAlLeer(libroTextos, {.textos = 100}).contains(QStringLiteral("más de 100 textos")));
+    EXPECT_TRUE(errorAlLeer(libroTextos, {.textos = 101}).isEmpty());
+    EXPECT_TRUE(errorAlLeer(libroTextos, {.caracteresTextos = 250}).contains(QStringLiteral("suman más de 250 caracteres")));
     const QByteArray largo(40000, 'x');
     EXPECT_TRUE(errorAlLeer(libro(hojaXml(""), textosXml("<si><t>" + largo + "</t></si>"))).contains(QStringLiteral("un texto tiene más de 32767 caracteres")));
     EXPECT_TRUE(errorAlLeer(libro(enLinea(largo))).contains(QStringLiteral("32767")));
@@ -461,30 +450,23 @@ TEST_F(Xlsx, EverySizeIsBounded)
     QByteArray celdas;
     for (int f = 1; f <= 30; ++f)
         celdas += "<row r=\"" + QByteArray::number(f) + "\"><c><v>1</v></c><c><v>2</v></c></row>";
-    lim = {};
-    lim.celdas = 59;
     const QString libroCeldas = libro(hojaXml(celdas));
-    EXPECT_TRUE(errorAlLeer(libroCeldas, lim).contains(QStringLiteral("más de 59 celdas")));
-    lim.celdas = 60;
-    EXPECT_EQ(leer(libroCeldas, lim)->numeroCeldas(), 60u);
+    EXPECT_TRUE(errorAlLeer(libroCeldas, {.celdas = 59}).contains(QStringLiteral("más de 59 celdas")));
+    EXPECT_EQ(leer(libroCeldas, {.celdas = 60})->numeroCeldas(), 60u);
 
     // Inflated bytes of a part: a few kilobytes of zip that inflate to
     // megabytes of blanks stop at the limit, whatever the zip declares.
     const QByteArray relleno = kCabeceraHoja + QByteArray(3 * 1024 * 1024, ' ') + "<sheetData/></worksheet>";
     const QString inflado = libro(relleno);
     EXPECT_LT(QFile(inflado).size(), 64 * 1024);
-    lim = {};
-    lim.bytesParte = 1024 * 1024;
-    EXPECT_TRUE(errorAlLeer(inflado, lim).contains(QStringLiteral("ocupa más de 1 MB descomprimida")));
+    EXPECT_TRUE(errorAlLeer(inflado, {.bytesParte = 1024 * 1024}).contains(QStringLiteral("ocupa más de 1 MB descomprimida")));
     EXPECT_TRUE(errorAlLeer(inflado).isEmpty());
 
     // Entries of the container.
     std::vector<std::pair<QString, QByteArray>> partes = LibrosPrueba::partesMinimas(hojaXml(""));
     for (int i = 0; i < 20; ++i)
         partes.emplace_back(QStringLiteral("relleno/%1.bin").arg(i), QByteArrayLiteral("x"));
-    lim = {};
-    lim.entradasZip = 10;
-    EXPECT_TRUE(errorAlLeer(libros.zip(partes), lim).contains(QStringLiteral("más de 10 partes")));
+    EXPECT_TRUE(errorAlLeer(libros.zip(partes), {.entradasZip = 10}).contains(QStringLiteral("más de 10 partes")));
 }
 
 // ---- Reading .xls ------------------------------------------------------------------
@@ -505,9 +487,8 @@ TEST(Xls, ReadsTheFirstSheetOfAnExcel97Workbook)
 TEST(Xls, DamagedOrForeignFilesGiveTheirReason)
 {
     LibrosPrueba libros;
-    QFile f(LibrosPrueba::datos(QStringLiteral("presupuesto.xls")));
-    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
-    const QByteArray bytes = f.readAll();
+    const QString xls = LibrosPrueba::datos(QStringLiteral("presupuesto.xls"));
+    const QByteArray bytes = LibrosPrueba::bytes(xls);
     for (const QByteArray& malo : {bytes.left(bytes.size() / 3), bytes.left(700), bytes.left(8) + QByteArray(600, '\xff')}) {
         const QString ruta = libros.fichero(malo, QStringLiteral("malo.xls"));
         int numero = 0;
@@ -521,12 +502,8 @@ TEST(Xls, DamagedOrForeignFilesGiveTheirReason)
         cifrado.append(c).append('\0');
     EXPECT_EQ(errorDe([&] { LectorXls::leerFichero(libros.fichero(cifrado + QByteArray(2048, '\0'), QStringLiteral("cifrado.xlsx"))); }),
               QStringLiteral("No se puede leer el libro 'cifrado.xlsx': el libro está protegido con contraseña."));
-    LimitesLibro lim;
-    lim.bytesFicheroXls = 1024;
-    EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(f.fileName(), lim); }).contains(QStringLiteral("ocupa más de 0 MB")));
-    lim = {};
-    lim.celdas = 20;
-    EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(f.fileName(), lim); }).contains(QStringLiteral("más de 20 celdas")));
+    EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(xls, {.bytesFicheroXls = 1024}); }).contains(QStringLiteral("ocupa más de 0 MB")));
+    EXPECT_TRUE(errorDe([&] { LectorXls::leerFichero(xls, {.celdas = 20}); }).contains(QStringLiteral("más de 20 celdas")));
 
     // A string whose length runs past its record: FreeXL reads out of
     // bounds on it, inside its own process.

@@ -1,7 +1,7 @@
 #include "grid/ModeloRejilla.h"
 
 #include "common/NumerosEs.h"
-#include "common/VbError.h"
+#include "ErrorPrueba.h"
 
 #include <QAbstractItemModel>
 #include <QItemSelectionModel>
@@ -52,12 +52,7 @@ TEST(ModeloRejillaCeldas, CellsOutsideTheGridRaiseSubscriptErrors)
     ModeloRejilla m;
     m.setCols(2);
     m.setRows(2);
-    try {
-        m.setTextMatrix(2, 0, QStringLiteral("x"));
-        FAIL() << "no error";
-    } catch (const VbError& e) {
-        EXPECT_EQ(e.number(), VbError::SubscriptOutOfRange);
-    }
+    EXPECT_EQ(prueba::numeroError([&] { m.setTextMatrix(2, 0, QStringLiteral("x")); }), VbError::SubscriptOutOfRange);
     EXPECT_THROW(m.TextMatrix(0, 2), VbError);
     EXPECT_THROW(m.TextMatrix(-1, 0), VbError);
     EXPECT_THROW(m.setCellBackColor(0, 0, 5, 0, Qt::red), VbError);
