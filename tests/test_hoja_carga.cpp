@@ -114,6 +114,23 @@ TEST_F(HojaCarga, DecimalsReformatAndTotalsAddTheRoundedMonths)
     EXPECT_EQ(h.hoja->completadoTotal().texto(), QStringLiteral("9%"));
 }
 
+TEST_F(HojaCarga, TheFormsRecalculationAndCompletionCallsFollowARow)
+{
+    // Nothing in the worksheet calls these two: they are the form's
+    // interface for a caller that changes cells itself.
+    h.m().setTextMatrix(kVentasNorte, 5, QStringLiteral("1.100"));
+    f->RecalcularFilas(kVentasNorte, kVentasNorte, 5, 5);
+    EXPECT_EQ(h.textos(kTotalNorte, {5, 16}), (QStringList{"1.100", "2.200"}));
+    EXPECT_EQ(h.textos(1, {5, 16}), (QStringList{"1.100", "2.150"}));
+    f->SetProgreesFila(Currency(), Currency::fromInt(5));
+    EXPECT_EQ(f->completadoSeleccion().texto(), QStringLiteral("14%"));
+    EXPECT_EQ(f->completadoTotal().texto(), QStringLiteral("14%"));
+    f->SetProgreesFila(Currency::fromInt(5), Currency::fromInt(7));
+    EXPECT_EQ(f->completadoSeleccion().conValores, 3);
+    f->SetProgreesFila(Currency::fromInt(7), Currency());
+    EXPECT_EQ(f->completadoSeleccion().conValores, 2);
+}
+
 TEST_F(HojaCarga, AccountListReadsDetailAccountsOfTheLatestChartAndConcepts)
 {
     const ModeloRejilla& cuentas = h.hoja->vsFiltroCuentas->modelo();
