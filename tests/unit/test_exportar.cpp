@@ -144,7 +144,7 @@ TEST(Exportar, EveryAmountComesBackExactlyWhetherWrittenAsNumberOrText)
 TEST(Exportar, TheSheetIsLaidOutForTheImportWithCaptionsAndAHistorySheet)
 {
     LibrosPrueba libros;
-    FilaLibro f{3, QStringLiteral("CTO002"), QStringLiteral("Días con actividad"), QStringLiteral("Tienda Centro"), {}, 2,
+    FilaLibro f{3, QStringLiteral("CTO002"), QStringLiteral("Días con actividad"), QStringLiteral("Tienda Centro "), {}, 2,
                 monedaPlana(QStringLiteral("5")), 0x801};
     f.meses[0] = monedaPlana(QStringLiteral("12.5"));
     f.meses[11] = monedaPlana(QStringLiteral("-1"));
@@ -165,7 +165,7 @@ TEST(Exportar, TheSheetIsLaidOutForTheImportWithCaptionsAndAHistorySheet)
                                                            "Método;Valor;Meses a mano"));
     // A zero month is a filled cell: column E marks where the data ends.
     EXPECT_EQ(fila2.join(QLatin1Char(';')),
-              QStringLiteral("3;CTO002;12,5;0;0;0;0;0;0;0;0;0;0;-1;Días con actividad;Tienda Centro;11,5;2;5;2049"));
+              QStringLiteral("3;CTO002;12,5;0;0;0;0;0;0;0;0;0;0;-1;Días con actividad;Tienda Centro ;11,5;2;5;2049"));
     EXPECT_EQ(hoja->filaFinArriba(5), 2);
 
     // What a spreadsheet program shows: the history sheet without the
@@ -176,6 +176,8 @@ TEST(Exportar, TheSheetIsLaidOutForTheImportWithCaptionsAndAHistorySheet)
     EXPECT_FALSE(parte("xl/worksheets/sheet2.xml").contains("r=\"R1\""));
     EXPECT_TRUE(parte("xl/worksheets/sheet1.xml").contains("topLeftCell=\"C2\" activePane=\"bottomRight\" state=\"frozen\""));
     EXPECT_TRUE(parte("xl/styles.xml").contains("formatCode=\"#,##0.00\""));
+    // Excel trims a text's edge blanks unless told to keep them.
+    EXPECT_TRUE(parte("xl/worksheets/sheet1.xml").contains("<t xml:space=\"preserve\">Tienda Centro </t>"));
 }
 
 TEST(Exportar, ALargeCompanyComesBackUnchanged)
