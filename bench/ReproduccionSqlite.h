@@ -511,22 +511,37 @@ struct Suelo {
     std::size_t diferencias = 0;
 };
 
+// One timed run of an operation's floor on a copy (statements the program
+// had prepared before the operation are prepared before the clock).
+inline double sueloEn(const Copia& copia, const Reproduccion& r)
+{
+    auto db = abrirCopia(copia);
+    Reproduccion::Pasada pasada(r, *db);
+    const auto t0 = std::chrono::steady_clock::now();
+    pasada.ejecutar(r.desde(), r.hasta());
+    return msDesde(t0);
+}
+
+// The untimed pass on a copy that checks the values bound against the
+// program's: how many runs differ.
+inline std::size_t comprobarEn(const Copia& copia, const Reproduccion& r)
+{
+    auto db = abrirCopia(copia);
+    Reproduccion::Pasada pasada(r, *db);
+    pasada.setComprobar(true);
+    pasada.ejecutar(r.desde(), r.hasta());
+    return pasada.diferencias();
+}
+
 inline Suelo sueloMediano(const std::vector<Copia>& copias, const Reproduccion& r)
 {
     Suelo s;
     std::vector<double> tiempos;
-    for (std::size_t k = 0; k < copias.size(); ++k) {
-        auto db = abrirCopia(copias[k]);
-        Reproduccion::Pasada pasada(r, *db);
-        const bool comprobar = k + 1 == copias.size() && copias.size() > 1;
-        pasada.setComprobar(comprobar);
-        const auto t0 = std::chrono::steady_clock::now();
-        pasada.ejecutar(r.desde(), r.hasta());
-        if (comprobar)
-            s.diferencias = pasada.diferencias();
-        else
-            tiempos.push_back(msDesde(t0));
-    }
+    const std::size_t cronometradas = copias.size() > 1 ? copias.size() - 1 : copias.size();
+    for (std::size_t k = 0; k < cronometradas; ++k)
+        tiempos.push_back(sueloEn(copias[k], r));
+    if (copias.size() > 1)
+        s.diferencias = comprobarEn(copias.back(), r);
     s.ms = mediana(tiempos);
     return s;
 }
