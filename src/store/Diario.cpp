@@ -8,6 +8,9 @@
 
 #include <QProcessEnvironment>
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
 
 namespace presupuestos {
 
@@ -504,12 +507,37 @@ void Diario::alDeshacer()
         abierta_.reset();
 }
 
+namespace {
+
+// The local time as the journal writes it ("yyyy-MM-dd HH:mm:ss.zzz").
+// QDateTime::currentDateTime has the C library look at the time zone's
+// file again on every call, a few microseconds of every edit; localtime_r
+// reads the zone once per process.
+QString ahoraLocal()
+{
+    const auto ahora = std::chrono::system_clock::now();
+    const std::time_t segundos = std::chrono::system_clock::to_time_t(ahora);
+    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(ahora.time_since_epoch()).count() % 1000;
+    std::tm t{};
+#ifdef Q_OS_WIN
+    localtime_s(&t, &segundos);
+#else
+    localtime_r(&segundos, &t);
+#endif
+    char texto[32];
+    const int n = std::snprintf(texto, sizeof texto, "%04d-%02d-%02d %02d:%02d:%02d.%03d", t.tm_year + 1900, t.tm_mon + 1,
+                                t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, static_cast<int>(ms < 0 ? ms + 1000 : ms));
+    return QString::fromLatin1(texto, n);
+}
+
+} // namespace
+
 void Diario::numerar(const QString& descripcion)
 {
     // Numbered inside the transaction that writes it, after every operation
     // already in the journal. Another user numbering at the same moment on a
     // server takes the same number first: the next one is tried.
-    const QString fecha = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+    const QString fecha = ahoraLocal();
     for (int intento = 0;; ++intento) {
         const Controlador::Numeracion numeracion = c_->controlador().numeracionOperaciones();
         // Prepared once: every operation asks.

@@ -4,6 +4,7 @@
 #include "store/Diario.h"
 #include "store/clsDBPresupuesto.h"
 
+#include <QDateTime>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -123,6 +124,9 @@ TEST_F(DiarioEnUso, UndoAndRedoWalkTheStepsBackAndForthExactly)
     const auto historia = diario.historial(QStringLiteral("62800001"), 2, 2027);
     ASSERT_EQ(historia.size(), 4u);
     EXPECT_EQ(historia.front().tipo, Diario::Tipo::Tecleo);
+    // Written in local time, to the millisecond, and read back as such.
+    EXPECT_LT(std::abs(historia.front().fecha.msecsTo(QDateTime::currentDateTime())), 60'000)
+        << historia.front().fecha.toString(Qt::ISODateWithMs).toStdString();
     EXPECT_EQ(historia[1].tipo, Diario::Tipo::Rehacer);
     EXPECT_EQ(historia[2].tipo, Diario::Tipo::Deshacer);
     EXPECT_FALSE(historia[2].despues.existe);
