@@ -101,7 +101,9 @@ TEST(Currency, PlainTextsOfAnyLengthRoundExactly)
         {QStringLiteral("-922337203685477.5809"), overflow}, {QStringLiteral("12345678901234567890"), overflow},
         {QStringLiteral("1") + digitos40 + QStringLiteral(".5"), overflow},
     };
-    for (const auto& [texto, raw] : casos) {
+    for (const auto& caso : casos) {
+        const QString& texto = caso.first;
+        const auto& raw = caso.second;
         SCOPED_TRACE(texto.toStdString());
         Currency v;
         EXPECT_EQ(numeroError([&] { ASSERT_TRUE(Currency::parsePlain(texto, v)); }), raw ? 0 : VbError::Overflow);
