@@ -8,8 +8,8 @@
 // line of output says how much). The trace hook that records the runs
 // expands every statement's values, which costs a paste about a quarter of
 // its time: that is the measurement's work, not the program's. So the edit
-// series and the paste run once untimed with the hook on, for the floor to
-// replay, are put back as they were (the edited cell typed back, the paste
+// series (after a first run of its own, see below) and the paste run once
+// untimed with the hook on, for the floor to replay, are put back as they were (the edited cell typed back, the paste
 // undone) and are then timed with the hook off over the same figures with
 // the same values. Each paste is followed at once by one of its floor's
 // runs, so that a machine whose speed drifts weighs on both alike; the
@@ -218,10 +218,16 @@ int main(int argc, char** argv)
             conexion->completarPendientes();
             conexion->limpiarRegistro();
         };
-        const auto serieDeEdiciones = [&] {
+        // The series: each edit timed, and where the trace stood after it, when asked.
+        const auto serieDeEdiciones = [&](std::vector<double>* tiempos, std::vector<std::size_t>* limites) {
             for (int i = 0; i < ediciones; ++i) {
+                t.restart();
                 hoja->EditCellValue(fila, 5, Currency::fromInt(2000 + i));
                 conexion->completarPendientes();
+                if (tiempos)
+                    tiempos->push_back(ms(t));
+                if (limites)
+                    limites->push_back(traza.ejecuciones.size());
             }
         };
         trazar(*conexion, nullptr);
@@ -230,18 +236,14 @@ int main(int argc, char** argv)
         // writes: one writing into new blocks while the other overwrites old
         // ones would charge the file system's work to one side only.
         editarDesdeElMismoValor();
-        serieDeEdiciones();
+        serieDeEdiciones(nullptr, nullptr);
         editarDesdeElMismoValor();
         // The series traced for the floor.
         trazar(*conexion, &traza);
         const Copia copiaEdicion = copiarEmpresa(*conexion, fichero, dir.filePath(QStringLiteral("edicion")));
         const Copia copiaComprobacion = copiarEmpresa(*conexion, fichero, dir.filePath(QStringLiteral("edicion-comprobada")));
         std::vector<std::size_t> limitesTraza{traza.ejecuciones.size()};
-        for (int i = 0; i < ediciones; ++i) {
-            hoja->EditCellValue(fila, 5, Currency::fromInt(2000 + i));
-            conexion->completarPendientes();
-            limitesTraza.push_back(traza.ejecuciones.size());
-        }
+        serieDeEdiciones(nullptr, &limitesTraza);
         trazar(*conexion, nullptr);
         const std::deque<QString> registroEdicionTrazada = conexion->registro();
         // One floor for the whole series, as the program kept its statements
@@ -253,12 +255,7 @@ int main(int argc, char** argv)
         // back to back, at its best, rather than after the other's work.
         editarDesdeElMismoValor();
         std::vector<double> tiemposEdicion, sueloEdicion;
-        for (int i = 0; i < ediciones; ++i) {
-            t.restart();
-            hoja->EditCellValue(fila, 5, Currency::fromInt(2000 + i));
-            conexion->completarPendientes();
-            tiemposEdicion.push_back(ms(t));
-        }
+        serieDeEdiciones(&tiemposEdicion, nullptr);
         {
             auto db = abrirCopia(copiaEdicion);
             Reproduccion::Pasada pasada(edicionesSuelo, *db);
