@@ -33,23 +33,6 @@ TEST(ErrorReport, LineNumberPrefixAndPointerLeftAloneWhenNotAsked)
     EXPECT_EQ(p.mensajes->mostrados.back().prompt, QStringLiteral("boom"));
 }
 
-// The recording services answer as the other tests rely on: in order, then
-// the default.
-TEST(PlataformaDePrueba, RecordedAnswersComeInOrderThenTheDefaultAndTheQtDialogIsBackAfterwards)
-{
-    {
-        PlataformaDePrueba p;
-        p.mensajes->respuestas = {vb::RespuestaNo};
-        EXPECT_EQ(Plataforma::mensajes().MsgBox(QStringLiteral("?"), vb::YesNo, QStringLiteral("t")), vb::RespuestaNo);
-        EXPECT_EQ(Plataforma::mensajes().MsgBox(QStringLiteral("?"), vb::YesNo, QStringLiteral("t")), vb::RespuestaYes);
-        p.dialogoArchivo->respuestas = {QStringLiteral("/a.xlsx"), QString()};
-        EXPECT_EQ(Plataforma::dialogoArchivo().abrir(QStringLiteral("f")), QStringLiteral("/a.xlsx"));
-        EXPECT_TRUE(Plataforma::dialogoArchivo().abrir(QStringLiteral("f")).isEmpty());
-    }
-    // Gone with the test's services: the Qt dialog is back.
-    EXPECT_NE(dynamic_cast<DialogoArchivoQt*>(&Plataforma::dialogoArchivo()), nullptr);
-}
-
 TEST(DialogoArchivo, TheFilterIsInQtForm)
 {
     // A description without a pattern of its own is kept as it is.

@@ -22,14 +22,6 @@ int filasTablaFiltro(HojaAbierta& h)
     return h.bd.valor(QStringLiteral("SELECT COUNT(*) FROM \"%1\"").arg(h.hoja->TablaFiltroCuentas)).toInt();
 }
 
-int filasVisibles(const ModeloRejilla& m)
-{
-    int n = 0;
-    for (int r = 0; r < m.Rows(); ++r)
-        n += !m.RowHidden(r);
-    return n;
-}
-
 } // namespace
 
 TEST_F(HojaCarga, EveryAccountAndDepartmentWithMonthsTotalsSubtotalsAndGrandTotal)
@@ -335,17 +327,4 @@ TEST(HojaCargaTiendas, StatisticsAreFetchedOncePerYearFromTheLinkedRetailDatabas
     f->txtEjercicioHist_KeyPress(13);
     EXPECT_EQ(f->vsHistorico->modelo().TextMatrix(dias, 6), QStringLiteral("1"));
     EXPECT_TRUE(p.mensajes->mostrados.empty()) << mensajesMostrados(p);
-}
-
-TEST(HojaCargaDemo, TheDemoCompanyFillsTheWorksheet)
-{
-    HojaAbierta h(true);
-    const ModeloRejilla& m = h.hoja->vsPresupuesto->modelo();
-    int subtotales = 0;
-    for (int r = 1; r < m.Rows(); ++r)
-        subtotales += m.IsSubtotal(r);
-    EXPECT_EQ(subtotales, 5 + 1);
-    EXPECT_GT(m.Rows(), 100);
-    EXPECT_TRUE(h.plataforma.mensajes->mostrados.empty()) << mensajesMostrados(h.plataforma);
-    EXPECT_GT(filasVisibles(h.hoja->vsFiltrosCategoria->modelo()), 5);
 }

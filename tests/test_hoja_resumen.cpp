@@ -28,51 +28,12 @@ void irA(frmActPresupusto* f, int fila)
 
 } // namespace
 
-TEST(HojaResumen, AnAccountsFiguresAreItsBudgetRowAndItsHistoryRow)
-{
-    HojaAbierta h(true);
-    frmActPresupusto* f = h.hoja;
-    h.mostrarHistorico();
-    ASSERT_EQ(f->panelResumen, nullptr) << "made only when first shown";
-    f->cmdResumen->click();
-    ASSERT_NE(f->panelResumen, nullptr);
-    EXPECT_TRUE(f->panelResumen->isVisible());
-
-    const ModeloRejilla& p = f->vsPresupuesto->modelo();
-    const ModeloRejilla& hi = f->vsHistorico->modelo();
-    const int fila = filaDe(p, QStringLiteral("70000001"), QStringLiteral("1"));
-    const int filaH = filaDe(hi, QStringLiteral("70000001"), QStringLiteral("1"));
-    ASSERT_GT(fila, 0);
-    ASSERT_GT(filaH, 0);
-    irA(f, fila);
-    const ResumenFila& r = f->panelResumen->resumen();
-    ASSERT_EQ(r.tipo, ResumenFila::Tipo::Cuenta);
-    Suma sumaP = 0, sumaH = 0;
-    for (int mes = 1; mes <= 12; ++mes) {
-        EXPECT_EQ(r.presupuesto.meses[mes - 1], p.ValorMatrix(fila, colMes(mes)));
-        EXPECT_EQ(r.historico.meses[mes - 1], hi.ValorMatrix(filaH, colMes(mes)));
-        EXPECT_DOUBLE_EQ(f->panelResumen->barrasPresupuesto->at(mes - 1), static_cast<double>(p.ValorMatrix(fila, colMes(mes))) / 10000);
-        sumaP += p.ValorMatrix(fila, colMes(mes));
-        sumaH += hi.ValorMatrix(filaH, colMes(mes));
-    }
-    EXPECT_EQ(r.presupuesto.total, sumaP);
-    EXPECT_EQ(r.historico.total, sumaH);
-    EXPECT_EQ(f->panelResumen->lblPresupuesto->text(), p.TextMatrix(fila, kTotal));
-    EXPECT_EQ(f->panelResumen->lblHistorico->text(), hi.TextMatrix(filaH, kTotal));
-    EXPECT_EQ(f->panelResumen->lblDiferencia->text(), ModeloRejilla::FormatearSuma(sumaP - sumaH, f->FormatoNumero));
-    EXPECT_TRUE(f->panelResumen->lblPorcentaje->text().endsWith(QStringLiteral(" %")));
-
-    // An edit of the row shows at once.
-    f->EditCellValue(fila, colMes(2), Currency::fromInt(1234));
-    QApplication::processEvents();
-    EXPECT_EQ(f->panelResumen->resumen().presupuesto.meses[1], 1234 * Suma(10000));
-}
-
 TEST(HojaResumen, ADepartmentsFiguresAreTheSumsOfItsRowsWithItsRetailRatios)
 {
     HojaAbierta h(true);
     frmActPresupusto* f = h.hoja;
     h.mostrarHistorico();
+    ASSERT_EQ(f->panelResumen, nullptr) << "made only when first shown";
     f->cmdResumen->click();
     const ModeloRejilla& p = f->vsPresupuesto->modelo();
     const ModeloRejilla& hi = f->vsHistorico->modelo();
@@ -105,6 +66,16 @@ TEST(HojaResumen, ADepartmentsFiguresAreTheSumsOfItsRowsWithItsRetailRatios)
     ASSERT_NE(ticketsH, 0);
     EXPECT_DOUBLE_EQ(r.historico.ticketMedio().value_or(0), static_cast<double>(ventasH) / static_cast<double>(ticketsH));
     EXPECT_TRUE(f->panelResumen->lblTicketMedio->isVisible());
+
+    // An account row shows against its own history row, and an edit of it at once.
+    const int fila = filaDe(p, QStringLiteral("70000001"), QStringLiteral("1"));
+    irA(f, fila);
+    EXPECT_EQ(f->panelResumen->resumen().tipo, ResumenFila::Tipo::Cuenta);
+    EXPECT_EQ(f->panelResumen->lblPresupuesto->text(), p.TextMatrix(fila, kTotal));
+    EXPECT_EQ(f->panelResumen->lblHistorico->text(), hi.TextMatrix(filaDe(hi, QStringLiteral("70000001"), QStringLiteral("1")), kTotal));
+    f->EditCellValue(fila, colMes(2), Currency::fromInt(1234));
+    QApplication::processEvents();
+    EXPECT_EQ(f->panelResumen->resumen().presupuesto.meses[1], 1234 * Suma(10000));
 }
 
 TEST(HojaResumen, HiddenItWorksOutNothing)

@@ -9,11 +9,9 @@
 #include <QLineEdit>
 #include <QMouseEvent>
 #include <QAbstractItemModelTester>
-#include <QScrollBar>
 #include <QSignalSpy>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <functional>
 #include <memory>
 
@@ -94,29 +92,6 @@ TEST(VistaRejillaPresentacion, HiddenRowsColumnsAndWidthsFollowTheModelAcrossRes
     EXPECT_EQ(v->columnWidth(1), v->horizontalHeader()->defaultSectionSize());
 }
 
-TEST(VistaRejillaPresentacion, ALoadWithRedrawOffPaintsOnceAndAnnouncesItsCellsOnceWhenBackOn)
-{
-    auto v = rejilla(2);
-    ModeloRejilla& m = v->modelo();
-    QSignalSpy reinicios(v->model(), &QAbstractItemModel::modelReset), cambios(v->model(), &QAbstractItemModel::dataChanged);
-
-    m.setRedraw(false);
-    EXPECT_FALSE(v->updatesEnabled());
-    m.setRows(1);
-    for (int r = 0; r < 200; ++r)
-        m.AddItem(QStringLiteral("a\tb"));
-    m.setTextMatrix(100, 3, QStringLiteral("-5"));
-    m.setTextMatrix(120, 3, QStringLiteral("-6"));
-    EXPECT_EQ(v->model()->rowCount(), 200) << "rows come at once, so the cursor always has its row";
-    EXPECT_EQ(cambios.count(), 0);
-    m.setRedraw(true);
-
-    EXPECT_TRUE(v->updatesEnabled());
-    EXPECT_EQ(reinicios.count(), 0);
-    EXPECT_EQ(cambios.count(), 1);
-    EXPECT_EQ(v->model()->index(99, 3).data().toString(), QStringLiteral("-5"));
-}
-
 // ---- Current cell ---------------------------------------------------------------------
 
 TEST(VistaRejillaCursor, TheModelsCursorMovesTheViewAndRaisesRowColChangeOnce)
@@ -160,20 +135,6 @@ TEST(VistaRejillaCursor, TheViewsCurrentCellAndSelectionReachTheModel)
     EXPECT_EQ(m.RowSel(), 4);
     EXPECT_EQ(m.ColSel(), 1);
     EXPECT_EQ(cambios.count(), 2);
-}
-
-TEST(VistaRejillaCursor, ARowColChangeHandlerMayMoveTheCursorAgain)
-{
-    // The worksheet skips subtotal rows from inside RowColChange.
-    auto v = rejilla();
-    ModeloRejilla& m = v->modelo();
-    QObject::connect(v.get(), &VistaRejilla::RowColChange, [&] {
-        if (m.Row() == 3)
-            m.setRow(4);
-    });
-    clic(*v, 3, 2);
-    EXPECT_EQ(m.Row(), 4);
-    EXPECT_EQ(v->currentIndex(), v->model()->index(3, 2));
 }
 
 TEST(VistaRejillaCursor, MouseEventsCarryButtonsAndCellsAndARightClickKeepsTheSelection)
@@ -251,27 +212,6 @@ TEST(VistaRejillaEdicion, EscapeAbandonsTheEditWithoutAfterEdit)
 }
 
 // ---- Scrolling ------------------------------------------------------------------------------
-
-TEST(VistaRejillaDesplazamiento, ScrollingEitherWayRaisesAfterScrollWithModelRowNumbers)
-{
-    auto v = rejilla(100);
-    ModeloRejilla& m = v->modelo();
-    std::vector<std::array<int, 4>> avisos;
-    QObject::connect(v.get(), &VistaRejilla::AfterScroll, [&](int a, int b, int c, int d) {
-        avisos.push_back({a, b, c, d});
-    });
-    for (int c = 0; c < 5; ++c)
-        m.setColWidth(c, 3000);   // wider than the view, so it scrolls sideways
-    ASSERT_EQ(m.TopRow(), 1);
-
-    m.setTopRow(50);
-    EXPECT_EQ(v->rowAt(0), 49);
-    v->verticalScrollBar()->setValue(10);   // as the user drags the bar
-    EXPECT_EQ(m.TopRow(), 11);
-    v->horizontalScrollBar()->setValue(2);
-    EXPECT_EQ(m.LeftCol(), 2);
-    EXPECT_EQ(avisos, (std::vector<std::array<int, 4>>{{1, 0, 50, 0}, {50, 0, 11, 0}, {11, 0, 11, 2}}));
-}
 
 TEST(VistaRejillaDesplazamiento, TopRowCountsHiddenRowsAndStopsWhereTheViewCan)
 {

@@ -471,19 +471,6 @@ TEST_F(Xlsx, EverySizeIsBounded)
 
 // ---- Reading .xls ------------------------------------------------------------------
 
-TEST(Xls, ReadsTheFirstSheetOfAnExcel97Workbook)
-{
-    const auto h = LectorXls::leerFichero(LibrosPrueba::datos(QStringLiteral("presupuesto.xls")));
-    EXPECT_EQ(h->nombre(), QStringLiteral("Presupuesto"));
-    EXPECT_EQ(h->filasHoja(), 65536);
-    EXPECT_EQ(h->texto(1, 1), QStringLiteral("Categoría"));
-    EXPECT_EQ(filaDe(*h, 2, 5), (QStringList{"t:Ventas", "t:Ventas Norte", "n:1", "t:70000001", "n:100"}));
-    EXPECT_EQ(filaDe(*h, 3, 6), (QStringList{"t:Gastos", "t:Luz", "n:2", "n:62800001", "n:-50.25", ""}));
-    EXPECT_EQ(filaDe(*h, 4, 4), (QStringList{"", "t:Sin departamento", "", "n:62100001"}));
-    EXPECT_EQ(h->valor(2, 16).numero, 1200.5);
-    EXPECT_EQ(h->filaFinArriba(5), 4);
-}
-
 TEST(Xls, DamagedOrForeignFilesGiveTheirReason)
 {
     LibrosPrueba libros;
