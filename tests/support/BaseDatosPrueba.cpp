@@ -143,18 +143,18 @@ QString BaseDatosPrueba::sentenciaBloqueo()
     return enPostgres() ? QStringLiteral("BEGIN; LOCK TABLE Presupuestos IN EXCLUSIVE MODE") : QStringLiteral("BEGIN IMMEDIATE");
 }
 
-void BaseDatosPrueba::rechazar(const QString& evento, const QString& cuenta, const QString& mensaje)
+void BaseDatosPrueba::rechazar(const QString& evento, const QString& cuenta, const QString& mensaje, const QString& tabla)
 {
     if (conexion->motor() != Motor::PostgreSQL) {
-        sql(QStringLiteral("CREATE TRIGGER rechazo_%1 BEFORE %1 ON Presupuestos WHEN NEW.Cuenta = '%2' "
+        sql(QStringLiteral("CREATE TRIGGER rechazo_%1 BEFORE %1 ON %4 WHEN NEW.Cuenta = '%2' "
                            "BEGIN SELECT RAISE(ABORT, '%3'); END")
-                .arg(evento, cuenta, mensaje));
+                .arg(evento, cuenta, mensaje, tabla));
         return;
     }
     sql(QStringLiteral("CREATE FUNCTION rechazo_%1() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
                        "IF NEW.Cuenta = '%2' THEN RAISE EXCEPTION '%3'; END IF; RETURN NEW; END $$")
             .arg(evento, cuenta, mensaje));
-    sql(QStringLiteral("CREATE TRIGGER rechazo_%1 BEFORE %1 ON Presupuestos FOR EACH ROW EXECUTE FUNCTION rechazo_%1()").arg(evento));
+    sql(QStringLiteral("CREATE TRIGGER rechazo_%1 BEFORE %1 ON %2 FOR EACH ROW EXECUTE FUNCTION rechazo_%1()").arg(evento, tabla));
 }
 
 void BaseDatosPrueba::soloLectura(Conexion& c)

@@ -49,9 +49,10 @@ struct BaseDatosPrueba {
     // What another connection runs to hold the budget table as a writer
     // does, until it rolls back: the whole file (SQLite), the table (PostgreSQL).
     static QString sentenciaBloqueo();
-    // Makes the engine refuse an INSERT or UPDATE of the budget row of that
-    // account with that message, as a server's rule would.
-    void rechazar(const QString& evento, const QString& cuenta, const QString& mensaje);
+    // Makes the engine refuse an INSERT or UPDATE of the table's row of that
+    // account (a budget row unless told) with that message, as a server's rule would.
+    void rechazar(const QString& evento, const QString& cuenta, const QString& mensaje,
+                  const QString& tabla = QStringLiteral("Presupuestos"));
     // The composed texts sent since the last call, emptying the log.
     QStringList tomarRegistro();
     // A stored budget row of company 1 as SQL number texts: M1..M12,

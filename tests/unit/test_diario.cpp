@@ -88,6 +88,31 @@ TEST_F(DiarioEnUso, AnOperationJournalsEachRowOnceWithBothImagesInTheTransaction
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(DISTINCT Operacion) FROM Presupuestos_Cambios")).toInt(), 2);
 }
 
+// A transaction the database refuses to commit (here, its journal rows) is
+// rolled back whole: the operation then knows the rows it had stored before
+// as the rollback left them, and its step undoes to what was there.
+TEST_F(DiarioEnUso, ATransactionRolledBackLeavesTheOperationAsItWas)
+{
+    bd.rechazar(QStringLiteral("INSERT"), QStringLiteral("62800003"), QStringLiteral("rechazada"), QStringLiteral("Presupuestos_Cambios"));
+    {
+        auto op = diario.operacion(Diario::Tipo::Pegado, QStringLiteral("pegar"));
+        store.ActualizacionManual(QStringLiteral("62800001"), 1, 2, C(QStringLiteral("5")));
+        {
+            Transaccion t(*bd.conexion);
+            store.ActualizacionManual(QStringLiteral("62800001"), 1, 2, C(QStringLiteral("7")));
+            store.ActualizacionManual(QStringLiteral("62800003"), 1, 2, C(QStringLiteral("5")));
+            EXPECT_NE(numeroError([&] { t.confirmar(); }), 0);
+        }
+        store.ActualizacionManual(QStringLiteral("62800002"), 1, 2, C(QStringLiteral("5")));
+    }
+    ASSERT_NE(diario.ultima(), nullptr);
+    ASSERT_EQ(diario.ultima()->filas.size(), 2u);
+    for (const Diario::Fila& f : diario.ultima()->filas)
+        EXPECT_EQ(f.despues.meses[1], C(QStringLiteral("5"))) << f.cuenta.toStdString();
+    diario.deshacer(restaurarCon(store));
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE M2 <> 0")).toInt(), 0);
+}
+
 TEST_F(DiarioEnUso, UndoAndRedoWalkTheStepsBackAndForthExactly)
 {
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, M12, Metodo_Calculo, "
