@@ -113,6 +113,23 @@ TEST_F(DiarioEnUso, ATransactionRolledBackLeavesTheOperationAsItWas)
     EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE M2 <> 0")).toInt(), 0);
 }
 
+// On a server another user may take the operation's number between this
+// one reading the last number and writing its own: the next one is tried.
+TEST_F(DiarioEnUso, ANumberAnotherUserTookMeanwhileIsTriedAgain)
+{
+    if (!BaseDatosPrueba::enPostgres())
+        GTEST_SKIP() << "SQLite has one writer at a time: no two users number at once";
+    // The first number asked for is refused as taken, as the other user's would be.
+    bd.sql(QStringLiteral("CREATE SEQUENCE intentos"));
+    bd.sql(QStringLiteral("CREATE FUNCTION ocupado() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN IF nextval('intentos') = 1 THEN "
+                          "RAISE unique_violation USING MESSAGE = 'duplicate key value violates unique constraint'; END IF; RETURN NEW; END $$"));
+    bd.sql(QStringLiteral("CREATE TRIGGER ocupado BEFORE INSERT ON Presupuestos_Operaciones FOR EACH ROW EXECUTE FUNCTION ocupado()"));
+    store.ActualizacionManual(QStringLiteral("62800001"), 1, 2, C(QStringLiteral("5")));
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT nextval('intentos')")).toInt(), 3) << "two attempts";
+    EXPECT_EQ(bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos_Cambios")).toInt(), 1);
+    EXPECT_TRUE(diario.puedeDeshacer());
+}
+
 TEST_F(DiarioEnUso, UndoAndRedoWalkTheStepsBackAndForthExactly)
 {
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1, M12, Metodo_Calculo, "
