@@ -382,7 +382,7 @@ TEST(HojaDosUsuarios, AnotherUsersCommittedChangeShowsWithoutAnyAction)
     Hoja h(false, Hoja::kEnFichero);
     h.m().Select(kAlquilerNorte, colMes(2));
     ASSERT_EQ(otroUsuario(h.bd.destino, QStringLiteral("62800001 2 5 500")), 0);
-    QTest::qWaitFor([&] { return h.m().TextMatrix(kLuzSur, colMes(5)) == QStringLiteral("500"); }, 10000);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return h.m().TextMatrix(kLuzSur, colMes(5)) == QStringLiteral("500"); }, 10000));
     EXPECT_EQ(h.textos(kLuzSur, {colMes(5), kTotal}), (QStringList{"500", "450"}));
     EXPECT_EQ(h.m().TextMatrix(kTotalSur, colMes(5)), QStringLiteral("500"));
     EXPECT_EQ(h.m().CellBackColor(kLuzSur, colMes(5)), QColor(255, 230, 140)) << "marked for a moment";
@@ -398,7 +398,7 @@ TEST(HojaDosUsuarios, AnotherUsersCommittedChangeShowsWithoutAnyAction)
     QTest::qWait(1200);
     EXPECT_EQ(h.hoja->lblCambios->text(), antes);
     ASSERT_EQ(otroUsuario(h.bd.destino, QStringLiteral("62800001 2 6 600")), 0);
-    QTest::qWaitFor([&] { return h.m().TextMatrix(kLuzSur, colMes(6)) == QStringLiteral("600"); }, 10000);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return h.m().TextMatrix(kLuzSur, colMes(6)) == QStringLiteral("600"); }, 10000));
     EXPECT_TRUE(h.hoja->lblCambios->text().contains(QStringLiteral(": 1 de "))) << h.hoja->lblCambios->text().toStdString();
     EXPECT_NE(h.m().CellBackColor(kAlquilerNorte, colMes(2)), QColor(255, 230, 140));
 }

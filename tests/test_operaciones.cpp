@@ -245,8 +245,9 @@ TEST(OperacionesAmbito, AScopeGetsTheMethodOnEveryAccountRowAfterOneQuestion)
             EXPECT_TRUE(mostrados[1].prompt.contains(c.mensaje)) << mostrados[1].prompt.toStdString();
             EXPECT_EQ(mostrados[1].titulo, QStringLiteral("frmActPresupusto:frmCal_Aplicar"));
         }
-        if (c.filasMetodo == 0)
+        if (c.filasMetodo == 0) {
             EXPECT_EQ(h.bd.presupuestos(), antes);
+        }
         EXPECT_EQ(h.bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE Cod_Ejercicio = 2027 AND Metodo_Calculo = %1 AND Valor = %2")
                                  .arg(QString::number(c.metodo), QString::fromUtf8(c.valorSql)))
                       .toInt(),

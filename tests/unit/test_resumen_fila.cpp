@@ -157,7 +157,8 @@ TEST(ResumenFila, APercentageComparesLikeWithLike)
         r.presupuesto.total = c.presupuesto;
         r.historico.total = c.historico;
         EXPECT_EQ(r.porcentaje().has_value(), c.porcentaje.has_value()) << c.presupuesto << " / " << c.historico;
-        if (r.porcentaje() && c.porcentaje)
+        if (r.porcentaje() && c.porcentaje) {
             EXPECT_DOUBLE_EQ(*r.porcentaje(), *c.porcentaje) << c.presupuesto << " / " << c.historico;
+        }
     }
 }
