@@ -83,6 +83,10 @@ TEST_F(HojaSeguridad, AnAmountThatWouldOverflowATotalIsRefusedBeforeAnythingIsSt
     EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
     EXPECT_EQ(h.escrituras(), 0);
     EXPECT_EQ(h.m().TextMatrix(kAlquilerNorte, colMes(1)), QStringLiteral("0"));
+    // So is one given to the form's own entry point.
+    h.hoja->EditCellValue(kCalzadoNorte, colMes(2), Currency::fromInt(500000000000000));
+    EXPECT_EQ(h.mostrados(), std::vector<QString>{QStringLiteral("Overflow")});
+    EXPECT_EQ(h.escrituras(), 0);
     // The row goes on working.
     h.teclear(kCalzadoNorte, colMes(3), QStringLiteral("7"));
     EXPECT_TRUE(h.mostrados().empty());
