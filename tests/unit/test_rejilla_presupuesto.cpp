@@ -142,6 +142,12 @@ TEST(RejillaPresupuesto, AStoredRowIsShownWithItsMarks)
     EXPECT_EQ(g.m.TextMatrix(3, kMetodo), QStringLiteral("3"));
     EXPECT_EQ(g.m.TextMatrix(3, kValor), QStringLiteral("9"));
     EXPECT_EQ(g.m.TextMatrix(1, kTotal), QStringLiteral("498"));
+    // The method's value is red when negative, and only then.
+    for (const int valor : {9, 0, -9}) {
+        v.valor = Currency::fromInt(valor);
+        g.r.mostrar(3, v);
+        EXPECT_EQ(g.m.CellForeColor(3, kValor), valor < 0 ? QColor(255, 0, 0) : g.m.CellForeColor(3, kMetodo)) << valor;
+    }
 }
 
 TEST(RejillaPresupuesto, APasteWritesTheSelectionOrTheBlockAndAClearSkipsTotalRows)
