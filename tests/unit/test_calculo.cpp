@@ -169,6 +169,7 @@ TEST_F(Calculo, History_ReadsTheCompanyTotalForAllDepartmentsOrTheDepartmentAske
     saldo(QStringLiteral("629'01"), 2026, {"-8888"}, -1, 2);
     calc.Calcular(2, QStringLiteral("629'01"), C("0"));
     EXPECT_EQ(calc.Mes(0), C("-1000"));
+    EXPECT_EQ(calc.FormulaCalculada(), QStringLiteral("Enero = -1.000,00 + (-1.000,00 * 0%)"));
     calc.setDpto(2);
     calc.Calcular(2, QStringLiteral("629'01"), C("0"));
     EXPECT_EQ(calc.Mes(0), C("-300"));
