@@ -141,17 +141,13 @@ bool analizar(const QString& original, bool& negativo, QString& digitos, std::in
         else if (t.endsWith(QChar(0x20AC))) t = t.left(t.size() - 1).trimmed();
     };
     quitarEuro();
-    bool signo = false;
     if (!t.isEmpty() && (t[0] == QLatin1Char('-') || t[0] == QLatin1Char('+'))) {
         negativo = t[0] == QLatin1Char('-');
-        signo = true;
         t = t.mid(1).trimmed();
     } else if (!t.isEmpty() && (t.endsWith(QLatin1Char('-')) || t.endsWith(QLatin1Char('+')))) {
         negativo = t.endsWith(QLatin1Char('-'));
-        signo = true;
         t = t.left(t.size() - 1).trimmed();
     }
-    Q_UNUSED(signo);
     quitarEuro();
     if (t.isEmpty())
         return false;
