@@ -8,7 +8,6 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QDir>
-#include <QLineEdit>
 #include <QSettings>
 #include <QSplitter>
 #include <gtest/gtest.h>

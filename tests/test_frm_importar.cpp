@@ -8,7 +8,6 @@
 #include "import/dialog/frmImportar.h"
 
 #include <QApplication>
-#include <QFrame>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>

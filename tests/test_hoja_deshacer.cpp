@@ -10,11 +10,9 @@
 #include <QComboBox>
 #include <QFileInfo>
 #include <QTimer>
-#include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QTableWidget>
-#include <QTemporaryDir>
 #include <functional>
 #include <gtest/gtest.h>
 

@@ -4,13 +4,9 @@
 
 #include <QAction>
 #include <array>
-#include <QApplication>
-#include <QPushButton>
-#include <QCheckBox>
 #include <QTimer>
 #include "import/dialog/frmImportar.h"
 #include <QMenu>
-#include <QProgressBar>
 #include <gtest/gtest.h>
 
 using namespace presupuestos;

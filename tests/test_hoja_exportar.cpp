@@ -8,7 +8,6 @@
 #include "import/dialog/frmImportar.h"
 
 #include <QCheckBox>
-#include <QFile>
 #include <QListWidget>
 #include <QPushButton>
 #include <QTemporaryDir>

@@ -9,20 +9,17 @@
 #include "worksheet/frmActPresupusto.h"
 
 #include <QApplication>
-#include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenu>
-#include <QMouseEvent>
 #include <QPushButton>
 #include <QLabel>
-#include <QSpinBox>
 #include <QTest>
-#include <QCheckBox>
 #include <QHeaderView>
 #include <QHelpEvent>
 #include <QTableView>
 #include <QToolTip>
 #include <QDoubleSpinBox>
+#include <QSpinBox>
 #include <gtest/gtest.h>
 
 #include <functional>

@@ -6,11 +6,8 @@
 #include "grid/widgets/VistaRejilla.h"
 #include "worksheet/core/Columnas.h"
 
-#include <QCheckBox>
 #include <QFontMetrics>
-#include <QHeaderView>
 #include <QImage>
-#include <QLineEdit>
 #include <QScrollBar>
 #include <QStyle>
 #include <gtest/gtest.h>

@@ -9,7 +9,6 @@
 
 #include <QApplication>
 #include <QBarSet>
-#include <QCheckBox>
 #include <QLabel>
 #include <QPushButton>
 #include <gtest/gtest.h>

@@ -3,11 +3,7 @@
 #include "worksheet/core/RejillaPresupuesto.h"
 
 #include <QApplication>
-#include <QClipboard>
 #include <QHeaderView>
-#include <QKeyEvent>
-#include <QLineEdit>
-#include <QMouseEvent>
 #include <QAbstractItemModelTester>
 #include <QSignalSpy>
 #include <gtest/gtest.h>
