@@ -107,14 +107,12 @@ protected:
     }
     void filaExistente(const QString& cuenta, int dpto, const QString& meses = QStringLiteral("100"))
     {
-        QString sql = QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Metodo_Calculo, "
-                                     "Modificacion_Manual, Valor, Ver");
-        for (int m = 1; m <= 12; ++m)
-            sql += QStringLiteral(", M%1").arg(m);
-        sql += QStringLiteral(") VALUES (1, 2027, '%1', %2, 3, 5, 12.5, 0").arg(cuenta).arg(dpto);
-        for (int m = 1; m <= 12; ++m)
-            sql += QStringLiteral(", ") + meses;
-        bd.sql(sql + QLatin1Char(')'));
+        bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, Metodo_Calculo, Modificacion_Manual, "
+                              "Valor, Ver, M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12) "
+                              "VALUES (1, 2027, '%1', %2, 3, 5, 12.5, 0, %3)")
+                   .arg(cuenta)
+                   .arg(dpto)
+                   .arg(QStringList(12, meses).join(QStringLiteral(", "))));
     }
 
     BaseDatosPrueba bd;
@@ -202,8 +200,8 @@ TEST_F(Importar, ImportsRowsUpToOnePastColumnFiveSkippingThoseWithoutDepartment)
 TEST_F(Importar, ReplacesAllTwelveMonthsOfExistingRowsKeepingMethodMaskValueAndVisibility)
 {
     filaExistente("62800001", 2);
-    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2026, '62800001', 2, 5)"));
-    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (2, 2027, '62800001', 2, 5)"));
+    bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2026, '62800001', 2, 5), "
+                          "(2, 2027, '62800001', 2, 5)"));
     const QString d = fila(2, "2", "62800001", {"-50.25", "", "7"}) + fila(3, "1", "62800001", doce("1"));
     bd.tomarRegistro();
     ASSERT_EQ(importar(libros.generar(d)), QString());
