@@ -94,6 +94,24 @@ protected:
     QTemporaryDir dir;
     BaseDatosPrueba bd{false, dir.filePath(QStringLiteral("empresa.db"))};
     clsDBPresupuesto store{bd.sesion};
+
+    // Stores with this user's store in a transaction that still holds the
+    // row when the other user types a month into it, then commits.
+    void mientrasOtroTeclea(const std::function<void()>& guardar, const QString& cuenta, int dpto, int mes, const QString& importe)
+    {
+        std::unique_ptr<OtroUsuario> otro;
+        {
+            Transaccion t(*bd.conexion);
+            guardar();
+            otro = std::make_unique<OtroUsuario>(bd.destino, [=](Conexion& c) {
+                EXPECT_EQ(c.Execute(tecleo(cuenta, dpto, mes, importe)), 1);
+            });
+            otro->esperarInicio();
+            pausa();
+            t.confirmar();
+        }
+        EXPECT_EQ(otro->terminar(), QString());
+    }
 };
 
 } // namespace
@@ -101,20 +119,9 @@ protected:
 TEST_F(DosUsuarios, DifferentMonthsOfOneRowBothStay)
 {
     bd.sql(QStringLiteral("INSERT INTO Presupuestos (Cod_Empresa, Cod_Ejercicio, Cuenta, Dpto, M1) VALUES (1, 2027, '62800001', 2, 5)"));
-    std::unique_ptr<OtroUsuario> otro;
-    {
-        Transaccion t(*bd.conexion);
-        store.ActualizacionManual(QStringLiteral("62800001"), 2, 1, C(QStringLiteral("10")));
-        // The other user types March of the same row while this one's
-        // transaction still holds it.
-        otro = std::make_unique<OtroUsuario>(bd.destino, [](Conexion& c) {
-            EXPECT_EQ(c.Execute(tecleo(QStringLiteral("62800001"), 2, 3, QStringLiteral("30"))), 1);
-        });
-        otro->esperarInicio();
-        pausa();
-        t.confirmar();
-    }
-    EXPECT_EQ(otro->terminar(), QString());
+    // The other user types March of the same row.
+    mientrasOtroTeclea([&] { store.ActualizacionManual(QStringLiteral("62800001"), 2, 1, C(QStringLiteral("10"))); },
+                       QStringLiteral("62800001"), 2, 3, QStringLiteral("30"));
     const QStringList fila = bd.presupuestoGuardado(QStringLiteral("62800001"), 2);
     ASSERT_FALSE(fila.isEmpty());
     EXPECT_EQ(campos(fila, {0, 2, 13}), (QStringList{"10", "30", "5"})) << "both months marked as typed";
@@ -163,18 +170,7 @@ TEST_F(DosUsuarios, AMethodAppliedWhileAnotherUserTypesInADependentRowLosesNeith
         dependiente.setMes(m, C(QString::number(100 + m)));
     dependiente.MetodoCalc = 6;
     dependiente.Valor = C(QStringLiteral("52"));
-    std::unique_ptr<OtroUsuario> otro;
-    {
-        Transaccion t(*bd.conexion);
-        store.Actualizar(dependiente);
-        otro = std::make_unique<OtroUsuario>(bd.destino, [](Conexion& c) {
-            EXPECT_EQ(c.Execute(tecleo(QStringLiteral("60000001"), 1, 4, QStringLiteral("7.25"))), 1);
-        });
-        otro->esperarInicio();
-        pausa();
-        t.confirmar();
-    }
-    EXPECT_EQ(otro->terminar(), QString());
+    mientrasOtroTeclea([&] { store.Actualizar(dependiente); }, QStringLiteral("60000001"), 1, 4, QStringLiteral("7.25"));
     const QStringList fila = bd.presupuestoGuardado(QStringLiteral("60000001"), 1);
     ASSERT_FALSE(fila.isEmpty());
     EXPECT_EQ(campos(fila, {0, 3, 11, 12, 13}), (QStringList{"100", "7.25", "111", "6", "8"}));
