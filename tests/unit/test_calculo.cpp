@@ -97,30 +97,18 @@ TEST_F(Calculo, TextsNameTheHistoryYearAndTheFormulaFollowsTheDecimals)
     EXPECT_TRUE(calc.DecripcionMetodo(8).isEmpty() && calc.PlantillaFormula(-1).isEmpty());
 
     EXPECT_TRUE(clsCalculo(bd.sesion).FormatoCalculo().isEmpty());
-    calc.setDecimales(0);
-    calc.Calcular(7, QString(), C("0")); // no sales stored: a total of 0
-    EXPECT_EQ(calc.FormulaCalculada(), QStringLiteral("Enero = (0 * 0%) /12"));
-    calc.setDecimales(3);
-    calc.Calcular(7, QString(), C("0"));
-    EXPECT_EQ(calc.FormulaCalculada(), QStringLiteral("Enero = (0,000 * 0%) /12"));
+    for (const auto& [decimales, formula] : {std::pair{0, "Enero = (0 * 0%) /12"}, {3, "Enero = (0,000 * 0%) /12"}}) {
+        calc.setDecimales(decimales);
+        calc.Calcular(7, QString(), C("0")); // no sales stored: a total of 0
+        EXPECT_EQ(calc.FormulaCalculada(), QLatin1String(formula)) << decimales;
+    }
     EXPECT_EQ(numeroError([&] { calc.Mes(12); }), VbError::SubscriptOutOfRange);
 }
 
-TEST_F(Calculo, UnknownMethodsLeaveZerosAndThePreviousFormula)
-{
-    calc.Calcular(3, QStringLiteral("62900001"), C("-12.5"));
-    EXPECT_EQ(meses(), anyo({}, QStringLiteral("-12.5")));
-    EXPECT_EQ(calc.FormulaCalculada(), QStringLiteral("Enero = -12,5"));
-    for (int metodo : {0, 8}) {
-        calc.Calcular(metodo, QStringLiteral("62900001"), C("45"));
-        EXPECT_EQ(meses(), anyo({}));
-        EXPECT_EQ(calc.FormulaCalculada(), QStringLiteral("Enero = -12,5"));
-    }
-}
-
 // The methods on the company's balances, each from the same history: its
-// months and the formula it shows.
-TEST_F(Calculo, EachMethodGivesItsMonthsAndItsFormula)
+// months and the formula it shows. An unknown method gives zeros and leaves
+// the formula of the one before.
+TEST_F(Calculo, EachMethodGivesItsMonthsAndItsFormulaAndAnUnknownOneZerosKeepingThePreviousFormula)
 {
     saldo(QStringLiteral("70000001"), 2026, {"1000", "-250.5", "333.3333", "0", "0.05"});
     saldo(QStringLiteral("70000002"), 2026, {"5000", "-1000", "3000", "0", "2500", "2500"});
@@ -150,6 +138,9 @@ TEST_F(Calculo, EachMethodGivesItsMonthsAndItsFormula)
         {"weight in percent times the value", 5, "70000004", "1", anyo({"10", "20", "-5", "75"}),
          "Enero = 1 *  (1.200,00 * 100 / 12.000,00)"},
         {"weight of a year that adds up to zero", 5, "62900001", "1000", anyo({}), "Enero = 1000 *  (500,00 * 100 / 0,00)"},
+        {"the value in every month", 3, "62900001", "-12.5", anyo({}, QStringLiteral("-12.5")), "Enero = -12,5"},
+        {"unknown method 0", 0, "62900001", "45", anyo({}), "Enero = -12,5"},
+        {"unknown method 8", 8, "62900001", "45", anyo({}), "Enero = -12,5"},
     };
     for (const Caso& c : casos) {
         SCOPED_TRACE(c.que);
