@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <map>
+#include <tuple>
 #include <vector>
 
 using namespace presupuestos;
@@ -74,10 +75,7 @@ TEST(ArbolCategorias, EachLoadedCategoryHasItsEntryAtTheIndexOfItsCode)
         const auto it = esperadas.find(i);
         const CategoriaFiltro e = it == esperadas.end() ? CategoriaFiltro{} : it->second;
         const CategoriaFiltro& t = arbol.tabla()[static_cast<std::size_t>(i)];
-        EXPECT_EQ(t.Codigo, e.Codigo) << i;
-        EXPECT_EQ(t.NoHijos, e.NoHijos) << i;
-        EXPECT_EQ(t.Fila, e.Fila) << i;
-        EXPECT_EQ(t.Padre, e.Padre) << i;
+        EXPECT_EQ(std::tie(t.Codigo, t.NoHijos, t.Fila, t.Padre), std::tie(e.Codigo, e.NoHijos, e.Fila, e.Padre)) << i;
     }
 
     // A new load forgets the previous one.
