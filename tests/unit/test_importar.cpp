@@ -125,7 +125,7 @@ protected:
 // Column 5 says where the data ends (one past its last filled cell, whichever
 // column holds the departments); a row without a department is skipped yet
 // reported; empty months are stored as zero.
-TEST_F(Importar, ImportsRowsUpToOnePastColumnFiveSkippingThoseWithoutDepartment)
+TEST_F(Importar, ImportsRowsUpToOnePastColumnFiveConvertingCellsAndSkippingRowsWithoutDepartment)
 {
     struct Guardada {
         QString cuenta;
@@ -171,6 +171,16 @@ TEST_F(Importar, ImportsRowsUpToOnePastColumnFiveSkippingThoseWithoutDepartment)
          QStringLiteral("Ventas - Ventas Norte"), {}, 2,
          {{QStringLiteral("70000001"), 1, {"100", "200", "300", "400", "500", "600", "700", "800", "900", "1000", "1100", "1200.5", "0", "0", "0", "1"}},
           {QStringLiteral("62800001"), 2, {"-50.25", "0", "0", "0", "0", "0", "0", "0", "0", "0", "0", "7"}}}},
+        // Currency from the cell's double rounds halves to even (1/32 and 3/32
+        // are exact in binary); texts read with Spanish settings; Booleans are
+        // -1 and 0; a numeric account becomes its digits; a department rounds
+        // halves to even.
+        {"cells converted as the parameters take them",
+         libros.generar(QStringLiteral("2: a;b;2.5;7000001;0.03125;0.09375;\"1.234,5\";#b:1;#b:0;-7\n3: c;d;\"3\";\"700'01\";1\n"
+                                       "4: e;f;3.5;#r:62|1|00001;2\n")),
+         2, 3, 5, {}, QStringLiteral("a - b"), {}, 3,
+         {{QStringLiteral("7000001"), 2, {"0.0312", "0.0938", "1234.5", "-1", "0", "-7"}}, {QStringLiteral("700'01"), 3, {"1"}},
+          {QStringLiteral("62100001"), 4, {"2"}}}},
     };
     for (const Caso& c : casos) {
         SCOPED_TRACE(c.que);
@@ -223,22 +233,6 @@ TEST_F(Importar, ReplacesAllTwelveMonthsOfExistingRowsKeepingMethodMaskValueAndV
                                           "SUM(M9), SUM(M10), SUM(M11), SUM(M12) FROM Presupuestos "
                                           "WHERE Cod_Empresa = 1 AND Cod_Ejercicio = 2027 GROUP BY Dpto"),
                            QStringLiteral("COMMIT TRANSACTION")}));
-}
-
-TEST_F(Importar, ConvertsCellsAsTheParametersTakeThem)
-{
-    // Currency from the cell's double rounds halves to even (1/32 and 3/32
-    // are exact in binary); texts read with Spanish settings; Booleans are
-    // -1 and 0; a numeric account becomes its digits; a department rounds
-    // halves to even.
-    const QString d = QStringLiteral("2: a;b;2.5;7000001;0.03125;0.09375;\"1.234,5\";#b:1;#b:0;-7\n"
-                                     "3: c;d;\"3\";\"700'01\";1\n"
-                                     "4: e;f;3.5;#r:62|1|00001;2\n");
-    ASSERT_EQ(importar(libros.generar(d)), QString());
-    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("7000001"), 2).mid(0, 6), (QStringList{"0.0312", "0.0938", "1234.5", "-1", "0", "-7"}));
-    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("700'01"), 3).constFirst(), QStringLiteral("1"));
-    EXPECT_EQ(bd.presupuestoGuardado(QStringLiteral("62100001"), 4).constFirst(), QStringLiteral("2"));
-    EXPECT_EQ(eventos.progreso[0].second, QStringLiteral("a - b"));
 }
 
 // The commands carry the session's company and year, whichever they are.
