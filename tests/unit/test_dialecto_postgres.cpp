@@ -75,10 +75,8 @@ TEST(DialectoPostgres, RewritesEachConstructAndNothingInsideLiteralsOrNames)
 
 TEST(DialectoPostgres, NamesAsPostgresqlFindsThem)
 {
-    EXPECT_EQ(DialectoPostgres::identificador(QStringLiteral("Pelvor")), QStringLiteral("Pelvor"));
-    EXPECT_EQ(DialectoPostgres::identificador(QStringLiteral("Tiendas_2")), QStringLiteral("Tiendas_2"));
-    EXPECT_EQ(DialectoPostgres::identificador(QStringLiteral("User")), QStringLiteral("\"user\""));
-    EXPECT_EQ(DialectoPostgres::identificador(QStringLiteral("2Tiendas")), QStringLiteral("\"2Tiendas\""));
-    EXPECT_EQ(DialectoPostgres::identificador(QStringLiteral("Caja \"Central\"")), QStringLiteral("\"Caja \"\"Central\"\"\""));
-    EXPECT_EQ(DialectoPostgres::identificador(QStringLiteral("Almacén")), QStringLiteral("\"Almacén\""));
+    for (const auto& [nombre, escrito] : {std::pair{"Pelvor", "Pelvor"}, {"Tiendas_2", "Tiendas_2"}, {"User", "\"user\""},
+                                          {"2Tiendas", "\"2Tiendas\""}, {"Caja \"Central\"", "\"Caja \"\"Central\"\"\""},
+                                          {"Almacén", "\"Almacén\""}})
+        EXPECT_EQ(DialectoPostgres::identificador(QString::fromUtf8(nombre)), QString::fromUtf8(escrito)) << nombre;
 }
