@@ -59,17 +59,15 @@ TEST(Currency, ArithmeticIsExactAndProductsAndRoundingGoHalvesToEven)
                                                      {"-2.5", 0, "-2"}, {"0.125", 2, "0.12"}, {"0.135", 2, "0.14"}})
         EXPECT_EQ(c(valor).rounded(decimales), c(esperado)) << valor << " to " << decimales;
     EXPECT_EQ(c("1.23456").raw(), 12346);
-    EXPECT_EQ(c("10.5").toInt32(), 10);
-    EXPECT_EQ(c("11.5").toInt32(), 12);
-    EXPECT_EQ(c("10.75").toInt32(), 11);
+    for (const auto& [valor, entero] : {std::pair{"10.5", 10}, {"11.5", 12}, {"10.75", 11}})
+        EXPECT_EQ(c(valor).toInt32(), entero) << valor;
     EXPECT_DOUBLE_EQ(c("-1234.5678").toDouble(), -1234.5678);
 }
 
 TEST(Currency, TextForms)
 {
-    EXPECT_EQ(c("8.3333").toPlainText(), QStringLiteral("8,3333"));
-    EXPECT_EQ(c("100").toPlainText(), QStringLiteral("100"));
-    EXPECT_EQ(c("-10.50").toPlainText(), QStringLiteral("-10,5"));
+    for (const auto& [valor, texto] : {std::pair{"8.3333", "8,3333"}, {"100", "100"}, {"-10.50", "-10,5"}})
+        EXPECT_EQ(c(valor).toPlainText(), QLatin1String(texto)) << valor;
     EXPECT_EQ(c("-0.05").toSqlText(), QStringLiteral("-0.05"));
     EXPECT_EQ(Currency::fromRaw(std::numeric_limits<std::int64_t>::min()).toSqlText(), QStringLiteral("-922337203685477.5808"));
     for (const auto& [variante, raw] : {std::pair{QVariant(12), 120000}, {QVariant(10.75), 107500}, {QVariant(), 0},
