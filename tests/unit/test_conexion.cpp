@@ -129,8 +129,7 @@ TEST(Conexion, PreparedCommandConvertsParametersToDeclaredTypes)
     cmd.agregarParametro(QStringLiteral("Ver"), TipoParametro::Booleano);
     cmd.setPrepared(true);
 
-    Currency v;
-    Currency::parsePlain(QStringLiteral("10.75"), v);
+    const Currency v = prueba::monedaPlana(QStringLiteral("10.75"));
     for (int dpto = 1; dpto <= 3; ++dpto) {
         cmd.setValor(0, 2027);
         cmd.setValor(1, QStringLiteral("70000001"));
@@ -150,9 +149,7 @@ TEST(Conexion, PreparedCommandConvertsParametersToDeclaredTypes)
         veces += t == cmd.commandText();
     EXPECT_EQ(veces, 1);
 
-    Currency medio;
-    Currency::parsePlain(QStringLiteral("10.5"), medio);
-    cmd.setValor(3, medio);
+    cmd.setValor(3, prueba::monedaPlana(QStringLiteral("10.5")));
     EXPECT_EQ(cmd.valor(3).toInt(), 10);
 }
 
