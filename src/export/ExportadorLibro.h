@@ -50,8 +50,8 @@ struct HojaLibro {
     std::vector<FilaLibro> filas;
     // A sheet of its own layout instead (a comparison, not for the import):
     // its captions and rows, when titulos is not empty.
-    QStringList titulos;
-    std::vector<std::vector<CeldaLibro>> celdas;
+    QStringList titulos{};
+    std::vector<std::vector<CeldaLibro>> celdas{};
 };
 
 class ExportadorLibro {
