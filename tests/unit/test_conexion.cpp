@@ -1,3 +1,4 @@
+#include "DiscoPrueba.h"
 #include "BaseDatosPrueba.h"
 #include "common/VbError.h"
 #include "db/Conexion.h"
@@ -7,11 +8,8 @@
 #include <QSqlRecord>
 #include <QDir>
 #include <QTemporaryDir>
-#include <cerrno>
-#include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 #include <unistd.h>
 
 using namespace presupuestos;
@@ -323,18 +321,13 @@ TEST(Conexion, AFullDiskAndATimeoutAreSaidBeforeTheEnginesText)
     }
     if (::geteuid() != 0)
         GTEST_SKIP() << "a full disk is a small file system mounted for the test, which needs root";
-    QTemporaryDir dir(QDir::current().filePath(QStringLiteral("disco-XXXXXX")));
-    const QByteArray punto = QFile::encodeName(dir.path());
-    ASSERT_EQ(::mount("tmpfs", punto.constData(), "tmpfs", 0, "size=256k"), 0) << std::strerror(errno);
-    {
-        auto c = Conexion::abrirSqlite(dir.filePath(QStringLiteral("lleno.db")));
-        c->Execute(QStringLiteral("CREATE TABLE Relleno (Datos BLOB)"));
-        QString e;
-        for (int i = 0; i < 100 && e.isEmpty(); ++i)
-            e = error(*c, QStringLiteral("INSERT INTO Relleno VALUES (randomblob(50000))"));
-        EXPECT_TRUE(e.startsWith(QStringLiteral("No queda espacio en el disco de la base de datos.\r\n"))
-                    && e.contains(QStringLiteral("full")))
-            << e.toStdString();
-    }
-    ::umount(punto.constData());
+    prueba::DiscoPequeno disco("256k");
+    ASSERT_TRUE(disco.montado()) << disco.error();
+    auto c = Conexion::abrirSqlite(disco.filePath(QStringLiteral("lleno.db")));
+    c->Execute(QStringLiteral("CREATE TABLE Relleno (Datos BLOB)"));
+    QString e;
+    for (int i = 0; i < 100 && e.isEmpty(); ++i)
+        e = error(*c, QStringLiteral("INSERT INTO Relleno VALUES (randomblob(50000))"));
+    EXPECT_TRUE(e.startsWith(QStringLiteral("No queda espacio en el disco de la base de datos.\r\n")) && e.contains(QStringLiteral("full")))
+        << e.toStdString();
 }

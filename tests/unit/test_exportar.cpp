@@ -3,6 +3,7 @@
 // exactly, and what the import passes by (names, totals, method, value,
 // manual months) stays as it was.
 
+#include "DiscoPrueba.h"
 #include "BaseDatosPrueba.h"
 #include "common/NumerosEs.h"
 #include "LibroPrueba.h"
@@ -18,9 +19,7 @@
 #include <QFile>
 #include <QSet>
 #include <QTemporaryDir>
-#include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -306,15 +305,15 @@ TEST(Exportar, AFullDiskOrNoTemporaryFolderLeaveTheOldWorkbookAndNothingElse)
         GTEST_SKIP() << "a full disk and a missing temporary folder are made by mounting small file systems, which needs root";
     QTemporaryDir dir(QDir::current().filePath(QStringLiteral("exportar-XXXXXX")));
 
-    const QString lleno = dir.filePath(QStringLiteral("lleno"));
-    QDir().mkpath(lleno);
-    ASSERT_EQ(::mount("tmpfs", QFile::encodeName(lleno).constData(), "tmpfs", 0, "size=64k"), 0) << std::strerror(errno);
-    const QString ruta = carpetaConLibro(lleno);
-    const QStringList antes = estado(ruta);
-    EXPECT_EQ(errorDe([&] { ExportadorLibro::escribir(ruta, libroGrande()); }),
-              QStringLiteral("No se puede escribir el libro 'libro.xlsx': no queda espacio en el disco."));
-    EXPECT_EQ(estado(ruta), antes);
-    ::umount(QFile::encodeName(lleno).constData());
+    {
+        prueba::DiscoPequeno lleno("64k");
+        ASSERT_TRUE(lleno.montado()) << lleno.error();
+        const QString ruta = carpetaConLibro(lleno.path());
+        const QStringList antes = estado(ruta);
+        EXPECT_EQ(errorDe([&] { ExportadorLibro::escribir(ruta, libroGrande()); }),
+                  QStringLiteral("No se puede escribir el libro 'libro.xlsx': no queda espacio en el disco."));
+        EXPECT_EQ(estado(ruta), antes);
+    }
 
     // A process of its own sees the system's temporary folder read-only and
     // the destination's folder, a file system of its own, writable.

@@ -1,3 +1,4 @@
+#include "DiscoPrueba.h"
 #include "BaseDatosPrueba.h"
 #include "LibroPrueba.h"
 #include "common/VbError.h"
@@ -12,10 +13,7 @@
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTimer>
-#include <cerrno>
-#include <cstring>
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 #include <unistd.h>
 
 using namespace presupuestos;
@@ -450,26 +448,22 @@ TEST_F(Importar, AMissingReaderOrAFullDiskAreNotBlamedOnTheWorkbook)
 
     if (BaseDatosPrueba::enPostgres() || ::geteuid() != 0)
         GTEST_SKIP() << "a full disk is a small file system under an SQLite database, which needs root to mount";
-    QTemporaryDir dir(QDir::current().filePath(QStringLiteral("disco-XXXXXX")));
-    const QByteArray punto = QFile::encodeName(dir.path());
-    ASSERT_EQ(::mount("tmpfs", punto.constData(), "tmpfs", 0, "size=2m"), 0) << std::strerror(errno);
-    {
-        BaseDatosPrueba enFichero(false, dir.filePath(QStringLiteral("empresa.db")));
-        sesion = &enFichero.sesion;
-        enFichero.sql(QStringLiteral("CREATE TABLE Relleno (Datos BLOB)"));
-        try {
-            for (int i = 0; i < 1000; ++i)
-                enFichero.conexion->Execute(QStringLiteral("INSERT INTO Relleno VALUES (randomblob(20000))"));
-        } catch (const VbError&) {
-        }
-        QStringList filas;
-        for (int r = 2; r < 200; ++r)
-            filas << fila(r, QStringLiteral("1"), QStringLiteral("628%1").arg(r, 5, 10, QLatin1Char('0')), doce("1"));
-        e = importar(libros.generar(filas.join(QString())));
-        EXPECT_TRUE(e.startsWith(QStringLiteral("No queda espacio en el disco de la base de datos."))) << e.toStdString();
-        EXPECT_FALSE(e.contains(QStringLiteral("formato correcto"))) << e.toStdString();
+    prueba::DiscoPequeno disco("2m");
+    ASSERT_TRUE(disco.montado()) << disco.error();
+    BaseDatosPrueba enFichero(false, disco.filePath(QStringLiteral("empresa.db")));
+    sesion = &enFichero.sesion;
+    enFichero.sql(QStringLiteral("CREATE TABLE Relleno (Datos BLOB)"));
+    try {
+        for (int i = 0; i < 1000; ++i)
+            enFichero.conexion->Execute(QStringLiteral("INSERT INTO Relleno VALUES (randomblob(20000))"));
+    } catch (const VbError&) {
     }
-    ::umount(punto.constData());
+    QStringList filas;
+    for (int r = 2; r < 200; ++r)
+        filas << fila(r, QStringLiteral("1"), QStringLiteral("628%1").arg(r, 5, 10, QLatin1Char('0')), doce("1"));
+    e = importar(libros.generar(filas.join(QString())));
+    EXPECT_TRUE(e.startsWith(QStringLiteral("No queda espacio en el disco de la base de datos."))) << e.toStdString();
+    EXPECT_FALSE(e.contains(QStringLiteral("formato correcto"))) << e.toStdString();
 }
 
 TEST_F(Importar, OnlyAnImportThatCommitsBecomesAStepWithItsRowsJournaled)
