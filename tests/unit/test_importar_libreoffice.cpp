@@ -29,7 +29,10 @@ QString convertir(const QTemporaryDir& dir, const QString& soffice, const QStrin
                       QStringLiteral("--convert-to"), formato, QStringLiteral("--outdir"), dir.path(), fichero});
     p.waitForFinished(120000);
     const QString salida = dir.filePath(QFileInfo(fichero).completeBaseName() + QLatin1Char('.') + formato.section(QLatin1Char(':'), 0, 0));
-    return QFile::exists(salida) ? salida : QString();
+    if (QFile::exists(salida))
+        return salida;
+    ADD_FAILURE() << "LibreOffice did not convert " << fichero.toStdString() << ": " << p.readAll().toStdString();
+    return QString();
 }
 
 class ImportarLibreOffice : public ::testing::Test {
