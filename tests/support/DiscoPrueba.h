@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 #include <cerrno>
 #include <cstring>
+#include <string>
 #include <sys/mount.h>
 
 namespace presupuestos::prueba {
@@ -19,7 +20,7 @@ public:
         : dir_(QDir::current().filePath(QStringLiteral("disco-XXXXXX")))
     {
         montado_ = ::mount("tmpfs", punto().constData(), "tmpfs", 0, (QByteArrayLiteral("size=") + tamano).constData()) == 0;
-        error_ = montado_ ? QString() : QString::fromLocal8Bit(std::strerror(errno));
+        error_ = montado_ ? std::string() : std::strerror(errno);
     }
     ~DiscoPequeno()
     {
@@ -31,7 +32,7 @@ public:
 
     bool montado() const { return montado_; }
     // Why it could not be mounted.
-    std::string error() const { return error_.toStdString(); }
+    const std::string& error() const { return error_; }
     QString path() const { return dir_.path(); }
     QString filePath(const QString& nombre) const { return dir_.filePath(nombre); }
 
@@ -40,7 +41,7 @@ private:
 
     QTemporaryDir dir_;
     bool montado_ = false;
-    QString error_;
+    std::string error_;
 };
 
 } // namespace presupuestos::prueba
