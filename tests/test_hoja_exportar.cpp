@@ -19,23 +19,6 @@ using namespace presupuestos::prueba;
 
 namespace {
 
-// Every stored row, each amount as the currency it is read as (the demo's
-// generator stores doubles such as -7.2299999999999995).
-QStringList importes(BaseDatosPrueba& bd)
-{
-    QStringList l;
-    Recordset rs = bd.conexion->Abrir(QStringLiteral("SELECT Cuenta, Dpto, M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12, "
-                                                     "Metodo_Calculo, Modificacion_Manual, Valor FROM Presupuestos ORDER BY Cuenta, Dpto"));
-    for (; !rs.eof(); rs.MoveNext()) {
-        QString s = rs.texto(0) + QLatin1Char('/') + rs.texto(1);
-        for (int i = 2; i < 17; ++i)
-            s += QLatin1Char(' ') + rs.moneda(i).toSqlText();
-        l << s;
-    }
-    rs.Close();
-    return l;
-}
-
 // Exports through the button to ruta, imports it back through the dialog;
 // returns the rows the import wrote.
 int exportarEImportar(HojaAbierta& h, const QString& ruta)
@@ -91,7 +74,7 @@ TEST(HojaExportar, TheDemoWithItsHistoryComesBackUnchangedInOneStep)
     HojaAbierta h(true);
     QTemporaryDir dir;
     h.hoja->chkMostrarHistorico->click();
-    const QStringList antes = importes(h.bd);
+    const QStringList antes = h.bd.importesGuardados();
     const QString deshacer = h.hoja->mnuPopupDeshacer->text();
     const int filas = filasDeCuentas(h.m());
 
@@ -99,12 +82,12 @@ TEST(HojaExportar, TheDemoWithItsHistoryComesBackUnchangedInOneStep)
     EXPECT_EQ(h.plataforma.dialogoArchivo->propuestos, std::vector<QString>{QStringLiteral("Presupuesto 2027.xlsx")});
     EXPECT_EQ(h.plataforma.mensajes->mostrados.front().prompt, QStringLiteral("Se han exportado %1 filas a demo.xlsx.").arg(filas));
     // Rows the worksheet showed without a stored budget come in as zeros.
-    const QStringList despues = importes(h.bd);
+    const QStringList despues = h.bd.importesGuardados();
     for (const QString& fila : antes)
         EXPECT_TRUE(despues.contains(fila)) << fila.toStdString();
     EXPECT_EQ(h.hoja->mnuPopupDeshacer->text(), QStringLiteral("Deshacer: importar %1 filas de demo.xlsx").arg(filas));
     h.hoja->Deshacer();
-    EXPECT_EQ(importes(h.bd), antes);
+    EXPECT_EQ(h.bd.importesGuardados(), antes);
     EXPECT_EQ(h.hoja->mnuPopupDeshacer->text(), deshacer);
 }
 
@@ -118,12 +101,12 @@ TEST(HojaExportar, OnlyTheDepartmentTheFilterShowsGoesOutWithItsDecimals)
     for (int i = 0; i < f->lstDepartamentos->count(); ++i)
         f->lstDepartamentos->item(i)->setSelected(f->lstDepartamentos->item(i)->text() == QStringLiteral("Sur"));
     f->cmdFiltroDptoAceptar_Click();
-    const QStringList antes = importes(h.bd);
+    const QStringList antes = h.bd.importesGuardados();
 
     EXPECT_EQ(exportarEImportar(h, dir.filePath(QStringLiteral("sur"))), filasDeCuentas(h.m()));
     EXPECT_EQ(h.bd.valor(QStringLiteral("SELECT COUNT(*) FROM Presupuestos WHERE Dpto = 1")).toInt(), 1);
     for (const QString& fila : antes)
-        EXPECT_TRUE(importes(h.bd).contains(fila)) << fila.toStdString(); // -50.5 in January of 62800001/2 among them
+        EXPECT_TRUE(h.bd.importesGuardados().contains(fila)) << fila.toStdString(); // -50.5 in January of 62800001/2 among them
 
     // Cancelling the file dialog writes nothing and says nothing.
     const std::size_t mensajes = h.plataforma.mensajes->mostrados.size();

@@ -187,6 +187,20 @@ QStringList BaseDatosPrueba::presupuestos()
     return r;
 }
 
+QStringList BaseDatosPrueba::importesGuardados()
+{
+    QStringList filas;
+    Recordset rs = conexion->Abrir(QStringLiteral("SELECT Cuenta, Dpto, M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12, "
+                                                  "Metodo_Calculo, Modificacion_Manual, Valor, Ver FROM Presupuestos ORDER BY Cuenta, Dpto"));
+    for (; !rs.eof(); rs.MoveNext()) {
+        QString fila = rs.texto(0) + QLatin1Char('/') + rs.texto(1);
+        for (int i = 2; i < 18; ++i)
+            fila += QLatin1Char(' ') + rs.moneda(i).toSqlText();
+        filas << fila;
+    }
+    return filas;
+}
+
 QStringList BaseDatosPrueba::presupuestoGuardado(const QString& cuenta, int dpto, int ejercicio)
 {
     conexion->enviarLote();

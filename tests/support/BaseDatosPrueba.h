@@ -60,6 +60,10 @@ struct BaseDatosPrueba {
     QStringList presupuestoGuardado(const QString& cuenta, int dpto, int ejercicio = 2027);
     // Every budget row, every column, to compare whole states.
     QStringList presupuestos();
+    // Every budget row as "cuenta/dpto" and M1..M12, Metodo_Calculo,
+    // Modificacion_Manual, Valor and Ver as the currency reads them (the
+    // demo's generator stores doubles such as -7.2299999999999995).
+    QStringList importesGuardados();
 
 private:
     QString nombrePg_;

@@ -50,22 +50,6 @@ qint32 importar(Sesion& sesion, const QString& libro, InformeImportacion* inform
     return imp.informe().escritas();
 }
 
-// Every stored budget row, each amount as the currency it is read as.
-QStringList guardado(BaseDatosPrueba& bd)
-{
-    QStringList filas;
-    Recordset rs = bd.conexion->Abrir(QStringLiteral("SELECT Cuenta, Dpto, M1, M2, M3, M4, M5, M6, M7, M8, M9, M10, M11, M12, "
-                                                     "Metodo_Calculo, Modificacion_Manual, Valor, Ver FROM Presupuestos"));
-    for (; !rs.eof(); rs.MoveNext()) {
-        QString fila = rs.texto(0) + QLatin1Char('/') + rs.texto(1);
-        for (int i = 2; i < 18; ++i)
-            fila += QLatin1Char(' ') + rs.moneda(i).toSqlText();
-        filas << fila;
-    }
-    rs.Close();
-    return filas;
-}
-
 } // namespace
 
 TEST(Exportar, EveryAmountComesBackExactlyWhetherWrittenAsNumberOrText)
@@ -201,7 +185,7 @@ TEST(Exportar, ALargeCompanyComesBackUnchanged)
     rs.Close();
     ASSERT_GT(filas.size(), 35000u);
 
-    const QStringList antes = guardado(bd);
+    const QStringList antes = bd.importesGuardados();
     LibrosPrueba libros;
     const QString ruta = libros.carpeta() + QStringLiteral("/grande.xlsx");
     ExportadorLibro::escribir(ruta, {{QStringLiteral("Presupuesto 2027"), true, filas}});
@@ -209,7 +193,7 @@ TEST(Exportar, ALargeCompanyComesBackUnchanged)
     EXPECT_EQ(importar(bd.sesion, ruta, &informe), static_cast<qint32>(filas.size()));
     EXPECT_EQ(informe.omitidas, 0);
     // Rows shown without a stored budget come in as zeros with the table's defaults.
-    const QStringList despues = guardado(bd);
+    const QStringList despues = bd.importesGuardados();
     EXPECT_EQ(despues.size(), antes.size() + informe.nuevas);
     const QSet<QString> guardadas(despues.begin(), despues.end());
     for (const QString& fila : antes)
