@@ -255,6 +255,16 @@ TEST(Aplicacion, NumbersThatAreNotValidAreBadUsage)
     EXPECT_FALSE(QFileInfo::exists(nueva));
 }
 
+// The help is the program's own Spanish, Qt's options included.
+TEST(Aplicacion, TheHelpSpeaksSpanish)
+{
+    const Resultado r = ejecutar({QStringLiteral("--help")});
+    EXPECT_EQ(r.codigo, 0) << r.error.toStdString();
+    EXPECT_TRUE(r.salida.contains(QStringLiteral("-h, --help"))) << r.salida.toStdString();
+    EXPECT_TRUE(r.salida.contains(QStringLiteral("Muestra esta ayuda"))) << r.salida.toStdString();
+    EXPECT_FALSE(r.salida.contains(QStringLiteral("Displays"))) << r.salida.toStdString();
+}
+
 TEST_F(AplicacionDemo, GenerarDemoKeepsACompanyThatIsThereUnlessToldToReplaceIt)
 {
     const QString bd = copiaDemo(QStringLiteral("dos_empresas"));

@@ -196,7 +196,10 @@ int ejecutar(QApplication& app)
 {
     QCommandLineParser p;
     p.setApplicationDescription(QStringLiteral("Hoja de presupuestos: importe por cuenta, departamento y mes."));
-    p.addHelpOption();
+    // Qt's own help option describes itself in English, a text its Spanish
+    // translation does not hold; the program's own says it in Spanish.
+    const QCommandLineOption optAyuda({QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Muestra esta ayuda y termina."));
+    p.addOption(optAyuda);
     p.addPositionalArgument(QStringLiteral("orden"),
                             QStringLiteral("generar-demo: crea una base de datos de demostración y termina. "
                                            "esquema-sqlserver: escribe las sentencias que crean las tablas en SQL Server y termina."),
@@ -224,6 +227,8 @@ int ejecutar(QApplication& app)
                                      QStringLiteral("generar-demo: sustituye los datos de la empresa si ya está en la base de datos."));
     p.addOptions({optBd, optOdbc, optPg, optEmpresa, optCaptura, optHistorico, optResumen, optSeguimiento, optCuentas, optDptos, optReemplazar});
     p.process(app);
+    if (p.isSet(optAyuda))
+        p.showHelp(0);
 
     const bool captura = p.isSet(optCaptura);
     // A screenshot shows the window as the program lays it out, and leaves
