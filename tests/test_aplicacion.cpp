@@ -219,7 +219,7 @@ TEST_F(AplicacionDemo, ACaptureThatCannotBeMadeEndsWithItsExitCodeWithoutWaiting
     EXPECT_FALSE(QFileInfo::exists(png));
 }
 
-TEST(Aplicacion, NumbersThatAreNotValidAreBadUsage)
+TEST(Aplicacion, NumbersAndCommandsThatAreNotValidAreBadUsage)
 {
     QTemporaryDir dir;
     const QString nueva = dir.filePath(QStringLiteral("nueva.db"));
@@ -245,6 +245,10 @@ TEST(Aplicacion, NumbersThatAreNotValidAreBadUsage)
         {{"--pg", "host=/no/existe"}, QStringLiteral("Indique una sola base de datos")},
         {{"--odbc", "DRIVER=x"}, QStringLiteral("Indique una sola base de datos")},
         {{"--pg", "host=/no/existe", "generar-demo"}, QStringLiteral("Indique una sola base de datos")},
+        // Commands: one, and one the program has.
+        {{"generar"}, QStringLiteral("La orden «generar» no existe: las órdenes son generar-demo y esquema-sqlserver.")},
+        {{"generar-demo", "otra"}, QStringLiteral("Sobra «otra»: se da una sola orden.")},
+        {{"esquema-sqlserver", "generar-demo"}, QStringLiteral("Sobra «generar-demo»: se da una sola orden.")},
     });
     for (const auto& caso : casos) {
         SCOPED_TRACE(caso.argumentos.join(QLatin1Char(' ')).toStdString());

@@ -272,13 +272,17 @@ int ejecutar(QApplication& app)
         return fallo(ErrorUso, QStringLiteral("Indique una sola base de datos: --bd, --pg o --odbc."));
     const QStringList ordenes = p.positionalArguments();
 
+    if (!ordenes.isEmpty() && ordenes.first() != QLatin1String("generar-demo") && ordenes.first() != QLatin1String("esquema-sqlserver"))
+        return fallo(ErrorUso, QStringLiteral("La orden «%1» no existe: las órdenes son generar-demo y esquema-sqlserver.").arg(ordenes.first()));
+    if (ordenes.size() > 1)
+        return fallo(ErrorUso, QStringLiteral("Sobra «%1»: se da una sola orden.").arg(ordenes.at(1)));
     if (ordenes.size() == 1 && ordenes.first() == QLatin1String("esquema-sqlserver")) {
         // For the administrator, who runs them once with sqlcmd.
         QTextStream(stdout) << Esquema::guionSqlServer(QStringLiteral("Pelvor"));
         return 0;
     }
     if (!ordenes.isEmpty()) {
-        if (ordenes.first() != QLatin1String("generar-demo") || p.isSet(optBd) == p.isSet(optPg))
+        if (p.isSet(optBd) == p.isSet(optPg))
             return fallo(ErrorUso, QStringLiteral("Uso: presupuestos generar-demo (--bd FICHERO | --pg CADENA) [--empresa N] [--cuentas N --departamentos N] [--reemplazar]"));
         // Without a company or a size, the whole demo: the company under way
         // joins it when it is not there yet (never replaced by this).
