@@ -19,6 +19,7 @@
 #include <QTimer>
 #include <QLabel>
 #include <QTest>
+#include <QTextDocument>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -132,14 +133,27 @@ TEST(HojaCiclo, FirstActivationLoadsOnceAndTheYearComboReloads)
 TEST(HojaCiclo, TheLegendExplainsEveryColour)
 {
     HojaAbierta h;
-    const QString leyenda = h.hoja->lblLeyenda->text();
-    for (const auto& [color, texto] : {std::pair{h.hoja->Color1, "a mano"}, std::pair{h.hoja->Color4, "totales"},
-                                       std::pair{QColor(255, 230, 140), "otro usuario"}, std::pair{QColor(255, 145, 100), "no presupuestables"},
-                                       std::pair{QColor(255, 0, 0), "negativo"}}) {
-        EXPECT_TRUE(leyenda.contains(color.name())) << texto;
-        EXPECT_TRUE(leyenda.contains(QLatin1String(texto))) << texto;
+    h.hoja->show();
+    const QLabel* l = h.hoja->lblLeyenda;
+    EXPECT_TRUE(l->isVisible());
+    QTextDocument d;
+    d.setDefaultFont(l->font());
+    d.setDocumentMargin(0);
+    d.setHtml(l->text());
+    const QString texto = d.toPlainText().replace(QChar::Nbsp, QLatin1Char(' '));
+    for (const auto& [color, nombre] : {std::pair{h.hoja->Color1, "a mano"}, std::pair{h.hoja->Color4, "totales"},
+                                        std::pair{QColor(255, 230, 140), "otro usuario"}, std::pair{QColor(255, 145, 100), "no presupuestables"},
+                                        std::pair{QColor(255, 0, 0), "negativo"}}) {
+        EXPECT_TRUE(l->text().contains(color.name())) << nombre;
+        EXPECT_TRUE(texto.contains(QLatin1String(nombre))) << nombre;
     }
-    EXPECT_TRUE(h.hoja->lblLeyenda->isVisibleTo(h.hoja));
+    // Whole at the window's own size: laid out as the label lays it out, it
+    // takes no more room than the label has.
+    const QRect caja = l->contentsRect();
+    if (l->wordWrap())
+        d.setTextWidth(caja.width());
+    EXPECT_LE(d.idealWidth(), caja.width());
+    EXPECT_LE(d.size().height(), caja.height());
 }
 
 TEST(HojaCiclo, HistoryYearMustLieBetween2000AndTheYearBeforeTheBudget)

@@ -161,9 +161,10 @@ void ControlesHoja::crear(QWidget* hoja, QObject* filtro)
     lblLeyenda = new QLabel(hoja);
     lblLeyenda->setObjectName(QStringLiteral("lblLeyenda"));
     lblLeyenda->setTextFormat(Qt::RichText);
-    // It takes the room the bar has left; on a small screen the end of it
-    // is cut, and its tooltip says it all.
+    // It takes the room the bar has left and wraps in it: at the window's
+    // own width the bar leaves it a third of what one line needs.
     lblLeyenda->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    lblLeyenda->setWordWrap(true);
     ui.barra->addWidget(lblLeyenda, 1);
     capaRejillas = ui.derecha;
 }

@@ -209,14 +209,16 @@ void frmActPresupusto::Form_Load()
 void frmActPresupusto::ponerLeyenda()
 {
     // Built from the colours the grids are given, so it cannot say another.
+    // An entry never breaks; the legend wraps between entries.
     const auto muestra = [](const QColor& c, const QString& texto) {
-        return QStringLiteral("<span style=\"background-color:%1\">&nbsp;&nbsp;&nbsp;</span>&nbsp;%2").arg(c.name(), texto);
+        return QStringLiteral("<span style=\"background-color:%1\">&nbsp;&nbsp;&nbsp;</span>&nbsp;%2")
+            .arg(c.name(), QString(texto).replace(QLatin1Char(' '), QStringLiteral("&nbsp;")));
     };
     lblLeyenda->setText(QStringList{muestra(Color1, QStringLiteral("a mano")), muestra(Color4, QStringLiteral("totales")),
                                     muestra(kColorCambioAjeno, QStringLiteral("cambio de otro usuario")),
                                     muestra(kColorFondoNoPresupuestables, QStringLiteral("no presupuestables")),
                                     QStringLiteral("<span style=\"color:%1\">-1.234</span>&nbsp;negativo").arg(kRojo.name())}
-                            .join(QStringLiteral("&nbsp;&nbsp;")));
+                            .join(QStringLiteral("&nbsp; ")));
     lblLeyenda->setToolTip(QStringLiteral("Verde: meses introducidos a mano. Azul: filas de totales. Amarillo, un momento: meses que "
                                           "acaba de cambiar otro usuario. Naranja: la vista de las cuentas que no se presupuestan. "
                                           "Rojo: importes negativos (gastos)."));
