@@ -9,6 +9,9 @@
 
 #include <QApplication>
 #include <QBarSet>
+#include <QChartView>
+#include <QGraphicsTextItem>
+#include <QRegularExpression>
 #include <QLabel>
 #include <QPushButton>
 #include <gtest/gtest.h>
@@ -65,6 +68,18 @@ TEST(HojaResumen, ADepartmentsFiguresAreTheSumsOfItsRowsWithItsRetailRatios)
     ASSERT_NE(ticketsH, 0);
     EXPECT_DOUBLE_EQ(r.historico.ticketMedio().value_or(0), static_cast<double>(ventasH) / static_cast<double>(ticketsH));
     EXPECT_TRUE(f->panelResumen->lblTicketMedio->isVisible());
+    // The chart's scale reads as the grid does: thousands apart with a point.
+    f->show();
+    QApplication::processEvents();
+    QStringList escala;
+    for (const QGraphicsItem* i : f->panelResumen->grafico->scene()->items())
+        if (const auto* texto = dynamic_cast<const QGraphicsTextItem*>(i))
+            if (texto->toPlainText().contains(QRegularExpression(QStringLiteral("^-?[0-9.]+$"))))
+                escala << texto->toPlainText();
+    ASSERT_FALSE(escala.isEmpty());
+    EXPECT_TRUE(escala.filter(QRegularExpression(QStringLiteral("[0-9]{4}"))).isEmpty()) << escala.join(QLatin1Char(' ')).toStdString();
+    EXPECT_FALSE(escala.filter(QRegularExpression(QStringLiteral("^-?[0-9]{1,3}(\\.[0-9]{3})+$"))).isEmpty())
+        << escala.join(QLatin1Char(' ')).toStdString();
 
     // An account row shows against its own history row, and an edit of it at once.
     const int fila = filaDe(p, QStringLiteral("70000001"), QStringLiteral("1"));

@@ -11,6 +11,7 @@
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLocale>
 #include <QValueAxis>
 #include <algorithm>
 
@@ -110,6 +111,9 @@ PanelResumen::PanelResumen(QWidget* parent) : QWidget(parent)
     ejeMeses->setLabelsFont(pequena);
     chart_->addAxis(ejeMeses, Qt::AlignBottom);
     serie->attachAxis(ejeMeses);
+    // The scale reads as the grid does ("-20.000"), whatever the system's locale.
+    chart_->setLocale(QLocale(QLocale::Spanish, QLocale::Spain));
+    chart_->setLocalizeNumbers(true);
     eje_ = new QValueAxis;
     eje_->setLabelFormat(QStringLiteral("%.0f"));
     eje_->setLabelsFont(pequena);
