@@ -7,11 +7,13 @@
 #include "worksheet/dlgHistorial.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QComboBox>
 #include <QFileInfo>
 #include <QTimer>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QHeaderView>
 #include <QTableWidget>
 #include <functional>
 #include <gtest/gtest.h>
@@ -160,6 +162,12 @@ TEST(HojaDeshacer, TheHistoryOfACellChangedThreeWays)
     EXPECT_EQ(t->item(2, 4)->text(), QStringLiteral("(sin fila)"));
     EXPECT_EQ(t->item(2, 5)->text(), QStringLiteral("10"));
     EXPECT_FALSE(t->item(0, 1)->text().isEmpty());
+    // At the dialog's own size every column is in sight; a description cut
+    // short shows whole on hover.
+    d.show();
+    QApplication::processEvents();
+    EXPECT_LE(t->horizontalHeader()->sectionViewportPosition(5) + t->horizontalHeader()->sectionSize(5), t->viewport()->width());
+    EXPECT_EQ(t->item(0, 2)->toolTip(), como[0]);
     // The whole row: every month the method wrote, and the method itself.
     d.mostrarFila();
     EXPECT_GT(t->rowCount(), 12);

@@ -28,7 +28,12 @@ dlgHistorial::dlgHistorial(const Diario& diario, QString cuenta, qint16 dpto, qi
     tabla_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     tabla_->setSelectionBehavior(QAbstractItemView::SelectRows);
     tabla_->verticalHeader()->hide();
-    tabla_->horizontalHeader()->setStretchLastSection(true);
+    // The description takes what the other columns leave, cut short if it
+    // must (its tooltip has it whole), so that the amounts stay in sight.
+    tabla_->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    tabla_->horizontalHeader()->setSectionResizeMode(2, QHeaderView::Stretch);
+    tabla_->setWordWrap(false);
+    tabla_->setTextElideMode(Qt::ElideRight);
     fila_ = new QPushButton(QStringLiteral("Historial de la fila"), this);
     auto* botones = new QDialogButtonBox(QDialogButtonBox::Close, this);
     botones->addButton(fila_, QDialogButtonBox::ActionRole);
@@ -70,10 +75,11 @@ void dlgHistorial::llenar(int mes)
             auto* item = new QTableWidgetItem(celdas[c]);
             if (c >= 4)
                 item->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
+            if (c == 2)
+                item->setToolTip(celdas[c]);
             tabla_->setItem(i, c, item);
         }
     }
-    tabla_->resizeColumnsToContents();
 }
 
 } // namespace presupuestos
