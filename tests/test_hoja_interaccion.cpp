@@ -132,6 +132,8 @@ TEST(HojaInteraccion, TrackingFollowsTheYearAgainstItsActuals)
         EXPECT_EQ(m.senal(fila), c.senal) << c.meses << " " << c.umbral;
     }
     EXPECT_TRUE(dlg->leyenda()->text().contains(QStringLiteral("Previsión de cierre")));
+    // As many rows in sight as the worksheet would show.
+    EXPECT_EQ(dlg->tabla()->rowHeight(0), h.hoja->vsPresupuesto->rowHeight(1));
     dlg->close();
 }
 

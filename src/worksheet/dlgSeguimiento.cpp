@@ -10,6 +10,8 @@
 #include <QTableView>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace presupuestos {
 
 dlgSeguimiento::dlgSeguimiento(const Sesion& sesion, const QString& formato, QWidget* parent) : QDialog(parent)
@@ -44,6 +46,11 @@ dlgSeguimiento::dlgSeguimiento(const Sesion& sesion, const QString& formato, QWi
     tabla_ = new QTableView(this);
     tabla_->setModel(&modelo_);
     tabla_->verticalHeader()->hide();
+    // Rows as tight as the worksheet's (its 315 twips, or the text's height),
+    // not the style's roomier default: twice as many accounts in sight.
+    const int alto = std::max(21, tabla_->fontMetrics().height() + 4);
+    tabla_->verticalHeader()->setMinimumSectionSize(alto);
+    tabla_->verticalHeader()->setDefaultSectionSize(alto);
     tabla_->setWordWrap(false);
     tabla_->setSelectionBehavior(QAbstractItemView::SelectRows);
     tabla_->horizontalHeader()->setSectionResizeMode(ModeloSeguimiento::Nombre, QHeaderView::Stretch);
