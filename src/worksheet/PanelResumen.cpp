@@ -11,8 +11,7 @@
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QLocale>
-#include <QValueAxis>
+#include <QCategoryAxis>
 #include <algorithm>
 
 namespace presupuestos {
@@ -111,11 +110,9 @@ PanelResumen::PanelResumen(QWidget* parent) : QWidget(parent)
     ejeMeses->setLabelsFont(pequena);
     chart_->addAxis(ejeMeses, Qt::AlignBottom);
     serie->attachAxis(ejeMeses);
-    // The scale reads as the grid does ("-20.000"), whatever the system's locale.
-    chart_->setLocale(QLocale(QLocale::Spanish, QLocale::Spain));
-    chart_->setLocalizeNumbers(true);
-    eje_ = new QValueAxis;
-    eje_->setLabelFormat(QStringLiteral("%.0f"));
+    // Labels on the values, each written by the program (see actualizar).
+    eje_ = new QCategoryAxis;
+    eje_->setLabelsPosition(QCategoryAxis::AxisLabelsPositionOnValue);
     eje_->setLabelsFont(pequena);
     chart_->addAxis(eje_, Qt::AlignLeft);
     serie->attachAxis(eje_);
@@ -187,6 +184,17 @@ void PanelResumen::mostrar(const ResumenFila& r, const QString& formato, int eje
         mayor = menor + 1;
     eje_->setRange(menor, mayor);
     eje_->applyNiceNumbers();
+    // The scale reads as the grid does ("-5.000"): Qt would write it with
+    // the locale's rules, and Spanish ones leave four digits ungrouped.
+    for (const QString& etiqueta : eje_->categoriesLabels())
+        eje_->remove(etiqueta);
+    eje_->setStartValue(eje_->min());
+    const int marcas = std::max(2, eje_->tickCount());
+    const double paso = (eje_->max() - eje_->min()) / (marcas - 1);
+    for (int i = 0; i < marcas; ++i) {
+        const double valor = eje_->min() + i * paso;
+        eje_->append(es::formatear(valor, QStringLiteral("#,0")), valor);
+    }
 }
 
 } // namespace presupuestos

@@ -14,7 +14,7 @@ class QBarSet;
 class QChart;
 class QChartView;
 class QLabel;
-class QValueAxis;
+class QCategoryAxis;
 
 namespace presupuestos {
 
@@ -51,7 +51,7 @@ public:
 
 private:
     QChart* chart_ = nullptr;
-    QValueAxis* eje_ = nullptr;
+    QCategoryAxis* eje_ = nullptr;
     QLabel* lblTituloTicket_ = nullptr;
     QLabel* lblTituloVentasDia_ = nullptr;
     ResumenFila resumen_;
