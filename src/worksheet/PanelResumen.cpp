@@ -6,12 +6,12 @@
 #include <QBarCategoryAxis>
 #include <QBarSeries>
 #include <QBarSet>
+#include <QCategoryAxis>
 #include <QChart>
 #include <QChartView>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QCategoryAxis>
 #include <algorithm>
 
 namespace presupuestos {
@@ -110,7 +110,7 @@ PanelResumen::PanelResumen(QWidget* parent) : QWidget(parent)
     ejeMeses->setLabelsFont(pequena);
     chart_->addAxis(ejeMeses, Qt::AlignBottom);
     serie->attachAxis(ejeMeses);
-    // Labels on the values, each written by the program (see actualizar).
+    // Labels on the values, each written by the program (see mostrar).
     eje_ = new QCategoryAxis;
     eje_->setLabelsPosition(QCategoryAxis::AxisLabelsPositionOnValue);
     eje_->setLabelsFont(pequena);
