@@ -32,6 +32,7 @@
 #include "grid/widgets/VistaRejilla.h"
 #include "worksheet/frmActPresupusto.h"
 
+#include "HojaAbiertaMedida.h"
 #include "Medida.h"
 #include "PlataformaDePrueba.h"
 #include "ReproduccionSqlite.h"
@@ -156,13 +157,7 @@ Carga otraPrimeraCarga(const QString& fichero)
         auto conexion = Conexion::abrirSqlite(fichero);
         Traza traza;
         trazar(*conexion, &traza);
-        frmclsfrmActPresupusto clase;
-        clase.setEmpresaLarvex(cargarEmpresa(*conexion, 1));
-        clase.setConexionLarvex(conexion);
-        clase.Show();
-        conexion->completarPendientes();
-        conexion->limpiarRegistro();
-        c = primeraCarga(*clase.formulario());
+        c = primeraCarga(*abrirHoja(conexion)->formulario());
     }
     modPublic::Liberar();
     return c;
@@ -212,16 +207,9 @@ int main(int argc, char** argv)
     auto conexion = Conexion::abrirSqlite(fichero);
     Traza traza;
     trazar(*conexion, &traza);
-    auto empresa = cargarEmpresa(*conexion, 1);
     {
-        frmclsfrmActPresupusto clase;
-        clase.setEmpresaLarvex(empresa);
-        clase.setConexionLarvex(conexion);
-        clase.Show();
-        frmActPresupusto* hoja = clase.formulario();
-        // The deferred statistics fetch of the load runs before timing.
-        conexion->completarPendientes();
-        conexion->limpiarRegistro();
+        const auto clase = abrirHoja(conexion);
+        frmActPresupusto* hoja = clase->formulario();
         const auto copiasCarga = copiasPrevias(*conexion, fichero, dir.filePath(QStringLiteral("carga")), vecesSuelo + 1);
 
         // ---- First load ----------------------------------------------------

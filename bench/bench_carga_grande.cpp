@@ -23,6 +23,7 @@
 #include "sesion/Empresa.h"
 #include "worksheet/frmActPresupusto.h"
 
+#include "HojaAbiertaMedida.h"
 #include "Medida.h"
 #include "ReproduccionSqlite.h"
 #include "SqliteDesnudo.h"
@@ -85,14 +86,8 @@ int main(int argc, char** argv)
     Traza traza;
     trazar(*conexion, &traza);
     {
-        frmclsfrmActPresupusto clase;
-        clase.setEmpresaLarvex(cargarEmpresa(*conexion, 1));
-        clase.setConexionLarvex(conexion);
-        clase.Show();
-        frmActPresupusto* hoja = clase.formulario();
-        // The deferred statistics fetch of the opening runs before timing.
-        conexion->completarPendientes();
-        conexion->limpiarRegistro();
+        const auto clase = abrirHoja(conexion);
+        frmActPresupusto* hoja = clase->formulario();
         const auto copias = copiasPrevias(*conexion, fichero, dir.filePath(QStringLiteral("carga")), vecesSuelo + 1);
 
         const std::size_t trazaAntes = traza.ejecuciones.size();
