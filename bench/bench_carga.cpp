@@ -9,13 +9,13 @@
 // expands every statement's values, which costs a paste about a quarter of
 // its time: that is the measurement's work, not the program's. So the edit
 // series (after a first run of its own, see below) and the paste run once
-// untimed with the hook on, for the floor to replay, are put back as they were (the edited cell typed back, the paste
-// undone) and are then timed with the hook off over the same figures with
-// the same values. Each paste is followed at once by one of its floor's
+// untimed with the hook on, for the floor to replay, are put back as they
+// were (the edited cell typed back, the paste undone) and are then timed
+// with the hook off over the same figures with the same values. Each paste is followed at once by one of its floor's
 // runs, so that a machine whose speed drifts weighs on both alike; the
 // edits, small enough for the caches to matter, are timed as two series,
 // the program's and then the floor's, each back to back. The first load is
-// timed with the hook on, its cost charged to the program, in five
+// timed with the hook on, its cost charged to the program, in --cargas
 // worksheets one after the other, each on a connection of its own; the last
 // one's runs are what its floor replays, and the ratio takes the median.
 //
